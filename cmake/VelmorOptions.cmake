@@ -1,0 +1,65 @@
+# Build options, compiler settings shared by every target, and the summary that ends a configure run.
+
+option(VELMOR_ASSERTIONS "Keep assertions in optimised builds; they are part of the contract" ON)
+option(VELMOR_BUILD_TESTS "Build the tests" ${PROJECT_IS_TOP_LEVEL})
+option(VELMOR_BUILD_EXAMPLES "Build the example programs, the demo among them" ${PROJECT_IS_TOP_LEVEL})
+option(VELMOR_BUILD_BENCHMARKS "Build the benchmarks" OFF)
+option(VELMOR_WARNINGS_AS_ERRORS "Stop the build at a compiler warning" OFF)
+set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined; empty for none")
+
+if(NOT CMAKE_BUILD_TYPE AND NOT CMAKE_CONFIGURATION_TYPES)
+    set(CMAKE_BUILD_TYPE RelWithDebInfo CACHE STRING "Build type" FORCE)
+endif()
+
+set(CMAKE_CXX_STANDARD 17)
+set(CMAKE_CXX_STANDARD_REQUIRED ON)
+set(CMAKE_CXX_EXTENSIONS OFF)
+
+include(GNUInstallDirs)
+
+# CMake puts -DNDEBUG into its optimised build types. Whether assertions are compiled is this project's own option.
+foreach(config IN ITEMS RELEASE RELWITHDEBINFO MINSIZEREL)
+    string(REGEX REPLACE "(^| )-DNDEBUG( |$)" " " CMAKE_CXX_FLAGS_${config} "${CMAKE_CXX_FLAGS_${config}}")
+endforeach()
+
+add_library(velmor_build_settings INTERFACE)
+target_compile_options(velmor_build_settings INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wconversion
+    -ffp-contract=off                                # stated arithmetic gives the same bits on every machine
+    -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=       # assertions name files relative to the repository root
+    $<$<BOOL:${VELMOR_WARNINGS_AS_ERRORS}>:-Werror>)
+target_compile_definitions(velmor_build_settings INTERFACE
+    $<$<NOT:$<BOOL:${VELMOR_ASSERTIONS}>>:NDEBUG>)
+if(VELMOR_SANITIZE)
+    target_compile_options(velmor_build_settings INTERFACE
+        -fsanitize=${VELMOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    target_link_options(velmor_build_settings INTERFACE -fsanitize=${VELMOR_SANITIZE})
+endif()
+
+# The CPU operators call OpenCV's C interface, which is an optional part of OpenCV 4.
+function(velmor_require_opencv_c_interface)
+    include(CheckCXXSourceCompiles)
+    set(CMAKE_REQUIRED_LIBRARIES opencv::core opencv::imgproc)
+    check_cxx_source_compiles("
+        #include <opencv2/core/core_c.h>
+        #include <opencv2/imgproc/imgproc_c.h>
+        int main() { IplImage image; cvInitImageHeader(&image, cvSize(1, 1), IPL_DEPTH_8U, 1); return image.nChannels - 1; }"
+        VELMOR_OPENCV_HAS_C_INTERFACE)
+    if(NOT VELMOR_OPENCV_HAS_C_INTERFACE)
+        message(FATAL_ERROR "velmor: the installed OpenCV lacks its C interface "
+            "(opencv2/core/core_c.h, opencv2/imgproc/imgproc_c.h), which the library is built on.")
+    endif()
+endfunction()
+
+function(velmor_print_summary)
+    message(STATUS "velmor ${PROJECT_VERSION}")
+    message(STATUS "  build type                ${CMAKE_BUILD_TYPE}")
+    foreach(name IN ITEMS ASSERTIONS BUILD_TESTS BUILD_EXAMPLES BUILD_BENCHMARKS WARNINGS_AS_ERRORS SANITIZE)
+        string(LENGTH "VELMOR_${name}" width)
+        math(EXPR padding "26 - ${width}")
+        string(REPEAT " " ${padding} gap)
+        message(STATUS "  VELMOR_${name}${gap}${VELMOR_${name}}")
+    endforeach()
+    message(STATUS "  OpenCV                    ${OpenCVModules_VERSION}")
+    message(STATUS "  install prefix            ${CMAKE_INSTALL_PREFIX}")
+endfunction()

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "cvprocess/gpuStdShaders/GpuStdShaders.h"
+
+#include <string>
+
+namespace velmor::cvprocess {
+
+/// Tells where both of two pictures are set, channel by channel.
+///
+/// A channel is 1 where both inputs are above 0, else 0: `out = (A > 0 and B > 0) ? 1 : 0`, alpha included.
+///
+/// Inputs: two rectangle textures of any float or normalised format. Output: 0 or 1 in each of r, g, b, a.
+/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+///
+/// Example:
+///
+///     And both;
+///     both.prepareExecution(maskA, maskB, result);
+///     both.execute();
+class VELMOR_CVPROCESS_EXPORT And : public GpuStdShaders
+{
+public:
+    /// Compiles the program; needs the context.
+    And();
+
+    ~And() override;
+
+private:
+    std::string mShaderSrc;
+};
+
+} // namespace velmor::cvprocess

@@ -1,0 +1,111 @@
+#pragma once
+
+#include "cvprocess/Export.h"
+
+#include <GL/glew.h>
+
+#include <cstdint>
+#include <iosfwd>
+#include <iostream>
+
+namespace velmor::cvprocess {
+
+/// A framebuffer object of GL_EXT_framebuffer_object, which filters render into.
+///
+/// Operations bind the object only as long as they need it ("guarded" binding). There is one slot for the binding
+/// that was found, and a guarded operation inside another one overwrites it: so after attachTexture(),
+/// attachRenderBuffer(), unattach() and unattachAll() this framebuffer stays bound, while the queries and isValid()
+/// restore the binding. This is meant: filters attach and then draw. With NDEBUG, attachTexture() and
+/// attachRenderBuffer() have no query inside and restore the binding.
+///
+/// All operations need the OpenGL context of the object to be current on the calling thread.
+class VELMOR_CVPROCESS_EXPORT GlFbo
+{
+public:
+    /// Generates the framebuffer and binds it once, so that it exists in OpenGL from the start.
+    GlFbo();
+    GlFbo(const GlFbo&) = delete;
+    GlFbo& operator=(const GlFbo&) = delete;
+
+    /// Deletes the framebuffer; what is attached is not touched.
+    virtual ~GlFbo();
+
+    /// Attaches a texture, which stays the caller's. With assertions compiled in, a texture that is attached already
+    /// (as told by its id alone) gives a warning on std::cerr and is not attached again.
+    /// @param texTarget   GL_TEXTURE_1D, GL_TEXTURE_3D, or a target of two dimensions: GL_TEXTURE_2D,
+    ///                    GL_TEXTURE_RECTANGLE_ARB, a face of a cube map
+    /// @param texId       the texture; 0 takes off what is attached
+    /// @param attachment  attachment point
+    /// @param mipLevel    level of the texture, 0 for rectangle textures
+    /// @param zSlice      slice of a GL_TEXTURE_3D
+    virtual void attachTexture(GLenum texTarget, GLuint texId, GLenum attachment = GL_COLOR_ATTACHMENT0_EXT,
+                               int mipLevel = 0, int zSlice = 0);
+
+    /// Attaches several textures, as attachTexture() each.
+    /// @param numTextures  length of the arrays
+    /// @param attachment   null: the colour attachments from 0 on
+    /// @param mipLevel     null: level 0 each
+    /// @param zSlice       null: slice 0 each
+    virtual void attachTextures(int numTextures, GLenum* texTarget, GLuint* texId, GLenum* attachment = nullptr,
+                                int* mipLevel = nullptr, int* zSlice = nullptr);
+
+    /// Attaches a renderbuffer, which stays the caller's; redundancy as for attachTexture().
+    virtual void attachRenderBuffer(GLuint buffId, GLenum attachment = GL_COLOR_ATTACHMENT0_EXT);
+
+    /// Attaches several renderbuffers, as attachRenderBuffer() each.
+    /// @param attachment  null: the colour attachments from 0 on
+    virtual void attachRenderBuffers(int numBuffers, GLuint* buffId, GLenum* attachment = nullptr);
+
+    /// Takes off whatever is attached at a point; nothing if nothing is.
+    void unattach(GLenum attachment);
+
+    /// Takes off whatever is attached at every colour attachment; depth and stencil stay.
+    void unattachAll();
+
+    /// Binds this framebuffer for drawing and reading, for good.
+    void bind() { glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, mFboId); }
+
+    /// Binds the window system's framebuffer.
+    static void disable() { glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0); }
+
+    /// Whether the framebuffer is complete; if not, the reason goes to the stream.
+    bool isValid(std::ostream& ostr = std::cerr);
+
+    /// Kind of what is attached: GL_TEXTURE, GL_RENDERBUFFER_EXT or GL_NONE.
+    GLenum getAttachedType(GLenum attachment);
+
+    /// Id of what is attached; 0 for nothing.
+    GLuint getAttachedId(GLenum attachment);
+
+    /// Level of the attached texture. Like the face and the slice it exists where a texture is attached: elsewhere the
+    /// result is 0 and OpenGL records an error, which is the caller's to drain (checkGlErrors()).
+    GLint getAttachedMipLevel(GLenum attachment);
+
+    /// Cube map face of the attached texture, 0 if it is no cube map; see getAttachedMipLevel() for errors.
+    GLint getAttachedCubeFace(GLenum attachment);
+
+    /// Slice of the attached 3-D texture; see getAttachedMipLevel() for errors.
+    GLint getAttachedZSlice(GLenum attachment);
+
+    /// Number of colour attachments that the driver offers.
+    static int getMaxColorAttachments();
+
+    /// Drains the OpenGL error queue onto std::cerr, a line per error.
+    /// @param location  put behind each message after " at "; null for none
+    /// @return          whether there was any error
+    static bool checkGlErrors(const char* location);
+
+protected:
+    void _guardedBind();
+    void _guardedUnbind();
+    void _framebufferTextureND(GLenum attachment, GLenum texTarget, GLuint texId, int mipLevel, int zSlice);
+    static GLuint _generateFboId();
+
+private:
+    GLint attachmentParameter(GLenum attachment, GLenum name);
+
+    std::uint32_t mFboId;
+    std::int32_t mSavedFboId; ///< the binding that the last guarded bind found
+};
+
+} // namespace velmor::cvprocess

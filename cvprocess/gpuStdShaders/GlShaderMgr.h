@@ -1,0 +1,85 @@
+#pragma once
+
+#include "cvprocess/Export.h"
+
+#include <cstdint>
+#include <map>
+#include <string>
+
+namespace velmor::cvprocess {
+
+/// The GLSL programs and shaders of one filter: creates, compiles, attaches, links, validates and deletes them.
+///
+/// Every program and shader that it makes belongs to the manager; ids that it hands out are borrowed. Progress goes to
+/// std::cout, errors to std::cerr. What leaves no usable shader ends the process with exit(); a program that does not
+/// link or validate is reported and kept.
+///
+/// All operations need an OpenGL context that is current on the calling thread, and GLEW to be initialised.
+class VELMOR_CVPROCESS_EXPORT GlShaderMgr
+{
+public:
+    /// Ends the process when OpenGL 2.0 is missing; see checkSupportForProgrammableShaders().
+    GlShaderMgr();
+    GlShaderMgr(const GlShaderMgr&) = delete;
+    GlShaderMgr& operator=(const GlShaderMgr&) = delete;
+
+    /// Stops using any program, then deletes the programs and the shaders, each in the order of their keys.
+    virtual ~GlShaderMgr();
+
+    /// Gives the program of a name, and makes an empty one when the name is new.
+    /// @param[out] progObj  the program's id
+    /// @return              true when the name was new; false means that the program is built already
+    bool registerProgObj(const std::string& name, unsigned int& progObj);
+
+    /// Compiles a shader and attaches it to a program. The source text is the key: a text that was loaded before is
+    /// neither compiled nor attached again, not even to another program.
+    /// @param shaderType      GL_VERTEX_SHADER, GL_FRAGMENT_SHADER, or what else the driver takes
+    /// @param source          GLSL text
+    /// @param[out] shaderObj  the shader's id
+    /// @return                true; a shader that does not compile or attach ends the process with exit(-1)
+    bool loadAndAttachShaderFromString(const unsigned int& progObj, unsigned int shaderType, const std::string& source,
+                                       unsigned int& shaderObj);
+
+    /// As loadAndAttachShaderFromString(), with the text read from a file. The path is the key.
+    /// @param[out] shaderObj  the shader's id; 0 for a path that could not be opened before
+    /// @return                false when the file cannot be opened. A file that cannot be read whole, does not compile
+    ///                        or attach ends the process with exit(-1)
+    bool loadAndAttachShaderFromFile(const unsigned int& progObj, unsigned int shaderType, const char* path,
+                                     unsigned int& shaderObj);
+
+    /// Compiles a shader object from a zero-terminated text.
+    /// @return  whether it compiled
+    static bool compileGlsl(unsigned int shaderObj, const unsigned char* source);
+
+    /// Links and validates a program and prints its info log.
+    /// @return  false when either failed, after a message
+    static bool linkShadersToProgram(unsigned int progObj);
+
+    /// Prints a program's info log, if it holds text.
+    static void printProgramInfoLog(unsigned int progObj);
+
+    /// Prints a shader's info log, if it holds text. Errors that are pending in OpenGL are reported first, so that an
+    /// old one is not taken for a failure of what follows.
+    static void printShaderInfoLog(unsigned int shaderObj);
+
+    /// Makes a program current.
+    static void useProgObj(unsigned int progObj);
+
+    /// Makes no program current.
+    static void resetProgObj();
+
+    /// Version of OpenGL; 0.0 and a message when the driver's text makes no sense.
+    static void getGlVersion(int& major, int& minor);
+
+    /// Version of GLSL: 1.9 for OpenGL 1.x with GL_ARB_shading_language_100, 0.0 where there is none.
+    static void getGlslVersion(int& major, int& minor);
+
+    /// @return  true; without OpenGL 2.0 the process ends with exit(1)
+    static bool checkSupportForProgrammableShaders();
+
+private:
+    std::map<std::string, std::uint32_t> mProgObjs;   ///< by name
+    std::map<std::string, std::uint32_t> mShaderObjs; ///< by source text or file path
+};
+
+} // namespace velmor::cvprocess

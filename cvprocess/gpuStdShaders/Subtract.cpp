@@ -1,0 +1,30 @@
+#include "cvprocess/gpuStdShaders/Subtract.h"
+
+namespace velmor::cvprocess {
+namespace {
+
+const char* const kShaderSource = R"(#extension GL_EXT_gpu_shader4 : enable
+#extension GL_ARB_texture_rectangle : enable
+#extension GL_ARB_draw_buffers : enable
+
+uniform sampler2DRect texUnit0;
+uniform sampler2DRect texUnit1;
+
+void main(void)
+{
+    vec4 a = texture2DRect(texUnit0, gl_TexCoord[0].xy);
+    vec4 b = texture2DRect(texUnit1, gl_TexCoord[0].xy);
+    gl_FragColor = abs(a - b);
+}
+)";
+
+} // namespace
+
+Subtract::Subtract() : GpuStdShaders(true), mShaderSrc(kShaderSource)
+{
+    buildProgram("_ENFORCE_NEW_", "cvprocess/gpuStdShaders/Subtract", mShaderSrc);
+}
+
+Subtract::~Subtract() = default;
+
+} // namespace velmor::cvprocess

@@ -1,0 +1,33 @@
+#pragma once
+
+#include "cvprocess/gpuStdShaders/GpuStdShaders.h"
+
+#include <string>
+
+namespace velmor::cvprocess {
+
+/// The absolute difference of two pictures, channel by channel: `out = |A - B|`.
+///
+/// The order of the sources does not matter. Alpha is subtracted too: two opaque inputs give a transparent output.
+///
+/// Inputs: two rectangle textures of any float or normalised format. Output: r, g, b, a; 0..1 for inputs of 0..1.
+/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+///
+/// Example:
+///
+///     Subtract change;
+///     change.prepareExecution(frameBefore, frameNow, result);
+///     change.execute();
+class VELMOR_CVPROCESS_EXPORT Subtract : public GpuStdShaders
+{
+public:
+    /// Compiles the program; needs the context.
+    Subtract();
+
+    ~Subtract() override;
+
+private:
+    std::string mShaderSrc;
+};
+
+} // namespace velmor::cvprocess

@@ -1,0 +1,206 @@
+#include "glsupport/HeadlessContext.h"
+
+#include <GL/glew.h>
+
+#include <EGL/egl.h>
+#include <EGL/eglext.h>
+
+#include <cstring>
+#include <functional>
+#include <map>
+#include <mutex>
+#include <stdexcept>
+#include <vector>
+
+namespace velmor::glsupport {
+namespace {
+
+std::string eglErrorText()
+{
+    static const std::map<EGLint, const char*> names = {
+        {EGL_NOT_INITIALIZED, "EGL_NOT_INITIALIZED"},
+        {EGL_BAD_ACCESS, "EGL_BAD_ACCESS"},
+        {EGL_BAD_ALLOC, "EGL_BAD_ALLOC"},
+        {EGL_BAD_ATTRIBUTE, "EGL_BAD_ATTRIBUTE"},
+        {EGL_BAD_CONFIG, "EGL_BAD_CONFIG"},
+        {EGL_BAD_CONTEXT, "EGL_BAD_CONTEXT"},
+        {EGL_BAD_DISPLAY, "EGL_BAD_DISPLAY"},
+        {EGL_BAD_MATCH, "EGL_BAD_MATCH"},
+        {EGL_BAD_PARAMETER, "EGL_BAD_PARAMETER"},
+        {EGL_CONTEXT_LOST, "EGL_CONTEXT_LOST"},
+    };
+    const EGLint code = eglGetError();
+    const auto name = names.find(code);
+    return name != names.end() ? name->second : "EGL error " + std::to_string(code);
+}
+
+bool contains(const char* extensions, const char* name)
+{
+    return extensions && std::strstr(extensions, name);
+}
+
+void require(bool condition, const std::string& what)
+{
+    if (!condition)
+        throw std::runtime_error(what);
+}
+
+/// An initialised EGL display. EGL hands out one display per platform and device however often it is asked, and
+/// terminating it ends every context on it: so it is shared, and terminated with its last user.
+class Display
+{
+public:
+    explicit Display(EGLDisplay handle) : mHandle(handle)
+    {
+        require(eglInitialize(handle, nullptr, nullptr), "eglInitialize: " + eglErrorText());
+    }
+    Display(const Display&) = delete;
+    Display& operator=(const Display&) = delete;
+    ~Display() { eglTerminate(mHandle); }
+
+    EGLDisplay handle() const { return mHandle; }
+
+    static std::shared_ptr<Display> shared(EGLDisplay handle)
+    {
+        require(handle != EGL_NO_DISPLAY, "there is no such display");
+        static std::mutex mutex;
+        static std::map<EGLDisplay, std::weak_ptr<Display>> displays;
+        const std::lock_guard<std::mutex> lock(mutex);
+        std::shared_ptr<Display> display = displays[handle].lock();
+        if (!display)
+            displays[handle] = display = std::make_shared<Display>(handle);
+        return display;
+    }
+
+private:
+    EGLDisplay mHandle;
+};
+
+/// One way to come to a display, with its name for messages.
+struct Candidate
+{
+    std::string name;
+    std::function<EGLDisplay()> open;
+};
+
+/// The GPUs first, then the platform that renders on the CPU.
+std::vector<Candidate> candidates()
+{
+    const char* const extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+    const auto getPlatformDisplay =
+        reinterpret_cast<PFNEGLGETPLATFORMDISPLAYEXTPROC>(eglGetProcAddress("eglGetPlatformDisplayEXT"));
+    require(getPlatformDisplay && contains(extensions, "EGL_EXT_platform_base"), "EGL lacks EGL_EXT_platform_base");
+
+    std::vector<Candidate> result;
+    const auto queryDevices = reinterpret_cast<PFNEGLQUERYDEVICESEXTPROC>(eglGetProcAddress("eglQueryDevicesEXT"));
+    const auto queryDeviceString =
+        reinterpret_cast<PFNEGLQUERYDEVICESTRINGEXTPROC>(eglGetProcAddress("eglQueryDeviceStringEXT"));
+    if (queryDevices && queryDeviceString && contains(extensions, "EGL_EXT_platform_device")) {
+        EGLDeviceEXT devices[16];
+        EGLint count = 0;
+        queryDevices(16, devices, &count);
+        for (EGLint i = 0; i < count; ++i) {
+            const EGLDeviceEXT device = devices[i];
+            if (!contains(queryDeviceString(device, EGL_EXTENSIONS), "EGL_MESA_device_software"))
+                result.push_back({"EGL device " + std::to_string(i), [getPlatformDisplay, device] {
+                                      return getPlatformDisplay(EGL_PLATFORM_DEVICE_EXT, device, nullptr);
+                                  }});
+        }
+    }
+    if (contains(extensions, "EGL_MESA_platform_surfaceless"))
+        result.push_back({"EGL surfaceless platform", [getPlatformDisplay] {
+                              return getPlatformDisplay(EGL_PLATFORM_SURFACELESS_MESA, EGL_DEFAULT_DISPLAY, nullptr);
+                          }});
+    require(!result.empty(), "EGL offers neither a device nor Mesa's surfaceless platform");
+    return result;
+}
+
+EGLContext createContext(EGLDisplay display)
+{
+    require(contains(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context"),
+            "EGL_KHR_surfaceless_context is missing");
+    require(eglBindAPI(EGL_OPENGL_API), "OpenGL is not offered, only OpenGL ES");
+    const EGLint attributes[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_NONE};
+    EGLConfig config = nullptr;
+    EGLint count = 0;
+    require(eglChooseConfig(display, attributes, &config, 1, &count) && count > 0, "no configuration for OpenGL");
+    // Without attributes EGL makes a compatibility context of the highest version that the driver has.
+    const EGLContext context = eglCreateContext(display, config, EGL_NO_CONTEXT, nullptr);
+    require(context != EGL_NO_CONTEXT, "eglCreateContext: " + eglErrorText());
+    return context;
+}
+
+void initialiseGlew()
+{
+    const GLenum status = glewInit();
+    // GLEW looks for GLX after it has loaded every OpenGL entry point: without a display that one step fails.
+    require(status == GLEW_OK || status == GLEW_ERROR_NO_GLX_DISPLAY,
+            std::string("glewInit: ") + reinterpret_cast<const char*>(glewGetErrorString(status)));
+}
+
+} // namespace
+
+struct HeadlessContext::Implementation
+{
+    explicit Implementation(EGLDisplay handle) : display(Display::shared(handle)), context(createContext(handle)) {}
+    Implementation(const Implementation&) = delete;
+    Implementation& operator=(const Implementation&) = delete;
+    ~Implementation()
+    {
+        if (eglGetCurrentContext() == context)
+            eglMakeCurrent(display->handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        eglDestroyContext(display->handle(), context);
+    }
+
+    void makeCurrent()
+    {
+        require(eglMakeCurrent(display->handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, context),
+                "eglMakeCurrent: " + eglErrorText());
+    }
+
+    std::shared_ptr<Display> display;
+    EGLContext context;
+};
+
+HeadlessContext::HeadlessContext()
+{
+    std::string tried;
+    try {
+        for (const Candidate& candidate : candidates()) {
+            try {
+                mImplementation = std::make_unique<Implementation>(candidate.open());
+                mImplementation->makeCurrent();
+                initialiseGlew();
+                return;
+            } catch (const std::runtime_error& error) {
+                mImplementation.reset();
+                tried += "; " + candidate.name + ": " + error.what();
+            }
+        }
+    } catch (const std::runtime_error& error) {
+        tried = std::string("; ") + error.what();
+    }
+    throw std::runtime_error("HeadlessContext::HeadlessContext(): cannot make an OpenGL context" + tried);
+}
+
+HeadlessContext::~HeadlessContext() = default;
+
+void HeadlessContext::makeCurrent()
+{
+    try {
+        mImplementation->makeCurrent();
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(std::string("HeadlessContext::makeCurrent(): ") + error.what());
+    }
+}
+
+std::string HeadlessContext::description() const
+{
+    const auto text = [](GLenum name) {
+        const GLubyte* const value = glGetString(name);
+        return std::string(value ? reinterpret_cast<const char*>(value) : "unknown");
+    };
+    return text(GL_RENDERER) + ", OpenGL " + text(GL_VERSION);
+}
+
+} // namespace velmor::glsupport

@@ -1,0 +1,41 @@
+#pragma once
+
+#include "glsupport/Export.h"
+
+#include <memory>
+#include <string>
+
+namespace velmor::glsupport {
+
+/// An OpenGL compatibility context without a window, current on the thread that makes it.
+///
+/// It needs neither a display server nor a GPU: it takes a GPU's EGL device where there is one, and else Mesa's
+/// surfaceless platform, which renders on the CPU. There is no default framebuffer to draw into or to show.
+///
+/// Several contexts may exist; makeCurrent() chooses between them. Use each from one thread at a time.
+class VELMOR_GLSUPPORT_EXPORT HeadlessContext
+{
+public:
+    /// Makes the context, makes it current on this thread and initialises GLEW.
+    /// @throws std::runtime_error  saying for each way that was tried what is missing
+    HeadlessContext();
+    HeadlessContext(const HeadlessContext&) = delete;
+    HeadlessContext& operator=(const HeadlessContext&) = delete;
+
+    /// Releases the context and, with the last context on it, the display. OpenGL objects of the context go with it;
+    /// whatever owns one, a filter or a texture, must be destroyed before.
+    ~HeadlessContext();
+
+    /// Makes this context current on this thread again.
+    /// @throws std::runtime_error  when the driver refuses, as it does while another thread holds the context
+    void makeCurrent();
+
+    /// What the context runs on, as its driver names itself: renderer and OpenGL version.
+    std::string description() const;
+
+private:
+    struct Implementation;
+    std::unique_ptr<Implementation> mImplementation;
+};
+
+} // namespace velmor::glsupport

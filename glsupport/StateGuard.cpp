@@ -1,0 +1,171 @@
+#include "glsupport/StateGuard.h"
+
+#include <GL/glew.h>
+
+#include <initializer_list>
+
+namespace velmor::glsupport {
+namespace {
+
+constexpr int kUnits = 2; ///< texture units that a pass uses
+
+/// What glPushAttrib() keeps: enables, colour buffer, current values, draw and read buffer, polygon and matrix mode,
+/// viewport.
+constexpr GLbitfield kAttributes = GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_PIXEL_MODE_BIT |
+                                   GL_POLYGON_BIT | GL_TRANSFORM_BIT | GL_VIEWPORT_BIT;
+
+GLint integer(GLenum name)
+{
+    GLint value = 0;
+    glGetIntegerv(name, &value);
+    return value;
+}
+
+/// A matrix of the current stack, or of the current texture unit.
+class MatrixState
+{
+public:
+    void save(GLenum name) { glGetDoublev(name, mElements); }
+    void restore(GLenum mode) const
+    {
+        glMatrixMode(mode);
+        glLoadMatrixd(mElements);
+    }
+
+private:
+    GLdouble mElements[16];
+};
+
+/// The framebuffers bound for drawing and for reading; one and the same where the driver knows no difference.
+class FramebufferState
+{
+public:
+    void save()
+    {
+        mSeparate = GLEW_VERSION_3_0 || GLEW_ARB_framebuffer_object || GLEW_EXT_framebuffer_blit;
+        mDraw = integer(GL_FRAMEBUFFER_BINDING_EXT);
+        if (mSeparate)
+            mRead = integer(GL_READ_FRAMEBUFFER_BINDING_EXT);
+    }
+    void restore() const
+    {
+        glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, static_cast<GLuint>(mDraw));
+        if (mSeparate)
+            glBindFramebufferEXT(GL_READ_FRAMEBUFFER_EXT, static_cast<GLuint>(mRead));
+    }
+
+private:
+    bool mSeparate = false;
+    GLint mDraw = 0;
+    GLint mRead = 0;
+};
+
+class ColourClampState
+{
+public:
+    void save()
+    {
+        mSupported = GLEW_ARB_color_buffer_float;
+        for (int i = 0; mSupported && i < kTargets; ++i)
+            mClamps[i] = integer(kNames[i]);
+    }
+    void restore() const
+    {
+        for (int i = 0; mSupported && i < kTargets; ++i)
+            glClampColorARB(kNames[i], static_cast<GLenum>(mClamps[i]));
+    }
+
+private:
+    static constexpr int kTargets = 3;
+    static constexpr GLenum kNames[kTargets] = {GL_CLAMP_VERTEX_COLOR_ARB, GL_CLAMP_FRAGMENT_COLOR_ARB,
+                                                GL_CLAMP_READ_COLOR_ARB};
+    bool mSupported = false;
+    GLint mClamps[kTargets] = {};
+};
+
+/// What a texture unit holds beside its enables.
+class TextureUnitState
+{
+public:
+    void save()
+    {
+        mTexture = integer(GL_TEXTURE_BINDING_RECTANGLE_ARB);
+        mMatrix.save(GL_TEXTURE_MATRIX);
+    }
+    void restore() const
+    {
+        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, static_cast<GLuint>(mTexture));
+        mMatrix.restore(GL_TEXTURE);
+    }
+
+private:
+    GLint mTexture = 0;
+    MatrixState mMatrix;
+};
+
+void makeUnitNeutral()
+{
+    for (const GLenum generator : {GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q})
+        glDisable(generator);
+    glMatrixMode(GL_TEXTURE);
+    glLoadIdentity();
+}
+
+void makeFragmentsNeutral()
+{
+    for (const GLenum capability : {GL_BLEND, GL_SCISSOR_TEST, GL_STENCIL_TEST, GL_ALPHA_TEST, GL_COLOR_LOGIC_OP,
+                                    GL_CULL_FACE, GL_POLYGON_STIPPLE, GL_POLYGON_SMOOTH})
+        glDisable(capability);
+    for (GLenum plane = GL_CLIP_PLANE0; plane <= GL_CLIP_PLANE5; ++plane)
+        glDisable(plane);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+}
+
+} // namespace
+
+struct StateGuard::Saved
+{
+    FramebufferState framebuffers;
+    ColourClampState clamps;
+    TextureUnitState units[kUnits];
+    MatrixState projection;
+    MatrixState modelView;
+    GLint program = 0;
+    GLint activeUnit = 0;
+};
+
+StateGuard::StateGuard() : mSaved(std::make_unique<Saved>())
+{
+    glPushAttrib(kAttributes);
+    mSaved->framebuffers.save();
+    mSaved->clamps.save();
+    mSaved->projection.save(GL_PROJECTION_MATRIX);
+    mSaved->modelView.save(GL_MODELVIEW_MATRIX);
+    mSaved->program = integer(GL_CURRENT_PROGRAM);
+    mSaved->activeUnit = integer(GL_ACTIVE_TEXTURE);
+    for (int unit = 0; unit < kUnits; ++unit) {
+        glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
+        mSaved->units[unit].save();
+        makeUnitNeutral();
+    }
+    makeFragmentsNeutral();
+    glActiveTexture(static_cast<GLenum>(mSaved->activeUnit));
+    glMatrixMode(GL_MODELVIEW);
+}
+
+StateGuard::~StateGuard()
+{
+    for (int unit = 0; unit < kUnits; ++unit) {
+        glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + unit));
+        mSaved->units[unit].restore();
+    }
+    glActiveTexture(static_cast<GLenum>(mSaved->activeUnit));
+    glUseProgram(static_cast<GLuint>(mSaved->program));
+    mSaved->projection.restore(GL_PROJECTION);
+    mSaved->modelView.restore(GL_MODELVIEW);
+    mSaved->clamps.restore();
+    mSaved->framebuffers.restore();
+    glPopAttrib(); // last: the draw buffer belongs to the framebuffer that is bound
+}
+
+} // namespace velmor::glsupport

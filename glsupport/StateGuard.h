@@ -1,0 +1,44 @@
+#pragma once
+
+#include "glsupport/Export.h"
+
+#include <memory>
+
+namespace velmor::glsupport {
+
+/// Keeps an application's OpenGL state apart from that of filter passes.
+///
+/// A pass changes state that it does not put back, and assumes that nothing alters what it draws. A guard saves on
+/// construction, makes the state neutral, and restores everything on destruction:
+///
+/// - framebuffer bindings, draw and read buffer
+/// - program, viewport, projection and model-view matrix, matrix mode
+/// - active texture unit; of units 0 and 1 the rectangle texture, whether it is enabled, and the texture matrix
+/// - current colour and texture coordinates, clear colour, polygon mode
+/// - depth test, blending with its equation and factors, the colour clamps
+///
+/// Off, or neutral, while the guard lives: blending, scissor, stencil and alpha test, logic operation, face culling,
+/// polygon stipple, clip planes 0 to 5, colour mask and the texture matrices of units 0 and 1.
+///
+///     {
+///         velmor::glsupport::StateGuard guard;
+///         filter.prepareExecution(source, destination);
+///         filter.execute();
+///     } // the application's state is back
+///
+/// Read results back that come from the framebuffer of the pass (PixelCount::getCount()) before the guard ends. A
+/// guard is used on the thread of its context, and guards end in the reverse of the order in which they began.
+class VELMOR_GLSUPPORT_EXPORT StateGuard
+{
+public:
+    StateGuard();
+    StateGuard(const StateGuard&) = delete;
+    StateGuard& operator=(const StateGuard&) = delete;
+    ~StateGuard();
+
+private:
+    struct Saved;
+    std::unique_ptr<Saved> mSaved;
+};
+
+} // namespace velmor::glsupport

@@ -1,0 +1,53 @@
+#pragma once
+
+#include "math/Export.h"
+
+#include <memory>
+
+namespace velmor::math {
+
+/// A dense matrix of doubles, stored row by row.
+///
+/// Up to four elements lie inside the object itself, so 2 x 2 matrices and vectors of up to four elements never
+/// allocate. A matrix is a handle to its elements in this sense: elements of a const matrix can be written.
+class VELMOR_MATH_EXPORT Matrix
+{
+public:
+    /// Makes a matrix of zeros.
+    /// @param rows, cols  number of rows and columns; either may be 0
+    /// @throws std::invalid_argument  when rows * cols does not fit an unsigned int
+    Matrix(unsigned rows, unsigned cols);
+    Matrix(const Matrix& other);
+    virtual ~Matrix();
+
+    /// Takes the size and the elements of another matrix.
+    Matrix& operator=(const Matrix& other);
+
+    unsigned rows() const { return mRows; }
+    unsigned cols() const { return mCols; }
+
+    /// The first element of a row, so that m[r][c] addresses an element. The indices are not checked.
+    double* operator[](unsigned row) const { return elements() + row * mCols; }
+
+    /// Copies the elements of a matrix of the same size.
+    /// @throws std::invalid_argument  when the sizes differ
+    void copyFrom(const Matrix& other);
+
+    /// The element at a row and column.
+    /// @throws std::out_of_range  when there is no such element
+    virtual double& at(unsigned row, unsigned col) const;
+
+protected:
+    double* elements() const { return mAllocated ? mAllocated.get() : mInside; }
+    unsigned count() const { return mRows * mCols; }
+
+private:
+    static constexpr unsigned kInside = 4;
+
+    unsigned mRows;
+    unsigned mCols;
+    std::unique_ptr<double[]> mAllocated; ///< the elements when there are more than kInside, else null
+    mutable double mInside[kInside];      ///< the elements when there are at most kInside
+};
+
+} // namespace velmor::math
