@@ -1,0 +1,69 @@
+#include "cvprocess/gpuStdShaders/And.h"
+
+#include "core/cvdata/RectTexture.h"
+#include "tests/support/PixelTest.h"
+
+#include <algorithm>
+#include <cmath>
+
+using velmor::cvprocess::And;
+
+namespace velmor::tests {
+namespace {
+
+/// Channels of 0 and 1 are exact in every format.
+constexpr float kExact = 0.0f;
+
+Texel both(const Texel& a, const Texel& b)
+{
+    Texel result;
+    for (std::size_t i = 0; i < 4; ++i)
+        result[i] = a[i] > 0.0f && b[i] > 0.0f ? 1.0f : 0.0f;
+    return result;
+}
+
+TEST_F(PixelTest, AndOfFloats)
+{
+    const auto filter = makeQuietly<And>();
+    expectPixels(*filter, true, both, kExact);
+}
+
+TEST_F(PixelTest, AndOfBytes)
+{
+    const auto filter = makeQuietly<And>();
+    expectBytes(*filter, true, [](unsigned char a, unsigned char b) { return a && b ? 255 : 0; });
+}
+
+TEST_F(PixelTest, AndCountsEveryValueAboveZeroAsSet)
+{
+    const auto filter = makeQuietly<And>();
+    expectNear(runOne(*filter, {0.5f, 0.0f, 1.0f, 1.0f}, {0.2f, 0.7f, 0.0f, 1.0f}), {1.0f, 0.0f, 0.0f, 1.0f}, kExact);
+    expectNear(runOne(*filter, {-0.5f, 3.0f, 1e-30f, 0.0f}, {1.0f, 2.0f, 1.0f, 0.0f}), {0.0f, 1.0f, 1.0f, 0.0f},
+               kExact);
+}
+
+TEST_F(PixelTest, TwoAndFiltersDoNotDisturbEachOther)
+{
+    const auto first = makeQuietly<And>();
+    const auto second = makeQuietly<And>();
+    using velmor::core::cvdata::RectTexture;
+    const float ones[4] = {1, 1, 1, 1}, zeros[4] = {};
+    RectTexture set(1, 1, RectTexture::RGBA32F), clear(1, 1, RectTexture::RGBA32F);
+    RectTexture result1(1, 1, RectTexture::RGBA32F), result2(1, 1, RectTexture::RGBA32F);
+    set.upload(ones);
+    clear.upload(zeros);
+    first->prepareExecution(set, set, result1);
+    second->prepareExecution(set, clear, result2);
+    first->execute();
+    second->execute();
+    float texel1[4], texel2[4];
+    result1.download(texel1);
+    result2.download(texel2);
+    for (int i = 0; i < 4; ++i) {
+        EXPECT_EQ(texel1[i], 1.0f);
+        EXPECT_EQ(texel2[i], 0.0f);
+    }
+}
+
+} // namespace
+} // namespace velmor::tests

@@ -1,0 +1,44 @@
+#include "cvprocess/gpuStdShaders/Not.h"
+
+#include "tests/support/PixelTest.h"
+
+#include <algorithm>
+#include <cmath>
+
+using velmor::cvprocess::Not;
+
+namespace velmor::tests {
+namespace {
+
+/// One subtraction of values on 0..1 rounds by half a unit in the last place of at most 1.
+constexpr float kRounding = 6e-8f;
+
+Texel complement(const Texel& a, const Texel&)
+{
+    Texel result;
+    for (std::size_t i = 0; i < 4; ++i)
+        result[i] = 1.0f - a[i];
+    return result;
+}
+
+TEST_F(PixelTest, NotOfFloats)
+{
+    const auto filter = makeQuietly<Not>(nullptr);
+    expectPixels(*filter, false, complement, kRounding);
+}
+
+TEST_F(PixelTest, NotOfBytes)
+{
+    const auto filter = makeQuietly<Not>(nullptr);
+    expectBytes(*filter, false, [](unsigned char a, unsigned char) { return static_cast<unsigned char>(255 - a); });
+}
+
+TEST_F(PixelTest, NotComplementsAlphaToo)
+{
+    const auto filter = makeQuietly<Not>(nullptr);
+    expectNear(runOne(*filter, {1.0f, 1.0f, 1.0f, 1.0f}), {0.0f, 0.0f, 0.0f, 0.0f}, 0.0f);
+    expectNear(runOne(*filter, {0.25f, 0.0f, 1.5f, 0.75f}), {0.75f, 1.0f, -0.5f, 0.25f}, kRounding);
+}
+
+} // namespace
+} // namespace velmor::tests

@@ -1,0 +1,49 @@
+#include "cvprocess/gpuStdShaders/Or.h"
+
+#include "tests/support/PixelTest.h"
+
+#include <algorithm>
+#include <cmath>
+
+using velmor::cvprocess::Or;
+
+namespace velmor::tests {
+namespace {
+
+/// One addition of values on 0..1 rounds by half a unit in the last place of at most 2.
+constexpr float kRounding = 1.2e-7f;
+
+Texel saturatedSum(const Texel& a, const Texel& b)
+{
+    Texel result;
+    for (std::size_t i = 0; i < 4; ++i)
+        result[i] = std::clamp(a[i] + b[i], 0.0f, 1.0f);
+    return result;
+}
+
+TEST_F(PixelTest, OrOfFloats)
+{
+    const auto filter = makeQuietly<Or>(nullptr);
+    expectPixels(*filter, true, saturatedSum, kRounding);
+}
+
+TEST_F(PixelTest, OrOfBytes)
+{
+    const auto filter = makeQuietly<Or>(nullptr);
+    expectBytes(*filter, true,
+                [](unsigned char a, unsigned char b) { return static_cast<unsigned char>(std::min(a + b, 255)); });
+}
+
+TEST_F(PixelTest, OrIsASaturatedSumNotAThreshold)
+{
+    const auto filter = makeQuietly<Or>(nullptr);
+    expectNear(runOne(*filter, {0.7f, 0.0f, 0.4f, 1.0f}, {0.6f, 0.0f, 0.4f, 1.0f}), {1.0f, 0.0f, 0.8f, 1.0f},
+               kRounding);
+    expectNear(runOne(*filter, {0.3f, 0.3f, 0.3f, 0.3f}, {0.3f, 0.3f, 0.3f, 0.3f}), {0.6f, 0.6f, 0.6f, 0.6f},
+               kRounding);
+    expectNear(runOne(*filter, {-0.5f, -0.5f, 5.0f, 0.25f}, {0.25f, 0.75f, -1.0f, 0.0f}), {0.0f, 0.25f, 1.0f, 0.25f},
+               kRounding);
+}
+
+} // namespace
+} // namespace velmor::tests

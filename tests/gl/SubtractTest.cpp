@@ -1,0 +1,53 @@
+#include "cvprocess/gpuStdShaders/Subtract.h"
+
+#include "tests/support/PixelTest.h"
+
+#include <algorithm>
+#include <cmath>
+
+using velmor::cvprocess::Subtract;
+
+namespace velmor::tests {
+namespace {
+
+/// One subtraction of values on 0..1 rounds by half a unit in the last place of at most 1.
+constexpr float kRounding = 6e-8f;
+
+Texel distance(const Texel& a, const Texel& b)
+{
+    Texel result;
+    for (std::size_t i = 0; i < 4; ++i)
+        result[i] = std::abs(a[i] - b[i]);
+    return result;
+}
+
+TEST_F(PixelTest, SubtractOfFloats)
+{
+    const auto filter = makeQuietly<Subtract>();
+    expectPixels(*filter, true, distance, kRounding);
+}
+
+TEST_F(PixelTest, SubtractOfBytes)
+{
+    const auto filter = makeQuietly<Subtract>();
+    expectBytes(*filter, true,
+                [](unsigned char a, unsigned char b) { return static_cast<unsigned char>(std::abs(a - b)); });
+}
+
+TEST_F(PixelTest, SubtractOfEqualsIsZeroAlphaIncluded)
+{
+    const auto filter = makeQuietly<Subtract>();
+    const Texel texel = {0.3f, 0.6f, 0.9f, 1.0f};
+    expectNear(runOne(*filter, texel, texel), {0.0f, 0.0f, 0.0f, 0.0f}, 0.0f);
+}
+
+TEST_F(PixelTest, SubtractDoesNotMindTheOrder)
+{
+    const auto filter = makeQuietly<Subtract>();
+    const Texel a = {0.1f, 0.9f, 0.5f, 1.0f}, b = {0.4f, 0.2f, 0.5f, 0.0f};
+    expectNear(runOne(*filter, a, b), {0.3f, 0.7f, 0.0f, 1.0f}, kRounding);
+    expectNear(runOne(*filter, b, a), {0.3f, 0.7f, 0.0f, 1.0f}, kRounding);
+}
+
+} // namespace
+} // namespace velmor::tests

@@ -1,0 +1,525 @@
+#include "cvprocess/gpuStdShaders/GlShaderMgr.h"
+
+#include "tests/script/ScriptTest.h"
+#include "tests/support/FailingAllocation.h"
+
+#include <cstdio>
+#include <fstream>
+#include <memory>
+
+#include <unistd.h>
+
+using velmor::cvprocess::GlShaderMgr;
+
+static bool readsFallShort = false;
+
+// Put in place of fread() by the linker.
+extern "C" {
+
+std::size_t __real_fread(void* to, std::size_t size, std::size_t count, std::FILE* file);
+
+std::size_t __wrap_fread(void* to, std::size_t size, std::size_t count, std::FILE* file)
+{
+    const std::size_t read = __real_fread(to, size, count, file);
+    return readsFallShort ? read - 1 : read;
+}
+
+} // extern "C"
+
+namespace velmor::tests {
+namespace {
+
+using testing::ExitedWithCode;
+
+constexpr int kMinusOne = 255; ///< exit(-1), as the parent process sees it
+const std::string kGetError = "glGetError()";
+
+/// A file that goes away with the test.
+class TemporaryFile
+{
+public:
+    explicit TemporaryFile(const std::string& content, const std::string& name = "shader.frag")
+        : mPath(testing::TempDir() + "/velmor-" + std::to_string(getpid()) + "-" + name)
+    {
+        std::ofstream(mPath) << content;
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+    ~TemporaryFile() { std::remove(mPath.c_str()); }
+
+    const char* path() const { return mPath.c_str(); }
+
+private:
+    std::string mPath;
+};
+
+/// A manager with nothing recorded yet.
+class GlShaderMgrScript : public ScriptTest
+{
+protected:
+    void SetUp() override
+    {
+        ScriptTest::SetUp();
+        capture([&] { manager = std::make_unique<GlShaderMgr>(); });
+        gl.take();
+    }
+
+    bool load(const std::string& source, unsigned int& shader, GLenum type = GL_FRAGMENT_SHADER)
+    {
+        return manager->loadAndAttachShaderFromString(program, type, source, shader);
+    }
+
+    bool loadFile(const char* path, unsigned int& shader)
+    {
+        return manager->loadAndAttachShaderFromFile(program, GL_FRAGMENT_SHADER, path, shader);
+    }
+
+    std::unique_ptr<GlShaderMgr> manager;
+    const unsigned int program = 42;
+};
+
+TEST_F(ScriptTest, GlShaderMgrChecksForOpenGl2OnConstruction)
+{
+    const Output output = capture([] { const GlShaderMgr manager; });
+    EXPECT_EQ(output.out, "Ready for OpenGL 2.x programmable shaders.\n");
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(gl.take(), (Calls{"glewIsSupported(GL_VERSION_2_0)", "glUseProgram(0)"}));
+}
+
+TEST_F(ScriptTest, GlShaderMgrEndsTheProcessWithoutOpenGl2)
+{
+    gl.unsupported = {"GL_VERSION_2_0"};
+    EXPECT_EXIT(GlShaderMgr(), ExitedWithCode(1), exactly("ERROR: OpenGL 2.0 not found.\n"));
+    EXPECT_EXIT(GlShaderMgr::checkSupportForProgrammableShaders(), ExitedWithCode(1),
+                exactly("ERROR: OpenGL 2.0 not found.\n"));
+}
+
+TEST_F(ScriptTest, CheckSupportForProgrammableShadersIsTrueWithOpenGl2)
+{
+    const Output output = capture([] { EXPECT_TRUE(GlShaderMgr::checkSupportForProgrammableShaders()); });
+    EXPECT_EQ(output.out, "Ready for OpenGL 2.x programmable shaders.\n");
+}
+
+TEST_F(GlShaderMgrScript, RegisterProgObjMakesOneProgramPerName)
+{
+    unsigned int first = 0, again = 0, other = 0;
+    EXPECT_TRUE(manager->registerProgObj("one", first));
+    EXPECT_FALSE(manager->registerProgObj("one", again));
+    EXPECT_TRUE(manager->registerProgObj("two", other));
+    EXPECT_EQ(first, again);
+    EXPECT_NE(first, other);
+    EXPECT_EQ(gl.take(), (Calls{"glCreateProgram()", "glCreateProgram()"}));
+    EXPECT_EQ(gl.programs, (std::set<GLuint>{first, other}));
+}
+
+TEST_F(GlShaderMgrScript, LoadFromStringCompilesAttachesAndAnnounces)
+{
+    unsigned int shader = 0;
+    const Output output = capture([&] { EXPECT_TRUE(load("void main() {}", shader)); });
+    EXPECT_EQ(shader, 1u);
+    EXPECT_EQ(gl.shaderSources[1], "void main() {}");
+    EXPECT_EQ(gl.take(), (Calls{
+                             "glCreateShader(GL_FRAGMENT_SHADER)",
+                             "glShaderSource(1, 1, text, null)",
+                             "glCompileShader(1)",
+                             "glGetShaderiv(1, GL_COMPILE_STATUS)",
+                             kGetError,
+                             "glGetShaderiv(1, GL_INFO_LOG_LENGTH)",
+                             kGetError,
+                             "glAttachShader(42, 1)",
+                             kGetError,
+                         }));
+    EXPECT_EQ(output.out, "Attached shader Id: 1\n");
+    EXPECT_EQ(output.err, "");
+}
+
+TEST_F(GlShaderMgrScript, TheShaderTypeIsPassedOnUnchecked)
+{
+    unsigned int shader = 0;
+    capture([&] {
+        load("vertex", shader, GL_VERTEX_SHADER);
+        load("geometry", shader, GL_GEOMETRY_SHADER_EXT);
+        load("anything", shader, 0x1234);
+    });
+    EXPECT_EQ(gl.takeOnly({"glCreateShader"}),
+              (Calls{"glCreateShader(GL_VERTEX_SHADER)", "glCreateShader(GL_GEOMETRY_SHADER_EXT)",
+                     "glCreateShader(0x1234)"}));
+}
+
+TEST_F(GlShaderMgrScript, LoadFromStringShowsWarningsOfTheCompiler)
+{
+    gl.shaderLog = "0:1: warning";
+    unsigned int shader = 0;
+    const Output output = capture([&] { load("text", shader); });
+    EXPECT_EQ(output.out, "Shader InfoLog:\n0:1: warning\nAttached shader Id: 1\n");
+}
+
+TEST_F(GlShaderMgrScript, ATextThatIsLoadedIsNotAttachedAgainNotEvenToAnotherProgram)
+{
+    unsigned int first = 0, second = 0;
+    capture([&] { load("text", first); });
+    gl.take();
+    const Output output =
+        capture([&] { EXPECT_TRUE(manager->loadAndAttachShaderFromString(43, GL_FRAGMENT_SHADER, "text", second)); });
+    EXPECT_EQ(output.out, "shader already loaded\n");
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(gl.take(), Calls{});
+}
+
+TEST_F(GlShaderMgrScript, AStringThatDoesNotCompileEndsTheProcessAfterItsLog)
+{
+    gl.compiles = false;
+    gl.shaderLog = "0:1: syntax error";
+    unsigned int shader = 0;
+    EXPECT_EXIT(load("text", shader), ExitedWithCode(kMinusOne), exactly("ERROR: Unable to compile shader Id: 1\n"));
+    // The log goes to standard output, which the parent sees only where it is sent to standard error.
+    EXPECT_EXIT(
+        {
+            dup2(2, 1);
+            load("text", shader);
+        },
+        ExitedWithCode(kMinusOne),
+        exactly("Shader InfoLog:\n0:1: syntax error\nERROR: Unable to compile shader Id: 1\n"));
+}
+
+TEST_F(GlShaderMgrScript, AnErrorOfAttachingEndsTheProcess)
+{
+    gl.errorOfCall["glAttachShader"] = GL_INVALID_VALUE;
+    unsigned int shader = 0;
+    EXPECT_EXIT(load("text", shader), ExitedWithCode(kMinusOne), exactly("Error: invalid value\n"));
+    const TemporaryFile file("void main() {}");
+    EXPECT_EXIT(loadFile(file.path(), shader), ExitedWithCode(kMinusOne), exactly("Error: invalid value\n"));
+}
+
+TEST_F(GlShaderMgrScript, AnOldErrorIsReportedAndDoesNotEndTheProcess)
+{
+    gl.errors = {GL_INVALID_ENUM};
+    unsigned int shader = 0;
+    const Output output = capture([&] { EXPECT_TRUE(load("text", shader)); });
+    EXPECT_EQ(output.err, "Error: invalid enumerant at printShaderInfoLog\n");
+    EXPECT_EQ(output.out, "Attached shader Id: 1\n");
+}
+
+TEST_F(GlShaderMgrScript, LoadFromFileReadsCompilesAttachesAndAnnounces)
+{
+    const TemporaryFile file("void main()\n{\n}\n");
+    gl.shaderLog = "a warning";
+    unsigned int shader = 0;
+    const Output output = capture([&] { EXPECT_TRUE(loadFile(file.path(), shader)); });
+    EXPECT_EQ(shader, 1u);
+    EXPECT_EQ(gl.shaderSources[1], "void main()\n{\n}\n");
+    EXPECT_EQ(gl.take(), (Calls{
+                             "glCreateShader(GL_FRAGMENT_SHADER)",
+                             "glShaderSource(1, 1, text, null)",
+                             "glCompileShader(1)",
+                             "glGetShaderiv(1, GL_COMPILE_STATUS)",
+                             kGetError,
+                             "glGetShaderiv(1, GL_INFO_LOG_LENGTH)",
+                             "glGetShaderInfoLog(1, 10)",
+                             kGetError,
+                             "glAttachShader(42, 1)",
+                             kGetError,
+                         }));
+    EXPECT_EQ(output.out, "Shader InfoLog:\na warning\nAttached shader: " + std::string(file.path()) + "\n");
+    EXPECT_EQ(output.err, "");
+}
+
+TEST_F(GlShaderMgrScript, AFileThatIsLoadedIsNotReadAgain)
+{
+    const TemporaryFile file("void main() {}");
+    unsigned int first = 0, second = 0;
+    capture([&] { loadFile(file.path(), first); });
+    gl.take();
+    const Output output = capture([&] { EXPECT_TRUE(loadFile(file.path(), second)); });
+    EXPECT_EQ(output.out, "shader already loaded\n");
+    EXPECT_EQ(second, first);
+    EXPECT_EQ(gl.take(), Calls{});
+}
+
+TEST_F(GlShaderMgrScript, AFileThatDoesNotOpenLeavesItsKeyWithId0)
+{
+    unsigned int shader = 99;
+    const Output first = capture([&] { EXPECT_FALSE(loadFile("/nowhere/shader.frag", shader)); });
+    EXPECT_EQ(first.out + first.err, "");
+    const Output second = capture([&] { EXPECT_TRUE(loadFile("/nowhere/shader.frag", shader)); });
+    EXPECT_EQ(second.out, "shader already loaded\n");
+    EXPECT_EQ(shader, 0u);
+    EXPECT_EQ(gl.take(), Calls{});
+}
+
+TEST_F(GlShaderMgrScript, AnEmptyFileIsAnEmptyShader)
+{
+    const TemporaryFile file("");
+    unsigned int shader = 0;
+    capture([&] { EXPECT_TRUE(loadFile(file.path(), shader)); });
+    EXPECT_EQ(gl.shaderSources.at(1), "");
+}
+
+TEST_F(GlShaderMgrScript, AFolderIsAShortRead)
+{
+    unsigned int shader = 0;
+    EXPECT_EXIT(loadFile("/tmp", shader), ExitedWithCode(kMinusOne),
+                exactly("ERROR: Could not load shader file: /tmp\n"));
+}
+
+TEST_F(GlShaderMgrScript, AFileShorterThanItsSizeIsAShortRead)
+{
+    const TemporaryFile file("void main() {}");
+    unsigned int shader = 0;
+    EXPECT_EXIT(
+        {
+            readsFallShort = true;
+            loadFile(file.path(), shader);
+        },
+        ExitedWithCode(kMinusOne), "^ERROR: Could not load shader file: [^\n]*shader\\.frag\n$");
+}
+
+TEST_F(GlShaderMgrScript, WhatHasNoSizeIsAShortRead)
+{
+    int ends[2];
+    ASSERT_EQ(pipe(ends), 0);
+    const std::string path = "/proc/self/fd/" + std::to_string(ends[0]);
+    unsigned int shader = 0;
+    EXPECT_EXIT(loadFile(path.c_str(), shader), ExitedWithCode(kMinusOne),
+                "^ERROR: Could not load shader file: /proc/self/fd/[0-9]+\n$");
+    close(ends[0]);
+    close(ends[1]);
+}
+
+TEST_F(GlShaderMgrScript, AFileThatThereIsNoMemoryForIsAShortRead)
+{
+    const TemporaryFile file(std::string(4098, ' '));
+    unsigned int shader = 0;
+    EXPECT_EXIT(
+        {
+            const FailingAllocation noMemory(4099);
+            loadFile(file.path(), shader);
+        },
+        ExitedWithCode(kMinusOne), "^ERROR: Could not load shader file: .*\n$");
+}
+
+TEST_F(GlShaderMgrScript, AFileThatDoesNotCompileEndsTheProcessWithoutALog)
+{
+    gl.compiles = false;
+    gl.shaderLog = "0:1: syntax error";
+    const TemporaryFile file("text");
+    unsigned int shader = 0;
+    // Standard output goes to the stream that is compared, to show that no log is printed. The file's name holds the
+    // number of the process, which is another one in the child.
+    EXPECT_EXIT(
+        {
+            dup2(2, 1);
+            loadFile(file.path(), shader);
+        },
+        ExitedWithCode(kMinusOne), "^ERROR: Unable to compile [^\n]*shader\\.frag\\.\n$");
+}
+
+TEST_F(GlShaderMgrScript, CompileGlslReportsTheCompileStatus)
+{
+    const auto* const source = reinterpret_cast<const unsigned char*>("text");
+    EXPECT_TRUE(GlShaderMgr::compileGlsl(5, source));
+    EXPECT_EQ(gl.take(),
+              (Calls{"glShaderSource(5, 1, text, null)", "glCompileShader(5)", "glGetShaderiv(5, GL_COMPILE_STATUS)"}));
+    gl.compiles = false;
+    EXPECT_FALSE(GlShaderMgr::compileGlsl(5, source));
+}
+
+const Calls kLinked = {"glLinkProgram(9)", "glGetProgramiv(9, GL_INFO_LOG_LENGTH)", kGetError, kGetError,
+                       "glGetProgramiv(9, GL_LINK_STATUS)"};
+const Calls kValidated = {"glValidateProgram(9)", "glGetProgramiv(9, GL_VALIDATE_STATUS)"};
+
+TEST_F(ScriptTest, LinkingLinksValidatesAndPrintsTheLogTwice)
+{
+    const Output output = capture([] { EXPECT_TRUE(GlShaderMgr::linkShadersToProgram(9)); });
+    EXPECT_EQ(gl.take(), kLinked + kValidated + Calls({"glGetProgramiv(9, GL_INFO_LOG_LENGTH)", kGetError, kGetError}));
+    EXPECT_EQ(output.out, "Shader validation\n");
+    EXPECT_EQ(output.err, "");
+
+    gl.programLog = "a note";
+    const Output withLog = capture([] { EXPECT_TRUE(GlShaderMgr::linkShadersToProgram(9)); });
+    EXPECT_EQ(withLog.out, "Program InfoLog:\na note\nShader validation\nProgram InfoLog:\na note\n");
+}
+
+TEST_F(ScriptTest, AFailedLinkIsReportedAndNotValidated)
+{
+    gl.links = false;
+    const Output output = capture([] { EXPECT_FALSE(GlShaderMgr::linkShadersToProgram(9)); });
+    EXPECT_EQ(gl.take(), kLinked);
+    EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.err, "ERROR: Linking failed.\n");
+}
+
+TEST_F(ScriptTest, AFailedValidationIsReported)
+{
+    gl.validates = false;
+    const Output output = capture([] { EXPECT_FALSE(GlShaderMgr::linkShadersToProgram(9)); });
+    EXPECT_EQ(gl.take(), kLinked + kValidated);
+    EXPECT_EQ(output.out, "Shader validation\n");
+    EXPECT_EQ(output.err, "ERROR: Validation failed.\n");
+}
+
+TEST_F(ScriptTest, TheProgramLogIsAskedForBeforeTheFirstErrorCheck)
+{
+    gl.programLog = "text";
+    const Output output = capture([] { GlShaderMgr::printProgramInfoLog(9); });
+    EXPECT_EQ(gl.take(),
+              (Calls{"glGetProgramiv(9, GL_INFO_LOG_LENGTH)", kGetError, "glGetProgramInfoLog(9, 5)", kGetError}));
+    EXPECT_EQ(output.out, "Program InfoLog:\ntext\n");
+}
+
+TEST_F(ScriptTest, TheShaderLogIsAskedForAfterTheFirstErrorCheck)
+{
+    gl.shaderLog = "text";
+    const Output output = capture([] { GlShaderMgr::printShaderInfoLog(9); });
+    EXPECT_EQ(gl.take(),
+              (Calls{kGetError, "glGetShaderiv(9, GL_INFO_LOG_LENGTH)", "glGetShaderInfoLog(9, 5)", kGetError}));
+    EXPECT_EQ(output.out, "Shader InfoLog:\ntext\n");
+}
+
+TEST_F(ScriptTest, ErrorsOfTheLogQueriesNameThePrinter)
+{
+    gl.errorOfCall["glGetProgramiv"] = GL_INVALID_VALUE;
+    EXPECT_EQ(capture([] { GlShaderMgr::printProgramInfoLog(9); }).err,
+              "Error: invalid value at printProgramInfoLog\n");
+    gl.errorOfCall = {{"glGetShaderiv", GL_INVALID_VALUE}};
+    EXPECT_EQ(capture([] { GlShaderMgr::printShaderInfoLog(9); }).err, "Error: invalid value at printShaderInfoLog\n");
+}
+
+TEST_F(ScriptTest, AnEmptyLogPrintsNothing)
+{
+    for (const GLint length : {0, 1}) {
+        gl.infoLogLength = length;
+        const Output output = capture([] {
+            GlShaderMgr::printProgramInfoLog(9);
+            GlShaderMgr::printShaderInfoLog(9);
+        });
+        EXPECT_EQ(output.out + output.err, "");
+    }
+    EXPECT_EQ(gl.takeOnly({"glGetProgramInfoLog", "glGetShaderInfoLog"}), Calls{});
+}
+
+TEST_F(ScriptTest, ALogThatThereIsNoMemoryForEndsTheProcess)
+{
+    gl.programLog = gl.shaderLog = std::string(4098, 'x'); // 4099 bytes with the terminating zero
+    EXPECT_EXIT(
+        {
+            const FailingAllocation noMemory(4099);
+            GlShaderMgr::printProgramInfoLog(9);
+        },
+        ExitedWithCode(1), exactly("ERROR: Could not allocate InfoLog buffer\n"));
+    EXPECT_EXIT(
+        {
+            const FailingAllocation noMemory(4099);
+            GlShaderMgr::printShaderInfoLog(9);
+        },
+        ExitedWithCode(1), exactly("Could not allocate InfoLog buffer\n"));
+}
+
+TEST_F(ScriptTest, UseAndResetProgObj)
+{
+    GlShaderMgr::useProgObj(9);
+    GlShaderMgr::resetProgObj();
+    EXPECT_EQ(gl.take(), (Calls{"glUseProgram(9)", "glUseProgram(0)"}));
+}
+
+struct VersionCase
+{
+    std::optional<const char*> text;
+    int major;
+    int minor;
+};
+
+TEST_F(ScriptTest, GetGlVersionReadsTheFirstTwoNumbers)
+{
+    for (const VersionCase& each : {VersionCase{"2.1.2 Somebody 1.2", 2, 1}, VersionCase{"4.5 (Compatibility)", 4, 5},
+                                    VersionCase{"10.11", 10, 11}}) {
+        gl.version = each.text;
+        int major = -1, minor = -1;
+        const Output output = capture([&] { GlShaderMgr::getGlVersion(major, minor); });
+        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(each.major, each.minor));
+        EXPECT_EQ(output.out + output.err, "");
+    }
+}
+
+TEST_F(ScriptTest, GetGlVersionOfNonsenseIs0AndReported)
+{
+    for (const std::optional<const char*> text :
+         {std::optional<const char*>(), std::optional<const char*>(""), std::optional<const char*>("OpenGL ES 2.0"),
+          std::optional<const char*>("2"), std::optional<const char*>("2.x")}) {
+        gl.version = text;
+        int major = -1, minor = -1;
+        const Output output = capture([&] { GlShaderMgr::getGlVersion(major, minor); });
+        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
+        EXPECT_EQ(output.err, "Invalid GL_VERSION format!!\n");
+        EXPECT_EQ(output.out, "");
+    }
+}
+
+TEST_F(ScriptTest, GetGlslVersionFromOpenGl2OnReadsTheLanguageVersion)
+{
+    gl.version = "2.0";
+    gl.glslVersion = "1.10 Somebody";
+    int major = -1, minor = -1;
+    GlShaderMgr::getGlslVersion(major, minor);
+    EXPECT_EQ(std::make_pair(major, minor), std::make_pair(1, 10));
+}
+
+TEST_F(ScriptTest, GetGlslVersionOfNonsenseIs0AndReported)
+{
+    for (const std::optional<const char*> text : {std::optional<const char*>(), std::optional<const char*>("one")}) {
+        gl.glslVersion = text;
+        int major = -1, minor = -1;
+        const Output output = capture([&] { GlShaderMgr::getGlslVersion(major, minor); });
+        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
+        EXPECT_EQ(output.err, "Invalid GL_SHADING_LANGUAGE_VERSION format!\n");
+    }
+}
+
+TEST_F(ScriptTest, GetGlslVersionOfOpenGl1GoesByTheExtension)
+{
+    gl.version = "1.5";
+    gl.extensions = "GL_ARB_multitexture GL_ARB_shading_language_100 GL_ARB_depth_texture";
+    int major = -1, minor = -1;
+    GlShaderMgr::getGlslVersion(major, minor);
+    EXPECT_EQ(std::make_pair(major, minor), std::make_pair(1, 9));
+    for (const std::optional<const char*> extensions :
+         {std::optional<const char*>("GL_ARB_multitexture"), std::optional<const char*>()}) {
+        gl.extensions = extensions;
+        major = minor = -1;
+        const Output output = capture([&] { GlShaderMgr::getGlslVersion(major, minor); });
+        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
+        EXPECT_EQ(output.err, "");
+    }
+}
+
+TEST_F(ScriptTest, GetGlslVersionWithoutAnOpenGlVersionIs0)
+{
+    gl.version = "nonsense";
+    int major = -1, minor = -1;
+    const Output output = capture([&] { GlShaderMgr::getGlslVersion(major, minor); });
+    EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
+    EXPECT_EQ(output.err, "Invalid GL_VERSION format!!\n");
+}
+
+TEST_F(GlShaderMgrScript, DestructionDeletesProgramsThenShadersInTheOrderOfTheirKeys)
+{
+    unsigned int b = 0, a = 0, z = 0, m = 0;
+    capture([&] {
+        manager->registerProgObj("b", b);
+        manager->registerProgObj("a", a);
+        load("z", z);
+        load("m", m);
+    });
+    gl.take();
+    manager.reset();
+    const auto call = [](const std::string& name, unsigned int id) {
+        return name + "(" + std::to_string(id) + ")";
+    };
+    EXPECT_EQ(gl.take(), (Calls{"glUseProgram(0)", call("glDeleteProgram", a), call("glDeleteProgram", b),
+                                call("glDeleteShader", m), call("glDeleteShader", z)}));
+    EXPECT_TRUE(gl.programs.empty());
+    EXPECT_TRUE(gl.shaders.empty());
+}
+
+} // namespace
+} // namespace velmor::tests
