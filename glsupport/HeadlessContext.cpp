@@ -18,15 +18,11 @@ namespace {
 std::string eglErrorText()
 {
     static const std::map<EGLint, const char*> names = {
-        {EGL_NOT_INITIALIZED, "EGL_NOT_INITIALIZED"},
-        {EGL_BAD_ACCESS, "EGL_BAD_ACCESS"},
-        {EGL_BAD_ALLOC, "EGL_BAD_ALLOC"},
-        {EGL_BAD_ATTRIBUTE, "EGL_BAD_ATTRIBUTE"},
-        {EGL_BAD_CONFIG, "EGL_BAD_CONFIG"},
-        {EGL_BAD_CONTEXT, "EGL_BAD_CONTEXT"},
-        {EGL_BAD_DISPLAY, "EGL_BAD_DISPLAY"},
-        {EGL_BAD_MATCH, "EGL_BAD_MATCH"},
-        {EGL_BAD_PARAMETER, "EGL_BAD_PARAMETER"},
+        {EGL_SUCCESS, "no reason given"},         {EGL_NOT_INITIALIZED, "EGL_NOT_INITIALIZED"},
+        {EGL_BAD_ACCESS, "EGL_BAD_ACCESS"},       {EGL_BAD_ALLOC, "EGL_BAD_ALLOC"},
+        {EGL_BAD_ATTRIBUTE, "EGL_BAD_ATTRIBUTE"}, {EGL_BAD_CONFIG, "EGL_BAD_CONFIG"},
+        {EGL_BAD_CONTEXT, "EGL_BAD_CONTEXT"},     {EGL_BAD_DISPLAY, "EGL_BAD_DISPLAY"},
+        {EGL_BAD_MATCH, "EGL_BAD_MATCH"},         {EGL_BAD_PARAMETER, "EGL_BAD_PARAMETER"},
         {EGL_CONTEXT_LOST, "EGL_CONTEXT_LOST"},
     };
     const EGLint code = eglGetError();

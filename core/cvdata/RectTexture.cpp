@@ -168,13 +168,14 @@ GLuint makeTexture(unsigned width, unsigned height, const FormatInfo& format)
     glGetIntegerv(GL_MAX_RECTANGLE_TEXTURE_SIZE_ARB, &limit);
     if (width == 0 || height == 0 || width > static_cast<unsigned>(limit) || height > static_cast<unsigned>(limit))
         throw std::runtime_error(wanted + ": this driver takes sides of 1 to " + std::to_string(limit) + " texels");
+    const std::vector<unsigned char> zeros(static_cast<std::size_t>(width) * height * format.texelBytes);
+    const TransferScope scope(0);
     if (!define(GL_PROXY_TEXTURE_RECTANGLE_ARB, width, height, format, nullptr))
         throw std::runtime_error(wanted + ": this driver refuses the format at that size");
 
-    const std::vector<unsigned char> zeros(static_cast<std::size_t>(width) * height * format.texelBytes);
     GLuint texture = 0;
     glGenTextures(1, &texture);
-    const TransferScope scope(texture);
+    glBindTexture(kTarget, texture);
     if (!define(kTarget, width, height, format, zeros.data())) {
         glDeleteTextures(1, &texture);
         throw std::runtime_error(wanted + ": the driver has no memory for it");

@@ -31,7 +31,7 @@ TEST_F(PixelTest, AndOfFloats)
 TEST_F(PixelTest, AndOfBytes)
 {
     const auto filter = makeQuietly<And>();
-    expectBytes(*filter, true, [](unsigned char a, unsigned char b) { return a && b ? 255 : 0; });
+    expectBytes(*filter, true, perByte([](int a, int b) { return a && b ? 255 : 0; }));
 }
 
 TEST_F(PixelTest, AndCountsEveryValueAboveZeroAsSet)

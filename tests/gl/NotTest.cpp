@@ -30,7 +30,7 @@ TEST_F(PixelTest, NotOfFloats)
 TEST_F(PixelTest, NotOfBytes)
 {
     const auto filter = makeQuietly<Not>(nullptr);
-    expectBytes(*filter, false, [](unsigned char a, unsigned char) { return static_cast<unsigned char>(255 - a); });
+    expectBytes(*filter, false, perByte([](int a, int) { return 255 - a; }));
 }
 
 TEST_F(PixelTest, NotComplementsAlphaToo)

@@ -30,8 +30,7 @@ TEST_F(PixelTest, OrOfFloats)
 TEST_F(PixelTest, OrOfBytes)
 {
     const auto filter = makeQuietly<Or>(nullptr);
-    expectBytes(*filter, true,
-                [](unsigned char a, unsigned char b) { return static_cast<unsigned char>(std::min(a + b, 255)); });
+    expectBytes(*filter, true, perByte([](int a, int b) { return std::min(a + b, 255); }));
 }
 
 TEST_F(PixelTest, OrIsASaturatedSumNotAThreshold)

@@ -30,8 +30,7 @@ TEST_F(PixelTest, SubtractOfFloats)
 TEST_F(PixelTest, SubtractOfBytes)
 {
     const auto filter = makeQuietly<Subtract>();
-    expectBytes(*filter, true,
-                [](unsigned char a, unsigned char b) { return static_cast<unsigned char>(std::abs(a - b)); });
+    expectBytes(*filter, true, perByte([](int a, int b) { return std::abs(a - b); }));
 }
 
 TEST_F(PixelTest, SubtractOfEqualsIsZeroAlphaIncluded)

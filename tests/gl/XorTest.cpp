@@ -28,6 +28,15 @@ TEST_F(PixelTest, XorOfFloats)
     expectPixels(*filter, true, gain, kRounding);
 }
 
+TEST_F(PixelTest, XorOfBytes)
+{
+    const auto filter = makeQuietly<Xor>();
+    expectBytes(*filter, true, [](const Bytes& a, const Bytes& b) {
+        const bool lost = b[0] < a[0] || b[1] < a[1] || b[2] < a[2];
+        return lost ? Bytes{} : perByte([](int first, int second) { return second - first; })(a, b);
+    });
+}
+
 TEST_F(PixelTest, XorKeepsWhereTheSecondIsNowhereBelowTheFirst)
 {
     const auto filter = makeQuietly<Xor>();

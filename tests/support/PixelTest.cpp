@@ -47,7 +47,24 @@ std::string place(unsigned x, unsigned y, const Picture& picture)
            std::to_string(picture.height);
 }
 
+Bytes pixel(const Image& image, unsigned x, unsigned y)
+{
+    const unsigned char* const begin =
+        image.imageBuffer() + static_cast<std::size_t>(y) * image.allocatedWidth() + 3 * x;
+    return {begin[0], begin[1], begin[2]};
+}
+
 } // namespace
+
+ByteRule perByte(const std::function<int(int, int)>& rule)
+{
+    return [rule](const Bytes& a, const Bytes& b) {
+        Bytes result;
+        for (std::size_t i = 0; i < result.size(); ++i)
+            result[i] = static_cast<unsigned char>(rule(a[i], b[i]));
+        return result;
+    };
+}
 
 Picture::Picture(unsigned pictureWidth, unsigned pictureHeight, const Texel& fill)
     : width(pictureWidth), height(pictureHeight), texels(static_cast<std::size_t>(pictureWidth) * pictureHeight, fill)
@@ -140,12 +157,12 @@ void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const Pixel
     filter.resetROIs();
 }
 
-void PixelTest::expectBytes(GpuStdShaders& filter, bool twoSources,
-                            const std::function<unsigned char(unsigned char, unsigned char)>& rule)
+void PixelTest::expectBytes(GpuStdShaders& filter, bool twoSources, const ByteRule& rule)
 {
     const Image first = imageio::load(VELMOR_TEST_PHOTOGRAPH, Image::RGB);
-    Image second(first);
-    cv::flip(first.mat(), second.mat(), 1);
+    const Image second(first);
+    const cv::Mat mirrored = second.mat();
+    cv::flip(first.mat(), mirrored, 1);
     RectTexture source1(first.width(), first.height(), RectTexture::RGB8);
     RectTexture source2(first.width(), first.height(), RectTexture::RGB8);
     RectTexture destination(first.width(), first.height(), RectTexture::RGB8);
@@ -159,11 +176,9 @@ void PixelTest::expectBytes(GpuStdShaders& filter, bool twoSources,
     expectNoGlError("the pass over bytes");
 
     int wrong = 0;
-    for (unsigned y = 0; y < first.height(); ++y) {
-        const std::size_t row = static_cast<std::size_t>(y) * first.allocatedWidth();
-        for (std::size_t i = row; i < row + 3 * first.width(); ++i)
-            wrong += result.imageBuffer()[i] != rule(first.imageBuffer()[i], second.imageBuffer()[i]);
-    }
+    for (unsigned y = 0; y < first.height(); ++y)
+        for (unsigned x = 0; x < first.width(); ++x)
+            wrong += pixel(result, x, y) != rule(pixel(first, x, y), pixel(second, x, y));
     EXPECT_EQ(wrong, 0);
     EXPECT_GT(first.width() * first.height(), 100000u);
 }

@@ -30,6 +30,13 @@ Picture randomPicture(unsigned width, unsigned height, unsigned seed);
 /// second.
 using PixelRule = std::function<Texel(const Texel&, const Texel&)>;
 
+/// The same for pixels of three bytes.
+using Bytes = std::array<unsigned char, 3>;
+using ByteRule = std::function<Bytes(const Bytes&, const Bytes&)>;
+
+/// A rule that treats each channel alike.
+ByteRule perByte(const std::function<int(int, int)>& rule);
+
 /// Runs filters whose output at a pixel depends on the sources at that pixel alone, and compares with a rule that is
 /// computed here, on the CPU.
 class PixelTest : public GlTest
@@ -46,9 +53,8 @@ protected:
     Texel runOne(cvprocess::GpuStdShaders& filter, const Texel& first, const Texel& second);
     Texel runOne(cvprocess::GpuStdShaders& filter, const Texel& source);
 
-    /// The rule on bytes: a real photograph in RGB8 textures, its mirror image as second source, compared exactly.
-    void expectBytes(cvprocess::GpuStdShaders& filter, bool twoSources,
-                     const std::function<unsigned char(unsigned char, unsigned char)>& rule);
+    /// A rule on bytes: a real photograph in RGB8 textures, its mirror image as second source, compared exactly.
+    void expectBytes(cvprocess::GpuStdShaders& filter, bool twoSources, const ByteRule& rule);
 };
 
 void expectNear(const Texel& actual, const Texel& expected, float tolerance);
