@@ -16,7 +16,12 @@ namespace velmor::tests {
 class GlTest : public testing::Test
 {
 protected:
-    void SetUp() override { context.emplace(); }
+    void SetUp() override
+    {
+        // The driver stays loaded to the end of the process, so that a leak report can name it.
+        [[maybe_unused]] static const auto* const driver = new glsupport::HeadlessContext;
+        context.emplace();
+    }
 
     void TearDown() override
     {

@@ -276,6 +276,7 @@ TEST_F(GpuStdShadersScript, FirstPreparationOfTwoSourcesAttachesInOrderAndChecks
 TEST_F(GpuStdShadersScript, PreparingWithTheSameTexturesCostsQueriesOnly)
 {
     one->prepareExecution(a, b);
+    one->mCurrentFbo->bind();
     gl.take();
     const Output output = capture([&] { one->prepareExecution(a, b); });
     EXPECT_EQ(gl.take(), (Calls{kReadBinding, idAt(0), kReadBinding, idAt(1), kReadBinding, kStatus, kReadBinding,
