@@ -18,13 +18,6 @@ constexpr GLenum kSource1Attachment = GL_COLOR_ATTACHMENT0_EXT;
 constexpr GLenum kDestinationAttachment = GL_COLOR_ATTACHMENT1_EXT;
 constexpr GLenum kSource2Attachment = GL_COLOR_ATTACHMENT2_EXT;
 
-/// A corner of a quad, with the place in the source that it shows.
-void corner(int sourceX, int sourceY, int x, int y)
-{
-    glTexCoord2f(static_cast<GLfloat>(sourceX), static_cast<GLfloat>(sourceY));
-    glVertex2f(static_cast<GLfloat>(x), static_cast<GLfloat>(y));
-}
-
 } // namespace
 
 GpuStdShaders::GpuStdShaders(bool additionalInput) : mAdditionalInput(additionalInput)
@@ -82,12 +75,8 @@ void GpuStdShaders::prepareExecution(TextureGpu& src, TextureGpu& dst)
     attachIfChanged(mDstTex1, dst, kDestinationAttachment);
     mCurrentFbo->isValid(std::cerr);
 
-    mSrcTex1 = &src;
-    mDstTex1 = &dst;
-    mXresSrcTex1 = static_cast<std::int32_t>(src.width());
-    mYresSrcTex1 = static_cast<std::int32_t>(src.height());
-    mXresDstTex1 = static_cast<std::int32_t>(dst.width());
-    mYresDstTex1 = static_cast<std::int32_t>(dst.height());
+    setSource1(src);
+    setDestination(dst);
     mCurrentFbo->isValid(std::cerr); // checked twice in this form, once in the one of two sources
 
     mTexUnit0Loc = glGetUniformLocation(mProgObj, "texUnit0");
@@ -104,15 +93,11 @@ void GpuStdShaders::prepareExecution(TextureGpu& src1, TextureGpu& src2, Texture
     attachIfChanged(mDstTex1, dst, kDestinationAttachment);
     mCurrentFbo->isValid(std::cerr);
 
-    mSrcTex1 = &src1;
+    setSource1(src1);
     mSrcTex2 = &src2;
-    mDstTex1 = &dst;
-    mXresSrcTex1 = static_cast<std::int32_t>(src1.width());
-    mYresSrcTex1 = static_cast<std::int32_t>(src1.height());
     mXresSrcTex2 = static_cast<std::int32_t>(src2.width());
     mYresSrcTex2 = static_cast<std::int32_t>(src2.height());
-    mXresDstTex1 = static_cast<std::int32_t>(dst.width());
-    mYresDstTex1 = static_cast<std::int32_t>(dst.height());
+    setDestination(dst);
 
     mTexUnit0Loc = glGetUniformLocation(mProgObj, "texUnit0");
     mTexUnit1Loc = glGetUniformLocation(mProgObj, "texUnit1");
@@ -126,10 +111,7 @@ void GpuStdShaders::attachIfChanged(const TextureGpu* previous, const TextureGpu
 
 void GpuStdShaders::prepareDisplayList()
 {
-    if (mDisplayListValid)
-        glDeleteLists(mDisplayList, 1);
-    mDisplayList = glGenLists(1);
-    glNewList(mDisplayList, GL_COMPILE);
+    beginDisplayList();
     if (mUseROIs) {
         for (const std::vector<std::int32_t>& roi : mROIs) {
             const int x0 = roi[0];
@@ -151,8 +133,7 @@ void GpuStdShaders::prepareDisplayList()
         corner(0, mYresSrcTex1, 0, mYresDstTex1);
         glEnd();
     }
-    glEndList();
-    mDisplayListValid = true;
+    endDisplayList();
 }
 
 void GpuStdShaders::setGlOne2OneTexelMapping()
@@ -236,6 +217,40 @@ GlShaderMgr* GpuStdShaders::getGlShaderMgr()
     if (!mShaderMgr)
         mShaderMgr = new GlShaderMgr();
     return mShaderMgr;
+}
+
+void GpuStdShaders::setSource1(TextureGpu& texture)
+{
+    mSrcTex1 = &texture;
+    mXresSrcTex1 = static_cast<std::int32_t>(texture.width());
+    mYresSrcTex1 = static_cast<std::int32_t>(texture.height());
+}
+
+void GpuStdShaders::setDestination(TextureGpu& texture)
+{
+    mDstTex1 = &texture;
+    mXresDstTex1 = static_cast<std::int32_t>(texture.width());
+    mYresDstTex1 = static_cast<std::int32_t>(texture.height());
+}
+
+void GpuStdShaders::beginDisplayList()
+{
+    if (mDisplayListValid)
+        glDeleteLists(mDisplayList, 1);
+    mDisplayList = glGenLists(1);
+    glNewList(mDisplayList, GL_COMPILE);
+}
+
+void GpuStdShaders::endDisplayList()
+{
+    glEndList();
+    mDisplayListValid = true;
+}
+
+void GpuStdShaders::corner(int sourceX, int sourceY, int x, int y)
+{
+    glTexCoord2f(static_cast<GLfloat>(sourceX), static_cast<GLfloat>(sourceY));
+    glVertex2f(static_cast<GLfloat>(x), static_cast<GLfloat>(y));
 }
 
 bool GpuStdShaders::beginProgram(const std::string& framebufferName, const std::string& programName)

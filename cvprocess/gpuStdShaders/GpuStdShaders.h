@@ -112,6 +112,23 @@ protected:
     void buildProgram(const std::string& framebufferName, const std::string& programName,
                       const std::string& fragmentSource);
 
+    // What filters with a preparation or a geometry of their own share with the base.
+
+    /// Records the first source and its size.
+    void setSource1(TextureGpu& texture);
+
+    /// Records the destination and its size.
+    void setDestination(TextureGpu& texture);
+
+    /// Opens a new display list; deletes the old one if it is valid.
+    void beginDisplayList();
+
+    /// Closes the display list, which is valid from now on.
+    void endDisplayList();
+
+    /// A corner of a quad, with the place in the source that it shows.
+    static void corner(int sourceX, int sourceY, int x, int y);
+
     std::map<std::string, GlFbo*> mFbos; ///< owned, by name, counter and index
     std::int32_t mFboCounter = 0;        ///< number of "_ENFORCE_NEW_" requests so far
     GlFbo* mCurrentFbo = nullptr;        ///< framebuffer of the next pass, one of mFbos

@@ -1,6 +1,7 @@
 #include "tests/support/ScriptedGl.h"
 
 #include <GL/glu.h>
+#include <GL/glut.h>
 
 #include <algorithm>
 #include <cstring>
@@ -76,6 +77,26 @@ const char* enumName(GLenum value)
         VELMOR_NAME(GL_VERSION)
         VELMOR_NAME(GL_SHADING_LANGUAGE_VERSION)
         VELMOR_NAME(GL_EXTENSIONS)
+        VELMOR_NAME(GL_BLEND)
+        VELMOR_NAME(GL_BLEND_SRC)
+        VELMOR_NAME(GL_BLEND_DST)
+        VELMOR_NAME(GL_BLEND_EQUATION)
+        VELMOR_NAME(GL_FUNC_ADD)
+        VELMOR_NAME(GL_CLAMP_VERTEX_COLOR_ARB)
+        VELMOR_NAME(GL_CLAMP_FRAGMENT_COLOR_ARB)
+        VELMOR_NAME(GL_CLAMP_READ_COLOR_ARB)
+        VELMOR_NAME(GL_GEOMETRY_INPUT_TYPE_EXT)
+        VELMOR_NAME(GL_GEOMETRY_OUTPUT_TYPE_EXT)
+        VELMOR_NAME(GL_GEOMETRY_VERTICES_OUT_EXT)
+        VELMOR_NAME(GL_MAX_GEOMETRY_OUTPUT_VERTICES_EXT)
+        VELMOR_NAME(GL_BACK)
+        VELMOR_NAME(GL_READ_BUFFER)
+        VELMOR_NAME(GL_RGBA)
+        VELMOR_NAME(GL_RGB)
+        VELMOR_NAME(GL_RED_INTEGER_EXT)
+        VELMOR_NAME(GL_FLOAT)
+        VELMOR_NAME(GL_UNSIGNED_BYTE)
+        VELMOR_NAME(GL_UNSIGNED_INT)
     default:
         return nullptr;
     }
@@ -98,6 +119,24 @@ std::ostream& operator<<(std::ostream& stream, Primitive argument)
         return stream << "GL_QUADS";
     default:
         return stream << argument.value;
+    }
+}
+
+/// An argument whose small values are blend factors.
+struct BlendFactor
+{
+    GLenum value;
+};
+
+std::ostream& operator<<(std::ostream& stream, BlendFactor argument)
+{
+    switch (argument.value) {
+    case GL_ZERO:
+        return stream << "GL_ZERO";
+    case GL_ONE:
+        return stream << "GL_ONE";
+    default:
+        return stream << Enum{argument.value};
     }
 }
 
@@ -235,11 +274,13 @@ void GLAPIENTRY glBindTexture(GLenum target, GLuint texture)
 void GLAPIENTRY glEnable(GLenum capability)
 {
     gl().call("glEnable", Enum{capability});
+    gl().enabled.insert(capability);
 }
 
 void GLAPIENTRY glDisable(GLenum capability)
 {
     gl().call("glDisable", Enum{capability});
+    gl().enabled.erase(capability);
 }
 
 void GLAPIENTRY glDrawBuffer(GLenum mode)
@@ -275,9 +316,74 @@ void GLAPIENTRY glGetIntegerv(GLenum name, GLint* value)
     case GL_MAX_RECTANGLE_TEXTURE_SIZE_ARB:
         *value = gl().maxRectangleTextureSize;
         break;
-    default:
-        *value = 0;
+    default: {
+        const auto answer = gl().integers.find(name);
+        *value = answer == gl().integers.end() ? 0 : answer->second;
     }
+    }
+}
+
+GLboolean GLAPIENTRY glIsEnabled(GLenum capability)
+{
+    gl().call("glIsEnabled", Enum{capability});
+    return gl().enabled.count(capability) != 0;
+}
+
+void GLAPIENTRY glBlendFunc(GLenum source, GLenum destination)
+{
+    gl().call("glBlendFunc", BlendFactor{source}, BlendFactor{destination});
+}
+
+void GLAPIENTRY glClear(GLbitfield mask)
+{
+    gl().call("glClear", mask == GL_COLOR_BUFFER_BIT ? "GL_COLOR_BUFFER_BIT" : "other bits");
+}
+
+void GLAPIENTRY glClearColor(GLclampf red, GLclampf green, GLclampf blue, GLclampf alpha)
+{
+    gl().call("glClearColor", red, green, blue, alpha);
+}
+
+void GLAPIENTRY glColor3f(GLfloat red, GLfloat green, GLfloat blue)
+{
+    gl().call("glColor3f", red, green, blue);
+}
+
+void GLAPIENTRY glColor4f(GLfloat red, GLfloat green, GLfloat blue, GLfloat alpha)
+{
+    gl().call("glColor4f", red, green, blue, alpha);
+}
+
+void GLAPIENTRY glVertex3f(GLfloat x, GLfloat y, GLfloat z)
+{
+    gl().call("glVertex3f", x, y, z);
+}
+
+void GLAPIENTRY glReadBuffer(GLenum mode)
+{
+    gl().call("glReadBuffer", Enum{mode});
+}
+
+void GLAPIENTRY glReadPixels(GLint x, GLint y, GLsizei width, GLsizei height, GLenum format, GLenum type, void* pixels)
+{
+    gl().call("glReadPixels", x, y, width, height, Enum{format}, Enum{type}, Pointer{pixels});
+    if (gl().readPixels)
+        gl().readPixels(width, pixels);
+}
+
+void GLAPIENTRY glutReshapeWindow(int width, int height)
+{
+    gl().call("glutReshapeWindow", width, height);
+}
+
+void GLAPIENTRY glutShowWindow()
+{
+    gl().call("glutShowWindow");
+}
+
+void GLAPIENTRY glutSwapBuffers()
+{
+    gl().call("glutSwapBuffers");
 }
 
 const GLubyte* GLAPIENTRY glGetString(GLenum name)
@@ -584,9 +690,57 @@ void GLAPIENTRY ShaderSource(GLuint shader, GLsizei count, const GLchar* const* 
     gl().shaderSources[shader] = texts[0];
 }
 
+void GLAPIENTRY BindFragDataLocationEXT(GLuint program, GLuint number, const GLchar* name)
+{
+    gl().call("glBindFragDataLocationEXT", program, number, name);
+}
+
+void GLAPIENTRY BlendEquation(GLenum mode)
+{
+    gl().call("glBlendEquation", Enum{mode});
+}
+
+void GLAPIENTRY ClampColorARB(GLenum target, GLenum clamp)
+{
+    gl().call("glClampColorARB", Enum{target}, clamp);
+}
+
+void GLAPIENTRY MultiTexCoord4f(GLenum unit, GLfloat s, GLfloat t, GLfloat r, GLfloat q)
+{
+    gl().call("glMultiTexCoord4f", Enum{unit}, s, t, r, q);
+}
+
+void GLAPIENTRY ProgramParameteriEXT(GLuint program, GLenum name, GLint value)
+{
+    if (name == GL_GEOMETRY_VERTICES_OUT_EXT)
+        gl().call("glProgramParameteriEXT", program, Enum{name}, value);
+    else
+        gl().call("glProgramParameteriEXT", program, Enum{name}, Primitive{static_cast<GLenum>(value)});
+}
+
+void GLAPIENTRY Uniform1f(GLint location, GLfloat value)
+{
+    gl().call("glUniform1f", location, value);
+}
+
+void GLAPIENTRY Uniform1i(GLint location, GLint value)
+{
+    gl().call("glUniform1i", location, value);
+}
+
 void GLAPIENTRY Uniform1iARB(GLint location, GLint value)
 {
     gl().call("glUniform1iARB", location, value);
+}
+
+void GLAPIENTRY Uniform2f(GLint location, GLfloat x, GLfloat y)
+{
+    gl().call("glUniform2f", location, x, y);
+}
+
+void GLAPIENTRY Uniform4f(GLint location, GLfloat x, GLfloat y, GLfloat z, GLfloat w)
+{
+    gl().call("glUniform4f", location, x, y, z, w);
 }
 
 void GLAPIENTRY UseProgram(GLuint program)
@@ -629,7 +783,16 @@ VELMOR_ENTRY(GetShaderiv)
 VELMOR_ENTRY(GetUniformLocation)
 VELMOR_ENTRY(LinkProgram)
 VELMOR_ENTRY(ShaderSource)
+VELMOR_ENTRY(BindFragDataLocationEXT)
+VELMOR_ENTRY(BlendEquation)
+VELMOR_ENTRY(ClampColorARB)
+VELMOR_ENTRY(MultiTexCoord4f)
+VELMOR_ENTRY(ProgramParameteriEXT)
+VELMOR_ENTRY(Uniform1f)
+VELMOR_ENTRY(Uniform1i)
 VELMOR_ENTRY(Uniform1iARB)
+VELMOR_ENTRY(Uniform2f)
+VELMOR_ENTRY(Uniform4f)
 VELMOR_ENTRY(UseProgram)
 VELMOR_ENTRY(ValidateProgram)
 #undef VELMOR_ENTRY

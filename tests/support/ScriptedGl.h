@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <deque>
+#include <functional>
 #include <map>
 #include <optional>
 #include <set>
@@ -51,7 +52,11 @@ public:
     std::map<std::string, GLint> uniformLocations; ///< -1 for any other name
     bool refusesTextures = false;                  ///< texture levels stay undefined
 
+    std::map<GLenum, GLint> integers;               ///< for glGetIntegerv(), 0 for any other name
+    std::function<void(GLsizei, void*)> readPixels; ///< fills what glReadPixels() reads, a row of that width
+
     // What it knows.
+    std::set<GLenum> enabled;
     GLint framebufferBinding = 0;
     std::set<GLuint> framebuffers;
     std::set<GLuint> programs;

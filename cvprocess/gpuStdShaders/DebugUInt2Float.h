@@ -1,0 +1,60 @@
+#pragma once
+
+#include "cvprocess/gpuStdShaders/GpuStdShaders.h"
+
+#include <string>
+
+namespace velmor::cvprocess {
+
+/// Makes a texture of unsigned integers visible: `out = in / 65535`, channel by channel.
+///
+/// 65535 becomes 1; larger integers give values above 1, which only a float destination keeps.
+///
+/// The filter has two modes, chosen by the last preparation. After prepareExecution(src, dst), execute() draws into the
+/// destination. After prepareExecution(src), outputToScreen() draws onto the current GLUT window, which the application
+/// has made; execute() is then an assertion.
+///
+/// Input: one rectangle texture of unsigned integers (RectTexture::R16UI, RGBA16UI, ...). Output: r, g, b, a.
+/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+///
+/// Behaviour to know, all of it meant:
+/// - outputToScreen() draws as large as the destination of the last prepareExecution(src, dst), and nothing before
+/// there
+///   was one, though the window takes the size of the source.
+/// - prepareExecution(src, dst) attaches both textures each time; with assertions compiled in, textures that are
+/// attached
+///   already give the warning of GlFbo::attachTexture().
+///
+/// Example:
+///
+///     DebugUInt2Float view;
+///     view.prepareExecution(counts, picture); // counts: RectTexture::R16UI, picture: RectTexture::RGBA32F
+///     view.execute();
+class VELMOR_CVPROCESS_EXPORT DebugUInt2Float : public GpuStdShaders
+{
+public:
+    /// Compiles the program; needs the context.
+    DebugUInt2Float();
+
+    ~DebugUInt2Float() override;
+
+    using GpuStdShaders::prepareExecution;
+
+    /// Prepares drawing into a texture.
+    void prepareExecution(TextureGpu& src, TextureGpu& dst) override;
+
+    /// Prepares drawing onto the current GLUT window: gives it the size of the source and shows it.
+    void prepareExecution(TextureGpu& src);
+
+    /// Draws into the destination; only after prepareExecution(src, dst).
+    void execute() override;
+
+    /// Draws onto the current GLUT window and swaps its buffers; only after prepareExecution(src).
+    void outputToScreen();
+
+private:
+    std::string mShaderSrc;
+    bool outputToScreenEnabled;
+};
+
+} // namespace velmor::cvprocess
