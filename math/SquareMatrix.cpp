@@ -18,7 +18,7 @@ struct Rotation
 /// The rotation of the plane (p, q) that brings the element (p, q) of a symmetric matrix to zero.
 Rotation annihilating(const SquareMatrix& m, unsigned p, unsigned q)
 {
-    const double cotangent = (m[q][q] - m[p][p]) / (2.0 * m[p][q]);
+    const double cotangent = (0.5 * m[q][q] - 0.5 * m[p][p]) / m[p][q]; // halved first: no overflow
     const double tangent = std::copysign(1.0, cotangent) / (std::abs(cotangent) + std::hypot(1.0, cotangent));
     const double cosine = 1.0 / std::hypot(1.0, tangent);
     return {cosine, tangent * cosine};
