@@ -1,6 +1,7 @@
 #include "core/cvdata/Image.h"
 
 #include <cstring>
+#include <functional>
 #include <limits>
 #include <stdexcept>
 #include <string>
@@ -88,10 +89,15 @@ Image& Image::operator=(const Image& other)
 {
     if (this == &other)
         return *this;
-    if (width() == other.width() && height() == other.height() && mLayout == other.mLayout) {
+    const bool fits = width() == other.width() && height() == other.height() && mLayout == other.mLayout;
+    if (fits && !overlaps(other)) {
         copyPixels(other);
+        return *this;
+    }
+    Image copy(other); // made before any pixel changes: other may borrow them
+    if (fits) {
+        copyPixels(copy);
     } else {
-        Image copy(other); // made before the old pixels go: other may borrow them
         mOwnedPixels.swap(copy.mOwnedPixels);
         mPixels = mOwnedPixels.get();
         describe(copy.width(), copy.height(), copy.mLayout, copy.allocatedWidth());
@@ -121,12 +127,20 @@ void Image::describe(unsigned width, unsigned height, ChannelLayout layout, unsi
     mHeader.imageData = mHeader.imageDataOrigin = reinterpret_cast<char*>(mPixels);
 }
 
+bool Image::overlaps(const Image& other) const
+{
+    const auto end = [](const Image& image) {
+        return image.mPixels + image.mHeader.imageSize;
+    };
+    const std::less<const unsigned char*> before;
+    return before(mPixels, end(other)) && before(other.mPixels, end(*this));
+}
+
 void Image::copyPixels(const Image& source)
 {
     for (unsigned y = 0; y < height(); ++y)
-        std::memmove(mPixels + static_cast<std::size_t>(y) * allocatedWidth(),
-                     source.mPixels + static_cast<std::size_t>(y) * source.allocatedWidth(),
-                     rowBytes(width(), mLayout));
+        std::memcpy(mPixels + static_cast<std::size_t>(y) * allocatedWidth(),
+                    source.mPixels + static_cast<std::size_t>(y) * source.allocatedWidth(), rowBytes(width(), mLayout));
 }
 
 } // namespace velmor::core::cvdata

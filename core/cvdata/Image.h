@@ -79,6 +79,9 @@ public:
 
 private:
     void describe(unsigned width, unsigned height, ChannelLayout layout, unsigned rowStride);
+    bool overlaps(const Image& other) const;
+
+    /// Copies the pixels of an image of the same size and layout in other memory.
     void copyPixels(const Image& source);
 
     ChannelLayout mLayout = GREYSCALE;

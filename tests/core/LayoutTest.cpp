@@ -5,7 +5,8 @@
 #include "core/cvdata/TextureGpu.h"
 #include "core/util/AbstractParameter.h"
 #include "core/util/ParameterContainer.h"
-#include "tests/support/Slots.h"
+#include "math/SquareMatrix.h"
+#include "tests/support/VirtualSlot.h"
 
 #include <gtest/gtest.h>
 
@@ -16,6 +17,9 @@ using velmor::core::cvdata::Image;
 using velmor::core::cvdata::TextureGpu;
 using velmor::core::util::AbstractParameter;
 using velmor::core::util::ParameterContainer;
+using velmor::math::Matrix;
+using velmor::math::SquareMatrix;
+using velmor::tests::virtualSlot;
 
 namespace {
 
@@ -46,9 +50,9 @@ struct Container : ParameterContainer
 
 TEST(Layout, ImageHasCloneInTheFourthSlotAndNofChannelsInTheFifth)
 {
-    EXPECT_EQ(slotOf(&Image::clear), 2);
-    EXPECT_EQ(slotOf(&Image::clone), 3);
-    EXPECT_EQ(slotOf(&Image::nofChannels), 4);
+    EXPECT_EQ(virtualSlot(&Image::clear), 3u);
+    EXPECT_EQ(virtualSlot(&Image::clone), 4u);
+    EXPECT_EQ(virtualSlot(&Image::nofChannels), 5u);
 }
 
 TEST(Layout, ImageLayoutsKeepTheirValues)
@@ -68,20 +72,26 @@ TEST(Layout, TextureGpuHasItsFieldsInOrder)
 
 TEST(Layout, ParameterContainerHasInitInTheThirdSlotAndTheCallBackInTheFourth)
 {
-    EXPECT_EQ(slotOf(&ParameterContainer::init), 2);
-    EXPECT_EQ(slotOf(&ParameterContainer::onlineParameterChangedCallBack), 3);
-    EXPECT_EQ(slotOf(&Extended<Container>::firstOfItsOwn), 4);
+    EXPECT_EQ(virtualSlot(&ParameterContainer::init), 3u);
+    EXPECT_EQ(virtualSlot(&ParameterContainer::onlineParameterChangedCallBack), 4u);
+    EXPECT_EQ(virtualSlot(&Extended<Container>::firstOfItsOwn), 5u);
 }
 
 TEST(Layout, ParameterContainerHasItsListsBeforeItsStatus)
 {
     const Container container;
-    expectAscending(
-        {&container, &container.mParameters, &container.mSecondaryParameters, &container.mParameterStatus});
+    expectAscending({&container, &container.mParameters, &container.mSecondaryParameters, &container.mParameterStatus});
     EXPECT_TRUE((std::is_same_v<decltype(container.mParameterStatus), std::int32_t>));
 }
 
 TEST(Layout, AbstractParameterHasItsDestructorsAlone)
 {
-    EXPECT_EQ(slotOf(&Extended<AbstractParameter>::firstOfItsOwn), 2);
+    EXPECT_EQ(virtualSlot(&Extended<AbstractParameter>::firstOfItsOwn), 3u);
+}
+
+TEST(Layout, MathRecordsHaveVirtualElementAccessLoadAndDecomposition)
+{
+    EXPECT_NE(virtualSlot(&Matrix::at), 0u);
+    EXPECT_NE(virtualSlot(&SquareMatrix::load), 0u);
+    EXPECT_NE(virtualSlot(&SquareMatrix::eigenSymmetric), 0u);
 }

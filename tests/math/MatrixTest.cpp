@@ -7,6 +7,7 @@
 #include <stdexcept>
 
 using velmor::math::Matrix;
+using velmor::tests::thrownText;
 
 namespace {
 

@@ -15,6 +15,7 @@
 using velmor::math::Matrix;
 using velmor::math::SquareMatrix;
 using velmor::math::Vector;
+using velmor::tests::thrownText;
 
 namespace {
 

@@ -1,11 +1,16 @@
 #include "math/Vector.h"
 
+#include "tests/support/DeathText.h"
+
 #include <gtest/gtest.h>
 
+#include <csignal>
+#include <string>
 #include <type_traits>
 
 using velmor::math::Matrix;
 using velmor::math::Vector;
+using velmor::tests::assertion;
 
 static_assert(std::is_base_of_v<Matrix, Vector>);
 static_assert(std::is_same_v<decltype(std::declval<const Vector&>()[0u]), double&>);
@@ -76,9 +81,10 @@ TEST(Vector, ScaleMultipliesEveryElement)
 #ifndef NDEBUG
 TEST(VectorDeathTest, AnIndexBeyondTheEndStops)
 {
+    const std::string message = assertion("math/Vector.h", "index < size() && \"Vector::operator[]: no such element\"");
     const Vector vector(3);
-    EXPECT_DEATH(vector[3], "Vector::operator\\[\\]: no such element");
+    EXPECT_EXIT(vector[3], testing::KilledBySignal(SIGABRT), message);
     const Vector empty(0);
-    EXPECT_DEATH(empty[0], "Vector::operator\\[\\]: no such element");
+    EXPECT_EXIT(empty[0], testing::KilledBySignal(SIGABRT), message);
 }
 #endif

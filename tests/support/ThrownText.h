@@ -2,6 +2,8 @@
 
 #include <string>
 
+namespace velmor::tests {
+
 /// The text of the exception that an action throws; "no exception" when it throws none. An exception that is not an
 /// `Expected` passes through.
 template<typename Expected, typename Action>
@@ -14,3 +16,5 @@ std::string thrownText(const Action& action)
     }
     return "no exception";
 }
+
+} // namespace velmor::tests
