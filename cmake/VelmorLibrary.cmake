@@ -31,14 +31,17 @@ function(velmor_add_library name)
             VISIBILITY_INLINES_HIDDEN ON
             POSITION_INDEPENDENT_CODE ON)
     endforeach()
-    target_link_options(${target} PRIVATE -Wl,--as-needed)
+    set(exports ${PROJECT_SOURCE_DIR}/cmake/exports.map)
+    target_link_options(${target} PRIVATE -Wl,--as-needed -Wl,--version-script=${exports})
     if(NOT VELMOR_SANITIZE)
         target_link_options(${target} PRIVATE -Wl,--no-undefined)
     endif()
     set_target_properties(${target} PROPERTIES
         EXPORT_NAME ${name}
         VERSION ${PROJECT_VERSION}
-        SOVERSION ${PROJECT_VERSION_MAJOR})
+        SOVERSION ${PROJECT_VERSION_MAJOR}
+        LINK_DEPENDS ${exports}
+        INSTALL_RPATH $ORIGIN) # the libraries find each other wherever the installed tree is
 
     velmor_install_library(${name} HEADERS ${arg_HEADERS} REQUIRES ${arg_PC_REQUIRES} LIBS ${arg_PC_LIBS})
 endfunction()

@@ -1,0 +1,163 @@
+#!/usr/bin/env bash
+# checks.sh <check>: one look at the installed library from outside. tests/package/CMakeLists.txt sets the environment:
+# BUILD (the build to install), SCRATCH (a folder to work in), LIBDIR, VERSION, CXX and FLAGS (compiler and flags of
+# the build).
+set -euo pipefail
+
+sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
+prefix=$SCRATCH/moved
+libraries=(math core imageio cvprocess glsupport)
+export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
+read -ra flags <<<"$FLAGS"
+
+fail()
+{
+    echo "$*" >&2
+    exit 1
+}
+
+library()
+{
+    echo "$prefix/$LIBDIR/libvelmor_$1.so"
+}
+
+# The installed tree is used from another place than the one it was installed to.
+install_and_move()
+{
+    local first=$SCRATCH/installed
+    rm -rf "$first" "$prefix"
+    cmake --install "$BUILD" --prefix "$first"
+    mv "$first" "$prefix"
+    for place in "$first" "$BUILD" "$(cd "$sources/../.." && pwd)/"; do
+        if grep -rIF "$place" "$prefix"; then fail "the installed files above name $place"; fi
+    done
+}
+
+headers_compile_alone()
+{
+    local header headers name cflags
+    mapfile -t headers < <(cd "$prefix/include/velmor" && find . -name '*.h' -printf '%P\n' | sort)
+    ((${#headers[@]} > 0)) || fail "no headers are installed"
+    for header in "${headers[@]}"; do
+        name=${header%%/*}
+        read -ra cflags < <(pkg-config --cflags "velmor-$name")
+        echo "#include \"$header\"" |
+            "$CXX" -std=c++17 "${flags[@]}" -Werror -fsyntax-only "${cflags[@]}" -x c++ - ||
+            fail "$header does not compile alone"
+        echo "$header"
+    done
+}
+
+# configure_consumer <folder> [cmake arguments]
+configure_consumer()
+{
+    local folder=$SCRATCH/$1
+    rm -rf "$folder"
+    cmake -S "$sources/consumer" -B "$folder" -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$CXX" \
+        -DCMAKE_CXX_FLAGS="$FLAGS" "${@:2}" 2>&1
+}
+
+consumer_with_find_package()
+{
+    configure_consumer consumer
+    cmake --build "$SCRATCH/consumer"
+    "$SCRATCH/consumer/consumer" "$SCRATCH/consumer"
+}
+
+consumer_with_pkg_config()
+{
+    local folder=$SCRATCH/pkg-config-consumer packages=("${libraries[@]/#/velmor-}") package options
+    for package in "${packages[@]}"; do
+        [[ $(pkg-config --modversion "$package") == "$VERSION" ]] || fail "$package has another version than $VERSION"
+    done
+    rm -rf "$folder"
+    mkdir "$folder"
+    read -ra options < <(pkg-config --cflags --libs "${packages[@]}")
+    "$CXX" -std=c++17 "${flags[@]}" "$sources/consumer/main.cpp" "${options[@]}" -Wl,-rpath,"$prefix/$LIBDIR" \
+        -o "$folder/consumer"
+    "$folder/consumer" "$folder"
+}
+
+missing_component_is_named()
+{
+    local output
+    if output=$(configure_consumer missing-component "-DCOMPONENTS=cvprocess;nosuch"); then
+        fail "a component that does not exist was found"
+    fi
+    echo "$output"
+    grep -qF "there is no component 'nosuch'" <<<"$output" || fail "the message does not name the component"
+}
+
+another_major_version_is_refused()
+{
+    local output
+    if output=$(configure_consumer other-version "-DWANTED_VERSION=$((${VERSION%%.*} + 1)).0"); then
+        fail "another major version was accepted"
+    fi
+    echo "$output"
+    grep -qF "version: $VERSION" <<<"$output" || fail "the message does not name the version that is there"
+}
+
+# Codecs and containers of pictures and video, cameras, and what opens windows; GLUT alone may.
+media='opencv_(imgcodecs|videoio|highgui|gapi)|png|jpeg|turbojpeg|tiff|webp|openjp2|OpenEXR|IlmImf|Imath|gif|heif|gdal'
+media+='|avcodec|avformat|avutil|avfilter|swscale|swresample|gst[a-z]+|vpx|x26[45]|dav1d|v4l[12]|dc1394'
+media+='|Qt[0-9]\w*|gtk|gdk|SDL[0-9]?|glfw|wx_\w+|fltk'
+
+# Prints the media libraries among all that a library needs, directly or not.
+media_libraries_of()
+{
+    local closure
+    closure=$(ldd "$1") || fail "ldd cannot read $1"
+    if grep 'not found' <<<"$closure"; then fail "$1 needs the libraries above"; fi
+    awk '{ print $1 }' <<<"$closure" | grep -E "^lib($media)[-.0-9]" || true
+}
+
+media_libraries_stay_out()
+{
+    local name found
+    for name in math core cvprocess glsupport; do
+        found=$(media_libraries_of "$(library $name)")
+        [[ -z $found ]] || fail "velmor_$name needs ${found//$'\n'/ }"
+    done
+    # What reads picture files needs them, so this check can find some.
+    found=$(media_libraries_of "$(library imageio)")
+    echo "velmor_imageio needs" $found
+    for name in opencv_imgcodecs png jpeg tiff; do
+        grep -q "^lib$name[-.0-9]" <<<"$found" || fail "the check did not find lib$name"
+    done
+}
+
+# Prints what a library exports beside names of velmor and what the compiler makes for them.
+foreign_symbols_of()
+{
+    nm --dynamic --demangle --defined-only "$1" | cut -d' ' -f3- |
+        grep -vE '^((vtable|VTT|typeinfo|typeinfo name|guard variable) for |(non-)?virtual thunk to )?velmor::' || true
+}
+
+only_our_symbols_are_exported()
+{
+    local name found
+    for name in "${libraries[@]}"; do
+        nm --dynamic --demangle --defined-only "$(library "$name")" | grep ' velmor::' >/dev/null ||
+            fail "velmor_$name exports nothing"
+        found=$(foreign_symbols_of "$(library "$name")")
+        [[ -z $found ]] || fail "velmor_$name exports:"$'\n'"$found"
+    done
+    # A library of somebody else exports other names, so this check can find some.
+    [[ -n $(foreign_symbols_of "$(ldd "$(library core)" | awk '/libopencv_core/ { print $3 }')") ]] ||
+        fail "the check found nothing in OpenCV"
+}
+
+libraries_carry_their_version()
+{
+    local name soname file
+    for name in "${libraries[@]}"; do
+        soname=libvelmor_$name.so.${VERSION%%.*}
+        readelf --dynamic "$(library "$name")" | grep -F "soname: [$soname]" || fail "velmor_$name is not $soname"
+        file=$(readlink -f "$prefix/$LIBDIR/$soname")
+        [[ $file == */libvelmor_$name.so.$VERSION ]] || fail "$soname is $file"
+        [[ $(readlink -f "$(library "$name")") == "$file" ]] || fail "libvelmor_$name.so is not $soname"
+    done
+}
+
+"$1"
