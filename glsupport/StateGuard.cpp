@@ -105,7 +105,8 @@ private:
 
 void makeUnitNeutral()
 {
-    for (const GLenum generator : {GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q})
+    for (const GLenum generator :
+         std::initializer_list<GLenum>{GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q})
         glDisable(generator);
     glMatrixMode(GL_TEXTURE);
     glLoadIdentity();
@@ -113,8 +114,9 @@ void makeUnitNeutral()
 
 void makeFragmentsNeutral()
 {
-    for (const GLenum capability : {GL_BLEND, GL_SCISSOR_TEST, GL_STENCIL_TEST, GL_ALPHA_TEST, GL_COLOR_LOGIC_OP,
-                                    GL_CULL_FACE, GL_POLYGON_STIPPLE, GL_POLYGON_SMOOTH})
+    for (const GLenum capability :
+         std::initializer_list<GLenum>{GL_BLEND, GL_SCISSOR_TEST, GL_STENCIL_TEST, GL_ALPHA_TEST, GL_COLOR_LOGIC_OP,
+                                       GL_CULL_FACE, GL_POLYGON_STIPPLE, GL_POLYGON_SMOOTH})
         glDisable(capability);
     for (GLenum plane = GL_CLIP_PLANE0; plane <= GL_CLIP_PLANE5; ++plane)
         glDisable(plane);

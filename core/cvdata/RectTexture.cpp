@@ -115,8 +115,9 @@ public:
     {
         glGetIntegerv(GL_TEXTURE_BINDING_RECTANGLE_ARB, &mSavedTexture);
         glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-        for (const GLenum flag : {GL_UNPACK_SWAP_BYTES, GL_UNPACK_LSB_FIRST, GL_UNPACK_SKIP_ROWS, GL_UNPACK_SKIP_PIXELS,
-                                  GL_PACK_SWAP_BYTES, GL_PACK_LSB_FIRST, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
+        for (const GLenum flag : std::initializer_list<GLenum>{
+                 GL_UNPACK_SWAP_BYTES, GL_UNPACK_LSB_FIRST, GL_UNPACK_SKIP_ROWS, GL_UNPACK_SKIP_PIXELS,
+                 GL_PACK_SWAP_BYTES, GL_PACK_LSB_FIRST, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
             glPixelStorei(flag, 0);
         if (GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object) {
             glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);

@@ -5,6 +5,7 @@
 #include "tests/gl/GlTest.h"
 
 #include <functional>
+#include <initializer_list>
 #include <vector>
 
 using velmor::core::cvdata::RectTexture;
@@ -173,7 +174,7 @@ std::vector<StateItem> StateGuardTest::items()
     };
     for (GLenum plane = GL_CLIP_PLANE0; plane <= GL_CLIP_PLANE5; ++plane)
         result.push_back(off("clip plane", plane));
-    for (const GLenum unit : {GL_TEXTURE0, GL_TEXTURE1}) {
+    for (const GLenum unit : std::initializer_list<GLenum>{GL_TEXTURE0, GL_TEXTURE1}) {
         const RectTexture& texture = unit == GL_TEXTURE0 ? *texture1 : *texture2;
         result.push_back(
             {"rectangle texture",
@@ -195,7 +196,8 @@ std::vector<StateItem> StateGuardTest::items()
             {"rectangle enable", [=] { setUnit(unit, [] { glEnable(GL_TEXTURE_RECTANGLE_ARB); }); },
              [=] { return readUnit(unit, [] { return Values{double(glIsEnabled(GL_TEXTURE_RECTANGLE_ARB))}; }); },
              whichever});
-        for (const GLenum generator : {GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q})
+        for (const GLenum generator :
+             std::initializer_list<GLenum>{GL_TEXTURE_GEN_S, GL_TEXTURE_GEN_T, GL_TEXTURE_GEN_R, GL_TEXTURE_GEN_Q})
             result.push_back({"coordinate generation", [=] { setUnit(unit, [=] { glEnable(generator); }); },
                               [=] { return readUnit(unit, [=] { return Values{double(glIsEnabled(generator))}; }); },
                               Values{0}});
@@ -216,9 +218,10 @@ void disturb(RectTexture& a, RectTexture& b)
     glEnable(GL_BLEND);
     glBlendEquation(GL_MAX);
     glBlendFunc(GL_ONE, GL_ONE);
-    for (const GLenum target : {GL_CLAMP_VERTEX_COLOR_ARB, GL_CLAMP_FRAGMENT_COLOR_ARB, GL_CLAMP_READ_COLOR_ARB})
+    for (const GLenum target :
+         std::initializer_list<GLenum>{GL_CLAMP_VERTEX_COLOR_ARB, GL_CLAMP_FRAGMENT_COLOR_ARB, GL_CLAMP_READ_COLOR_ARB})
         glClampColorARB(target, GL_TRUE);
-    for (const GLenum unit : {GL_TEXTURE0, GL_TEXTURE1})
+    for (const GLenum unit : std::initializer_list<GLenum>{GL_TEXTURE0, GL_TEXTURE1})
         glMultiTexCoord4f(unit, 9.0f, 9.0f, 9.0f, 9.0f);
 }
 
