@@ -39,9 +39,12 @@ std::vector<unsigned char> readFile(const std::string& file)
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
         throw cannot("load", file, std::strerror(errno));
-    std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    std::vector<unsigned char> bytes;
+    char part[65536];
+    while (stream.read(part, sizeof(part)) || stream.gcount() > 0)
+        bytes.insert(bytes.end(), part, part + stream.gcount());
     if (stream.bad())
-        throw cannot("load", file, "reading failed");
+        throw cannot("load", file, std::strerror(errno));
     if (bytes.empty())
         throw cannot("load", file, "it is empty");
     return bytes;
@@ -87,7 +90,7 @@ bool isJpegCutShort(const std::vector<unsigned char>& bytes)
 {
     const unsigned char start[] = {0xFF, 0xD8, 0xFF};
     const unsigned char end[] = {0xFF, 0xD9};
-    if (std::search(bytes.begin(), bytes.end(), std::begin(start), std::end(start)) != bytes.begin())
+    if (bytes.size() < sizeof(start) || !std::equal(std::begin(start), std::end(start), bytes.begin()))
         return false;
     // The segments before the first scan are skipped: a thumbnail has an end of its own.
     std::size_t place = 2;

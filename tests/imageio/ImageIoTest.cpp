@@ -293,6 +293,12 @@ TEST_F(ImageIo, LoadNamesAFileThatMayNotBeRead)
     expectRefused("secret.png", "Permission denied");
 }
 
+TEST_F(ImageIo, LoadNamesAFileWhoseReadingFails)
+{
+    fs::create_symlink("/proc/self/mem", path("memory.png")); // nothing can be read at its beginning
+    expectRefused("memory.png", "Input/output error");
+}
+
 TEST_F(ImageIo, LoadRefusesPicturesThatAreCutShort)
 {
     for (const char* const ending : {".png", ".jpg", ".bmp", ".tiff", ".ppm", ".webp"}) {
