@@ -27,12 +27,11 @@ VideoSource::VideoSource(const std::string& path, Kind kind, const MessageLog& l
         // As an absolute path, for a colon in a relative one could be read as a protocol's.
         mCapture.open(fs::absolute(path).string(), kind == CAMERA ? cv::CAP_V4L2 : cv::CAP_FFMPEG);
     }
-    if (!mCapture.isOpened())
-        throw cannotRead(path, kind == CAMERA ? "it is no camera, or it is in use"
-                                              : "it holds neither a picture nor a video of a known format");
-    mFirst = read();
+    if (mCapture.isOpened())
+        mFirst = read();
     if (mFirst.empty())
-        throw cannotRead(path, kind == CAMERA ? "the camera delivers no pictures" : "the video holds no frames");
+        throw cannotRead(path, kind == CAMERA ? "it is no camera, or it delivers no pictures"
+                                              : "it holds no picture and no video frame of a known format");
     mSize = mFirst.size();
 }
 
