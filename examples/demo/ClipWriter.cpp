@@ -36,15 +36,15 @@ std::string frameName(int number)
 
 ClipWriter::ClipWriter(const OutputFolder& folder, const cv::Size& size, double rate, bool asSequence,
                        const MessageLog& log)
-    : mFolder(folder), mLog(log), mRate(rate)
+    : mFolder(folder), mRate(rate)
 {
-    if (asSequence || !openVideo(size))
+    if (asSequence || !openVideo(size, log))
         std::filesystem::create_directory(mFolder.unfinished(kSequenceName));
 }
 
-bool ClipWriter::openVideo(const cv::Size& size)
+bool ClipWriter::openVideo(const cv::Size& size, const MessageLog& log)
 {
-    const MessageLog::Capture capture(mLog, STDERR_FILENO);
+    const MessageLog::Capture capture(log, STDERR_FILENO);
     for (const VideoFormat& format : kVideoFormats)
         if (mVideo.open(mFolder.unfinished(kVideoName), cv::CAP_FFMPEG, format.fourcc, mRate, size)) {
             mFormat = format.name;
@@ -61,7 +61,6 @@ void ClipWriter::add(const cv::Mat& picture)
         savePicture(picture, mFolder.unfinished(std::string(kSequenceName) + "/" + frameName(mPictures)));
         return;
     }
-    const MessageLog::Capture capture(mLog, STDERR_FILENO);
     mVideo.write(picture);
 }
 
@@ -69,7 +68,6 @@ void ClipWriter::finish()
 {
     if (mFormat.empty())
         return;
-    const MessageLog::Capture capture(mLog, STDERR_FILENO);
     mVideo.release();
     // The encoder does not tell when it fails, on a full disk for instance: the file itself is asked.
     const cv::VideoCapture written(mFolder.unfinished(kVideoName), cv::CAP_FFMPEG);

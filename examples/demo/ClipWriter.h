@@ -18,10 +18,11 @@ public:
     static constexpr const char* kVideoName = "motion.mp4";
     static constexpr const char* kSequenceName = "motion";
 
-    /// @param folder      takes the result; must outlive the writer, as must log
+    /// @param folder      takes the result; must outlive the writer
     /// @param size        of the pictures; width and height even, as video codecs want it
     /// @param rate        pictures per second
     /// @param asSequence  write PNG pictures
+    /// @param log         takes what encoders print
     ClipWriter(const OutputFolder& folder, const cv::Size& size, double rate, bool asSequence, const MessageLog& log);
 
     /// Adds a picture, 8-bit BGR.
@@ -39,10 +40,9 @@ public:
     std::string description() const;
 
 private:
-    bool openVideo(const cv::Size& size);
+    bool openVideo(const cv::Size& size, const MessageLog& log);
 
     const OutputFolder& mFolder;
-    const MessageLog& mLog;
     cv::VideoWriter mVideo;
     std::string mFormat; ///< of the video; empty for a sequence of pictures
     double mRate;

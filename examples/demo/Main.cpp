@@ -19,7 +19,8 @@ int fail(const std::string& reason, int code = EXIT_FAILURE)
     return code;
 }
 
-/// OpenCV and its video library report what is wrong with a file on their own; the program does it in one line.
+/// OpenCV and its video library print what is wrong with a video, the latter from threads of its own at any time; the
+/// program says it in one line.
 void silenceCodecs()
 {
     cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);

@@ -20,10 +20,10 @@ constexpr double kHighestRate = 240;
 } // namespace
 
 VideoSource::VideoSource(const std::string& path, Kind kind, const MessageLog& log)
-    : mLog(log), mName(kind == CAMERA ? "camera " + path : fs::path(path).filename().string())
+    : mName(kind == CAMERA ? "camera " + path : fs::path(path).filename().string())
 {
     {
-        const MessageLog::Capture capture(mLog, STDERR_FILENO);
+        const MessageLog::Capture capture(log, STDERR_FILENO);
         // As an absolute path, for a colon in a relative one could be read as a protocol's.
         mCapture.open(fs::absolute(path).string(), kind == CAMERA ? cv::CAP_V4L2 : cv::CAP_FFMPEG);
     }
@@ -54,7 +54,6 @@ double VideoSource::rate() const
 
 cv::Mat VideoSource::read()
 {
-    const MessageLog::Capture capture(mLog, STDERR_FILENO);
     cv::Mat frame;
     mCapture.read(frame);
     return frame.clone(); // the capture may use its memory again

@@ -17,7 +17,6 @@ public:
     };
 
     /// @param path  the file, or the camera's device
-    /// @param log   must outlive the source
     /// @throws std::runtime_error  when it cannot be opened or has no first frame
     VideoSource(const std::string& path, Kind kind, const MessageLog& log);
 
@@ -28,7 +27,6 @@ public:
 private:
     cv::Mat read();
 
-    const MessageLog& mLog;
     std::string mName;
     cv::VideoCapture mCapture;
     cv::Mat mFirst; ///< read ahead; empty once it was taken

@@ -315,6 +315,16 @@ TEST_F(Results, PicturesOfOtherDepthsAndShapes)
     }
 }
 
+TEST_F(Results, ADamagedVideoIsShownAsFarAsItCanBe)
+{
+    std::string content = read(VELMOR_TEST_VIDEO).substr(0, 300000);
+    for (std::size_t i = 30000; i < content.size(); i += 1009)
+        content[i] = static_cast<char>(~content[i]);
+    write("damaged.avi", content);
+    expectSuccess(run({"damaged.avi", "--frames", "12", "--out", "out"}));
+    EXPECT_EQ(filesIn("out"), kFilesOfVideo);
+}
+
 TEST_F(Results, NamesThatLookLikeSomethingElse)
 {
     for (const char* const name : {"folder/below.avi", "pipe:1.avi", "%03d.avi", "-dash.avi", "\xc3\xa4 b.avi"}) {
