@@ -20,7 +20,7 @@ void Interruption::watch()
 {
     struct sigaction action = {};
     action.sa_handler = note;
-    action.sa_flags = SA_RESETHAND | SA_RESTART;
+    action.sa_flags = static_cast<int>(SA_RESETHAND | SA_RESTART);
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         struct sigaction before = {};
         sigaction(signal, nullptr, &before);
