@@ -21,6 +21,7 @@
 
 #include <unistd.h>
 
+#include <iterator>
 #include <stdexcept>
 
 namespace velmor::demo {
@@ -30,9 +31,18 @@ const char* const kSheetName = "contact-sheet.png";
 const char* const kSummaryName = "summary.txt";
 const char* const kMessagesName = "messages.log";
 
-/// What stands on the sheet, from top to bottom.
-using Section = void (*)(const Scene&, Showcase&);
-constexpr Section kSections[] = {showInputs, showLogicFilters};
+/// A part of the sheet under one heading.
+struct Section
+{
+    const char* heading;
+    void (*show)(const Scene& scene, Showcase& showcase);
+};
+
+/// What stands on the sheet, from top to bottom. Further operators come in as a section of their own.
+constexpr Section kSections[] = {
+    {"Inputs", showInputs},
+    {"Logic filters", showLogicFilters},
+};
 
 glsupport::HeadlessContext makeContext(const MessageLog& log)
 {
@@ -64,9 +74,12 @@ Gallery showSections(const Scene& scene, Summary& summary)
 {
     Gallery gallery;
     Showcase showcase(gallery, summary);
-    for (const Section showSection : kSections) {
+    Progress progress(static_cast<int>(std::size(kSections)));
+    for (const Section& section : kSections) {
         Interruption::throwIfRequested();
-        showSection(scene, showcase);
+        progress.step(section.heading);
+        gallery.beginSection(section.heading);
+        section.show(scene, showcase);
     }
     return gallery;
 }

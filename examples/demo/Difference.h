@@ -9,6 +9,9 @@
 
 namespace velmor::demo {
 
+/// Most differences are small, and so dark: pictures show them so many times brighter.
+constexpr int kDifferenceBrightness = 3;
+
 /// What Subtract sees between two frames.
 class Difference
 {

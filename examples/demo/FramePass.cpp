@@ -16,7 +16,6 @@ namespace {
 constexpr int kLargestSide = 4096;
 constexpr std::size_t kApart = 4; ///< frames from the earlier to the later one
 constexpr int kShift = 4;         ///< of a single picture, in pixels
-constexpr double kBrightness = 3; ///< a difference is shown so many times brighter
 
 /// The frame, or a reduced one that the driver's textures can hold.
 cv::Mat limited(const cv::Mat& frame)
@@ -51,9 +50,10 @@ void FramePass::add(const cv::Mat& frame)
 
     const cv::Mat difference = mDifference->of(mRecent.front(), mRecent.back());
     mMovement.add(shareSet(movingPixels(difference)), mFrames);
-    const cv::Mat brighter = difference * kBrightness;
+    const cv::Mat brighter = difference * kDifferenceBrightness;
     mClip.add({{mRecent.back(), frameName()},
-               {brighter, "Subtract: what changed since frame " + std::to_string(earlierNumber()) + ", 3 x brighter"}});
+               {brighter, "Subtract: what changed since frame " + std::to_string(earlierNumber()) + ", " +
+                              std::to_string(kDifferenceBrightness) + " x brighter"}});
 }
 
 std::string FramePass::frameName() const

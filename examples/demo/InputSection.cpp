@@ -7,7 +7,6 @@ namespace velmor::demo {
 
 void showInputs(const Scene& scene, Showcase& showcase)
 {
-    showcase.beginSection("Inputs");
     showcase.showPicture(scene.earlierCaption.title, scene.earlier, scene.earlierCaption.sentence);
     showcase.showPicture(scene.laterCaption.title, scene.later, scene.laterCaption.sentence);
     showcase.showPicture("Mask: moving", scene.moving, "Pixels that changed between both frames");

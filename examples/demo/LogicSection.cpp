@@ -5,6 +5,7 @@
 #include "cvprocess/gpuStdShaders/Or.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "cvprocess/gpuStdShaders/Xor.h"
+#include "examples/demo/Difference.h"
 #include "examples/demo/Findings.h"
 #include "examples/demo/GpuPictures.h"
 #include "examples/demo/Scene.h"
@@ -12,8 +13,6 @@
 
 namespace velmor::demo {
 namespace {
-
-constexpr double kDifferenceBrightness = 3;
 
 int part(int extent, double share)
 {
@@ -36,11 +35,11 @@ void showLogicFilters(const Scene& scene, Showcase& showcase)
     const auto moving = makeTexture(scene.moving);
     const auto dark = makeTexture(scene.dark);
     const auto result = makeTexture(scene.later.size());
-    showcase.beginSection("Logic filters");
 
     cvprocess::Subtract subtract;
     subtract.prepareExecution(*earlier, *later, *result);
-    showcase.showFilter("Subtract", subtract, *result, movementFound, "What changed between both frames, 3 x brighter",
+    showcase.showFilter("Subtract", subtract, *result, movementFound,
+                        "What changed between both frames, " + std::to_string(kDifferenceBrightness) + " x brighter",
                         kDifferenceBrightness);
     subtract.prepareExecution(*moving, *dark, *result);
     showcase.showFilter("Subtract, of the masks", subtract, *result, shareFound, "Either moving or dark, but not both");

@@ -5,7 +5,9 @@
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>
 
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 #include <new>
 
@@ -40,7 +42,9 @@ int main(int argc, char** argv)
         }
         silenceCodecs();
         Interruption::watch();
-        std::cout << runDemo(options) << std::flush;
+        const std::string summary = runDemo(options);
+        if (!(std::cout << summary << std::flush))
+            return fail("cannot print the summary: " + std::string(std::strerror(errno)));
         return EXIT_SUCCESS;
     } catch (const UsageError& error) {
         return fail(std::string(error.what()) + " (--help shows the usage)", kUsageError);

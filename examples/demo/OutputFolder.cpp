@@ -19,6 +19,11 @@ std::runtime_error cannotWriteInto(const std::string& folder, const std::string&
     return std::runtime_error("cannot write into '" + folder + "': " + reason);
 }
 
+std::runtime_error cannotReplace(const fs::path& file, const std::string& reason)
+{
+    return std::runtime_error("cannot replace '" + file.string() + "': " + reason);
+}
+
 bool isFrame(const fs::path& file)
 {
     return file.filename().string().rfind("frame-", 0) == 0 && file.extension() == ".png";
@@ -111,6 +116,9 @@ void OutputFolder::abandon() noexcept
 
 void OutputFolder::publish(const std::vector<std::string>& names)
 {
+    for (const std::string& name : names)
+        if (fs::is_regular_file(mUnfinished / name) && fs::is_directory(mFolder / name))
+            throw cannotReplace(mFolder / name, "it is a folder");
     try {
         for (const std::string& name : names) {
             const fs::path written = mUnfinished / name;
@@ -122,7 +130,7 @@ void OutputFolder::publish(const std::vector<std::string>& names)
         }
     } catch (const fs::filesystem_error& error) {
         const fs::path& place = error.path2().empty() ? error.path1() : error.path2();
-        throw std::runtime_error("cannot replace '" + place.string() + "': " + error.code().message());
+        throw cannotReplace(place, error.code().message());
     }
     mMadeFolders.clear();
 }

@@ -9,11 +9,6 @@
 
 namespace velmor::demo {
 
-void Showcase::beginSection(const std::string& heading)
-{
-    mGallery.beginSection(heading);
-}
-
 void Showcase::showPicture(const std::string& title, const cv::Mat& picture, const std::string& sentence)
 {
     mGallery.add(picture, title, sentence);

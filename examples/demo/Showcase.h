@@ -29,9 +29,6 @@ public:
     /// Both must outlive the showcase.
     Showcase(Gallery& gallery, Summary& summary) : mGallery(gallery), mSummary(summary) {}
 
-    /// What is shown from here on stands under this heading.
-    void beginSection(const std::string& heading);
-
     /// Shows a picture that is no operator's result, such as an input.
     void showPicture(const std::string& title, const cv::Mat& picture, const std::string& sentence);
 

@@ -87,6 +87,15 @@ TEST_F(BadInput, OutputFoldersThatCannotBe)
     EXPECT_EQ(filesIn("."), std::set<std::string>{"file"});
 }
 
+TEST_F(BadInput, AFolderInThePlaceOfAResult)
+{
+    writeVideo("moving.avi", 2);
+    std::filesystem::create_directories(path("out/summary.txt"));
+    expectFailure(run({"moving.avi", "--out", "out"}), 1,
+                  "velmor_demo: cannot replace '" + path("out/summary.txt").string() + "': it is a folder");
+    EXPECT_EQ(filesIn("out"), std::set<std::string>{"summary.txt"});
+}
+
 TEST_F(BadInput, CommandLines)
 {
     expectMisused({"--bogus"}, "unknown option '--bogus'");
