@@ -1,0 +1,136 @@
+#include "examples/demo/Demo.h"
+
+#include "examples/demo/FramePass.h"
+#include "examples/demo/FrameSource.h"
+#include "examples/demo/Gallery.h"
+#include "examples/demo/InputSection.h"
+#include "examples/demo/Interruption.h"
+#include "examples/demo/LogicSection.h"
+#include "examples/demo/MessageLog.h"
+#include "examples/demo/MotionClip.h"
+#include "examples/demo/Options.h"
+#include "examples/demo/OutputFolder.h"
+#include "examples/demo/PictureFile.h"
+#include "examples/demo/Progress.h"
+#include "examples/demo/Showcase.h"
+#include "examples/demo/Summary.h"
+#include "examples/demo/TextFile.h"
+#include "glsupport/HeadlessContext.h"
+
+#include <GL/glew.h>
+
+#include <unistd.h>
+
+#include <iterator>
+#include <stdexcept>
+
+namespace velmor::demo {
+namespace {
+
+const char* const kSheetName = "contact-sheet.png";
+const char* const kSummaryName = "summary.txt";
+const char* const kMessagesName = "messages.log";
+
+/// A part of the sheet under one heading.
+struct Section
+{
+    const char* heading;
+    void (*show)(const Scene& scene, Showcase& showcase);
+};
+
+/// What stands on the sheet, from top to bottom. Further operators come in as a section of their own.
+constexpr Section kSections[] = {
+    {"Inputs", showInputs},
+    {"Logic filters", showLogicFilters},
+};
+
+glsupport::HeadlessContext makeContext(const MessageLog& log)
+{
+    const MessageLog::Capture capture(log, STDERR_FILENO);
+    return glsupport::HeadlessContext();
+}
+
+void requireFilterSupport(const glsupport::HeadlessContext& context)
+{
+    // The filters end the process where these are missing.
+    for (const char* const name : {"GL_VERSION_2_0", "GL_ARB_texture_rectangle", "GL_EXT_framebuffer_object"})
+        if (!glewIsSupported(name))
+            throw std::runtime_error("cannot run filters on " + context.description() + ": it lacks " + name);
+}
+
+/// Takes frames from the source until there are enough or no more.
+void passFrames(FrameSource& source, int frames, FramePass& pass)
+{
+    Progress progress(frames);
+    cv::Mat frame;
+    for (int i = 0; i < frames && source.next(frame); ++i) {
+        Interruption::throwIfRequested();
+        pass.add(frame);
+        progress.step(pass.frameName());
+    }
+}
+
+Gallery showSections(const Scene& scene, Summary& summary)
+{
+    Gallery gallery;
+    Showcase showcase(gallery, summary);
+    Progress progress(static_cast<int>(std::size(kSections)));
+    for (const Section& section : kSections) {
+        Interruption::throwIfRequested();
+        progress.step(section.heading);
+        gallery.beginSection(section.heading);
+        section.show(scene, showcase);
+    }
+    return gallery;
+}
+
+void writeClip(MotionClip& clip, Summary& summary)
+{
+    if (const ClipWriter* const written = clip.finish())
+        summary.addFile(written->name(), written->description());
+}
+
+void writeSheet(const Gallery& gallery, const std::string& title, const std::string& subtitle,
+                const OutputFolder& folder, Summary& summary)
+{
+    const cv::Mat sheet = gallery.sheet(title, subtitle);
+    savePicture(sheet, folder.unfinished(kSheetName));
+    summary.addFile(kSheetName, std::to_string(gallery.size()) + " pictures, " + sizeText(sheet.size()) + " pixels");
+}
+
+} // namespace
+
+std::string runDemo(const Options& options)
+{
+    const MessageLog log;
+    const MessageLog::Capture chatter(log, STDOUT_FILENO);
+    const auto source = FrameSource::open(options.input, log);
+    OutputFolder folder(options.outputFolder);
+    const glsupport::HeadlessContext context = makeContext(log);
+    requireFilterSupport(context);
+
+    Summary summary;
+    MotionClip clip(folder, source->rate(), options.sequence, log);
+    FramePass pass(clip);
+    passFrames(*source, options.frames, pass);
+    pass.report(options.input, summary);
+    summary.addFact("renderer", context.description());
+
+    const Scene scene = pass.scene();
+    const Gallery gallery = showSections(scene, summary);
+    writeSheet(gallery, "velmor operators on " + source->name(),
+               scene.origin + ", " + sizeText(scene.later.size()) + " pixels, on " + context.description(), folder,
+               summary);
+    writeClip(clip, summary);
+    summary.addFile(kSummaryName, "this text");
+    summary.addFile(kMessagesName, "what the filters and codecs print about themselves");
+
+    const std::string text = summary.text(folder.path().string());
+    writeTextFile(folder.unfinished(kSummaryName), text);
+    log.saveTo(folder.unfinished(kMessagesName));
+    Interruption::throwIfRequested();
+    folder.publish({kMessagesName, ClipWriter::kVideoName, ClipWriter::kSequenceName, kSheetName, kSummaryName});
+    return text;
+}
+
+} // namespace velmor::demo

@@ -1,0 +1,34 @@
+#include "examples/demo/Showcase.h"
+
+#include "cvprocess/gpuStdShaders/GpuStdShaders.h"
+#include "examples/demo/Gallery.h"
+#include "examples/demo/GpuPictures.h"
+#include "examples/demo/Interruption.h"
+#include "examples/demo/MedianTime.h"
+#include "examples/demo/Summary.h"
+
+namespace velmor::demo {
+
+void Showcase::showPicture(const std::string& title, const cv::Mat& picture, const std::string& sentence)
+{
+    mGallery.add(picture, title, sentence);
+}
+
+void Showcase::showResult(const std::string& title, const cv::Mat& picture, double milliseconds,
+                          const std::string& found, const std::string& sentence)
+{
+    mGallery.add(picture, title, sentence);
+    mSummary.addOperator(title, picture.size(), milliseconds, found);
+}
+
+void Showcase::showFilter(const std::string& title, cvprocess::GpuStdShaders& filter,
+                          const core::cvdata::RectTexture& destination, const Finding& found,
+                          const std::string& sentence, double brightness)
+{
+    Interruption::throwIfRequested();
+    const double milliseconds = medianMilliseconds([&filter] { filter.execute(); });
+    const cv::Mat result = download(destination);
+    showResult(title, result * brightness, milliseconds, found(result), sentence);
+}
+
+} // namespace velmor::demo

@@ -1,0 +1,213 @@
+#include "tests/demo/DemoTest.h"
+
+#include <opencv2/imgproc.hpp>
+#include <opencv2/videoio.hpp>
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <sstream>
+#include <stdexcept>
+#include <thread>
+
+namespace velmor::tests {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string contentOf(const fs::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    std::ostringstream content;
+    content << stream.rdbuf();
+    return content.str();
+}
+
+/// The test's environment with some variables set.
+std::vector<std::string> environmentWith(std::map<std::string, std::string> settings)
+{
+#ifdef VELMOR_KEEP_LOADED
+    const char* const options = std::getenv("ASAN_OPTIONS");
+    settings["LD_PRELOAD"] = VELMOR_KEEP_LOADED;
+    settings["ASAN_OPTIONS"] = std::string(options ? options : "") + ":verify_asan_link_order=0";
+#endif
+    std::vector<std::string> result;
+    for (char** entry = environ; *entry; ++entry) {
+        const std::string text = *entry;
+        if (settings.count(text.substr(0, text.find('='))) == 0)
+            result.push_back(text);
+    }
+    for (const auto& [name, value] : settings)
+        result.push_back(name + "=" + value);
+    return result;
+}
+
+/// The form in which the system takes lists of texts.
+std::vector<char*> pointersTo(std::vector<std::string>& texts)
+{
+    std::vector<char*> result;
+    for (std::string& text : texts)
+        result.push_back(text.data());
+    result.push_back(nullptr);
+    return result;
+}
+
+/// The demo program and its arguments.
+std::vector<std::string> commandOf(const std::vector<std::string>& arguments)
+{
+    std::vector<std::string> words = {VELMOR_DEMO_PROGRAM};
+    words.insert(words.end(), arguments.begin(), arguments.end());
+    return words;
+}
+
+} // namespace
+
+DemoTest::DemoTest()
+{
+    const std::string pattern = testing::TempDir() + "velmor-demo-XXXXXX";
+    const auto made = [&pattern] {
+        std::string name = pattern;
+        if (!mkdtemp(name.data()))
+            throw std::runtime_error("cannot make a folder like " + pattern);
+        return fs::path(name);
+    };
+    mFolder = made();
+    mStreams = made();
+}
+
+DemoTest::~DemoTest()
+{
+    if (mProcess > 0) {
+        kill(mProcess, SIGKILL);
+        wait();
+    }
+    fs::remove_all(mFolder);
+    fs::remove_all(mStreams);
+}
+
+DemoEnd DemoTest::run(const Arguments& arguments, const Environment& environment)
+{
+    return runCommand(commandOf(arguments), environment);
+}
+
+DemoEnd DemoTest::runCommand(const std::vector<std::string>& words, const Environment& environment)
+{
+    mProcess = spawn(words, environment, streamFile("err"));
+    return wait();
+}
+
+DemoEnd DemoTest::runOnTerminal(const Arguments& arguments)
+{
+    const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
+    if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0)
+        throw std::system_error(errno, std::generic_category(), "cannot make a terminal");
+    const std::string name = ptsname(terminal);
+    const int otherEnd = open(name.c_str(), O_RDWR | O_NOCTTY); // keeps what was written from being dropped
+    mProcess = spawn(commandOf(arguments), {}, name);
+    DemoEnd end = wait();
+    char text[4096];
+    for (ssize_t bytes = 0; (bytes = ::read(terminal, text, sizeof text)) > 0;)
+        end.err.append(text, static_cast<std::size_t>(bytes));
+    close(otherEnd);
+    close(terminal);
+    return end;
+}
+
+void DemoTest::start(const Arguments& arguments, const std::string& outputFolder)
+{
+    mProcess = spawn(commandOf(arguments), {}, streamFile("err"));
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (filesIn(outputFolder).count(".unfinished/motion.mp4") == 0) {
+        ASSERT_LT(std::chrono::steady_clock::now(), end) << "the program does not begin to write";
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+}
+
+DemoEnd DemoTest::wait()
+{
+    int status = 0;
+    waitpid(mProcess, &status, 0);
+    mProcess = -1;
+    return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, WIFSIGNALED(status) ? WTERMSIG(status) : 0,
+            contentOf(streamFile("out")), contentOf(streamFile("err"))};
+}
+
+pid_t DemoTest::spawn(std::vector<std::string> words, const Environment& environment, const std::string& errorStream)
+{
+    std::vector<std::string> variables = environmentWith(environment);
+
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    constexpr int kFlags = O_WRONLY | O_CREAT | O_TRUNC;
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, streamFile("out").c_str(), kFlags, 0600);
+    posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorStream.c_str(), kFlags, 0600);
+    posix_spawn_file_actions_addchdir_np(&actions, mFolder.c_str());
+    pid_t process = -1;
+    const int error = posix_spawn(&process, words.front().c_str(), &actions, nullptr, pointersTo(words).data(),
+                                  pointersTo(variables).data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (error != 0)
+        throw std::system_error(error, std::generic_category(), "cannot start " + words.front());
+    return process;
+}
+
+void DemoTest::write(const std::string& name, const std::string& content) const
+{
+    fs::create_directories(path(name).parent_path());
+    std::ofstream(path(name), std::ios::binary) << content;
+}
+
+std::string DemoTest::read(const std::string& name) const
+{
+    return contentOf(path(name));
+}
+
+void DemoTest::writeVideo(const std::string& name, int pictures) const
+{
+    fs::create_directories(path(name).parent_path());
+    cv::VideoWriter writer(path(name).string(), cv::CAP_OPENCV_MJPEG, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 5,
+                           {96, 64});
+    for (int i = 0; i < pictures; ++i) {
+        cv::Mat picture(64, 96, CV_8UC3, cv::Scalar(60, 90, 120));
+        cv::rectangle(picture, cv::Rect(10 + 12 * i, 20, 20, 20), cv::Scalar::all(250), cv::FILLED);
+        writer.write(picture);
+    }
+}
+
+std::set<std::string> DemoTest::filesIn(const std::string& folder) const
+{
+    std::set<std::string> result;
+    std::error_code ignored; // files come and go while a program runs
+    for (fs::recursive_directory_iterator entry(path(folder), ignored), end; entry != end; entry.increment(ignored))
+        result.insert(entry->path().lexically_relative(path(folder)).string());
+    return result;
+}
+
+void DemoTest::expectSuccess(const DemoEnd& end)
+{
+    EXPECT_EQ(end.exitCode, 0);
+    EXPECT_EQ(end.err, "");
+}
+
+void DemoTest::expectFailure(const DemoEnd& end, int exitCode, const std::string& err)
+{
+    EXPECT_EQ(end.exitCode, exitCode);
+    EXPECT_EQ(end.out, "");
+    EXPECT_EQ(end.err, err + "\n");
+}
+
+cv::Mat testFrame(int number)
+{
+    cv::VideoCapture video(VELMOR_TEST_VIDEO, cv::CAP_FFMPEG);
+    cv::Mat frame;
+    for (int i = 0; i < number; ++i)
+        video.read(frame);
+    return frame;
+}
+
+} // namespace velmor::tests
