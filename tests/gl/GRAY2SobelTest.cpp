@@ -78,12 +78,12 @@ TEST_F(PixelTest, GRAY2SobelOfAStepIsSigned)
     }
 }
 
-TEST_F(PixelTest, GRAY2SobelReachesTheEndsOfItsRange)
+TEST_F(PixelTest, GRAY2SobelGivesTheLargestMagnitudeThatBlackAndWhiteCanMake)
 {
     const auto filter = makeQuietly<GRAY2Sobel>();
-    Picture corner(3, 3); // the largest magnitude: half of the neighbours white, cut along the diagonal
-    corner.at(1, 0)[0] = corner.at(2, 0)[0] = corner.at(2, 1)[0] = 1.0f;
-    expectNear(run(*filter, corner).at(1, 1), {-3.0f, -3.0f, std::sqrt(18.0f)}, kRounding, 3);
+    Picture corner(3, 3); // white below and to the left: 4^2 + 2^2, the most that any neighbours on 0..1 add up to
+    corner.at(0, 1)[0] = corner.at(0, 2)[0] = corner.at(1, 2)[0] = corner.at(2, 2)[0] = 1.0f;
+    expectNear(run(*filter, corner).at(1, 1), {4.0f, 2.0f, std::sqrt(20.0f)}, kRounding, 3);
 }
 
 } // namespace
