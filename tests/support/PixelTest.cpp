@@ -38,14 +38,14 @@ void prepare(GpuStdShaders& filter, bool twoSources, RectTexture& first, RectTex
         filter.prepareExecution(first, destination);
 }
 
+/// Fills a texture that can hold the sentinel.
 void fillWithSentinel(RectTexture& texture)
 {
-    const Picture filled(texture.width(), texture.height(), kSentinel);
     if (texture.format() == RectTexture::RGBA32F)
-        texture.upload(filled.texels.data());
+        texture.upload(Picture(texture.width(), texture.height(), kSentinel).texels.data());
 }
 
-/// What a shader would read of a texture of floats or bytes.
+/// The texels of a texture of floats or bytes; colours that it lacks are 0, a lacking alpha is 1.
 Picture contentOf(const RectTexture& texture)
 {
     Picture result(texture.width(), texture.height(), {0.0f, 0.0f, 0.0f, 1.0f});

@@ -182,7 +182,7 @@ TEST_F(DebugUInt2FloatWindow, TheOutputLeavesNoProgramAndNoTextureBehind)
     EXPECT_FALSE(glIsEnabled(GL_TEXTURE_RECTANGLE_ARB));
 }
 
-TEST_F(DebugUInt2FloatWindow, TheViewGoesBackFromTheScreenToATexture)
+TEST_F(DebugUInt2FloatWindow, TheViewGoesFromTheScreenToATextureAndBack)
 {
     view->prepareExecution(*source);
     awaitWindow();
@@ -194,8 +194,14 @@ TEST_F(DebugUInt2FloatWindow, TheViewGoesBackFromTheScreenToATexture)
     std::vector<float> result(values.size());
     destination.download(result.data());
     for (std::size_t i = 0; i < values.size(); ++i)
-        ASSERT_NEAR(result[i], values[i] / 65535.0, 1e-6) << i; // of a float on 0..1
-    expectShown(0, 0);                                          // the window is as it was
+        ASSERT_NEAR(result[i], values[i] / 65535.0, 4e-7) << i; // a conversion and a quotient of floats on 0..1
+    // The window is as it was.
+    expectShown(0, 0);
+
+    // Onto the window again, while the framebuffer of the texture is still bound.
+    view->prepareExecution(*source);
+    view->outputToScreen();
+    expectShown(kWidth, kHeight);
 }
 
 } // namespace
