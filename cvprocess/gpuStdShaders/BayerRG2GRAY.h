@@ -21,6 +21,7 @@ namespace velmor::cvprocess {
 /// The grey is the luminance of that colour, `0.212671 red + 0.715160 green + 0.072169 blue` (ITU-R BT.709).
 ///
 /// Input: one rectangle texture with the sensor value in r. Output: grey in r; g, b and a have no defined value.
+/// For inputs of 0..1 the grey stays below 3, as the scale may be 3: formats that are not float clamp.
 /// Border: places outside take what the texture's wrap mode gives, the edge pixel for RectTexture. No parameters.
 ///
 /// Example:

@@ -18,7 +18,8 @@ namespace velmor::cvprocess {
 /// the row is used everywhere, whatever the contrast along the column: the test that chooses compares the horizontal
 /// contrast with itself. This is meant.
 ///
-/// Input: one rectangle texture with the sensor value in r. Output: red, green, blue in r, g, b, and 0 in a.
+/// Input: one rectangle texture with the sensor value in r. Output: red, green, blue in r, g, b, and 0 in a; up
+/// to 3 for inputs of 0..1, as the scale may be 3: formats that are not float clamp.
 /// Border: places outside take what the texture's wrap mode gives, the edge pixel for RectTexture. No parameters.
 ///
 /// Example:

@@ -18,12 +18,10 @@ namespace velmor::cvprocess {
 /// Pixels depend on no neighbour, so there is no border rule. No parameters.
 ///
 /// Behaviour to know, all of it meant:
-/// - outputToScreen() draws as large as the destination of the last prepareExecution(src, dst), and nothing before
-/// there
-///   was one, though the window takes the size of the source.
-/// - prepareExecution(src, dst) attaches both textures each time; with assertions compiled in, textures that are
-/// attached
-///   already give the warning of GlFbo::attachTexture().
+/// - outputToScreen() draws as large as the destination of the last prepareExecution(src, dst), though the window takes
+///   the size of the source. Without such a preparation it draws nothing.
+/// - prepareExecution(src, dst) attaches both textures each time. With assertions compiled in, textures that are
+///   attached already give the warning of GlFbo::attachTexture().
 ///
 /// Example:
 ///
@@ -54,7 +52,7 @@ public:
 
 private:
     std::string mShaderSrc;
-    bool outputToScreenEnabled;
+    bool outputToScreenEnabled; ///< whether the last preparation was for the window
 };
 
 } // namespace velmor::cvprocess

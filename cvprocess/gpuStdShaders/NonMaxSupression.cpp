@@ -11,7 +11,7 @@ uniform sampler2DRect inputTexture;
 
 void main(void)
 {
-    const float threshold = 1.4142; // also considered: 1.5, 2
+    const float threshold = 1.4142; // considered: 1.4142, 1.5, 2
     vec4 texel = texture2DRect(inputTexture, gl_TexCoord[0].xy);
     float magnitude = texel.r;
     float kept = 0.0;

@@ -1,9 +1,6 @@
 #include "cvprocess/gpuStdShaders/Xor.h"
 
-#include "tests/support/PixelTest.h"
-
-#include <algorithm>
-#include <cmath>
+#include "tests/support/ReferenceRules.h"
 
 using velmor::cvprocess::Xor;
 
@@ -12,15 +9,6 @@ namespace {
 
 /// One subtraction of values on 0..1 rounds by half a unit in the last place of at most 1.
 constexpr float kRounding = 6e-8f;
-
-Texel gain(const Texel& a, const Texel& b)
-{
-    Texel difference;
-    for (std::size_t i = 0; i < 4; ++i)
-        difference[i] = b[i] - a[i];
-    const bool lost = std::any_of(difference.begin(), difference.end(), [](float channel) { return channel < 0.0f; });
-    return lost ? Texel{} : difference;
-}
 
 TEST_F(PixelTest, XorOfFloats)
 {
@@ -31,10 +19,7 @@ TEST_F(PixelTest, XorOfFloats)
 TEST_F(PixelTest, XorOfBytes)
 {
     const auto filter = makeQuietly<Xor>();
-    expectBytes(*filter, true, [](const Bytes& a, const Bytes& b) {
-        const bool lost = b[0] < a[0] || b[1] < a[1] || b[2] < a[2];
-        return lost ? Bytes{} : perByte([](int first, int second) { return second - first; })(a, b);
-    });
+    expectBytes(*filter, true, gainOfBytes);
 }
 
 TEST_F(PixelTest, XorKeepsWhereTheSecondIsNowhereBelowTheFirst)

@@ -1,7 +1,7 @@
 #include "cvprocess/gpuStdShaders/GpuStdShaders.h"
 
 #include "cvprocess/gpuStdShaders/GlFbo.h"
-#include "tests/script/ScriptTest.h"
+#include "tests/script/PassCalls.h"
 #include "tests/support/FailingAllocation.h"
 
 #include <memory>
@@ -16,9 +16,6 @@ namespace {
 using testing::ExitedWithCode;
 
 const char* const kFile = "cvprocess/gpuStdShaders/GpuStdShaders.cpp";
-const std::string kGetError = "glGetError()";
-const std::string kReadBinding = "glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT)";
-const std::string kStatus = "glCheckFramebufferStatusEXT(GL_FRAMEBUFFER_EXT)";
 
 /// A filter as applications derive them.
 class Filter : public GpuStdShaders
@@ -50,50 +47,6 @@ class WithoutFramebuffer : public GpuStdShaders
 public:
     explicit WithoutFramebuffer(bool additionalInput) : GpuStdShaders(additionalInput) {}
 };
-
-TextureGpu texture(unsigned id, unsigned width, unsigned height)
-{
-    return {id, width, height, GL_UNSIGNED_BYTE, GL_RGB, GL_RGB8, GL_TEXTURE_RECTANGLE_ARB};
-}
-
-std::string bound(GLuint framebuffer)
-{
-    return "glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, " + std::to_string(framebuffer) + ")";
-}
-
-std::string idAt(int point)
-{
-    return "glGetFramebufferAttachmentParameterivEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT" + std::to_string(point) +
-           "_EXT, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME_EXT)";
-}
-
-std::string attached(int point, unsigned id)
-{
-    return "glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT" + std::to_string(point) +
-           "_EXT, GL_TEXTURE_RECTANGLE_ARB, " + std::to_string(id) + ", 0)";
-}
-
-/// One vertex of a display list, with the texture coordinate before it.
-Calls corner(int s, int t, int x, int y)
-{
-    const auto call = [](const std::string& name, int a, int b) {
-        return name + "(" + std::to_string(a) + ", " + std::to_string(b) + ")";
-    };
-    return {call("glTexCoord2f", s, t), call("glVertex2f", x, y)};
-}
-
-Calls quad(const Calls& first, const Calls& second, const Calls& third, const Calls& fourth)
-{
-    return Calls{"glBegin(GL_QUADS)"} + first + second + third + fourth + Calls{"glEnd()"};
-}
-
-Calls stretchedQuad(int sourceWidth, int sourceHeight, int width, int height)
-{
-    return quad(corner(0, 0, 0, 0), corner(sourceWidth, 0, width, 0), corner(sourceWidth, sourceHeight, width, height),
-                corner(0, sourceHeight, 0, height));
-}
-
-const std::set<std::string> kGeometry = {"glBegin", "glEnd", "glTexCoord2f", "glVertex2f"};
 
 /// Filters of one and of two sources, with nothing recorded yet.
 class GpuStdShadersScript : public ScriptTest
@@ -226,25 +179,15 @@ TEST_F(GpuStdShadersScript, FiltersShareNothing)
 
 // Preparation
 
-/// An attachment to the framebuffer that is bound, with the redundancy check of builds with assertions.
-Calls attachment(int point, unsigned id)
-{
-#ifdef NDEBUG
-    return {kReadBinding, attached(point, id)};
-#else
-    return {kReadBinding, kReadBinding, idAt(point), attached(point, id)};
-#endif
-}
-
 TEST_F(GpuStdShadersScript, FirstPreparationOfOneSourceAttachesWithoutAskingAndChecksTwice)
 {
     one->mCurrentFbo->bind();
     gl.take();
     gl.uniformLocations = {{"texUnit0", 4}};
     const Output output = capture([&] { one->prepareExecution(a, half); });
-    EXPECT_EQ(gl.take(), attachment(0, 101) + attachment(1, 104) +
-                             Calls({kReadBinding, kStatus, kReadBinding, kStatus,
-                                    "glGetUniformLocation(" + std::to_string(one->mProgObj) + ", texUnit0)"}));
+    EXPECT_EQ(gl.take(),
+              attachment(0, 101) + attachment(1, 104) +
+                  Calls({kReadBinding, kStatus, kReadBinding, kStatus, uniformLocation(one->mProgObj, "texUnit0")}));
     EXPECT_EQ(one->mTexUnit0Loc, 4);
     EXPECT_EQ(one->mXresSrcTex1, 64);
     EXPECT_EQ(one->mYresSrcTex1, 48);
@@ -259,10 +202,9 @@ TEST_F(GpuStdShadersScript, FirstPreparationOfTwoSourcesAttachesInOrderAndChecks
     gl.take();
     gl.uniformLocations = {{"texUnit0", 4}, {"texUnit1", 5}};
     two->prepareExecution(a, half, b);
-    const std::string program = std::to_string(two->mProgObj);
     EXPECT_EQ(gl.take(), attachment(0, 101) + attachment(2, 104) + attachment(1, 102) +
-                             Calls({kReadBinding, kStatus, "glGetUniformLocation(" + program + ", texUnit0)",
-                                    "glGetUniformLocation(" + program + ", texUnit1)"}));
+                             Calls({kReadBinding, kStatus, uniformLocation(two->mProgObj, "texUnit0"),
+                                    uniformLocation(two->mProgObj, "texUnit1")}));
     EXPECT_EQ(two->mTexUnit0Loc, 4);
     EXPECT_EQ(two->mTexUnit1Loc, 5);
     EXPECT_EQ(two->mXresSrcTex1, 64);
@@ -280,7 +222,7 @@ TEST_F(GpuStdShadersScript, PreparingWithTheSameTexturesCostsQueriesOnly)
     gl.take();
     const Output output = capture([&] { one->prepareExecution(a, b); });
     EXPECT_EQ(gl.take(), (Calls{kReadBinding, idAt(0), kReadBinding, idAt(1), kReadBinding, kStatus, kReadBinding,
-                                kStatus, "glGetUniformLocation(" + std::to_string(one->mProgObj) + ", texUnit0)"}));
+                                kStatus, uniformLocation(one->mProgObj, "texUnit0")}));
     EXPECT_EQ(output.err, "");
 }
 

@@ -1,11 +1,11 @@
 #include "tests/support/PixelTest.h"
 
-#include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
 #include "imageio/ImageIo.h"
 
+#include <algorithm>
 #include <cmath>
 #include <random>
+#include <sstream>
 
 namespace velmor::tests {
 namespace {
@@ -15,6 +15,7 @@ using core::cvdata::RectTexture;
 using cvprocess::GpuStdShaders;
 
 constexpr Texel kSentinel = {-7.0f, -8.0f, -9.0f, -10.0f}; // no filter writes it
+constexpr float kCorners[] = {0.0f, 1.0f, 0.5f, 1.0f / 255.0f, 254.0f / 255.0f};
 
 struct Size
 {
@@ -26,11 +27,7 @@ constexpr Size kSizes[] = {{1, 1}, {1, 7}, {7, 1}, {2, 2}, {13, 11}, {31, 37}, {
 struct Region
 {
     int x0, y0, x1, y1;
-    bool contains(unsigned x, unsigned y) const
-    {
-        const auto column = static_cast<int>(x), row = static_cast<int>(y);
-        return x0 <= column && column < x1 && y0 <= row && row < y1;
-    }
+    bool contains(int x, int y) const { return x0 <= x && x < x1 && y0 <= y && y < y1; }
 };
 
 void prepare(GpuStdShaders& filter, bool twoSources, RectTexture& first, RectTexture& second, RectTexture& destination)
@@ -41,10 +38,75 @@ void prepare(GpuStdShaders& filter, bool twoSources, RectTexture& first, RectTex
         filter.prepareExecution(first, destination);
 }
 
-std::string place(unsigned x, unsigned y, const Picture& picture)
+/// Fills a texture that can hold the sentinel.
+void fillWithSentinel(RectTexture& texture)
 {
-    return "pixel (" + std::to_string(x) + ", " + std::to_string(y) + ") of " + std::to_string(picture.width) + " x " +
-           std::to_string(picture.height);
+    if (texture.format() == RectTexture::RGBA32F)
+        texture.upload(Picture(texture.width(), texture.height(), kSentinel).texels.data());
+}
+
+/// The texels of a texture of floats or bytes; colours that it lacks are 0, a lacking alpha is 1.
+Picture contentOf(const RectTexture& texture)
+{
+    Picture result(texture.width(), texture.height(), {0.0f, 0.0f, 0.0f, 1.0f});
+    const bool single = texture.format() == RectTexture::GREY8 || texture.format() == RectTexture::R32F;
+    const std::size_t components = single ? 1 : texture.format() == RectTexture::RGB8 ? 3 : 4;
+    const auto copy = [&](const auto& values, float unit) {
+        for (std::size_t i = 0; i < values.size(); ++i)
+            result.texels[i / components][i % components] = static_cast<float>(values[i]) / unit;
+    };
+    if (texture.getTexDataType() == GL_FLOAT) {
+        std::vector<float> values(result.texels.size() * components);
+        texture.download(values.data());
+        copy(values, 1.0f);
+    } else {
+        std::vector<unsigned char> values(result.texels.size() * components);
+        texture.download(values.data());
+        copy(values, 255.0f);
+    }
+    return result;
+}
+
+std::string text(const Texel& texel)
+{
+    std::ostringstream stream;
+    stream.precision(9);
+    stream << '(' << texel[0] << ", " << texel[1] << ", " << texel[2] << ", " << texel[3] << ')';
+    return stream.str();
+}
+
+/// What is to be found at a place.
+struct Expected
+{
+    Texel texel;
+    float tolerance;
+    std::size_t channels;
+
+    bool agrees(const Texel& actual) const
+    {
+        for (std::size_t channel = 0; channel < channels; ++channel)
+            if (!(std::abs(actual[channel] - texel[channel]) <= tolerance)) // so that a not-a-number fails
+                return false;
+        return true;
+    }
+};
+
+/// Fails once for all texels that are wrong, and shows the first of them.
+void expectPicture(const Picture& actual, const std::function<Expected(int x, int y)>& expectedAt,
+                   const std::string& what)
+{
+    std::size_t wrong = 0;
+    std::string first;
+    for (unsigned y = 0; y < actual.height; ++y) {
+        for (unsigned x = 0; x < actual.width; ++x) {
+            const Expected expected = expectedAt(static_cast<int>(x), static_cast<int>(y));
+            if (!expected.agrees(actual.at(x, y)) && wrong++ == 0)
+                first = "at (" + std::to_string(x) + ", " + std::to_string(y) + ") " + text(actual.at(x, y)) +
+                        " instead of " + text(expected.texel);
+        }
+    }
+    EXPECT_EQ(wrong, 0u) << "pixels of " << actual.width << " x " << actual.height << ", " << what << ", the first "
+                         << first;
 }
 
 Bytes pixel(const Image& image, unsigned x, unsigned y)
@@ -71,21 +133,82 @@ Picture::Picture(unsigned pictureWidth, unsigned pictureHeight, const Texel& fil
 {
 }
 
+const Texel& Picture::clamped(int x, int y) const
+{
+    return at(static_cast<unsigned>(std::clamp(x, 0, static_cast<int>(width) - 1)),
+              static_cast<unsigned>(std::clamp(y, 0, static_cast<int>(height) - 1)));
+}
+
 Picture randomPicture(unsigned width, unsigned height, unsigned seed)
 {
     std::mt19937 random(seed);
-    const float corners[] = {0.0f, 1.0f, 0.5f, 1.0f / 255.0f, 254.0f / 255.0f};
     Picture picture(width, height);
     for (Texel& texel : picture.texels)
         for (float& channel : texel)
-            channel = random() % 2 ? corners[random() % 5] : static_cast<float>(random() % 65536) / 65535.0f;
+            channel = random() % 2 ? kCorners[random() % 5] : static_cast<float>(random() % 65536) / 65535.0f;
     return picture;
 }
 
-void expectNear(const Texel& actual, const Texel& expected, float tolerance)
+Picture cornerPicture()
 {
-    for (std::size_t channel = 0; channel < 4; ++channel)
+    Picture picture(25, 25);
+    for (std::size_t i = 0; i < picture.texels.size(); ++i)
+        picture.texels[i] = {kCorners[i % 5], kCorners[i / 5 % 5], kCorners[i / 25 % 5], kCorners[i / 125]};
+    return picture;
+}
+
+Picture pictureOf(const Image& image)
+{
+    Picture picture(image.width(), image.height(), {0.0f, 0.0f, 0.0f, 1.0f});
+    for (unsigned y = 0; y < image.height(); ++y) {
+        const unsigned char* byte = image.imageBuffer() + static_cast<std::size_t>(y) * image.allocatedWidth();
+        for (unsigned x = 0; x < image.width(); ++x) {
+            for (std::size_t channel = 0; channel < 3; ++channel)
+                picture.at(x, y)[channel] = static_cast<float>(byte[image.nofChannels() == 1 ? 0 : channel]) / 255.0f;
+            byte += image.nofChannels();
+        }
+    }
+    return picture;
+}
+
+Image photograph(Image::ChannelLayout layout)
+{
+    return imageio::load(VELMOR_TEST_PHOTOGRAPH, layout);
+}
+
+Reference perPixel(const PixelRule& rule, float tolerance)
+{
+    return {[rule](const Picture& first, const Picture& second, int x, int y) {
+                return rule(first.clamped(x, y), second.clamped(x, y));
+            },
+            tolerance};
+}
+
+void expectNear(const Texel& actual, const Texel& expected, float tolerance, std::size_t channels)
+{
+    for (std::size_t channel = 0; channel < channels; ++channel)
         EXPECT_NEAR(actual[channel], expected[channel], tolerance) << "channel " << channel;
+}
+
+Picture PixelTest::run(GpuStdShaders& filter, RectTexture& source, RectTexture& destination)
+{
+    return run(filter, false, source, source, destination);
+}
+
+Picture PixelTest::run(GpuStdShaders& filter, bool twoSources, RectTexture& source1, RectTexture& source2,
+                       RectTexture& destination)
+{
+    fillWithSentinel(destination);
+    expectNoGlError("the uploads");
+    const Output output = capture([&] {
+        prepare(filter, twoSources, source1, source2, destination);
+        filter.execute();
+    });
+    EXPECT_EQ(output.out + output.err, "");
+    expectNoGlError("the pass");
+    const Picture result = contentOf(destination);
+    expectNoGlError("the download");
+    return result;
 }
 
 Picture PixelTest::run(GpuStdShaders& filter, bool twoSources, const Picture& first, const Picture& second)
@@ -95,19 +218,12 @@ Picture PixelTest::run(GpuStdShaders& filter, bool twoSources, const Picture& fi
     RectTexture destination(first.width, first.height, RectTexture::RGBA32F);
     source1.upload(first.texels.data());
     source2.upload(second.texels.data());
-    Picture result(first.width, first.height, kSentinel);
-    destination.upload(result.texels.data());
-    expectNoGlError("the uploads");
+    return run(filter, twoSources, source1, source2, destination);
+}
 
-    const Output output = capture([&] {
-        prepare(filter, twoSources, source1, source2, destination);
-        filter.execute();
-    });
-    EXPECT_EQ(output.out + output.err, "");
-    expectNoGlError("the pass");
-    destination.download(result.texels.data());
-    expectNoGlError("the download");
-    return result;
+Picture PixelTest::run(GpuStdShaders& filter, const Picture& source)
+{
+    return run(filter, false, source, Picture(1, 1));
 }
 
 Texel PixelTest::runOne(GpuStdShaders& filter, const Texel& first, const Texel& second)
@@ -119,17 +235,16 @@ Texel PixelTest::runOne(GpuStdShaders& filter, const Texel& first, const Texel& 
 Texel PixelTest::runOne(GpuStdShaders& filter, const Texel& source)
 {
     filter.resetROIs();
-    return run(filter, false, Picture(1, 1, source), Picture(1, 1)).at(0, 0);
+    return run(filter, Picture(1, 1, source)).at(0, 0);
 }
 
-void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const PixelRule& rule, float tolerance)
+void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const Reference& reference)
 {
     unsigned seed = 1;
     for (const auto& [width, height] : kSizes) {
-        const Picture first = randomPicture(width, height, seed++);
-        const Picture second = randomPicture(width, height, seed++);
+        const Picture first = reference.source(width, height, seed++);
+        const Picture second = reference.source(width, height, seed++);
         const auto right = static_cast<int>(width), bottom = static_cast<int>(height);
-        const Region everything = {0, 0, right, bottom};
         const Region corner = {0, 0, (right + 1) / 2, (bottom + 1) / 2};
         const Region inside = {right / 3, bottom / 2, right - right / 4, bottom};
         for (const std::vector<Region>& regions :
@@ -138,28 +253,72 @@ void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const Pixel
             for (const Region& region : regions)
                 filter.addROI(region.x0, region.y0, region.x1, region.y1);
             const Picture result = run(filter, twoSources, first, second);
-            for (unsigned y = 0; y < height; ++y) {
-                for (unsigned x = 0; x < width; ++x) {
-                    SCOPED_TRACE(place(x, y, result) + ", " + std::to_string(regions.size()) + " regions");
-                    bool covered = regions.empty() && everything.contains(x, y);
-                    for (const Region& region : regions)
-                        covered = covered || region.contains(x, y);
-                    if (covered)
-                        expectNear(result.at(x, y), rule(first.at(x, y), second.at(x, y)), tolerance);
-                    else
-                        expectNear(result.at(x, y), kSentinel, 0.0f);
-                    if (HasFailure())
-                        return;
-                }
-            }
+            const auto expectedAt = [&](int x, int y) -> Expected {
+                bool covered = regions.empty() || !reference.mindsRegions;
+                for (const Region& region : regions)
+                    covered = covered || region.contains(x, y);
+                if (!covered)
+                    return {kSentinel, 0.0f, 4};
+                return {reference.rule(first, second, x, y), reference.tolerance, reference.channels};
+            };
+            expectPicture(result, expectedAt, std::to_string(regions.size()) + " regions");
         }
     }
     filter.resetROIs();
 }
 
+void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const PixelRule& rule, float tolerance)
+{
+    const Reference reference = perPixel(rule, tolerance);
+    expectPixels(filter, twoSources, reference);
+
+    const Picture first = cornerPicture();
+    const Picture second = randomPicture(first.width, first.height, 0);
+    const Picture result = run(filter, twoSources, first, second);
+    const auto expectedAt = [&](int x, int y) -> Expected {
+        return {reference.rule(first, second, x, y), tolerance, 4};
+    };
+    expectPicture(result, expectedAt, "corners of the value range");
+}
+
+void PixelTest::expectPixels(GpuStdShaders& filter, const Reference& reference, const Picture& source)
+{
+    filter.resetROIs();
+    const auto expectedAt = [&](int x, int y) -> Expected {
+        return {reference.rule(source, source, x, y), reference.tolerance, reference.channels};
+    };
+    expectPicture(run(filter, source), expectedAt, "one picture");
+}
+
+void PixelTest::expectFrame(GpuStdShaders& filter, const Reference& reference, const Image& frame)
+{
+    const Picture picture = pictureOf(frame);
+    RectTexture source(frame.width(), frame.height(),
+                       frame.channels() == Image::GREYSCALE ? RectTexture::GREY8 : RectTexture::RGB8);
+    source.upload(frame);
+    filter.resetROIs();
+
+    RectTexture floats(frame.width(), frame.height(), RectTexture::RGBA32F);
+    const auto expectedFloat = [&](int x, int y) -> Expected {
+        return {reference.rule(picture, picture, x, y), reference.tolerance, reference.channels};
+    };
+    expectPicture(run(filter, source, floats), expectedFloat, "into floats");
+
+    RectTexture bytes(frame.width(), frame.height(), RectTexture::RGBA8);
+    const auto expectedByte = [&](int x, int y) -> Expected {
+        Expected expected = expectedFloat(x, y);
+        for (float& channel : expected.texel)
+            channel = std::clamp(channel, 0.0f, 1.0f);
+        expected.tolerance += 0.5f / 255.0f; // of rounding to a byte
+        return expected;
+    };
+    expectPicture(run(filter, source, bytes), expectedByte, "into bytes");
+    EXPECT_GT(frame.width() * frame.height(), 100000u);
+}
+
 void PixelTest::expectBytes(GpuStdShaders& filter, bool twoSources, const ByteRule& rule)
 {
-    const Image first = imageio::load(VELMOR_TEST_PHOTOGRAPH, Image::RGB);
+    const Image first = photograph(Image::RGB);
     const Image second(first);
     const cv::Mat mirrored = second.mat();
     cv::flip(first.mat(), mirrored, 1);

@@ -1,0 +1,36 @@
+#include "cvprocess/gpuStdShaders/RGB2GRAY.h"
+
+#include "cvprocess/gpuStdShaders/BGR2GRAY.h"
+#include "tests/support/ReferenceRules.h"
+
+using velmor::core::cvdata::Image;
+using velmor::cvprocess::BGR2GRAY;
+using velmor::cvprocess::RGB2GRAY;
+
+namespace velmor::tests {
+namespace {
+
+/// Three weights, three products and two sums, each rounded by half a unit in the last place of at most 1, and for
+/// bytes the rounding of the texel itself.
+constexpr float kRounding = 4e-7f;
+
+TEST_F(PixelTest, RGB2GRAYOfFloats)
+{
+    const auto filter = makeQuietly<RGB2GRAY>();
+    expectPixels(*filter, false, luminance, kRounding);
+}
+
+TEST_F(PixelTest, RGB2GRAYOfAFrame)
+{
+    const auto filter = makeQuietly<RGB2GRAY>();
+    expectFrame(*filter, perPixel(luminance, kRounding), photograph(Image::RGB));
+}
+
+TEST_F(PixelTest, RGB2GRAYGivesTheSameAsBGR2GRAY)
+{
+    const Picture picture = randomPicture(31, 37, 5);
+    EXPECT_EQ(run(*makeQuietly<RGB2GRAY>(), picture).texels, run(*makeQuietly<BGR2GRAY>(), picture).texels);
+}
+
+} // namespace
+} // namespace velmor::tests

@@ -1,0 +1,49 @@
+#include "cvprocess/gpuStdShaders/RGB2HSV.h"
+
+#include "cvprocess/gpuStdShaders/BGR2HSV.h"
+#include "tests/support/ReferenceRules.h"
+
+using velmor::core::cvdata::Image;
+using velmor::cvprocess::BGR2HSV;
+using velmor::cvprocess::RGB2HSV;
+
+namespace velmor::tests {
+namespace {
+
+constexpr float kRounding = 4e-7f; // as for BGR2HSV
+
+Texel hsvOfBgr(const Texel& texel, const Texel&)
+{
+    return hsv(texel[2], texel[1], texel[0]);
+}
+
+TEST_F(PixelTest, RGB2HSVOfFloats)
+{
+    const auto filter = makeQuietly<RGB2HSV>();
+    expectPixels(*filter, false, hsvOfBgr, kRounding);
+}
+
+TEST_F(PixelTest, RGB2HSVOfAFrame)
+{
+    const auto filter = makeQuietly<RGB2HSV>();
+    expectFrame(*filter, perPixel(hsvOfBgr, kRounding), photograph(Image::RGB));
+}
+
+TEST_F(PixelTest, RGB2HSVTakesTheStoredRedForBlue)
+{
+    const auto filter = makeQuietly<RGB2HSV>();
+    expectNear(runOne(*filter, {1.0f, 0.0f, 0.0f, 0.0f}), {1.0f, 1.0f, 240.0f / 360.0f, 1.0f}, kRounding);
+    expectNear(runOne(*filter, {0.0f, 0.0f, 1.0f, 0.0f}), {1.0f, 1.0f, 0.0f, 1.0f}, kRounding);
+}
+
+TEST_F(PixelTest, RGB2HSVIsBGR2HSVOfExchangedColours)
+{
+    const Picture picture = randomPicture(31, 37, 5);
+    Picture exchanged = picture;
+    for (Texel& texel : exchanged.texels)
+        std::swap(texel[0], texel[2]);
+    EXPECT_EQ(run(*makeQuietly<RGB2HSV>(), picture).texels, run(*makeQuietly<BGR2HSV>(), exchanged).texels);
+}
+
+} // namespace
+} // namespace velmor::tests

@@ -1,0 +1,518 @@
+// The filters of one fragment shader in the frame that they share: what each does from construction to destruction,
+// call by call, which names it uses, where its fields and virtual functions stand. Compiled without access control, to
+// see fields.
+
+#include "cvprocess/gpuStdShaders/And.h"
+#include "cvprocess/gpuStdShaders/BGR2GRAY.h"
+#include "cvprocess/gpuStdShaders/BGR2HSV.h"
+#include "cvprocess/gpuStdShaders/BayerRG2GRAY.h"
+#include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
+#include "cvprocess/gpuStdShaders/Classify.h"
+#include "cvprocess/gpuStdShaders/DebugUInt2Float.h"
+#include "cvprocess/gpuStdShaders/FlipV.h"
+#include "cvprocess/gpuStdShaders/GRAY2Sobel.h"
+#include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "cvprocess/gpuStdShaders/GlShaderMgr.h"
+#include "cvprocess/gpuStdShaders/Laplacian.h"
+#include "cvprocess/gpuStdShaders/NonMaxSupression.h"
+#include "cvprocess/gpuStdShaders/Not.h"
+#include "cvprocess/gpuStdShaders/Or.h"
+#include "cvprocess/gpuStdShaders/RGB2GRAY.h"
+#include "cvprocess/gpuStdShaders/RGB2HSV.h"
+#include "cvprocess/gpuStdShaders/Subtract.h"
+#include "cvprocess/gpuStdShaders/Xor.h"
+#include "tests/script/PassCalls.h"
+#include "tests/support/VirtualSlot.h"
+
+#include <memory>
+
+using namespace velmor::cvprocess;
+using velmor::core::cvdata::TextureGpu;
+
+namespace velmor::tests {
+namespace {
+
+// Names in a fresh context, in the order in which a filter makes its objects.
+constexpr GLuint kFramebuffer = 1;
+constexpr GLuint kProgram = 2;
+constexpr GLuint kShader = 3;
+constexpr GLuint kList = 4;
+
+constexpr int kPoints = 3; // colour attachments of the scripted driver
+constexpr int kKernelTypeLocation = 7;
+
+struct FilterCase
+{
+    const char* name;
+    std::unique_ptr<GpuStdShaders> (*make)();
+    int sources;
+    Calls stated;                          ///< what its shader text contains word for word
+    Calls samplers;                        ///< asked for by the preparation, with locations 0, 1
+    int completenessChecks;                ///< of the preparation
+    Calls geometry;                        ///< for a source of 64 x 48 and a destination of 32 x 24
+    std::set<std::size_t> overridden = {}; ///< slots besides the destructors
+    Calls ownUniforms = {};                ///< calls that set them, between the set-up and the drawing
+    const char* framebufferKey = "_ENFORCE_NEW_00";
+};
+
+std::ostream& operator<<(std::ostream& stream, const FilterCase& filterCase)
+{
+    return stream << filterCase.name;
+}
+
+template<typename Filter>
+std::unique_ptr<GpuStdShaders> make()
+{
+    if constexpr (std::is_default_constructible_v<Filter>)
+        return std::make_unique<Filter>();
+    else
+        return std::make_unique<Filter>(nullptr);
+}
+
+const Calls kPlainQuad = stretchedQuad(64, 48, 32, 24);
+
+template<typename Filter>
+FilterCase ofTwoSources(const char* name)
+{
+    const Calls stated = {"\nuniform sampler2DRect texUnit0;\n", "\nuniform sampler2DRect texUnit1;\n",
+                          "gl_TexCoord[0].xy", "gl_FragColor"};
+    return {name, make<Filter>, 2, stated, {"texUnit0", "texUnit1"}, 1, kPlainQuad};
+}
+
+/// A filter whose sampler the frame asks for by another name, and so does not find.
+template<typename Filter>
+FilterCase ofOneSource(const char* name, const Calls& stated)
+{
+    const Calls sampler = {"\nuniform sampler2DRect inputTexture;\n", "gl_FragData[0]"};
+    return {name, make<Filter>, 1, sampler + stated, {"texUnit0"}, 2, kPlainQuad};
+}
+
+FilterCase ofNot()
+{
+    FilterCase result = {"Not", make<Not>, 1, {}, {"texUnit0"}, 2, kPlainQuad};
+    result.stated = {"\nuniform sampler2DRect texUnit0;\n", "gl_TexCoord[0].xy", "gl_FragColor"};
+    result.framebufferKey = "_ENFNOTCE_NEW_0";
+    return result;
+}
+
+FilterCase ofLaplacian()
+{
+    FilterCase result =
+        ofOneSource<Laplacian>("Laplacian", {"\nuniform int kernelType;\n", "gl_TexCoord[0].xy",
+                                             "// STRONGLY avoid using uniform arrays (=from CPU) as kernels\n"});
+    result.overridden = {5};
+    result.ownUniforms = {uniformLocation(kProgram, "kernelType"),
+                          "glUniform1i(" + std::to_string(kKernelTypeLocation) + ", 0)"};
+    return result;
+}
+
+FilterCase ofFlipV()
+{
+    FilterCase result = ofOneSource<FlipV>("FlipV", {"gl_TexCoord[0].xy"});
+    result.geometry = quad(corner(0, 48, 0, 0), corner(64, 48, 32, 0), corner(64, 0, 32, 24), corner(0, 0, 0, 24));
+    result.overridden = {10};
+    return result;
+}
+
+FilterCase ofDebugUInt2Float()
+{
+    const Calls stated = {"\nuniform usampler2DRect inputTexture;\n", "\n#define FACTOR 1.0/65535.0\n",
+                          "gl_TexCoord[0].st", "gl_FragData[0]"};
+    return {"DebugUInt2Float", make<DebugUInt2Float>, 1, stated, {}, 1, kPlainQuad, {5, 8}};
+}
+
+const Calls kGreyText = {"const vec4 lumCoeff = vec4(0.212671, 0.715160, 0.072169,0.0);", "gl_TexCoord[0].st"};
+const Calls kHsvText = {"gl_TexCoord[0].st", ".bgra"};
+const Calls kBayerText = {"\n#define GRAD 1.0/3.0\n", "\n#define INTERPOL 0.5\n", "\n#define INTERPOL_CROSS 0.5\n",
+                          "gl_TexCoord[0].xy"};
+
+const FilterCase kFilters[] = {
+    ofTwoSources<And>("And"),
+    ofTwoSources<Or>("Or"),
+    ofTwoSources<Xor>("Xor"),
+    ofTwoSources<Subtract>("Subtract"),
+    ofTwoSources<Classify>("Classify"),
+    ofNot(),
+    ofOneSource<BGR2GRAY>("BGR2GRAY", kGreyText + Calls{".bgra"}),
+    ofOneSource<RGB2GRAY>("RGB2GRAY", kGreyText),
+    ofOneSource<BGR2HSV>("BGR2HSV", kHsvText + Calls{".rgba"}),
+    ofOneSource<RGB2HSV>("RGB2HSV", kHsvText),
+    ofOneSource<BayerRG2GRAY>("BayerRG2GRAY",
+                              kBayerText + Calls{"const vec3 lumCoeff = vec3(0.212671, 0.715160, 0.072169);"}),
+    ofOneSource<BayerRG2RGB>("BayerRG2RGB", kBayerText),
+    ofOneSource<GRAY2Sobel>("GRAY2Sobel", {"// output requires signed texture with doubled bit size!\n",
+                                           "// STRONGLY avoid using uniform arrays (=from CPU) as kernels\n",
+                                           "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}),
+    ofLaplacian(),
+    ofOneSource<NonMaxSupression>("NonMaxSupression", {"const float threshold = 1.4142; // considered: 1.4142, 1.5, 2",
+                                                       "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}),
+    ofFlipV(),
+    ofDebugUInt2Float(),
+};
+
+/// Every filter of the family in turn.
+class FilterFamilyScript : public ScriptTest, public testing::WithParamInterface<FilterCase>
+{
+protected:
+    void SetUp() override
+    {
+        ScriptTest::SetUp();
+        gl.maxColorAttachments = kPoints;
+        for (std::size_t unit = 0; unit < GetParam().samplers.size(); ++unit)
+            gl.uniformLocations[GetParam().samplers[unit]] = static_cast<GLint>(unit);
+        gl.uniformLocations["kernelType"] = kKernelTypeLocation;
+    }
+
+    std::unique_ptr<GpuStdShaders> makeFilter()
+    {
+        std::unique_ptr<GpuStdShaders> filter;
+        output = capture([&] { filter = GetParam().make(); });
+        return filter;
+    }
+
+    bool twoSources() const { return GetParam().sources == 2; }
+
+    void prepare(GpuStdShaders& filter)
+    {
+        if (twoSources())
+            filter.prepareExecution(source1, source2, destination);
+        else
+            filter.prepareExecution(source1, destination);
+    }
+
+    TextureGpu source1 = texture(101, 64, 48);
+    TextureGpu source2 = texture(102, 64, 48);
+    TextureGpu destination = texture(103, 32, 24);
+    Output output;
+};
+
+INSTANTIATE_TEST_SUITE_P(Family, FilterFamilyScript, testing::ValuesIn(kFilters),
+                         [](const auto& instance) { return std::string(instance.param.name); });
+
+TEST_P(FilterFamilyScript, IsConstructedByTheStatedCalls)
+{
+    const auto filter = makeFilter();
+    EXPECT_EQ(gl.take(), (Calls{
+                             "glewIsSupported(GL_ARB_texture_rectangle)",
+                             "glewIsSupported(GL_VERSION_2_0)",
+                             "glGenFramebuffersEXT(1)",
+                             kReadBinding,
+                             bound(1),
+                             bound(0),
+                             "glCreateProgram()",
+                             "glCreateShader(GL_FRAGMENT_SHADER)",
+                             "glShaderSource(3, 1, text, null)",
+                             "glCompileShader(3)",
+                             "glGetShaderiv(3, GL_COMPILE_STATUS)",
+                             kGetError,
+                             "glGetShaderiv(3, GL_INFO_LOG_LENGTH)",
+                             kGetError,
+                             "glAttachShader(2, 3)",
+                             kGetError,
+                             "glLinkProgram(2)",
+                             "glGetProgramiv(2, GL_INFO_LOG_LENGTH)",
+                             kGetError,
+                             kGetError,
+                             "glGetProgramiv(2, GL_LINK_STATUS)",
+                             "glValidateProgram(2)",
+                             "glGetProgramiv(2, GL_VALIDATE_STATUS)",
+                             "glGetProgramiv(2, GL_INFO_LOG_LENGTH)",
+                             kGetError,
+                             kGetError,
+                         }));
+    EXPECT_EQ(output.out, "GL_ARB_texture_rectangle : present\n"
+                          "Ready for OpenGL 2.x programmable shaders.\n"
+                          "Attached shader Id: 3\n"
+                          "Shader validation\n");
+    EXPECT_EQ(output.err, "");
+}
+
+TEST_P(FilterFamilyScript, IsPreparedByTheStatedCalls)
+{
+    const auto filter = makeFilter();
+    filter->mCurrentFbo->bind();
+    gl.take();
+    output = capture([&] { prepare(*filter); });
+
+    Calls expected = attachment(0, 101);
+    if (twoSources())
+        expected = expected + attachment(2, 102);
+    expected = expected + attachment(1, 103);
+    for (int i = 0; i < GetParam().completenessChecks; ++i)
+        expected = expected + Calls{kReadBinding, kStatus};
+    for (const std::string& sampler : GetParam().samplers)
+        expected.push_back(uniformLocation(kProgram, sampler));
+    EXPECT_EQ(gl.take(), expected);
+    EXPECT_EQ(output.out + output.err, "");
+}
+
+TEST_P(FilterFamilyScript, RunsByTheStatedCallsAndBuildsItsListOnce)
+{
+    const auto filter = makeFilter();
+    prepare(*filter);
+    gl.take();
+    Pass pass = {kFramebuffer, kProgram, kList, {101}, 32, 24, {GetParam().samplers.empty() ? -1 : 0}};
+    if (twoSources()) {
+        pass.sources.push_back(102);
+        pass.locations.push_back(1);
+    }
+    pass.beforeDrawing = GetParam().ownUniforms;
+
+    pass.listBuilding = compiledList(kList, GetParam().geometry);
+    output = capture([&] { filter->execute(); });
+    EXPECT_EQ(gl.take(), passCalls(pass));
+    EXPECT_EQ(output.out + output.err, "");
+
+    pass.listBuilding = {};
+    filter->execute();
+    EXPECT_EQ(gl.take(), passCalls(pass));
+}
+
+TEST_P(FilterFamilyScript, GoesByTheStatedCallsAndLeavesADisplayListAlone)
+{
+    auto filter = makeFilter();
+    prepare(*filter);
+    filter->execute();
+    gl.take();
+    filter.reset();
+
+    Calls expected = {"glGetIntegerv(GL_MAX_COLOR_ATTACHMENTS_EXT)"};
+    for (int point = 0; point < kPoints; ++point) {
+        expected = expected + Calls{kReadBinding, kReadBinding, typeAt(point)};
+        if (point < 2 || twoSources())
+            expected = expected + detachment(point);
+    }
+    expected =
+        expected + Calls{"glDeleteFramebuffersEXT(1, 1)", "glUseProgram(0)", "glDeleteProgram(2)", "glDeleteShader(3)"};
+    EXPECT_EQ(gl.take(), expected);
+    EXPECT_TRUE(gl.framebuffers.empty());
+    EXPECT_TRUE(gl.programs.empty());
+    EXPECT_TRUE(gl.shaders.empty());
+    EXPECT_EQ(gl.displayLists, std::set<GLuint>{kList});
+}
+
+TEST_P(FilterFamilyScript, UsesTheNamesOfItsClass)
+{
+    const auto filter = makeFilter();
+    ASSERT_EQ(filter->mFbos.size(), 1u);
+    EXPECT_EQ(filter->mFbos.begin()->first, GetParam().framebufferKey);
+    EXPECT_EQ(filter->mFbos.begin()->second, filter->mCurrentFbo);
+    const std::map<std::string, std::uint32_t> programs = {
+        {std::string("cvprocess/gpuStdShaders/") + GetParam().name, kProgram}};
+    EXPECT_EQ(filter->mShaderMgr->mProgObjs, programs);
+    EXPECT_EQ(filter->mProgObj, kProgram);
+    EXPECT_EQ(filter->mAdditionalInput, twoSources());
+}
+
+TEST_P(FilterFamilyScript, HasTheShaderHeadOfTheFamilyAndItsOwnStatedLines)
+{
+    const auto filter = makeFilter();
+    const std::string source = gl.shaderSources.at(kShader);
+    EXPECT_EQ(source.rfind("#extension GL_EXT_gpu_shader4 : enable\n"
+                           "#extension GL_ARB_texture_rectangle : enable\n"
+                           "#extension GL_ARB_draw_buffers : enable\n",
+                           0),
+              0u);
+    EXPECT_EQ(source.find("#version"), std::string::npos);
+    std::size_t statedUniforms = 0;
+    for (const std::string& text : GetParam().stated) {
+        EXPECT_NE(source.find(text), std::string::npos) << text;
+        statedUniforms += text.rfind("\nuniform ", 0) == 0;
+    }
+    std::size_t uniforms = 0;
+    for (std::size_t at = source.find("\nuniform "); at != std::string::npos; at = source.find("\nuniform ", at + 1))
+        ++uniforms;
+    EXPECT_EQ(uniforms, statedUniforms);
+}
+
+/// The slots, counted from 1 and without the destructors, whose function is not the base's.
+std::set<std::size_t> overriddenSlots(const GpuStdShaders& filter)
+{
+    const GpuStdShaders base(false);
+    const auto tableOf = [](const GpuStdShaders& object) {
+        return *reinterpret_cast<void* const* const*>(&object);
+    };
+    std::set<std::size_t> result;
+    for (std::size_t slot = 3; slot <= 13; ++slot)
+        if (tableOf(filter)[slot - 1] != tableOf(base)[slot - 1])
+            result.insert(slot);
+    return result;
+}
+
+TEST_P(FilterFamilyScript, OverridesTheStatedVirtualFunctionsAlone)
+{
+    capture([&] { EXPECT_EQ(overriddenSlots(*GetParam().make()), GetParam().overridden); });
+}
+
+TEST_P(FilterFamilyScript, InstancesOwnProgramsAndFramebuffersOfTheirOwn)
+{
+    const auto first = makeFilter();
+    const auto second = makeFilter();
+    EXPECT_NE(first->mProgObj, second->mProgObj);
+    EXPECT_NE(first->mCurrentFbo, second->mCurrentFbo);
+    EXPECT_EQ(gl.programs.size(), 2u);
+    EXPECT_EQ(gl.framebuffers.size(), 2u);
+}
+
+#ifndef NDEBUG
+TEST_P(FilterFamilyScript, TheFormOfPreparationForAnotherNumberOfSourcesIsAnAssertion)
+{
+    const char* const file = "cvprocess/gpuStdShaders/GpuStdShaders.cpp";
+    const auto filter = makeFilter();
+    if (twoSources())
+        EXPECT_DEATH(filter->prepareExecution(source1, destination),
+                     assertion(file, "!mAdditionalInput && \"wrong init\""));
+    else
+        EXPECT_DEATH(filter->prepareExecution(source1, source2, destination),
+                     assertion(file, "mAdditionalInput && \"wrong init\""));
+}
+#endif
+
+// Parameters
+
+template<typename Filter>
+void expectOwnParameters()
+{
+    typename Filter::Param given;
+    std::unique_ptr<Filter> filter;
+    capture([&] { filter = std::make_unique<Filter>(&given); });
+    EXPECT_EQ(filter->params(), &filter->mParam);
+    EXPECT_NE(filter->params(), &given);
+}
+
+TEST_F(ScriptTest, ParamsIsTheFiltersOwnRecord)
+{
+    expectOwnParameters<Not>();
+    expectOwnParameters<Or>();
+    expectOwnParameters<Laplacian>();
+    expectOwnParameters<NonMaxSupression>();
+    EXPECT_TRUE(std::is_empty_v<Not::Param>);
+    EXPECT_TRUE(std::is_empty_v<Or::Param>);
+    EXPECT_TRUE(std::is_empty_v<NonMaxSupression::Param>);
+}
+
+// Layout
+
+template<typename... Members>
+bool inOrder(const Members&... members)
+{
+    const std::uintptr_t addresses[] = {reinterpret_cast<std::uintptr_t>(&members)...};
+    return std::is_sorted(std::begin(addresses), std::end(addresses));
+}
+
+TEST_F(ScriptTest, FieldsOfTheFrameStandInTheStatedOrder)
+{
+    const auto filter = kFilters[0].make();
+    EXPECT_TRUE(inOrder(filter->mParameters, filter->mSecondaryParameters, filter->mParameterStatus, filter->mFbos,
+                        filter->mFboCounter, filter->mCurrentFbo, filter->mShaderMgr, filter->mProgObj,
+                        filter->mDisplayListValid, filter->mDisplayList, filter->mSrcTex1, filter->mSrcTex2,
+                        filter->mDstTex1, filter->mTexUnit0Loc, filter->mTexUnit1Loc, filter->mXresSrcTex1,
+                        filter->mYresSrcTex1, filter->mXresSrcTex2, filter->mYresSrcTex2, filter->mXresDstTex1,
+                        filter->mYresDstTex1, filter->mAdditionalInput, filter->mROIs, filter->mUseROIs));
+    const GlFbo& fbo = *filter->mCurrentFbo;
+    EXPECT_TRUE(inOrder(fbo.mFboId, fbo.mSavedFboId));
+    const GlShaderMgr& manager = *filter->mShaderMgr;
+    EXPECT_TRUE(inOrder(manager.mProgObjs, manager.mShaderObjs));
+}
+
+template<typename Filter>
+void expectSourceTextAlone(const std::string Filter::*text)
+{
+    ScriptedGl::instance().reset();
+    const auto filter = make<Filter>();
+    const Filter& typed = static_cast<const Filter&>(*filter);
+    EXPECT_TRUE(inOrder(typed.mUseROIs, typed.*text));
+    EXPECT_EQ(typed.*text, ScriptedGl::instance().shaderSources.at(kShader));
+    EXPECT_EQ(sizeof(Filter), sizeof(GpuStdShaders) + sizeof(std::string));
+}
+
+TEST_F(ScriptTest, FiltersWithoutParametersHoldTheirShaderTextAlone)
+{
+    expectSourceTextAlone(&And::mShaderSrc);
+    expectSourceTextAlone(&Xor::mShaderSrc);
+    expectSourceTextAlone(&Subtract::mShaderSrc);
+    expectSourceTextAlone(&Classify::mShaderSource);
+    expectSourceTextAlone(&BGR2GRAY::mShaderSrc);
+    expectSourceTextAlone(&RGB2GRAY::mShaderSrc);
+    expectSourceTextAlone(&BGR2HSV::mShaderSrc);
+    expectSourceTextAlone(&RGB2HSV::mShaderSrc);
+    expectSourceTextAlone(&BayerRG2GRAY::mShaderSrc);
+    expectSourceTextAlone(&BayerRG2RGB::mShaderSrc);
+    expectSourceTextAlone(&GRAY2Sobel::mShaderSrc);
+    expectSourceTextAlone(&FlipV::mShaderSrc);
+}
+
+TEST_F(ScriptTest, TheLogicFiltersHoldTheirTextAndThenTheirParameters)
+{
+    const Or either(nullptr);
+    EXPECT_TRUE(inOrder(either.mUseROIs, either.mShaderSrc, either.mParam));
+    const Not inverse(nullptr);
+    EXPECT_TRUE(inOrder(inverse.mUseROIs, inverse.mShaderSrc, inverse.mParam));
+}
+
+TEST_F(ScriptTest, TheEdgeFiltersHoldTheirParametersAndThenTheirText)
+{
+    const Laplacian laplacian(nullptr);
+    EXPECT_TRUE(inOrder(laplacian.mUseROIs, laplacian.mParam, laplacian.mShaderSrc));
+    const NonMaxSupression thin(nullptr);
+    EXPECT_TRUE(inOrder(thin.mUseROIs, thin.mParam, thin.mShaderSrc));
+}
+
+TEST_F(ScriptTest, TheDebugViewHoldsItsTextAndThenItsModeWhichStartsWithTextures)
+{
+    const DebugUInt2Float view;
+    EXPECT_TRUE(inOrder(view.mUseROIs, view.mShaderSrc, view.outputToScreenEnabled));
+    EXPECT_FALSE(view.outputToScreenEnabled);
+}
+
+TEST(FilterFamilySlots, VirtualFunctionsOfTheFrameStandInTheStatedOrder)
+{
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::init), 3u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::onlineParameterChangedCallBack), 4u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::execute), 5u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::addROI), 6u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::resetROIs), 7u);
+    EXPECT_EQ(
+        virtualSlot(static_cast<void (GpuStdShaders::*)(TextureGpu&, TextureGpu&)>(&GpuStdShaders::prepareExecution)),
+        8u);
+    EXPECT_EQ(virtualSlot(static_cast<void (GpuStdShaders::*)(TextureGpu&, TextureGpu&, TextureGpu&)>(
+                  &GpuStdShaders::prepareExecution)),
+              9u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::prepareDisplayList), 10u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::setGlOne2OneTexelMapping), 11u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::executeInitStage), 12u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::executeCleanUpStage), 13u);
+    EXPECT_EQ(virtualSlot(&GpuStdShaders::getGlFbo), 0u);
+}
+
+TEST(FilterFamilySlots, WhatFiltersAddIsNotVirtual)
+{
+    EXPECT_EQ(virtualSlot(&Not::params), 0u);
+    EXPECT_EQ(virtualSlot(&Or::params), 0u);
+    EXPECT_EQ(virtualSlot(&Laplacian::params), 0u);
+    EXPECT_EQ(virtualSlot(&NonMaxSupression::params), 0u);
+    EXPECT_EQ(virtualSlot(static_cast<void (DebugUInt2Float::*)(TextureGpu&)>(&DebugUInt2Float::prepareExecution)), 0u);
+    EXPECT_EQ(virtualSlot(&DebugUInt2Float::outputToScreen), 0u);
+}
+
+TEST(FilterFamilySlots, VirtualFunctionsOfTheFramebufferStandInTheStatedOrder)
+{
+    EXPECT_EQ(virtualSlot(&GlFbo::attachTexture), 3u);
+    EXPECT_EQ(virtualSlot(&GlFbo::attachTextures), 4u);
+    EXPECT_EQ(virtualSlot(&GlFbo::attachRenderBuffer), 5u);
+    EXPECT_EQ(virtualSlot(&GlFbo::attachRenderBuffers), 6u);
+    EXPECT_EQ(virtualSlot(&GlFbo::unattach), 0u);
+    EXPECT_EQ(virtualSlot(&GlFbo::isValid), 0u);
+    EXPECT_EQ(virtualSlot(&GlFbo::bind), 0u);
+}
+
+TEST(FilterFamilySlots, TheShaderManagerIsPolymorphicByItsDestructorAlone)
+{
+    EXPECT_TRUE(std::has_virtual_destructor_v<GlShaderMgr>);
+    EXPECT_EQ(virtualSlot(&GlShaderMgr::registerProgObj), 0u);
+    EXPECT_EQ(virtualSlot(&GlShaderMgr::loadAndAttachShaderFromString), 0u);
+    EXPECT_EQ(virtualSlot(&GlShaderMgr::loadAndAttachShaderFromFile), 0u);
+}
+
+} // namespace
+} // namespace velmor::tests
