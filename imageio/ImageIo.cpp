@@ -1,43 +1,21 @@
 #include "imageio/ImageIo.h"
 
+#include "core/util/WholeFile.h"
+
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <stdexcept>
-#include <system_error>
 #include <vector>
 
 namespace velmor::imageio {
 namespace {
 
 using core::cvdata::Image;
+using core::util::fileError;
 
-std::runtime_error cannot(const std::string& function, const std::string& file, const std::string& reason)
-{
-    return std::runtime_error(function + "(): cannot " + function + " '" + file + "': " + reason);
-}
-
-std::vector<unsigned char> readFile(const std::string& file)
-{
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(file, error);
-    if (std::filesystem::is_directory(status))
-        throw cannot("load", file, "it is a folder");
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream)
-        throw cannot("load", file, std::strerror(errno));
-    std::vector<unsigned char> bytes{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    if (stream.bad())
-        throw cannot("load", file, "reading failed");
-    if (bytes.empty())
-        throw cannot("load", file, "it is empty");
-    return bytes;
-}
+const char* const kLoad = "load(): cannot load";
+const char* const kSave = "save(): cannot save";
 
 cv::Mat decode(const std::string& file, const std::vector<unsigned char>& bytes, int flags)
 {
@@ -45,10 +23,10 @@ cv::Mat decode(const std::string& file, const std::vector<unsigned char>& bytes,
     try {
         picture = cv::imdecode(bytes, flags);
     } catch (const cv::Exception& exception) {
-        throw cannot("load", file, exception.err);
+        throw fileError(kLoad, file, exception.err);
     }
     if (picture.empty())
-        throw cannot("load", file, "it holds no picture of a known format");
+        throw fileError(kLoad, file, "it holds no picture of a known format");
     return picture;
 }
 
@@ -60,28 +38,9 @@ std::vector<unsigned char> encode(const std::string& file, const cv::Mat& pictur
         if (!extension.empty() && cv::haveImageWriter(file) && cv::imencode(extension, picture, bytes))
             return bytes;
     } catch (const cv::Exception& exception) {
-        throw cannot("save", file, exception.err);
+        throw fileError(kSave, file, exception.err);
     }
-    throw cannot("save", file, "no picture format has the extension '" + extension + "'");
-}
-
-void writeFile(const std::string& file, const std::vector<unsigned char>& bytes)
-{
-    const std::string unfinished = file + ".part";
-    errno = 0;
-    std::ofstream stream(unfinished, std::ios::binary);
-    if (!stream)
-        throw cannot("save", file, std::strerror(errno));
-    stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    stream.close();
-    std::error_code error;
-    if (stream)
-        std::filesystem::rename(unfinished, file, error);
-    if (!stream || error) {
-        const std::string reason = error ? error.message() : std::strerror(errno);
-        std::filesystem::remove(unfinished, error);
-        throw cannot("save", file, reason);
-    }
+    throw fileError(kSave, file, "no picture format has the extension '" + extension + "'");
 }
 
 } // namespace
@@ -89,7 +48,7 @@ void writeFile(const std::string& file, const std::vector<unsigned char>& bytes)
 Image load(const std::string& file, Image::ChannelLayout layout)
 {
     const int flags = layout == Image::GREYSCALE ? cv::IMREAD_GRAYSCALE : cv::IMREAD_COLOR;
-    const cv::Mat picture = decode(file, readFile(file), flags);
+    const cv::Mat picture = decode(file, core::util::readWholeFile(kLoad, file), flags);
     Image image(static_cast<unsigned>(picture.cols), static_cast<unsigned>(picture.rows), layout);
     cv::Mat pixels = image.mat();
     if (layout == Image::RGB)
@@ -102,11 +61,11 @@ Image load(const std::string& file, Image::ChannelLayout layout)
 void save(const Image& image, const std::string& file)
 {
     if (image.width() == 0 || image.height() == 0)
-        throw cannot("save", file, "the image has no pixels");
+        throw fileError(kSave, file, "the image has no pixels");
     cv::Mat picture = image.mat();
     if (image.channels() == Image::RGB)
         cv::cvtColor(image.mat(), picture = cv::Mat(), cv::COLOR_RGB2BGR);
-    writeFile(file, encode(file, picture));
+    core::util::writeWholeFile(kSave, file, encode(file, picture));
 }
 
 } // namespace velmor::imageio
