@@ -26,7 +26,7 @@ namespace velmor::cvprocess {
 ///
 /// These are the half axes of the ellipse with the same second moments, as for a filled region (M.-K. Hu, Visual
 /// pattern recognition by moment invariants, 1962). The off-diagonal is negated, and the whole-numbered area is a
-/// factor; both are meant. So the angle, -90 < angle <= 90, is that of the longer axis against the rows, positive
+/// factor; both are meant. So the angle, -90 <= angle < 90, is that of the longer axis against the rows, positive
 /// towards growing y.
 ///
 /// A contour runs through the centres of the outermost pixels of its region: a filled square of 10 x 10 pixels has an
