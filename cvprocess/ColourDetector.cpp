@@ -167,16 +167,17 @@ void ColourDetector::lookUpRow(const unsigned char* pixels, unsigned char* mask,
         return answer;
     };
 
-    // Eight pixels at a time: a branch for each would take longer than the rest of the work.
+    // Eight pixels at a time, written out: a branch for each would take longer than the rest of the work.
     unsigned x = 0;
     for (; x + 8 <= width; x += 8) {
         const unsigned char* const pixel = pixels + kBytesPerPixel * x;
-        unsigned unknown = 0;
-        for (unsigned k = 0; k < 8; ++k) {
+        const auto copyAnswer = [=](unsigned k) {
             const unsigned char answer = answers[colourIndex(pixel + kBytesPerPixel * k)];
             mask[x + k] = answer;
-            unknown |= answer + 1u;
-        }
+            return answer + 1u;
+        };
+        const unsigned unknown = copyAnswer(0) | copyAnswer(1) | copyAnswer(2) | copyAnswer(3) | copyAnswer(4) |
+                                 copyAnswer(5) | copyAnswer(6) | copyAnswer(7);
         if (unknown & 2u)
             for (unsigned k = 0; k < 8; ++k)
                 mask[x + k] = ask(pixel + kBytesPerPixel * k);

@@ -92,28 +92,36 @@ public:
     /// Replaces the counters of every bin by their sum times a factor.
     void finishAll(double factor)
     {
-        for (unsigned char* place = mBytes; place != mBytes + mCount * sizeof(double); place += sizeof(double)) {
-            std::int32_t counters[2]; // an image has less than 2^31 pixels
-            std::memcpy(counters, place, sizeof(counters));
-            const double share = static_cast<double>(counters[0] + counters[1]) * factor;
-            std::memcpy(place, &share, sizeof(share));
-        }
+        for (unsigned char* place = mBytes; place != mBytes + mCount * sizeof(double); place += sizeof(double))
+            finish(place, factor);
     }
 
-    /// Does so for a single bin, unless it was done before. No counter has reached 2^24: as an integer, the bits of
-    /// two such counters are less than those of any share that is not zero.
+    /// Does so for a single bin, unless it was done before. No counter may have reached 2^24: as an integer, the bits
+    /// of two such counters are less than those of any share that is not zero.
     void finishOnce(std::uint32_t index, double factor)
     {
         constexpr std::uint64_t countersEnd = std::uint64_t{1} << 56;
-        std::uint64_t bits;
-        std::memcpy(&bits, bin(index), sizeof(bits));
-        if (bits >= countersEnd)
-            return;
-        const double share = static_cast<double>((bits & 0xffffffffu) + (bits >> 32)) * factor;
-        std::memcpy(bin(index), &share, sizeof(share));
+        if (bitsOf(bin(index)) < countersEnd)
+            finish(bin(index), factor);
     }
 
 private:
+    static std::uint64_t bitsOf(const unsigned char* place)
+    {
+        std::uint64_t bits;
+        std::memcpy(&bits, place, sizeof(bits));
+        return bits;
+    }
+
+    static void finish(unsigned char* place, double factor)
+    {
+        const std::uint64_t bits = bitsOf(place);
+        if (bits == 0)
+            return; // most bins: 0 as two counters is 0 as a share
+        const double share = static_cast<double>((bits & 0xffffffffu) + (bits >> 32)) * factor;
+        std::memcpy(place, &share, sizeof(share));
+    }
+
     unsigned char* bin(std::uint32_t index) const
     {
         return mBytes + std::size_t{index & (BinIndex::kExcluded - 1)} * sizeof(double);
@@ -165,7 +173,7 @@ void countPixels(const Region& region, const BinIndex& indexOf, Bins bins)
     if (counted == 0)
         return;
     const double factor = 1.0 / counted;
-    if (region.pixelCount() < bins.count())
+    if (region.pixelCount() < bins.count() / 4) // a small region in many bins: go to those that it has used
         visitPixels<false>(region, indexOf, [&](std::uint32_t index, unsigned) { bins.finishOnce(index, factor); });
     else
         bins.finishAll(factor);

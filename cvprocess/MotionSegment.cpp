@@ -20,13 +20,12 @@ using core::cvdata::Image;
 
 constexpr double kDifferenceThreshold = 20.0;
 
-/// An array of null pointers, which nobody frees. A function of its own, for leak checkers to name.
-[[gnu::noinline]] IplImage** allocateFrameRing(int count)
+/// Makes an array of null pointers, which nobody frees. A function of its own, for leak checkers to name.
+[[gnu::noinline]] void allocateFrameRing(IplImage**& ring, int count)
 {
     const std::size_t size = static_cast<std::size_t>(count) * sizeof(IplImage*);
-    void* const ring = std::malloc(size);
+    ring = static_cast<IplImage**>(std::malloc(size));
     std::memset(ring, 0, size);
-    return static_cast<IplImage**>(ring);
 }
 
 IplImage* zeroedImage(CvSize size, int depth)
@@ -89,7 +88,7 @@ MotionSegment::MotionSegment(int width, int height)
 {
     assert(width > 0 && height > 0 && "ERROR: the frames must have a width and a height!");
     const CvSize size = cvSize(width, height);
-    mFrames = allocateFrameRing(mFrameCount);
+    allocateFrameRing(mFrames, mFrameCount);
     for (int k = 0; k < mFrameCount; ++k)
         mFrames[k] = zeroedImage(size, IPL_DEPTH_8U);
     mHistory = zeroedImage(size, IPL_DEPTH_32F);
