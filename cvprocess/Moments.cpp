@@ -66,6 +66,9 @@ int Moments::findBlobs(const Image& inputImage, Blobs& blobs, int maxBlobs, doub
     else
         mWorkImage = inputImage.clone();
     blobs.clear();
+    mContours = nullptr;
+    if (inputImage.width() < 3 || inputImage.height() < 3)
+        return 0; // outermost pixels alone, which are background; OpenCV would read below them
 
     CvContourScanner scanner = cvStartFindContours(mWorkImage->iplImage(), mStorage, sizeof(CvContour),
                                                    CV_RETR_EXTERNAL, CV_CHAIN_APPROX_SIMPLE, cvPoint(0, 0));
