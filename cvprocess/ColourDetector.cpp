@@ -168,22 +168,27 @@ void ColourDetector::lookUpRow(const unsigned char* pixels, unsigned char* mask,
     };
 
     // Eight pixels at a time, written out: a branch for each would take longer than the rest of the work.
-    unsigned x = 0;
-    for (; x + 8 <= width; x += 8) {
-        const unsigned char* const pixel = pixels + kBytesPerPixel * x;
-        const auto copyAnswer = [=](unsigned k) {
-            const unsigned char answer = answers[colourIndex(pixel + kBytesPerPixel * k)];
-            mask[x + k] = answer;
-            return answer + 1u;
+    for (; width >= 8; width -= 8, pixels += 8 * kBytesPerPixel, mask += 8) {
+        unsigned unknown = 0;
+        const auto copyAnswer = [&](unsigned k) {
+            const unsigned answer = answers[colourIndex(pixels + kBytesPerPixel * k)];
+            mask[k] = static_cast<unsigned char>(answer);
+            unknown |= answer + 1;
         };
-        const unsigned unknown = copyAnswer(0) | copyAnswer(1) | copyAnswer(2) | copyAnswer(3) | copyAnswer(4) |
-                                 copyAnswer(5) | copyAnswer(6) | copyAnswer(7);
-        if (unknown & 2u)
+        copyAnswer(0);
+        copyAnswer(1);
+        copyAnswer(2);
+        copyAnswer(3);
+        copyAnswer(4);
+        copyAnswer(5);
+        copyAnswer(6);
+        copyAnswer(7);
+        if (unknown & 2)
             for (unsigned k = 0; k < 8; ++k)
-                mask[x + k] = ask(pixel + kBytesPerPixel * k);
+                mask[k] = ask(pixels + kBytesPerPixel * k);
     }
-    for (; x < width; ++x)
-        mask[x] = ask(pixels + kBytesPerPixel * x);
+    for (; width > 0; --width, pixels += kBytesPerPixel)
+        *mask++ = ask(pixels);
 }
 
 } // namespace velmor::cvprocess
