@@ -16,7 +16,7 @@ class TemporaryFolder
 public:
     TemporaryFolder()
     {
-        std::string name = (std::filesystem::temp_directory_path() / "velmor-XXXXXX").string();
+        std::string name = (std::filesystem::temp_directory_path() / ("velmor-" + std::string(6, 'X'))).string();
         if (!mkdtemp(name.data()))
             throw std::runtime_error("TemporaryFolder: cannot make " + name);
         mPath = name;
