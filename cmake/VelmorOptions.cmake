@@ -26,6 +26,7 @@ add_library(velmor_build_settings INTERFACE)
 target_compile_options(velmor_build_settings INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wconversion
     -ffp-contract=off                                # stated arithmetic gives the same bits on every machine
+    $<$<CXX_COMPILER_ID:GNU>:-fvect-cost-model=dynamic> # loops over pixels are vectorised at -O2 too, as clang does
     -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=       # assertions name files relative to the repository root
     $<$<BOOL:${VELMOR_WARNINGS_AS_ERRORS}>:-Werror>)
 target_compile_definitions(velmor_build_settings INTERFACE

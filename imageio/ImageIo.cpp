@@ -1,89 +1,25 @@
 #include "imageio/ImageIo.h"
 
+#include "core/util/WholeFile.h"
+
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
-#include <cstdio>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <mutex>
-#include <stdexcept>
-#include <system_error>
 #include <vector>
 
 namespace velmor::imageio {
-namespace {
 
 using core::cvdata::Image;
+using core::util::fileError;
 
-std::runtime_error cannot(const std::string& function, const std::string& file, const std::string& reason)
-{
-    return std::runtime_error(function + "(): cannot " + function + " '" + file + "': " + reason);
-}
+namespace {
 
-std::vector<unsigned char> readFile(const std::string& file)
-{
-    std::error_code error;
-    const std::filesystem::file_status status = std::filesystem::status(file, error);
-    if (std::filesystem::is_directory(status))
-        throw cannot("load", file, "it is a folder");
-    errno = 0;
-    std::ifstream stream(file, std::ios::binary);
-    if (!stream)
-        throw cannot("load", file, std::strerror(errno));
-    std::vector<unsigned char> bytes;
-    char part[65536];
-    while (stream.read(part, sizeof(part)) || stream.gcount() > 0)
-        bytes.insert(bytes.end(), part, part + stream.gcount());
-    if (stream.bad())
-        throw cannot("load", file, std::strerror(errno));
-    if (bytes.empty())
-        throw cannot("load", file, "it is empty");
-    return bytes;
-}
-
-/// Keeps the standard error stream free of what the codecs print there: their failures become exceptions. What other
-/// threads print meanwhile is lost too.
-class QuietCodecs
-{
-public:
-    QuietCodecs()
-    {
-        const std::lock_guard<std::mutex> lock(sMutex);
-        if (sUsers++ > 0)
-            return;
-        std::fflush(stderr);
-        sErrorStream = ::fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
-        const int nowhere = ::open("/dev/null", O_WRONLY | O_CLOEXEC);
-        if (sErrorStream >= 0 && nowhere >= 0)
-            ::dup2(nowhere, STDERR_FILENO);
-        ::close(nowhere);
-    }
-    QuietCodecs(const QuietCodecs&) = delete;
-    QuietCodecs& operator=(const QuietCodecs&) = delete;
-    ~QuietCodecs()
-    {
-        const std::lock_guard<std::mutex> lock(sMutex);
-        if (--sUsers > 0 || sErrorStream < 0)
-            return;
-        std::fflush(stderr);
-        ::dup2(sErrorStream, STDERR_FILENO);
-        ::close(sErrorStream);
-    }
-
-private:
-    static inline std::mutex sMutex;
-    static inline int sUsers = 0;
-    static inline int sErrorStream = -1; ///< the stream meanwhile
-};
+const char* const kLoad = "load(): cannot load";
+const char* const kSave = "save(): cannot save";
 
 /// Whether a JPEG file ends before its picture does. Its codec would take it and make up the missing rows.
 bool isJpegCutShort(const std::vector<unsigned char>& bytes)
@@ -124,36 +60,16 @@ std::vector<unsigned char> encode(const std::string& extension, const cv::Mat& p
     return {};
 }
 
-void writeFile(const std::string& file, const std::vector<unsigned char>& bytes)
-{
-    const std::string unfinished = file + ".part";
-    errno = 0;
-    std::ofstream stream(unfinished, std::ios::binary);
-    if (!stream)
-        throw cannot("save", file, std::strerror(errno));
-    stream.write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-    stream.close();
-    std::error_code error;
-    if (stream)
-        std::filesystem::rename(unfinished, file, error);
-    if (!stream || error) {
-        const std::string reason = error ? error.message() : std::strerror(errno);
-        std::filesystem::remove(unfinished, error);
-        throw cannot("save", file, reason);
-    }
-}
-
 } // namespace
 
 Image load(const std::string& file, Image::ChannelLayout layout)
 {
-    const QuietCodecs quiet;
     const int flags = layout == Image::GREYSCALE ? cv::IMREAD_GRAYSCALE : cv::IMREAD_COLOR;
-    const cv::Mat picture = decode(readFile(file), flags);
+    const cv::Mat picture = decode(core::util::readWholeFile(kLoad, file), flags);
     if (picture.empty())
-        throw cannot("load", file,
-                     cv::haveImageReader(file) ? "its picture is damaged, cut short or too large"
-                                               : "it holds no picture of a known format");
+        throw fileError(kLoad, file,
+                        cv::haveImageReader(file) ? "its picture is damaged, cut short or too large"
+                                                  : "it holds no picture of a known format");
     Image image(static_cast<unsigned>(picture.cols), static_cast<unsigned>(picture.rows), layout);
     cv::Mat pixels = image.mat();
     if (layout == Image::RGB)
@@ -165,22 +81,21 @@ Image load(const std::string& file, Image::ChannelLayout layout)
 
 void save(const Image& image, const std::string& file)
 {
-    const QuietCodecs quiet;
     if (image.width() == 0 || image.height() == 0)
-        throw cannot("save", file, "the image has no pixels");
+        throw fileError(kSave, file, "the image has no pixels");
     const std::string extension = std::filesystem::path(file).extension().string();
     if (extension.empty() || !cv::haveImageWriter(file))
-        throw cannot("save", file, "no picture format has the extension '" + extension + "'");
+        throw fileError(kSave, file, "no picture format has the extension '" + extension + "'");
     cv::Mat picture = image.mat();
     if (image.channels() == Image::RGB)
         cv::cvtColor(image.mat(), picture = cv::Mat(), cv::COLOR_RGB2BGR);
     const std::vector<unsigned char> bytes = encode(extension, picture);
     if (bytes.empty())
-        throw cannot("save", file,
-                     "the format cannot hold " + std::to_string(image.width()) + " x " +
-                         std::to_string(image.height()) + " pixels of " + std::to_string(image.nofChannels()) +
-                         " channels");
-    writeFile(file, bytes);
+        throw fileError(kSave, file,
+                        "the format cannot hold " + std::to_string(image.width()) + " x " +
+                            std::to_string(image.height()) + " pixels of " + std::to_string(image.nofChannels()) +
+                            " channels");
+    core::util::writeWholeFile(kSave, file, bytes);
 }
 
 } // namespace velmor::imageio

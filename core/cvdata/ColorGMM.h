@@ -1,0 +1,70 @@
+#pragma once
+
+#include "core/Export.h"
+#include "core/cvdata/GM.h"
+
+#include <boost/shared_ptr.hpp>
+
+#include <string>
+#include <vector>
+
+namespace velmor::core::cvdata {
+
+class Image;
+
+/// A Gaussian mixture over two colour components: what a colour looks like to the detectors.
+///
+/// Likelihood of a colour: the sum over all components of weight times density. A detector takes a pixel for the
+/// model's colour where the likelihood exceeds the detection threshold.
+///
+/// A copy of a model shares its components with the original.
+///
+/// Example:
+///
+///     ColorGMM skin;
+///     skin.train(photograph, &skinMask, 3);
+///     skin.detectionThreshold = 1e-4;
+///     skin.save("skin.yml");
+class VELMOR_CORE_EXPORT ColorGMM
+{
+public:
+    /// A model without components.
+    ColorGMM();
+    ColorGMM(const ColorGMM&) = default;
+    ColorGMM& operator=(const ColorGMM&) = default;
+    virtual ~ColorGMM();
+
+    /// Writes the model. The file appears complete or not at all: a file that was there stays as it was when writing
+    /// fails. Every number comes back from load() as it was, but for the sign of a zero.
+    /// @param file  its extension names the format: .yml or .yaml for YAML, .xml for XML
+    /// @throws std::runtime_error  naming the file and the reason
+    virtual void save(const std::string& file) const;
+
+    /// Reads a model that save() has written, in either format.
+    /// @throws std::runtime_error  naming the file and the reason; the model stays as it was
+    virtual void load(const std::string& file);
+
+    /// Number of components.
+    virtual int nofComponents() const;
+
+    /// Estimates the components from the colours of an image, by expectation maximisation (Dempster, Laird and Rubin,
+    /// Maximum likelihood from incomplete data via the EM algorithm, 1977) with full covariances. The first two
+    /// channels of each pixel are read. 1/12, the variance that rounding to bytes hides, is added to each variance, so
+    /// that samples of a single colour make a model too.
+    ///
+    /// The detection threshold is left as it is. The same samples give the same components in every run.
+    /// @param samples     three channels
+    /// @param mask        one channel, of the size of samples: its non-zero bytes select pixels; null for all pixels
+    /// @param components  number of components, at least 1
+    /// @throws std::invalid_argument  when an argument is not as said here; the model stays as it was
+    /// @throws std::runtime_error     when fewer pixels than components are selected; the model stays as it was
+    void train(const Image& samples, const Image* mask, int components);
+
+    std::vector<boost::shared_ptr<GM>> mixture;
+
+    /// Likelihood that a colour of the model exceeds. It starts at 1/65536, the likelihood of each colour where all
+    /// pairs of bytes are equally likely.
+    double detectionThreshold = 1.0 / 65536.0;
+};
+
+} // namespace velmor::core::cvdata

@@ -1,0 +1,40 @@
+#pragma once
+
+#include "core/Export.h"
+#include "math/SquareMatrix.h"
+#include "math/Vector.h"
+
+#include <boost/shared_ptr.hpp>
+
+namespace velmor::core::cvdata {
+
+/// One Gaussian of a colour mixture, in the form that evaluating it takes.
+///
+/// Density at a colour c, in n dimensions: `exp(-(c - mean)' invCovariance (c - mean) / 2) / sqrt((2 pi)^n
+/// determinant)`. The operators of this library work in two dimensions, on colour components of 0..255.
+class VELMOR_CORE_EXPORT GM
+{
+public:
+    /// Makes a Gaussian whose fields are all zero, to be filled in.
+    /// @param dimension  number of colour components, at least 1
+    /// @throws std::invalid_argument  when dimension is smaller than 1
+    explicit GM(int dimension = 2);
+
+    /// Makes a Gaussian from its covariance.
+    /// @param covariance  symmetric and positive definite, of the order of the mean; of two elements that mirror each
+    ///                    other the upper right one is read
+    /// @param mean        one element per colour component
+    /// @param weight      share in the mixture, 0..1
+    /// @throws std::invalid_argument  when the sizes differ, the covariance has no such inverse, or its determinant is
+    ///                                too small or too large for a float
+    static boost::shared_ptr<GM> fromCovariance(const math::SquareMatrix& covariance, const math::Vector& mean,
+                                                float weight);
+
+    math::SquareMatrix invCovariance; ///< inverse of the covariance
+    float determinant;                ///< determinant of the covariance, not of its inverse
+    int dimension;                    ///< number of colour components
+    math::Vector mean;
+    float weight; ///< share in the mixture
+};
+
+} // namespace velmor::core::cvdata

@@ -1,0 +1,194 @@
+#include "cvprocess/ColourDetector.h"
+
+#include "core/cvdata/ColorGMM.h"
+#include "core/cvdata/Image.h"
+
+#include <opencv2/imgproc/imgproc_c.h>
+
+#include <algorithm>
+#include <cassert>
+#include <cmath>
+#include <cstring>
+#include <typeinfo>
+
+namespace velmor::cvprocess {
+namespace {
+
+using core::cvdata::ColorGMM;
+using core::cvdata::GM;
+using core::cvdata::Image;
+
+constexpr unsigned kColourCount = 256 * 256;
+constexpr unsigned kBytesPerPixel = 3;
+
+/// Stands for an answer that was not asked for yet. Of the three possible bytes it is the one that has bit 1 set when 1
+/// is added to it.
+constexpr unsigned char kUnknown = 1;
+constexpr unsigned char kBackground = 0;
+constexpr unsigned char kForeground = 255;
+
+unsigned char maskByte(bool foreground)
+{
+    return foreground ? kForeground : kBackground;
+}
+
+unsigned colourIndex(const unsigned char* pixel)
+{
+    return static_cast<unsigned>(pixel[0] | pixel[1] << 8);
+}
+
+} // namespace
+
+/// What the likelihood takes from a component. All are doubles, so that it has no padding and compares byte by byte.
+struct ColourDetector::Component
+{
+    double mean;
+    double inverse[2][2];
+    double determinant;
+    double weight;
+    double norm; ///< 1 / (2 pi sqrt(determinant))
+};
+
+ColourDetector::Param::Param(unsigned int) : useMorphology(false) {}
+
+ColourDetector::ColourDetector(ColorGMM* model, Param* params)
+    : mParams(params ? params : new Param(2)), mOwnsParams(!params), mSquaredDistance(0.0), mDifference{}, mPixel{},
+      mInvCovariance(2), mModel(model), mMaskBytes(kColourCount, kUnknown), mRememberedThreshold(0.0)
+{
+}
+
+ColourDetector::~ColourDetector()
+{
+    if (mOwnsParams)
+        delete mParams;
+}
+
+void ColourDetector::preProcess(const Image& input, Image& output)
+{
+    // clang-format off
+    assert(input.height() == output.height() || input.width() == output.width());
+    assert(output.channels() == velmor::core::cvdata::Image::GREYSCALE);
+    assert(input.channels() == velmor::core::cvdata::Image::RGB);
+    // clang-format on
+    assert(mModel && "ERROR: the detector has no model!");
+
+    const IplImage& header = *input.iplImage();
+    const unsigned width = input.width();
+    const unsigned height = input.height();
+    const bool isPlainModel = typeid(*mModel) == typeid(ColorGMM);
+    if (isPlainModel && width > 0 && height > 0 && rememberModel())
+        std::fill(mMaskBytes.begin(), mMaskBytes.end(), kUnknown);
+    for (unsigned y = 0; y < height; ++y) {
+        const auto* const pixels = reinterpret_cast<const unsigned char*>(header.imageData) +
+                                   static_cast<std::ptrdiff_t>(header.widthStep) * y;
+        unsigned char* const mask = output.imageBuffer() + std::size_t{output.allocatedWidth()} * y;
+        if (isPlainModel)
+            lookUpRow(pixels, mask, width);
+        else
+            for (unsigned x = 0; x < width; ++x)
+                mask[x] = evaluateModel(pixels + kBytesPerPixel * x);
+    }
+
+    if (mParams->useMorphology) {
+        assert(output.width() > 0 && output.height() > 0 && "ERROR: the output image is empty!");
+        cvErode(output.iplImage(), output.iplImage(), nullptr, 1);
+        cvDilate(output.iplImage(), output.iplImage(), nullptr, 1);
+    }
+}
+
+ColourDetector::Component ColourDetector::readComponent(int k)
+{
+    const GM& component = *mModel->mixture[static_cast<std::size_t>(k)];
+    assert(component.invCovariance.rows() == 2 && "ERROR: the model must have 2 colour components!");
+    mInvCovariance.copyFrom(component.invCovariance);
+    const auto determinant = static_cast<double>(component.determinant);
+    return {component.mean[0],
+            {{mInvCovariance[0][0], mInvCovariance[0][1]}, {mInvCovariance[1][0], mInvCovariance[1][1]}},
+            determinant,
+            static_cast<double>(component.weight),
+            1.0 / (std::sqrt(determinant) * 6.283185307179586)};
+}
+
+/// Takes down the model; whether it is another one than last time, bit by bit.
+bool ColourDetector::rememberModel()
+{
+    const auto replace = [](auto& remembered, const auto& now) {
+        const bool differs = std::memcmp(&remembered, &now, sizeof(now)) != 0;
+        remembered = now;
+        return differs;
+    };
+    const auto count = static_cast<std::size_t>(mModel->nofComponents());
+    bool changed = mRememberedComponents.size() != count;
+    mRememberedComponents.resize(count);
+    changed |= replace(mRememberedThreshold, mModel->detectionThreshold);
+    for (std::size_t k = 0; k < count; ++k)
+        changed |= replace(mRememberedComponents[k], readComponent(static_cast<int>(k)));
+    return changed;
+}
+
+double ColourDetector::likelihoodShare(const Component& component)
+{
+    // The second difference is taken from the mean's first element too; this is meant.
+    mDifference[0] = component.mean - mPixel[0];
+    mDifference[1] = component.mean - mPixel[1];
+    const auto& m = component.inverse;
+    mSquaredDistance = (m[0][0] * mDifference[0] + m[1][0] * mDifference[1]) * mDifference[0] +
+                       (m[0][1] * mDifference[0] + m[1][1] * mDifference[1]) * mDifference[1];
+    return std::exp(mSquaredDistance * -0.5) * component.norm * component.weight;
+}
+
+unsigned char ColourDetector::evaluateModel(const unsigned char* pixel)
+{
+    mPixel[0] = pixel[0];
+    mPixel[1] = pixel[1];
+    double likelihood = 0.0;
+    for (int k = 0; k < mModel->nofComponents(); ++k) // may change from one component to the next
+        likelihood = likelihood + likelihoodShare(readComponent(k));
+    return maskByte(likelihood > mModel->detectionThreshold);
+}
+
+unsigned char ColourDetector::evaluateRememberedModel(const unsigned char* pixel)
+{
+    mPixel[0] = pixel[0];
+    mPixel[1] = pixel[1];
+    double likelihood = 0.0;
+    for (const Component& component : mRememberedComponents)
+        likelihood = likelihood + likelihoodShare(component);
+    return maskByte(likelihood > mRememberedThreshold);
+}
+
+void ColourDetector::lookUpRow(const unsigned char* pixels, unsigned char* mask, unsigned width)
+{
+    unsigned char* const answers = mMaskBytes.data();
+    const auto ask = [this, answers](const unsigned char* pixel) {
+        unsigned char& answer = answers[colourIndex(pixel)];
+        if (answer == kUnknown)
+            answer = evaluateRememberedModel(pixel);
+        return answer;
+    };
+
+    // Eight pixels at a time, written out: a branch for each would take longer than the rest of the work.
+    for (; width >= 8; width -= 8, pixels += 8 * kBytesPerPixel, mask += 8) {
+        unsigned unknown = 0;
+        const auto copyAnswer = [&](unsigned k) {
+            const unsigned answer = answers[colourIndex(pixels + kBytesPerPixel * k)];
+            mask[k] = static_cast<unsigned char>(answer);
+            unknown |= answer + 1;
+        };
+        copyAnswer(0);
+        copyAnswer(1);
+        copyAnswer(2);
+        copyAnswer(3);
+        copyAnswer(4);
+        copyAnswer(5);
+        copyAnswer(6);
+        copyAnswer(7);
+        if (unknown & 2)
+            for (unsigned k = 0; k < 8; ++k)
+                mask[k] = ask(pixels + kBytesPerPixel * k);
+    }
+    for (; width > 0; --width, pixels += kBytesPerPixel)
+        *mask++ = ask(pixels);
+}
+
+} // namespace velmor::cvprocess

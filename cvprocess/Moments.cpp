@@ -1,0 +1,93 @@
+#include "cvprocess/Moments.h"
+
+#include "core/cvdata/Blobs.h"
+#include "core/cvdata/Image.h"
+#include "math/SquareMatrix.h"
+#include "math/Units.h"
+
+#include <opencv2/imgproc/imgproc_c.h>
+
+#include <cassert>
+#include <cmath>
+
+namespace velmor::cvprocess {
+namespace {
+
+using core::cvdata::Blobs;
+using core::cvdata::Image;
+
+/// Fills in a blob from its contour.
+/// @param eigenMatrix  takes the covariance to decompose it
+void describe(Blobs::BlobInfo& blob, CvSeq* contour, CvMoments& moments, math::SquareMatrix& eigenMatrix)
+{
+    blob.setX(moments.m10 / moments.m00);
+    blob.setY(moments.m01 / moments.m00);
+    blob.area = static_cast<unsigned>(moments.m00);
+    blob.boundingBox = cvBoundingRect(contour);
+    blob.nofPoints = contour->total;
+
+    // The factor is the area in whole pixels and the off-diagonal is negated; both are meant.
+    const double area = blob.area;
+    blob.covariance[0][0] = cvGetNormalizedCentralMoment(&moments, 2, 0) * area;
+    blob.covariance[1][1] = cvGetNormalizedCentralMoment(&moments, 0, 2) * area;
+    blob.covariance[0][1] = -cvGetNormalizedCentralMoment(&moments, 1, 1) * area;
+    blob.covariance[1][0] = blob.covariance[0][1];
+
+    eigenMatrix.load(blob.covariance);
+    eigenMatrix.eigenSymmetric(blob.eigenvectors, blob.eigenvalues);
+    blob.setMajorAxis(2 * std::sqrt(blob.eigenvalues[0]));
+    blob.setMinorAxis(2 * std::sqrt(blob.eigenvalues[1]));
+    blob.setAngle(math::Units::toDeg(-std::atan2(blob.eigenvectors[0][1], blob.eigenvectors[0][0])));
+}
+
+} // namespace
+
+Moments::Moments()
+    : mContours(nullptr), mStorage(cvCreateMemStorage(0)), mEigenMatrix(new math::SquareMatrix(2)), mWorkImage(nullptr)
+{
+}
+
+Moments::~Moments()
+{
+    cvReleaseMemStorage(&mStorage);
+    delete mEigenMatrix;
+    delete mWorkImage;
+}
+
+int Moments::findBlobs(const Image& inputImage, Blobs& blobs, int maxBlobs, double minArea)
+{
+    // clang-format off
+    assert(inputImage.nofChannels() == 1);
+    // clang-format on
+    assert(inputImage.width() > 0 && inputImage.height() > 0 && "ERROR: the input image is empty!");
+
+    if (mWorkImage)
+        *mWorkImage = inputImage;
+    else
+        mWorkImage = inputImage.clone();
+    blobs.clear();
+    mContours = nullptr;
+    if (inputImage.width() < 3 || inputImage.height() < 3)
+        return 0; // outermost pixels alone, which are background; OpenCV would read below them
+
+    CvContourScanner scanner = cvStartFindContours(mWorkImage->iplImage(), mStorage, sizeof(CvContour),
+                                                   CV_RETR_EXTERNAL, CV_CHAIN_APPROX_SIMPLE, cvPoint(0, 0));
+    while (CvSeq* const contour = cvFindNextContour(scanner)) {
+        if (maxBlobs >= 0 && blobs.blobs.size() >= static_cast<unsigned>(maxBlobs)) {
+            cvSubstituteContour(scanner, nullptr);
+            continue;
+        }
+        CvMoments moments;
+        cvMoments(contour, &moments, 1);
+        if (!(moments.m00 > minArea)) {
+            cvSubstituteContour(scanner, nullptr);
+            continue;
+        }
+        blobs.addBlob();
+        describe(blobs.blobs.back(), contour, moments, *mEigenMatrix);
+    }
+    mContours = cvEndFindContours(&scanner);
+    return static_cast<int>(blobs.blobs.size());
+}
+
+} // namespace velmor::cvprocess

@@ -1,0 +1,77 @@
+#pragma once
+
+#include "cvprocess/Export.h"
+
+#include <opencv2/core/types_c.h>
+
+namespace velmor::core::cvdata {
+class Image;
+}
+
+namespace velmor::math {
+class Vector2;
+}
+
+namespace velmor::cvprocess {
+
+/// Finds motion in a stream of colour frames and keeps, for each pixel, when it moved last.
+///
+/// With g the grey value of a frame (OpenCV's BGR2GRAY), t the time of the call and D = 0.4 s:
+///
+///     moving   = |g - g of the frame before| > 20
+///     history  = t where moving; 0 where it was before t - D; else as it was       (cvUpdateMotionHistory)
+///     output   = 255 (history + D - t) / D, rounded and clamped to 0..255;  0 where history is 0
+///
+/// (J. Davis and G. Bradski, Motion segmentation and pose recognition with motion history gradients, 2002.) A pixel
+/// that moves now is 255; it fades linearly, and is 0 once it has not moved for 0.4 s, or never has.
+///
+/// The time is that which the process has spent computing, of all its threads together, not that on the wall: a program
+/// that waits for its camera has its motion fade slower, one with four busy threads four times faster.
+///
+/// Input: frames of three channels, whose bytes are taken as blue, green, red whatever their layout says. Output:
+/// GREYSCALE. Both have the size given at construction. The frame before the first one is black: in the first call each
+/// pixel brighter than 20 moves.
+///
+/// Limits: the history is in float, so after a day of computing a pixel that moves now may be some units below 255. An
+/// object serves one stream and one thread at a time. Misuse stops on an assertion.
+///
+/// The array that holds the addresses of the two frames, 16 bytes, is not freed with the object; this is meant. A
+/// program keeps one object for a stream rather than one for each frame.
+///
+/// Example:
+///
+///     MotionSegment motion(768, 576);
+///     motion.getMHI(&frame, &history); // per frame
+///     math::Vector2 centre;
+///     motion.getMassCenter(&history, &centre);
+class VELMOR_CVPROCESS_EXPORT MotionSegment
+{
+public:
+    /// @param width, height  of the frames, at least 1
+    MotionSegment(int width, int height);
+    MotionSegment(const MotionSegment&) = delete;
+    MotionSegment& operator=(const MotionSegment&) = delete;
+    ~MotionSegment();
+
+    /// Takes the next frame and writes the history as an image.
+    void getMHI(const core::cvdata::Image* input, core::cvdata::Image* output);
+
+    /// The history itself: 32-bit float, 1 channel, the time of the last motion in seconds. It belongs to the object.
+    IplImage* getMHIImage();
+
+    /// The centre of mass of an image, with its bytes as weights: (sum of x v / sum of v, sum of y v / sum of v).
+    /// @param image        1 channel, any size
+    /// @param[out] center  column and row; not numbers when the image is black
+    void getMassCenter(core::cvdata::Image* image, math::Vector2* center);
+
+private:
+    double mDuration;      ///< how long a motion stays in the history, in seconds
+    int mFrameCount;       ///< number of slots in the ring
+    IplImage** mFrames;    ///< the ring; the images are owned
+    int mLastIndex;        ///< slot that takes the next frame
+    IplImage* mHistory;    ///< owned; 32-bit float
+    IplImage* mSpareFloat; ///< owned; made like the history
+    IplImage* mSpare;      ///< owned; null
+};
+
+} // namespace velmor::cvprocess
