@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <iostream>
 #include <memory>
 #include <new>
@@ -77,6 +78,28 @@ bool parseVersion(const GLubyte* text, int& major, int& minor)
         return true;
     major = minor = 0;
     return false;
+}
+
+/// A line of GLSL as a line of a C++ string literal, without its end.
+/// @param inComment  whether a block comment is open; kept from line to line
+std::string convertedLine(std::string line, bool& inComment)
+{
+    // Both positions are those in the line as it was read, though the first edit shortens it by a character.
+    const std::size_t opening = line.find("/*");
+    const std::size_t closing = line.find("*/");
+    if (opening != std::string::npos) {
+        inComment = true;
+        line.replace(opening, 2, "/");
+    }
+    if (closing != std::string::npos) {
+        inComment = false;
+        line.replace(closing, 1, "\\");
+        line.replace(closing + 1, 1, "n");
+        line.insert(closing + 2, "\\\n");
+    }
+    for (std::size_t quote = line.find('"'); quote != std::string::npos; quote = line.find('"', quote + 2))
+        line.insert(quote, "\\");
+    return inComment ? "// " + line : line;
 }
 
 void attachCompiledShader(unsigned int progObj, unsigned int shaderObj, const std::string& announcement)
@@ -263,6 +286,47 @@ bool GlShaderMgr::checkSupportForProgrammableShaders()
         fail("ERROR: OpenGL 2.0 not found.", 1);
     std::cout << "Ready for OpenGL 2.x programmable shaders." << std::endl;
     return true;
+}
+
+int GlShaderMgr::convertShaderFileToString(const char* inFile, const char* outFile, bool append)
+{
+    std::ifstream in(inFile);
+    if (!in) {
+        std::cerr << "Unable to open input file";
+        return -1;
+    }
+    std::ofstream out(outFile, append ? std::ios::app : std::ios::trunc);
+    std::string name = inFile;
+    name.replace(name.find('.'), 1, "_"); // throws where there is no dot
+    out << "\n"
+        << "// ####### THIS STRING IS AUTOMATICALLY GENERATED FROM FILE: " << inFile << " #######\n"
+        << "std::string " << name << "=\"\\\n";
+    if (!out.is_open()) {
+        std::cerr << "Unable to open output file";
+        return -1;
+    }
+    bool inComment = false;
+    for (std::string line; std::getline(in, line);)
+        out << convertedLine(line, inComment) << "\\n\"\"\\\n";
+    out << "\"; // ### END OF SHADER STRING ###\n";
+    return 1;
+}
+
+char* GlShaderMgr::readShaderFile(const char* path)
+{
+    const File file(std::fopen(path, "r"));
+    if (!file)
+        return nullptr;
+    Text text = readWhole(file.get());
+    // Read a second time, at the end of the file: only an empty one gives as much as before. Kept as it is.
+    if (text) {
+        const auto length = static_cast<std::size_t>(std::ftell(file.get()));
+        if (std::fread(text.get(), 1, length, file.get()) < length)
+            text.reset();
+    }
+    if (!text)
+        fail(std::string("ERROR: Could not load shader file: ") + path, -1);
+    return text.release();
 }
 
 } // namespace velmor::cvprocess

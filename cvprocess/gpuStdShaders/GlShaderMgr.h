@@ -77,6 +77,24 @@ public:
     /// @return  true; without OpenGL 2.0 the process ends with exit(1)
     static bool checkSupportForProgrammableShaders();
 
+    /// Turns a GLSL file into the source text of a std::string constant, as filters carry their shaders.
+    ///
+    /// The constant has the name of the file with its first dot replaced by an underscore: give a bare file name, such
+    /// as "flip.frag" for `flip_frag`. Lines inside block comments become line comments; what opens and closes a block
+    /// comment on one line comes out one character off behind its end, which is meant.
+    /// @param inFile   GLSL file
+    /// @param outFile  source file to write
+    /// @param append   whether to write behind what the file holds
+    /// @return         1, or -1 after a message when a file does not open
+    /// @throws std::out_of_range  when inFile has no dot
+    static int convertShaderFileToString(const char* inFile, const char* outFile, bool append);
+
+    /// Reads a shader file into a new buffer. The file is read twice, the second time from its end, so that every file
+    /// but an empty one ends the process with exit(-1). This is meant to stay; nothing here uses it. To load a shader
+    /// use loadAndAttachShaderFromFile().
+    /// @return  an empty text to be freed with delete[], or null when the file does not open
+    static char* readShaderFile(const char* path);
+
 private:
     std::map<std::string, std::uint32_t> mProgObjs;   ///< by name
     std::map<std::string, std::uint32_t> mShaderObjs; ///< by source text or file path

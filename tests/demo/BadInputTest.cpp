@@ -74,7 +74,7 @@ TEST_F(BadInput, DamagedFiles)
     expectUnreadable("cut.avi", std::string("cannot read 'cut.avi': ") + kNoFrame);
     cv::imwrite(path("whole.png").string(), testFrame(1));
     write("cut.png", read("whole.png").substr(0, 1000));
-    expectUnreadable("cut.png", "load(): cannot load 'cut.png': it holds no picture of a known format");
+    expectUnreadable("cut.png", "load(): cannot load 'cut.png': its picture is damaged, cut short or too large");
 }
 
 TEST_F(BadInput, OutputFoldersThatCannotBe)

@@ -2,9 +2,9 @@
 
 #include "tests/script/ScriptTest.h"
 #include "tests/support/FailingAllocation.h"
+#include "tests/support/TemporaryFile.h"
 
 #include <cstdio>
-#include <fstream>
 #include <memory>
 
 #include <unistd.h>
@@ -33,25 +33,6 @@ using testing::ExitedWithCode;
 
 constexpr int kMinusOne = 255; ///< exit(-1), as the parent process sees it
 const std::string kGetError = "glGetError()";
-
-/// A file that goes away with the test.
-class TemporaryFile
-{
-public:
-    explicit TemporaryFile(const std::string& content, const std::string& name = "shader.frag")
-        : mPath(testing::TempDir() + "/velmor-" + std::to_string(getpid()) + "-" + name)
-    {
-        std::ofstream(mPath) << content;
-    }
-    TemporaryFile(const TemporaryFile&) = delete;
-    TemporaryFile& operator=(const TemporaryFile&) = delete;
-    ~TemporaryFile() { std::remove(mPath.c_str()); }
-
-    const char* path() const { return mPath.c_str(); }
-
-private:
-    std::string mPath;
-};
 
 /// A manager with nothing recorded yet.
 class GlShaderMgrScript : public ScriptTest

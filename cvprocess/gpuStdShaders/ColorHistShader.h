@@ -1,0 +1,112 @@
+#pragma once
+
+#include "cvprocess/gpuStdShaders/GpuStdShaders.h"
+
+#include <string>
+#include <vector>
+
+namespace velmor::core::cvdata {
+class ColourHist2d;
+class Image;
+} // namespace velmor::core::cvdata
+
+namespace velmor::cvprocess {
+
+/// Counts the colours of a region into a histogram of up to 1000 cells, on the GPU.
+///
+/// Bin of a channel value v on 0..1 with b bins: `min(floor(v b), b - 1)`. Cell of a pixel:
+/// `bin1 + b1 (bin2 + b2 bin3)` of its first three channels. The region is cut into square blocks, one point each; a
+/// geometry shader counts a block by itself and emits its counts, four cells a point; blending sums the points of all
+/// blocks in row 0 of the destination: cell `4 i + c` lands in channel c of texel i.
+///
+/// Inputs: the source (three channels on 0..1) and a mask, which is prepared like a second source and never read: use
+/// prepareExecution(source, mask, destination). Destination: a float texture of four channels (RectTexture::RGBA32F) of
+/// the source's size. It ends with counts in row 0 and zeros elsewhere. copyHistoFromGPU() reads them back.
+///
+/// Region: the whole destination, or the first region of interest. Here, and in no other filter, the second corner
+/// belongs to the region: addROI(x0, y0, x1, y1) counts x0 <= x <= x1, y0 <= y <= y1. A region that reaches beyond the
+/// picture counts the edge pixels again.
+///
+/// Parameters, read when they are used, but for the sizes of the constructor:
+/// - `mNBins1`, `mNBins2`, `mNBins3` (16, 16, 8): bins per channel. The defaults make 2048 cells, which the constructor
+///   refuses: always pass a Param.
+/// - `mXres`, `mYres` (1, 1): size of source and destination.
+/// - `mBlockSize` (10): side of the blocks, at least 1. Small blocks draw more points, large ones count longer each.
+/// - `mNoGeometryShader` (false): an empty geometry shader, for drivers that take one.
+/// - `mReserved1`, `mReserved2`: kept, not used.
+///
+/// Limits: cells beyond a number that is divisible by four are not counted (of 27 cells the last three read 0), cells
+/// beyond four times the destination's width or beyond what the geometry shader may emit are lost. Needs
+/// GL_EXT_geometry_shader4: without its entry point the process ends.
+///
+/// Example:
+///
+///     ColorHistShader::Param param;
+///     param.mNBins1 = param.mNBins2 = param.mNBins3 = 8;
+///     param.mXres = 640;
+///     param.mYres = 480;
+///     ColorHistShader counter(&param, nullptr);
+///     counter.prepareExecution(picture, mask, counts); // counts: RectTexture::RGBA32F
+///     counter.execute();
+///     core::cvdata::ColourHist2d histogram(8, 8, 8);
+///     counter.copyHistoFromGPU(histogram);
+class VELMOR_CVPROCESS_EXPORT ColorHistShader : public GpuStdShaders
+{
+public:
+    /// Settings; see the class.
+    struct Param
+    {
+        int mNBins1 = 16;
+        int mNBins2 = 16;
+        int mNBins3 = 8;
+        int mXres = 1;
+        int mYres = 1;
+        bool mNoGeometryShader = false;
+        int mReserved1 = 1;
+        int mReserved2 = 1;
+        int mBlockSize = 10;
+    };
+
+    /// Compiles the program; needs the context.
+    /// @param param  copied; null for the defaults, which are an assertion
+    /// @param image  kept, not used; may be null
+    ColorHistShader(Param* param, core::cvdata::Image* image);
+
+    /// Deletes the display list too.
+    ~ColorHistShader() override;
+
+    /// The filter's own settings.
+    Param* params() { return &mParam; }
+
+    /// Counts into the destination.
+    void execute() override;
+
+    /// Reads the counts back and divides them by the number of pixels of the region, or of the destination where there
+    /// is none. Cells that were not counted become 0. No framebuffer is bound afterwards.
+    /// @param[out] hist  a histogram of at least as many cells as the filter counts; fewer are an assertion
+    void copyHistoFromGPU(core::cvdata::ColourHist2d& hist);
+
+    /// Builds a list of one black point. The pass draws its points itself and does not use it.
+    void prepareDisplayList() override;
+
+private:
+    struct Region
+    {
+        int x0, y0, x1, y1; ///< the second corner belongs to the region
+        int width() const { return x1 - x0 + 1; }
+        int height() const { return y1 - y0 + 1; }
+    };
+
+    int cells() const;
+    Region region() const;
+    void drawBlocks(const Region& region) const;
+
+    std::vector<float> mHistBuffer; ///< what is read back
+    std::string mVertexSource;
+    std::string mGeometrySource;
+    std::string mFragmentSource;
+    Param mParam;
+    [[maybe_unused]] core::cvdata::Image* mImage;
+};
+
+} // namespace velmor::cvprocess

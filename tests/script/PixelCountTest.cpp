@@ -1,0 +1,248 @@
+#include "cvprocess/gpuStdShaders/PixelCount.h"
+
+#include "tests/script/ScriptTest.h"
+
+#include <memory>
+#include <sstream>
+
+using velmor::core::cvdata::TextureGpu;
+using velmor::cvprocess::PixelCount;
+
+namespace velmor::tests {
+namespace {
+
+const char* const kFile = "cvprocess/gpuStdShaders/PixelCount.cpp";
+
+TextureGpu texture(unsigned id, unsigned width, unsigned height)
+{
+    return {id, width, height, GL_UNSIGNED_INT, GL_RED_INTEGER, GL_R32UI, GL_TEXTURE_RECTANGLE_ARB};
+}
+
+/// A tile as its point is drawn.
+Calls tile(int n, int x0, int y0, int x1, int y1)
+{
+    std::ostringstream coordinate, vertex;
+    coordinate << "glMultiTexCoord4f(GL_TEXTURE0, " << x0 << ", " << y0 << ", " << x1 << ", " << y1 << ")";
+    vertex << "glVertex2f(" << n << ", 0)";
+    return {coordinate.str(), vertex.str()};
+}
+
+class PixelCountScript : public ScriptTest
+{
+protected:
+    void SetUp() override
+    {
+        ScriptTest::SetUp();
+        construction = capture([&] { filter = std::make_unique<PixelCount>(); });
+    }
+
+    void prepare(unsigned width, unsigned height)
+    {
+        source.emplace(texture(101, width, height));
+        destination.emplace(texture(102, width, height));
+        filter->resetROIs();
+        filter->prepareExecution(*source, *destination);
+    }
+
+    /// Prepares and runs a pass; the points of its list.
+    Calls pass(unsigned width, unsigned height)
+    {
+        prepare(width, height);
+        gl.take();
+        output = capture([&] { filter->execute(); });
+        return gl.takeOnly({"glBegin", "glEnd", "glMultiTexCoord4f", "glVertex2f"});
+    }
+
+    std::unique_ptr<PixelCount> filter;
+    std::optional<TextureGpu> source, destination;
+    Output construction, output;
+};
+
+TEST_F(PixelCountScript, ConstructionBindsTheOutputBeforeTheShaders)
+{
+    EXPECT_EQ(gl.takeOnly({"glCreateProgram", "glBindFragDataLocationEXT", "glCreateShader", "glAttachShader",
+                           "glLinkProgram"}),
+              (Calls{"glCreateProgram()", "glBindFragDataLocationEXT(2, 0, fragDataOut)",
+                     "glCreateShader(GL_VERTEX_SHADER)", "glAttachShader(2, 3)", "glCreateShader(GL_FRAGMENT_SHADER)",
+                     "glAttachShader(2, 4)", "glLinkProgram(2)"}));
+    EXPECT_EQ(filter->getNofTiles(), 32u);
+    EXPECT_EQ(construction.out, "GL_ARB_texture_rectangle : present\nReady for OpenGL 2.x programmable shaders.\n"
+                                "Attached shader Id: 3\nAttached shader Id: 4\nShader validation\n");
+}
+
+TEST_F(PixelCountScript, TheShadersHoldTheirStatedParts)
+{
+    const std::string head = "#extension GL_EXT_gpu_shader4 : enable // important for integer texture\n"
+                             "#extension GL_ARB_texture_rectangle : enable\n";
+    const std::string vertex = gl.shaderSources[3], fragment = gl.shaderSources[4];
+    EXPECT_EQ(vertex.rfind(head, 0), 0u);
+    EXPECT_EQ(fragment.rfind(head, 0), 0u);
+    for (const char* const part : {"uniform sampler2DRect texUnit0;", "flat varying out uvec4 counter;",
+                                   "uvec4(0u, 0u, 0u, 0u)", "mod(xmax - xmin, 16.0) == 0.0",
+                                   "mod(xmax - xmin, 8.0) == 0.0", "mod(xmax - xmin, 4.0) == 0.0", "ftransform()"})
+        EXPECT_NE(vertex.find(part), std::string::npos) << part;
+    for (const char* const part : {"varying out uvec4 fragDataOut; // important for integer texture\n",
+                                   "flat varying uvec4 counter;", "fragDataOut = counter;"})
+        EXPECT_NE(fragment.find(part), std::string::npos) << part;
+    // 16 + 8 + 4 + 1 reads, at x, x+1.0, ...
+    int reads = 0;
+    for (std::size_t place = vertex.find("uvec4(texture2DRect(texUnit0, vec2(x"); place != std::string::npos;
+         place = vertex.find("uvec4(texture2DRect(texUnit0, vec2(x", place + 1))
+        ++reads;
+    EXPECT_EQ(reads, 29);
+    EXPECT_NE(vertex.find("vec2(x+15.0, y)"), std::string::npos);
+    EXPECT_EQ(vertex.find("vec2(x+16.0, y)"), std::string::npos);
+}
+
+TEST_F(PixelCountScript, TheListIsBuiltInTheFirstExecute)
+{
+    source.emplace(texture(101, 640, 480));
+    destination.emplace(texture(102, 640, 480));
+    filter->prepareExecution(*source, *destination);
+    EXPECT_EQ(gl.takeOnly({"glNewList"}), Calls{});
+    EXPECT_EQ(filter->getNofTiles(), 32u);
+    output = capture([&] { filter->execute(); });
+    EXPECT_EQ(output.out, "Tiles set to: 25\n");
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(filter->getNofTiles(), 25u);
+    const Output second = capture([&] { filter->execute(); });
+    EXPECT_EQ(second.out, "");
+    EXPECT_EQ(gl.takeOnly({"glNewList", "glEndList"}).size(), 2u);
+}
+
+TEST_F(PixelCountScript, ThirtyTwoTilesOfVgaAreFiveByFive)
+{
+    Calls expected = {"glBegin(GL_POINTS)"};
+    for (int row = 0; row < 5; ++row)
+        for (int column = 0; column < 5; ++column)
+            expected = expected + tile(5 * row + column, 128 * column, 96 * row, 128 * column + 128, 96 * row + 96);
+    EXPECT_EQ(pass(640, 480), expected + Calls{"glEnd()"});
+}
+
+TEST_F(PixelCountScript, ThreeTilesAreOne)
+{
+    filter->setMaxNofTiles(3);
+    EXPECT_EQ(pass(640, 480), Calls{"glBegin(GL_POINTS)"} + tile(0, 0, 0, 640, 480) + Calls{"glEnd()"});
+    EXPECT_EQ(output.out, "Tiles set to: 1\n");
+    EXPECT_EQ(output.err, "WARNING: PixelCount: Result may be incorrect due to a too small tile number of 1\n");
+}
+
+TEST_F(PixelCountScript, TilesAtTheEdgeAreCroppedToTheDestination)
+{
+    filter->setMaxNofTiles(9);
+    // Tiles of ceil(10 / 3) x ceil(7 / 3) = 4 x 3.
+    EXPECT_EQ(pass(10, 7), Calls{"glBegin(GL_POINTS)"} + tile(0, 0, 0, 4, 3) + tile(1, 4, 0, 8, 3) +
+                               tile(2, 8, 0, 10, 3) + tile(3, 0, 3, 4, 6) + tile(4, 4, 3, 8, 6) + tile(5, 8, 3, 10, 6) +
+                               tile(6, 0, 6, 4, 7) + tile(7, 4, 6, 8, 7) + tile(8, 8, 6, 10, 7) + Calls{"glEnd()"});
+    EXPECT_EQ(output.out, "Tiles set to: 9\n");
+}
+
+TEST_F(PixelCountScript, FewerTilesThanAskedForWhereTheyCoverTheSource)
+{
+    filter->setMaxNofTiles(16); // tiles of ceil(17 / 4) x ceil(5 / 4) = 5 x 2: four a row, and three rows cover the 5
+    pass(17, 5);
+    EXPECT_EQ(output.out, "Tiles set to: 12\n");
+    EXPECT_EQ(filter->getNofTiles(), 12u);
+}
+
+TEST_F(PixelCountScript, ASmallDestinationCropsTheTiles)
+{
+    TextureGpu large = texture(101, 64, 64), small = texture(102, 40, 20);
+    filter->setMaxNofTiles(1);
+    filter->prepareExecution(large, small);
+    gl.take();
+    capture([&] { filter->execute(); });
+    EXPECT_EQ(gl.takeOnly({"glMultiTexCoord4f"}), Calls{"glMultiTexCoord4f(GL_TEXTURE0, 0, 0, 40, 20)"});
+}
+
+TEST_F(PixelCountScript, TheWarningStartsAbove65535PixelsATile)
+{
+    filter->setMaxNofTiles(1);
+    pass(65535, 1);
+    EXPECT_EQ(output.err, "");
+    filter->setMaxNofTiles(1);
+    pass(256, 256);
+    EXPECT_EQ(output.err, "WARNING: PixelCount: Result may be incorrect due to a too small tile number of 1\n");
+}
+
+TEST_F(PixelCountScript, GetCountReadsARowAndAddsItUp)
+{
+    pass(640, 480);
+    gl.take();
+    gl.readPixels = [](GLsizei width, void* pixels) {
+        for (GLsizei i = 0; i < width; ++i)
+            static_cast<GLuint*>(pixels)[i] = static_cast<GLuint>(1000 + i);
+    };
+    EXPECT_EQ(filter->getCount(), 25u * 1000 + 24 * 25 / 2);
+    EXPECT_EQ(gl.take(), (Calls{"glReadBuffer(GL_COLOR_ATTACHMENT1_EXT)",
+                                "glReadPixels(0, 0, 25, 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, data)"}));
+}
+
+TEST_F(PixelCountScript, TheTotalWraps)
+{
+    filter->setMaxNofTiles(4);
+    pass(64, 48);
+    gl.readPixels = [](GLsizei, void* pixels) {
+        auto* const sums = static_cast<GLuint*>(pixels);
+        sums[0] = sums[1] = 0x80000000u;
+        sums[2] = 7;
+        sums[3] = 0;
+    };
+    EXPECT_EQ(filter->getCount(), 7u);
+}
+
+TEST_F(PixelCountScript, ANewRequestAfterAPassMakesTheListStaleAndRoomForTheRead)
+{
+    pass(640, 480);
+    filter->setMaxNofTiles(100);
+    EXPECT_EQ(filter->getNofTiles(), 100u);
+    EXPECT_EQ(filter->getCount(), 0u); // a hundred zeros, nothing written past them
+    EXPECT_EQ(gl.takeOnly({"glReadPixels"}).back(),
+              "glReadPixels(0, 0, 100, 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, data)");
+    const Output again = capture([&] { filter->execute(); });
+    EXPECT_EQ(again.out, "Tiles set to: 100\n");
+}
+
+TEST_F(PixelCountScript, AsManyTilesAsTheDestinationIsWideLessOneAreAccepted)
+{
+    filter->setMaxNofTiles(63);
+    pass(64, 64);
+    EXPECT_EQ(output.out, "Tiles set to: 49\n");
+}
+
+TEST_F(PixelCountScript, NothingIsLeftButTheDisplayList)
+{
+    pass(64, 64);
+    filter.reset();
+    EXPECT_TRUE(gl.programs.empty());
+    EXPECT_TRUE(gl.shaders.empty());
+    EXPECT_TRUE(gl.framebuffers.empty());
+    EXPECT_EQ(gl.displayLists.size(), 1u);
+}
+
+#ifndef NDEBUG
+
+TEST_F(PixelCountScript, AsManyTilesAsTheDestinationIsWideAreAnAssertion)
+{
+    filter->setMaxNofTiles(64);
+    prepare(64, 64);
+    EXPECT_DEATH(filter->execute(), assertion(kFile, "static_cast<int>(mNofTiles) < mXresDstTex1"));
+}
+
+TEST_F(PixelCountScript, NoTilesAreAnAssertion)
+{
+    filter->setMaxNofTiles(0);
+    prepare(64, 64);
+    EXPECT_DEATH(filter->execute(), assertion(kFile, "mNofTiles > 0"));
+}
+
+TEST_F(PixelCountScript, ACountBeforeTheFirstPassIsAnAssertion)
+{
+    EXPECT_DEATH(filter->getCount(),
+                 assertion(kFile, "mCountBuffer && \"PixelCount::getCount(): expected an execute() before\""));
+}
+
+#endif
+
+} // namespace
+} // namespace velmor::tests

@@ -1,0 +1,192 @@
+// GlShaderMgr's two operations on shader files that need no OpenGL.
+
+#include "cvprocess/gpuStdShaders/GlShaderMgr.h"
+#include "tests/support/Capture.h"
+#include "tests/support/DeathText.h"
+#include "tests/support/TemporaryFile.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <memory>
+#include <stdexcept>
+
+using velmor::cvprocess::GlShaderMgr;
+
+namespace velmor::tests {
+namespace {
+
+/// A folder of its own as working directory, since the name of the constant is that of the file as it is given.
+class ShaderConverter : public testing::Test
+{
+protected:
+    void SetUp() override
+    {
+        mBefore = std::filesystem::current_path();
+        mFolder = std::filesystem::path(testing::TempDir()) / ("velmor-converter-" + std::to_string(getpid()));
+        std::filesystem::create_directories(mFolder);
+        std::filesystem::current_path(mFolder);
+    }
+
+    void TearDown() override
+    {
+        std::filesystem::current_path(mBefore);
+        std::filesystem::remove_all(mFolder);
+    }
+
+    static void write(const std::string& file, const std::string& text) { std::ofstream(file) << text; }
+
+    static std::string read(const std::string& file)
+    {
+        std::ifstream stream(file);
+        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    }
+
+    /// The whole result for a file a.frag of these converted lines.
+    static std::string definition(const std::string& lines)
+    {
+        return "\n// ####### THIS STRING IS AUTOMATICALLY GENERATED FROM FILE: a.frag #######\n"
+               "std::string a_frag=\"\\\n" +
+               lines + "\"; // ### END OF SHADER STRING ###\n";
+    }
+
+    /// Converts a.frag of this text.
+    static std::string converted(const std::string& text)
+    {
+        write("a.frag", text);
+        EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "a.h", false), 1);
+        return read("a.h");
+    }
+
+private:
+    std::filesystem::path mBefore, mFolder;
+};
+
+const std::string kTail = "\\n\"\"\\\n"; // backslash, n, two double quotes, backslash, line end
+
+TEST_F(ShaderConverter, LinesAreJoinedIntoOneLiteral)
+{
+    EXPECT_EQ(converted("void main()\n{ }\n"), definition("void main()" + kTail + "{ }" + kTail));
+    EXPECT_EQ(converted("no line end"), definition("no line end" + kTail));
+    EXPECT_EQ(converted("\n\n"), definition(kTail + kTail));
+    EXPECT_EQ(converted(""), definition(""));
+}
+
+TEST_F(ShaderConverter, QuotesAreEscaped)
+{
+    EXPECT_EQ(converted("a \"quoted\" word\n"), definition("a \\\"quoted\\\" word" + kTail));
+    EXPECT_EQ(converted("\"\"\n"), definition("\\\"\\\"" + kTail));
+}
+
+TEST_F(ShaderConverter, BlockCommentsBecomeLineComments)
+{
+    EXPECT_EQ(
+        converted("/* opened\nstill open\nclosed */ code\nmore\n"),
+        definition("// / opened" + kTail + "// still open" + kTail + "closed \\n\\\n code" + kTail + "more" + kTail));
+    EXPECT_EQ(converted("code /* word\n"), definition("// code / word" + kTail));
+}
+
+TEST_F(ShaderConverter, AClosingMarkAloneIsAnEscapedLineEnd)
+{
+    EXPECT_EQ(converted("*/\n"), definition("\\n\\\n" + kTail));
+    EXPECT_EQ(converted("end */\nnext\n"), definition("end \\n\\\n" + kTail + "next" + kTail));
+}
+
+TEST_F(ShaderConverter, AMarkOfEachKindOnALineIsOneCharacterOff)
+{
+    // Marks at 2 and 8 of the line as read. The first edit leaves "a /note*/ b", whose place 8 is the slash of the
+    // closing mark: the slash and the blank behind it go, and the star stays.
+    EXPECT_EQ(converted("a /*note*/ b\n"), definition("a /note*\\n\\\nb" + kTail));
+}
+
+TEST_F(ShaderConverter, TheSecondMarkMayEndTheLine)
+{
+    // "/**/": marks at 0 and 2, "/*/" after the first edit; place 2 is the last character, the next one is the end.
+    EXPECT_EQ(converted("/**/\n"), definition("/*\\n\\\n" + kTail));
+    // "/*/": marks at 0 and 1, "//" after the first edit.
+    EXPECT_EQ(converted("/*/\n"), definition("/\\n\\\n" + kTail));
+}
+
+TEST_F(ShaderConverter, AClosingMarkBeforeAnOpeningOneClosesTheComment)
+{
+    // "*/" at 0, "/*" at 3: the flag is set and then cleared.
+    EXPECT_EQ(converted("*/ /*x\nnext\n"), definition("\\n\\\n /x" + kTail + "next" + kTail));
+}
+
+TEST_F(ShaderConverter, AppendingCollectsDefinitions)
+{
+    write("a.frag", "one\n");
+    write("b.c.vert", "two\n");
+    EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "all.h", true), 1);
+    EXPECT_EQ(GlShaderMgr::convertShaderFileToString("b.c.vert", "all.h", true), 1);
+    EXPECT_EQ(read("all.h"),
+              definition("one" + kTail) +
+                  "\n// ####### THIS STRING IS AUTOMATICALLY GENERATED FROM FILE: b.c.vert #######\n"
+                  "std::string b_c.vert=\"\\\n" // the first dot alone
+                  "two" +
+                  kTail + "\"; // ### END OF SHADER STRING ###\n");
+    EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "all.h", false), 1);
+    EXPECT_EQ(read("all.h"), definition("one" + kTail));
+}
+
+TEST_F(ShaderConverter, FilesThatDoNotOpenAreReportedWithoutALineEnd)
+{
+    const Output in = capture([] { EXPECT_EQ(GlShaderMgr::convertShaderFileToString("no.frag", "a.h", false), -1); });
+    EXPECT_EQ(in.err, "Unable to open input file");
+    EXPECT_EQ(in.out, "");
+    EXPECT_FALSE(std::filesystem::exists("a.h"));
+    write("a.frag", "text\n");
+    const Output out =
+        capture([] { EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "nowhere/a.h", false), -1); });
+    EXPECT_EQ(out.err, "Unable to open output file");
+    EXPECT_EQ(out.out, "");
+}
+
+TEST_F(ShaderConverter, ANameWithoutADotThrowsAfterBothFilesWereOpened)
+{
+    write("shader", "text\n");
+    write("out.h", "old\n");
+    EXPECT_THROW(GlShaderMgr::convertShaderFileToString("shader", "out.h", false), std::out_of_range);
+    EXPECT_EQ(read("out.h"), "");
+}
+
+TEST_F(ShaderConverter, TheResultOfCommentFreeShadersIsTheSourceForTheCompiler)
+{
+    const std::string shader = "uniform sampler2DRect texUnit0;\n\nvoid main(void)\n{\n    vec4 c = vec4(0.5);\n"
+                               "\tgl_FragColor = c; // \"half\"\n}\n";
+    write("program.cpp",
+          "#include <iostream>\n#include <string>\n" + converted(shader) + "int main() { std::cout << a_frag; }\n");
+    ASSERT_EQ(std::system(VELMOR_CXX_COMPILER " -std=c++17 program.cpp -o program 2> compiler.txt"), 0)
+        << read("compiler.txt");
+    ASSERT_EQ(std::system("./program > output.txt"), 0);
+    EXPECT_EQ(read("output.txt"), shader);
+}
+
+TEST(ReadShaderFile, AnEmptyFileIsAnEmptyText)
+{
+    const TemporaryFile file("");
+    const std::unique_ptr<char[]> text(GlShaderMgr::readShaderFile(file.path()));
+    ASSERT_NE(text, nullptr);
+    EXPECT_STREQ(text.get(), "");
+}
+
+TEST(ReadShaderFile, AFileThatDoesNotOpenIsNull)
+{
+    const Output output = capture([] { EXPECT_EQ(GlShaderMgr::readShaderFile("/nowhere/a.frag"), nullptr); });
+    EXPECT_EQ(output.out + output.err, "");
+}
+
+TEST(ReadShaderFile, EveryOtherFileEndsTheProcess)
+{
+    for (const std::string& content : {std::string("void main() {}"), std::string(1, '\0')}) {
+        const TemporaryFile file(content);
+        EXPECT_EXIT(GlShaderMgr::readShaderFile(file.path()), testing::ExitedWithCode(255),
+                    "^ERROR: Could not load shader file: [^\n]*shader\\.frag\n$");
+    }
+    EXPECT_EXIT(GlShaderMgr::readShaderFile("/tmp"), testing::ExitedWithCode(255),
+                exactly("ERROR: Could not load shader file: /tmp\n"));
+}
+
+} // namespace
+} // namespace velmor::tests
