@@ -1,5 +1,8 @@
 #include "glsupport/HeadlessContext.h"
 
+#include "glsupport/DriverAdapter.h"
+#include "glsupport/adapter/EntryPoints.h"
+
 #include <GL/glew.h>
 
 #include <EGL/egl.h>
@@ -143,6 +146,7 @@ struct HeadlessContext::Implementation
     Implementation& operator=(const Implementation&) = delete;
     ~Implementation()
     {
+        adapter::forget(context);
         if (eglGetCurrentContext() == context)
             eglMakeCurrent(display->handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
         eglDestroyContext(display->handle(), context);
@@ -158,7 +162,7 @@ struct HeadlessContext::Implementation
     EGLContext context;
 };
 
-HeadlessContext::HeadlessContext()
+HeadlessContext::HeadlessContext(bool adaptDriver)
 {
     std::string tried;
     try {
@@ -167,6 +171,10 @@ HeadlessContext::HeadlessContext()
                 mImplementation = std::make_unique<Implementation>(candidate.open());
                 mImplementation->makeCurrent();
                 initialiseGlew();
+                if (adaptDriver)
+                    DriverAdapter::install();
+                else
+                    adapter::adapt({}); // which keeps other contexts adapted after glewInit()
                 return;
             } catch (const std::runtime_error& error) {
                 mImplementation.reset();

@@ -16,9 +16,10 @@ namespace velmor::glsupport {
 class VELMOR_GLSUPPORT_EXPORT HeadlessContext
 {
 public:
-    /// Makes the context, makes it current on this thread and initialises GLEW.
+    /// Makes the context, makes it current on this thread, initialises GLEW and has DriverAdapter adapt the driver.
+    /// @param adaptDriver  false leaves the driver of this context as it is
     /// @throws std::runtime_error  saying for each way that was tried what is missing
-    HeadlessContext();
+    explicit HeadlessContext(bool adaptDriver = true);
     HeadlessContext(const HeadlessContext&) = delete;
     HeadlessContext& operator=(const HeadlessContext&) = delete;
 

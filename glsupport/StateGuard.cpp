@@ -162,12 +162,12 @@ StateGuard::~StateGuard()
         mSaved->units[unit].restore();
     }
     glActiveTexture(static_cast<GLenum>(mSaved->activeUnit));
-    glUseProgram(static_cast<GLuint>(mSaved->program));
     mSaved->projection.restore(GL_PROJECTION);
     mSaved->modelView.restore(GL_MODELVIEW);
     mSaved->clamps.restore();
     mSaved->framebuffers.restore();
-    glPopAttrib(); // last: the draw buffer belongs to the framebuffer that is bound
+    glPopAttrib();                                      // now: the draw buffer belongs to the framebuffer that is bound
+    glUseProgram(static_cast<GLuint>(mSaved->program)); // last: DriverAdapter looks at what will be drawn into
 }
 
 } // namespace velmor::glsupport

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "glsupport/DriverAdapter.h"
 #include "glsupport/HeadlessContext.h"
 #include "tests/support/Capture.h"
 #include "tests/support/DeathText.h"
@@ -8,9 +9,23 @@
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <optional>
 
 namespace velmor::tests {
+
+/// A context for filters. The whole suite runs twice, once with the adaptations that the driver needs and once, where
+/// the environment says VELMOR_TEST_ADAPT=always, with all that there are.
+struct FilterContext : glsupport::HeadlessContext
+{
+    FilterContext() : HeadlessContext(false)
+    {
+        using glsupport::DriverAdapter;
+        const char* const adapt = std::getenv("VELMOR_TEST_ADAPT");
+        DriverAdapter::install(adapt && std::string(adapt) == "always" ? DriverAdapter::Always
+                                                                       : DriverAdapter::WhereNeeded);
+    }
+};
 
 /// A test on a real OpenGL context of its own. It fails where none can be made, and where it leaves an OpenGL error.
 class GlTest : public testing::Test
@@ -19,7 +34,7 @@ protected:
     void SetUp() override
     {
         // The driver stays loaded to the end of the process, so that a leak report can name it.
-        [[maybe_unused]] static const auto* const driver = new glsupport::HeadlessContext;
+        [[maybe_unused]] static const auto* const driver = new glsupport::HeadlessContext(false);
         context.emplace();
     }
 
@@ -35,7 +50,7 @@ protected:
         EXPECT_EQ(output.err, "");
     }
 
-    std::optional<glsupport::HeadlessContext> context;
+    std::optional<FilterContext> context;
 };
 
 /// Makes a filter and drops what its construction prints on standard output.
