@@ -1,14 +1,26 @@
-// Each GPU filter's execute() beside a bare draw: the same shader, the same textures, one quad and glFinish(), with all
-// state set beforehand. The ratio is what the frame of a pass costs.
+// Each filter that draws its destination as one quad: execute() beside a bare draw of the same shader, with the same
+// textures and glFinish(), and all state set beforehand. The ratio is what the frame of a pass costs. And a pass with
+// the driver adapter beside one without.
 
 #include "bench/Ratio.h"
 #include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/And.h"
+#include "cvprocess/gpuStdShaders/BGR2GRAY.h"
+#include "cvprocess/gpuStdShaders/BGR2HSV.h"
+#include "cvprocess/gpuStdShaders/BayerRG2GRAY.h"
+#include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
+#include "cvprocess/gpuStdShaders/Classify.h"
+#include "cvprocess/gpuStdShaders/GRAY2Sobel.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "cvprocess/gpuStdShaders/Laplacian.h"
+#include "cvprocess/gpuStdShaders/NonMaxSupression.h"
 #include "cvprocess/gpuStdShaders/Not.h"
 #include "cvprocess/gpuStdShaders/Or.h"
+#include "cvprocess/gpuStdShaders/RGB2GRAY.h"
+#include "cvprocess/gpuStdShaders/RGB2HSV.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "cvprocess/gpuStdShaders/Xor.h"
+#include "glsupport/DriverAdapter.h"
 #include "glsupport/HeadlessContext.h"
 
 #include <benchmark/benchmark.h>
@@ -18,6 +30,9 @@
 #include <memory>
 #include <random>
 #include <sstream>
+#include <string>
+#include <type_traits>
+#include <vector>
 
 namespace velmor::bench {
 namespace {
@@ -61,27 +76,31 @@ struct FilterCase
     std::unique_ptr<Measured> (*make)();
 };
 
+template<typename Filter>
+std::unique_ptr<Measured> make()
+{
+    if constexpr (std::is_default_constructible_v<Filter>)
+        return std::make_unique<MeasuredFilter<Filter>>();
+    else
+        return std::make_unique<MeasuredFilter<Filter>>(nullptr);
+}
+
 const FilterCase kFilters[] = {
-    {"And", true,
-     []() -> std::unique_ptr<Measured> {
-         return std::make_unique<MeasuredFilter<cvprocess::And>>();
-     }},
-    {"Or", true,
-     []() -> std::unique_ptr<Measured> {
-         return std::make_unique<MeasuredFilter<cvprocess::Or>>(nullptr);
-     }},
-    {"Xor", true,
-     []() -> std::unique_ptr<Measured> {
-         return std::make_unique<MeasuredFilter<cvprocess::Xor>>();
-     }},
-    {"Not", false,
-     []() -> std::unique_ptr<Measured> {
-         return std::make_unique<MeasuredFilter<cvprocess::Not>>(nullptr);
-     }},
-    {"Subtract", true,
-     []() -> std::unique_ptr<Measured> {
-         return std::make_unique<MeasuredFilter<cvprocess::Subtract>>();
-     }},
+    {"And", true, make<cvprocess::And>},
+    {"Or", true, make<cvprocess::Or>},
+    {"Xor", true, make<cvprocess::Xor>},
+    {"Not", false, make<cvprocess::Not>},
+    {"Subtract", true, make<cvprocess::Subtract>},
+    {"BGR2GRAY", false, make<cvprocess::BGR2GRAY>},
+    {"RGB2GRAY", false, make<cvprocess::RGB2GRAY>},
+    {"BGR2HSV", false, make<cvprocess::BGR2HSV>},
+    {"RGB2HSV", false, make<cvprocess::RGB2HSV>},
+    {"BayerRG2GRAY", false, make<cvprocess::BayerRG2GRAY>},
+    {"BayerRG2RGB", false, make<cvprocess::BayerRG2RGB>},
+    {"GRAY2Sobel", false, make<cvprocess::GRAY2Sobel>},
+    {"Laplacian", false, make<cvprocess::Laplacian>},
+    {"NonMaxSupression", false, make<cvprocess::NonMaxSupression>},
+    {"Classify", true, make<cvprocess::Classify>},
 };
 
 struct Size
@@ -211,8 +230,60 @@ void measurePrepare(benchmark::State& state, const FilterCase& filterCase)
     }
 }
 
+/// The entry points that a pass calls and an adapter replaces.
+struct EntryPoints
+{
+    PFNGLUSEPROGRAMPROC useProgram = __glewUseProgram;
+    PFNGLUNIFORM4FPROC uniform4f = __glewUniform4f;
+    PFNGLFRAMEBUFFERTEXTURE2DEXTPROC framebufferTexture2D = __glewFramebufferTexture2DEXT;
+
+    void putInPlace() const
+    {
+        __glewUseProgram = useProgram;
+        __glewUniform4f = uniform4f;
+        __glewFramebufferTexture2DEXT = framebufferTexture2D;
+    }
+};
+
+/// A pass with the adapter's entry points in turn with one with the driver's own.
+void measureAdapter(benchmark::State& state, glsupport::DriverAdapter::Mode mode)
+{
+    glsupport::DriverAdapter::remove();
+    const EntryPoints own;
+    glsupport::DriverAdapter::install(mode);
+    const EntryPoints adapted;
+    {
+        const std::unique_ptr<Measured> measured = makeQuietly(kFilters[0]);
+        GpuStdShaders& filter = measured->filter();
+        Textures textures(kSizes[0]);
+        textures.prepare(filter, kFilters[0].twoSources);
+        filter.execute();
+        compare(
+            state,
+            [&] {
+                adapted.putInPlace();
+                filter.execute();
+            },
+            "driver",
+            [&] {
+                own.putInPlace();
+                filter.execute();
+            });
+        adapted.putInPlace();
+    }
+    glsupport::DriverAdapter::install();
+}
+
 void registerAll()
 {
+    const auto registerAdapter = [](const char* name, glsupport::DriverAdapter::Mode mode) {
+        benchmark::RegisterBenchmark(name, [mode](benchmark::State& state) { measureAdapter(state, mode); })
+            ->UseManualTime()
+            ->MinTime(3.0)
+            ->Unit(benchmark::kMillisecond);
+    };
+    registerAdapter("And/execute/VGA, adapted where needed", glsupport::DriverAdapter::WhereNeeded);
+    registerAdapter("And/execute/VGA, everything adapted", glsupport::DriverAdapter::Always);
     for (const FilterCase& filterCase : kFilters) {
         for (const Size& size : kSizes)
             benchmark::RegisterBenchmark((std::string(filterCase.name) + "/execute/" + size.name).c_str(),
