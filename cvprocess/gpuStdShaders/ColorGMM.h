@@ -37,7 +37,7 @@ namespace velmor::cvprocess {
 /// Example:
 ///
 ///     core::cvdata::ColorGMM model;
-///     model.train(samples, &mask, 2);
+///     model.train(samples, &sampleMask, 2);
 ///     ColorGMM::Param param;
 ///     param.mBinaryOutput = true;
 ///     ColorGMM filter(&model, &param);
