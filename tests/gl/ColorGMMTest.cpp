@@ -1,6 +1,7 @@
 #include "cvprocess/gpuStdShaders/ColorGMM.h"
 
 #include "tests/support/MixtureRules.h"
+#include "tests/support/Pictures.h"
 
 using velmor::core::cvdata::Image;
 using velmor::cvprocess::ColorGMM;
@@ -26,14 +27,18 @@ ModelCase named(const char* name, Model model, double wishedThreshold)
     return {name, model};
 }
 
+/// What a part of the photograph is made of.
 Model trained()
 {
+    const Image picture = photograph(Image::RGB);
+    Image part(picture.width(), picture.height(), Image::GREYSCALE);
+    fillRectangle(part, 200, 50, 260, 110, 1);
     Model model;
-    model.train(photograph(Image::RGB), nullptr, 2);
+    model.train(picture, &part, 2);
     return model;
 }
 
-/// Components apart, components across each other, one that outweighs the other, and what a photograph is made of.
+/// Components apart, components across each other, one that outweighs the other, and trained ones.
 const std::vector<ModelCase>& models()
 {
     static const std::vector<ModelCase> all = {
@@ -44,7 +49,7 @@ const std::vector<ModelCase>& models()
               1e-5),
         named("uneven",
               makeModel({gaussian(40, 200, 5000, 100, 8000, 0.95f), gaussian(220, 30, 30, 5, 20, 0.05f)}, 0.0), 4e-6),
-        named("photograph", trained(), 1.0 / 65536.0),
+        named("trained", trained(), 1.0 / 65536.0),
     };
     return all;
 }
