@@ -6,6 +6,7 @@
 #include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/And.h"
 
+#include <iostream>
 #include <vector>
 
 // What the examples of GPU filters take for granted. Nothing here is ever defined.

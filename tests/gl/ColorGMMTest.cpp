@@ -70,11 +70,9 @@ Reference detection(const Model& model, bool binary)
     };
     Reference reference = perPixel(rule, binary ? 0.0f : kByteRounding);
     reference.source = [&model](unsigned width, unsigned height, unsigned seed) {
-        Picture picture = randomPicture(width, height, seed);
-        for (Texel& colour : picture.texels)
-            while (!apart(density(model, colour), model.detectionThreshold))
-                colour[0] = 0.99f * colour[0] + 0.001f;
-        return picture;
+        return decidedPicture(width, height, seed, [&](const Texel& colour) {
+            return apart(density(model, colour), model.detectionThreshold);
+        });
     };
     return reference;
 }

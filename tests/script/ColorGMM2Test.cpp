@@ -242,13 +242,16 @@ TEST_F(ColorGMM2Script, OtherDimensionsThanTwoAreAssertions)
 
 TEST_F(ColorGMM2Script, TenMixturesAreAnAssertion)
 {
-    makeModels({1, 10});
-    EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, "maxMixtures < 10 && \"not supported number of mixtures\""));
+    const std::string expression = "maxMixtures < 10 && \"not supported number of mixtures\"";
+    for (const std::vector<int>& mixtures : {std::vector<int>{1, 10}, {10, 1}, std::vector<int>(12, 10)}) {
+        makeModels(mixtures);
+        EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, expression));
+    }
 }
 
 TEST_F(ColorGMM2Script, TwelveModelsAreAnAssertion)
 {
-    makeModels(std::vector<int>(12, 1));
+    makeModels(std::vector<int>(12, 9));
     EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, "this->gmms.size() < 12 && \"not supported number of gmms!\""));
 }
 

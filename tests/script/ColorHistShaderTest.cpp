@@ -260,6 +260,16 @@ TEST_F(ColorHistShaderScript, BlocksAreDrawnColumnByColumn)
                                "glVertex2f(8, 0)", "glVertex2f(8, 6)", "glEnd()"}));
 }
 
+TEST_F(ColorHistShaderScript, WithoutARegionTheDestinationIsTheRegion)
+{
+    TextureGpu smaller(104, 10, 7, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB);
+    make();
+    filter->prepareExecution(source, mask, smaller);
+    filter->params()->mBlockSize = 7;
+    EXPECT_EQ(points(), (Calls{"glBegin(GL_POINTS)", "glColor3f(7, 7, 0)", "glVertex2f(0, 0)", "glColor3f(3, 7, 0)",
+                               "glVertex2f(7, 0)", "glEnd()"}));
+}
+
 TEST_F(ColorHistShaderScript, OnlyTheFirstRegionCounts)
 {
     makeAndPrepare();
@@ -409,6 +419,13 @@ TEST_F(ColorHistShaderScript, MoreCellsThanTheDestinationHasPixelsAreAnAssertion
     makeAndPrepare();
     filter->prepareExecution(source, mask, tiny);
     EXPECT_DEATH(filter->execute(),
+                 assertion(kFile, "(mParam.mNBins1*mParam.mNBins2*mParam.mNBins3)<=mXresDstTex1*mYresDstTex1"));
+}
+
+TEST_F(ColorHistShaderScript, APassBeforeThePreparationIsAnAssertion)
+{
+    make();
+    EXPECT_DEATH(filter->execute(), // there is no destination yet, and so no room
                  assertion(kFile, "(mParam.mNBins1*mParam.mNBins2*mParam.mNBins3)<=mXresDstTex1*mYresDstTex1"));
 }
 

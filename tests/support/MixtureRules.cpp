@@ -1,5 +1,7 @@
 #include "tests/support/MixtureRules.h"
 
+#include <random>
+
 namespace velmor::tests {
 
 using core::cvdata::ColorGMM;
@@ -37,6 +39,18 @@ Picture allColours()
         for (unsigned red = 0; red < 256; ++red)
             picture.at(red, green) = {static_cast<float>(red) / 255.0f, static_cast<float>(green) / 255.0f, 0.25f,
                                       0.75f};
+    return picture;
+}
+
+Picture decidedPicture(unsigned width, unsigned height, unsigned seed,
+                       const std::function<bool(const Texel& colour)>& decided)
+{
+    Picture picture = randomPicture(width, height, seed);
+    std::mt19937 random(seed);
+    for (Texel& colour : picture.texels)
+        while (!decided(colour))
+            for (float& channel : colour)
+                channel = static_cast<float>(random() % 65536) / 65535.0f;
     return picture;
 }
 

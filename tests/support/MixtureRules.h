@@ -29,6 +29,10 @@ inline bool apart(double a, double b)
 /// A picture of all pairs of bytes in red and green.
 Picture allColours();
 
+/// A picture of random colours, without those that cannot be decided.
+Picture decidedPicture(unsigned width, unsigned height, unsigned seed,
+                       const std::function<bool(const Texel& colour)>& decided);
+
 /// The threshold near a wished one that no colour of two bytes is close to.
 double separatingThreshold(const core::cvdata::ColorGMM& model, double wished);
 
