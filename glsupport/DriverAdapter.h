@@ -12,10 +12,7 @@ namespace velmor::glsupport {
 /// The filters' shaders are texts without `#version`, as drivers of the OpenGL 2 era took them, and three filters need
 /// more that today's drivers refuse or lack. install() tries each such thing on the current context, by compiling,
 /// linking and drawing a few pixels. For what fails it replaces GLEW's entry points by thin ones that translate and
-/// pass on; what the driver accepts is not touched. Filters and applications call OpenGL as before:
-///
-///     glewInit();
-///     std::cout << velmor::glsupport::DriverAdapter::install();
+/// pass on; what the driver accepts is not touched. Filters and applications call OpenGL as before.
 ///
 /// Call it once, after GLEW is initialised and before the first filter is made. It serves contexts that are made
 /// current later too, with what it found for the last one that it tried; call it again to try another driver's context.
@@ -27,6 +24,11 @@ namespace velmor::glsupport {
 /// Limits: entry points taken before install(), or other than through GLEW, are not adapted, nor are shaders and
 /// programs that were made before. glGetShaderSource() gives the translated text. While a program is in use, colour
 /// attachments that are not drawn into and would clip the drawing are off; they come back with glUseProgram(0).
+///
+/// Example:
+///
+///     glewInit();
+///     std::cout << DriverAdapter::install();
 class VELMOR_GLSUPPORT_EXPORT DriverAdapter
 {
 public:

@@ -20,14 +20,16 @@ namespace velmor::glsupport {
 /// Off, or neutral, while the guard lives: blending, scissor, stencil and alpha test, logic operation, face culling,
 /// polygon stipple, clip planes 0 to 5, colour mask and the texture matrices of units 0 and 1.
 ///
+/// Read results back that come from the framebuffer of the pass (PixelCount::getCount()) before the guard ends. A
+/// guard is used on the thread of its context, and guards end in the reverse of the order in which they began.
+///
+/// Example:
+///
 ///     {
-///         velmor::glsupport::StateGuard guard;
+///         StateGuard guard;
 ///         filter.prepareExecution(source, destination);
 ///         filter.execute();
 ///     } // the application's state is back
-///
-/// Read results back that come from the framebuffer of the pass (PixelCount::getCount()) before the guard ends. A
-/// guard is used on the thread of its context, and guards end in the reverse of the order in which they began.
 class VELMOR_GLSUPPORT_EXPORT StateGuard
 {
 public:

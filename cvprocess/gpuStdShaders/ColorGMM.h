@@ -13,8 +13,8 @@ namespace velmor::cvprocess {
 
 /// Keeps the pixels whose colour a Gaussian mixture of two components accounts for.
 ///
-/// With (c0, c1) the first two channels scaled to 0..255, and per mixture component the inverse covariance S, its
-/// determinant's inverse 1 / det, the mean m and the weight w:
+/// With (c0, c1) the first two channels scaled to 0..255, and per mixture component the inverse covariance S, the
+/// determinant det of the covariance, the mean m and the weight w:
 ///
 ///     d = (c - m)' S (c - m),   p = exp(-d / 2) / (2 pi sqrt(det)),   density = w1 p1 + w2 p2
 ///
@@ -37,7 +37,7 @@ namespace velmor::cvprocess {
 /// Example:
 ///
 ///     core::cvdata::ColorGMM model;
-///     model.train(samples, &mask, 2);
+///     model.train(samples, &sampleMask, 2);
 ///     ColorGMM::Param param;
 ///     param.mBinaryOutput = true;
 ///     ColorGMM filter(&model, &param);

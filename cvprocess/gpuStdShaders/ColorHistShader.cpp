@@ -141,16 +141,19 @@ ColorHistShader::ColorHistShader(Param* param, core::cvdata::Image* image) : Gpu
     mVertexSource = kVertexSource;
     mGeometrySource = mParam.mNoGeometryShader ? "" : kGeometrySource;
     mFragmentSource = kFragmentSource;
-    mHistBuffer.resize(static_cast<std::size_t>(mParam.mYres) * static_cast<std::size_t>(mParam.mXres) * 4);
+    const auto side = [](int pixels) {
+        return static_cast<std::size_t>(std::max(pixels, 0));
+    };
+    mHistBuffer.resize(side(mParam.mYres) * side(mParam.mXres) * 4);
 
     if (!beginProgram("_ENFORCE_NEW_", "cvprocess/gpuStdShaders/ColorHistShader"))
         return;
-    attachShader(GL_VERTEX_SHADER, mVertexSource);
-    attachShader(GL_GEOMETRY_SHADER_EXT, mGeometrySource);
-    if (!glProgramParameteriEXT) {
+    if (!glProgramParameteriEXT) { // before the geometry shader, whose failure to compile would say less
         std::cerr << "ERROR: GL_EXT_geometry_shader4 not available!" << std::endl;
         std::exit(-1);
     }
+    attachShader(GL_VERTEX_SHADER, mVertexSource);
+    attachShader(GL_GEOMETRY_SHADER_EXT, mGeometrySource);
     glProgramParameteriEXT(mProgObj, GL_GEOMETRY_INPUT_TYPE_EXT, GL_POINTS);
     glProgramParameteriEXT(mProgObj, GL_GEOMETRY_OUTPUT_TYPE_EXT, GL_POINTS);
     attachShader(GL_FRAGMENT_SHADER, mFragmentSource);
@@ -245,6 +248,7 @@ void ColorHistShader::copyHistoFromGPU(core::cvdata::ColourHist2d& hist)
     const auto cellCount = static_cast<unsigned>(cells());
     math::Vector& data = hist.data();
     // clang-format off
+    assert(mDstTex1 && "ColorHistShader::copyHistoFromGPU(): expected an execute() before");
     assert(data.size() >= cellCount && "ColorHistShader::copyHistoFromGPU(): expected a histogram of at least the filter's cells");
     // clang-format on
     mHistBuffer.resize(std::max<std::size_t>(mHistBuffer.size(), cellCount));

@@ -82,7 +82,8 @@ public:
     void execute() override;
 
     /// Reads the counts back and divides them by the number of pixels of the region, or of the destination where there
-    /// is none. Cells that were not counted become 0. No framebuffer is bound afterwards.
+    /// is none. Cells that were not counted become 0. No framebuffer is bound afterwards. Before the first preparation
+    /// it is an assertion.
     /// @param[out] hist  a histogram of at least as many cells as the filter counts; fewer are an assertion
     void copyHistoFromGPU(core::cvdata::ColourHist2d& hist);
 

@@ -19,12 +19,6 @@ class GlShaderMgr;
 /// The base owns the framebuffer objects, the shader manager, the display list and the fixed OpenGL state of a pass. A
 /// filter adds its shader text, builds its program in its constructor, and overrides a stage where it needs more.
 ///
-/// To run a filter, with the context current and GLEW initialised:
-///
-///     And filter;
-///     filter.prepareExecution(source1, source2, destination); // when the textures change
-///     filter.execute();                                       // per frame; done when it returns
-///
 /// Textures are rectangle textures, addressed in pixels, and stay the caller's; the filter keeps their addresses, so
 /// they outlive its last execute(). The pass draws into colour attachment 1 (the destination) of the filter's own
 /// framebuffer; the sources hang on attachments 0 and 2.
@@ -40,6 +34,14 @@ class GlShaderMgr;
 ///   context: four vertices per region, some hundred bytes in usual drivers.
 /// - Misuse (the wrong form of prepareExecution(), execute() before it) stops on an assertion. An incomplete
 ///   framebuffer and OpenGL errors are reported on std::cerr, and the pass goes on.
+///
+/// To run a filter the context is current and GLEW initialised.
+///
+/// Example:
+///
+///     And filter;
+///     filter.prepareExecution(source1, source2, destination); // when the textures change
+///     filter.execute();                                       // per frame; done when it returns
 class VELMOR_CVPROCESS_EXPORT GpuStdShaders : public core::util::ParameterContainer
 {
 public:

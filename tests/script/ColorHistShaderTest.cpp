@@ -1,7 +1,8 @@
 #include "cvprocess/gpuStdShaders/ColorHistShader.h"
 
 #include "core/cvdata/ColourHist2d.h"
-#include "tests/script/ScriptTest.h"
+#include "tests/script/PassCalls.h"
+#include "tests/support/ShaderText.h"
 
 #include <memory>
 
@@ -13,7 +14,12 @@ namespace velmor::tests {
 namespace {
 
 const char* const kFile = "cvprocess/gpuStdShaders/ColorHistShader.cpp";
-const std::string kGetError = "glGetError()";
+
+/// The points of a picture of 25 x 12 in blocks of 10: four kinds of block.
+const Calls kBlocksOf25By12 = {"glBegin(GL_POINTS)",  "glColor3f(10, 10, 0)", "glVertex2f(0, 0)",
+                               "glVertex2f(10, 0)",   "glColor3f(5, 10, 0)",  "glVertex2f(20, 0)",
+                               "glColor3f(10, 2, 0)", "glVertex2f(0, 10)",    "glVertex2f(10, 10)",
+                               "glColor3f(5, 2, 0)",  "glVertex2f(20, 10)",   "glEnd()"};
 
 /// A filter of 3 x 3 x 3 cells over pictures of 25 x 12, unless a test says otherwise.
 class ColorHistShaderScript : public ScriptTest
@@ -60,26 +66,16 @@ protected:
     TextureGpu destination{103, 25, 12, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB};
 };
 
-TEST_F(ColorHistShaderScript, ConstructionAttachesSetsParametersAndLinksInTheStatedOrder)
+TEST_F(ColorHistShaderScript, IsConstructedByTheStatedCalls)
 {
     make();
-    EXPECT_EQ(gl.takeOnly({"glCreateShader", "glAttachShader", "glProgramParameteriEXT", "glGetIntegerv",
-                           "glLinkProgram", "glGenFramebuffersEXT"}),
-              (Calls{
-                  "glGenFramebuffersEXT(1)",
-                  "glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT)",
-                  "glCreateShader(GL_VERTEX_SHADER)",
-                  "glAttachShader(2, 3)",
-                  "glCreateShader(GL_GEOMETRY_SHADER_EXT)",
-                  "glAttachShader(2, 4)",
-                  "glProgramParameteriEXT(2, GL_GEOMETRY_INPUT_TYPE_EXT, GL_POINTS)",
-                  "glProgramParameteriEXT(2, GL_GEOMETRY_OUTPUT_TYPE_EXT, GL_POINTS)",
-                  "glCreateShader(GL_FRAGMENT_SHADER)",
-                  "glAttachShader(2, 5)",
-                  "glGetIntegerv(GL_MAX_GEOMETRY_OUTPUT_VERTICES_EXT)",
-                  "glProgramParameteriEXT(2, GL_GEOMETRY_VERTICES_OUT_EXT, 777)",
-                  "glLinkProgram(2)",
-              }));
+    const Calls points = {"glProgramParameteriEXT(2, GL_GEOMETRY_INPUT_TYPE_EXT, GL_POINTS)",
+                          "glProgramParameteriEXT(2, GL_GEOMETRY_OUTPUT_TYPE_EXT, GL_POINTS)"};
+    const Calls vertices = {"glGetIntegerv(GL_MAX_GEOMETRY_OUTPUT_VERTICES_EXT)",
+                            "glProgramParameteriEXT(2, GL_GEOMETRY_VERTICES_OUT_EXT, 777)"};
+    EXPECT_EQ(gl.take(), programBegun() + shaderAttached("GL_VERTEX_SHADER", 3) +
+                             shaderAttached("GL_GEOMETRY_SHADER_EXT", 4) + points +
+                             shaderAttached("GL_FRAGMENT_SHADER", 5) + vertices + programLinked());
     EXPECT_EQ(construction.out, "GL_ARB_texture_rectangle : present\n"
                                 "Ready for OpenGL 2.x programmable shaders.\n"
                                 "Attached shader Id: 3\n"
@@ -90,32 +86,125 @@ TEST_F(ColorHistShaderScript, ConstructionAttachesSetsParametersAndLinksInTheSta
     EXPECT_EQ(construction.err, "");
 }
 
-TEST_F(ColorHistShaderScript, TheShadersHoldTheirStatedParts)
+TEST_F(ColorHistShaderScript, RunsAndGoesByTheStatedCalls)
+{
+    gl.maxColorAttachments = 3;
+    gl.uniformLocations = {{"texUnit0", 8}, {"texUnit1", 9}, {"nbins1", 1}, {"nbins2", 2},
+                           {"nbins3", 3},   {"xres", 4},     {"yres", 5}};
+    gl.integers = {{GL_BLEND_SRC, GL_SRC_ALPHA},
+                   {GL_BLEND_DST, GL_ZERO},
+                   {GL_BLEND_EQUATION, GL_FUNC_SUBTRACT},
+                   {GL_CLAMP_VERTEX_COLOR_ARB, 1},
+                   {GL_CLAMP_FRAGMENT_COLOR_ARB, 2},
+                   {GL_CLAMP_READ_COLOR_ARB, 3},
+                   {GL_MAX_GEOMETRY_OUTPUT_VERTICES_EXT, 777}};
+    param.mNBins1 = 2;
+    param.mNBins2 = 3;
+    param.mNBins3 = 4;
+    make();
+    gl.framebufferBinding = kFramebuffer;
+    gl.take();
+    filter->prepareExecution(source, mask, destination);
+    EXPECT_EQ(gl.take(), preparation({101, 102}, 103, {"texUnit0", "texUnit1"}, 1));
+
+    const Calls saving = {"glIsEnabled(GL_DEPTH_TEST)",
+                          "glDisable(GL_DEPTH_TEST)",
+                          "glIsEnabled(GL_BLEND)",
+                          "glGetIntegerv(GL_BLEND_SRC)",
+                          "glGetIntegerv(GL_BLEND_DST)",
+                          "glGetIntegerv(GL_BLEND_EQUATION)",
+                          "glGetIntegerv(GL_CLAMP_VERTEX_COLOR_ARB)",
+                          "glGetIntegerv(GL_CLAMP_FRAGMENT_COLOR_ARB)",
+                          "glGetIntegerv(GL_CLAMP_READ_COLOR_ARB)",
+                          "glEnable(GL_BLEND)",
+                          "glBlendEquation(GL_FUNC_ADD)",
+                          "glBlendFunc(GL_ONE, GL_ONE)",
+                          "glClampColorARB(GL_CLAMP_VERTEX_COLOR_ARB, 0)",
+                          "glClampColorARB(GL_CLAMP_FRAGMENT_COLOR_ARB, 0)",
+                          "glClampColorARB(GL_CLAMP_READ_COLOR_ARB, 0)"};
+    const Calls counting = Calls{"glClearColor(0, 0, 0, 0)", "glClear(GL_COLOR_BUFFER_BIT)"} +
+                           Calls{uniformLocation(2, "nbins1"), "glUniform1i(1, 2)"} +
+                           Calls{uniformLocation(2, "nbins2"), "glUniform1i(2, 3)"} +
+                           Calls{uniformLocation(2, "nbins3"), "glUniform1i(3, 4)"} +
+                           Calls{uniformLocation(2, "xres"), "glUniform1i(4, 25)"} +
+                           Calls{uniformLocation(2, "yres"), "glUniform1i(5, 12)", kGetError} + kBlocksOf25By12;
+    const Calls restoring = {"glClampColorARB(GL_CLAMP_VERTEX_COLOR_ARB, 1)",
+                             "glClampColorARB(GL_CLAMP_FRAGMENT_COLOR_ARB, 2)",
+                             "glClampColorARB(GL_CLAMP_READ_COLOR_ARB, 3)",
+                             "glDisable(GL_BLEND)",
+                             "glBlendEquation(GL_FUNC_SUBTRACT)",
+                             "glBlendFunc(GL_SRC_ALPHA, GL_ZERO)",
+                             "glEnable(GL_DEPTH_TEST)"};
+    Pass pass = {kFramebuffer, kProgram, 6, {101, 102}, 25, 12, {8, 9}};
+    pass.listBuilding =
+        compiledList(6, {"glBegin(GL_POINTS)", "glColor3f(0, 0, 0)", "glVertex2f(0, 0)", "glEnd()"}); // and not called
+    gl.enabled = {GL_DEPTH_TEST};
+    filter->execute();
+    EXPECT_EQ(gl.take(), saving + setUpCalls(pass) + counting + cleanUpCalls(pass) + restoring);
+    pass.listBuilding = {};
+    filter->execute();
+    EXPECT_EQ(gl.take(), saving + setUpCalls(pass) + counting + cleanUpCalls(pass) + restoring);
+
+    filter.reset();
+    EXPECT_EQ(gl.take(), Calls{"glDeleteLists(6, 1)"} + destruction(2, {3, 5, 4})); // by text
+}
+
+TEST_F(ColorHistShaderScript, WithoutAListThereIsNoneToDelete)
+{
+    makeAndPrepare();
+    filter.reset();
+    EXPECT_EQ(gl.takeOnly({"glDeleteLists"}), Calls{});
+}
+
+TEST_F(ColorHistShaderScript, TheShadersAreTheStatedOnes)
 {
     make();
-    const std::string clamp = "#extension GL_ARB_color_buffer_float : enable // Important to remove color clamping "
-                              "(floating-point textures)\n";
-    const std::string vertex = gl.shaderSources[3], geometry = gl.shaderSources[4], fragment = gl.shaderSources[5];
+    const std::string version = "#version 130\n", geometryShader = "#extension GL_EXT_geometry_shader4 : enable\n",
+                      clamp = "#extension GL_ARB_color_buffer_float : enable // Important to remove color clamping "
+                              "(floating-point textures)\n",
+                      rectangle = "#extension GL_ARB_texture_rectangle : enable\n";
+    const std::string vertex = gl.shaderSources.at(3), geometry = gl.shaderSources.at(4),
+                      fragment = gl.shaderSources.at(5);
     EXPECT_EQ(vertex.rfind(clamp, 0), 0u);
-    EXPECT_EQ(fragment.rfind(clamp + "#extension GL_ARB_texture_rectangle : enable\n", 0), 0u);
-    EXPECT_EQ(geometry.rfind("#version 130\n#extension GL_EXT_geometry_shader4 : enable\n" + clamp +
-                                 "#extension GL_ARB_texture_rectangle : enable\n",
-                             0),
-              0u);
-    for (const char* const part :
-         {"uniform sampler2DRect texUnit0; // Here we store the camera input image\n",
-          "uniform sampler2DRect texUnit1;", "int hist[1000]; //TODO: max memory allocation for the histogram?\n",
-          "int x0 = int((gl_PositionIn[0].x+1.0)*float(xres)/2.0);",
-          "int y0 = int((gl_PositionIn[0].y+1.0)*float(yres)/2.0);", "texture2DRect(texUnit0, vec2(float(x),float(y)))",
-          "min(int(floor(col[0]*float(nbins1))),nbins1-1)", "min(int(floor(col[1]*float(nbins2))),nbins2-1)",
-          "min(int(floor(col[2]*float(nbins3))),nbins3-1)", "bin1+nbins1*(bin2+nbins2*bin3)",
-          "vec4(-1.0+float(i)*2.0/float(xres),-1.0,0.0,1.0)",
-          "vec4(float(hist[4*i]), float(hist[4*i+1]), float(hist[4*i+2]), float(hist[4*i+3]))", "EmitVertex();",
-          "EndPrimitive();"})
-        EXPECT_NE(geometry.find(part), std::string::npos) << part;
-    EXPECT_NE(vertex.find("gl_Position = gl_ModelViewProjectionMatrix * gl_Vertex;"), std::string::npos);
-    EXPECT_NE(vertex.find("gl_FrontColor = gl_Color;"), std::string::npos);
-    EXPECT_NE(fragment.find("gl_FragColor = gl_Color;"), std::string::npos);
+    EXPECT_EQ(withoutBlanks(vertex),
+              withoutBlanks(clamp + "void main(void) { gl_Position = gl_ModelViewProjectionMatrix * gl_Vertex;"
+                                    "gl_FrontColor = gl_Color; }"));
+    EXPECT_EQ(fragment.rfind(clamp + rectangle, 0), 0u);
+    EXPECT_EQ(withoutBlanks(fragment),
+              withoutBlanks(clamp + rectangle + "void main(void) { gl_FragColor = gl_Color; }"));
+
+    const std::string head = version + geometryShader + clamp + rectangle;
+    EXPECT_EQ(geometry.rfind(head, 0), 0u);
+    const std::string comments[] = {"// Here we store the camera input image", "// Here we store the sampling mask",
+                                    "//TODO: max memory allocation for the histogram?",
+                                    "// The point is the origin of a block, its colour the block's size",
+                                    "// Four cells a texel, side by side in the first row"};
+    std::string code = geometry.substr(head.size());
+    for (const std::string& comment : comments) {
+        const std::size_t place = code.find(comment + "\n");
+        ASSERT_NE(place, std::string::npos) << comment;
+        code.erase(place, comment.size());
+    }
+    EXPECT_EQ(
+        withoutBlanks(code),
+        withoutBlanks("uniform sampler2DRect texUnit0; uniform sampler2DRect texUnit1;"
+                      "uniform int nbins1; uniform int nbins2; uniform int nbins3; uniform int xres; uniform int yres;"
+                      "void main(void) {"
+                      "int hist[1000]; int nb = nbins1*nbins2*nbins3; for (int i = 0; i < nb; i++) hist[i] = 0;"
+                      "int x0 = int((gl_PositionIn[0].x+1.0)*float(xres)/2.0);"
+                      "int y0 = int((gl_PositionIn[0].y+1.0)*float(yres)/2.0);"
+                      "int width = int(gl_FrontColorIn[0].r); int height = int(gl_FrontColorIn[0].g);"
+                      "for (int x = x0; x < x0+width; x++) { for (int y = y0; y < y0+height; y++) {"
+                      "vec4 col = texture2DRect(texUnit0, vec2(float(x),float(y)));"
+                      "int bin1 = min(int(floor(col[0]*float(nbins1))),nbins1-1);"
+                      "int bin2 = min(int(floor(col[1]*float(nbins2))),nbins2-1);"
+                      "int bin3 = min(int(floor(col[2]*float(nbins3))),nbins3-1);"
+                      "int cell = bin1+nbins1*(bin2+nbins2*bin3); hist[cell]++; } }"
+                      "for (int i = 0; i < nb/4; i++) {"
+                      "gl_Position = vec4(-1.0+float(i)*2.0/float(xres),-1.0,0.0,1.0);"
+                      "gl_FrontColor = vec4(float(hist[4*i]), float(hist[4*i+1]), float(hist[4*i+2]),"
+                      "float(hist[4*i+3])); EmitVertex(); }"
+                      "EndPrimitive(); }"));
 }
 
 TEST_F(ColorHistShaderScript, WithoutAGeometryShaderItsSourceIsEmpty)
@@ -132,7 +221,7 @@ TEST_F(ColorHistShaderScript, ADriverWithoutGeometryShadersEndsTheProcess)
             __glewProgramParameteriEXT = nullptr;
             ColorHistShader(&param, nullptr);
         },
-        testing::ExitedWithCode(255), "ERROR: GL_EXT_geometry_shader4 not available!\n$");
+        testing::ExitedWithCode(255), exactly("ERROR: GL_EXT_geometry_shader4 not available!\n"));
 }
 
 TEST_F(ColorHistShaderScript, AllFieldsOfTheCallersRecordAreCopied)
@@ -162,14 +251,6 @@ TEST_F(ColorHistShaderScript, AThousandCellsAreAccepted)
     EXPECT_EQ(construction.err, "");
 }
 
-TEST_F(ColorHistShaderScript, FullAndRestBlocksOfTheWholeDestination)
-{
-    makeAndPrepare();
-    EXPECT_EQ(points(), (Calls{"glBegin(GL_POINTS)", "glColor3f(10, 10, 0)", "glVertex2f(0, 0)", "glVertex2f(10, 0)",
-                               "glColor3f(5, 10, 0)", "glVertex2f(20, 0)", "glColor3f(10, 2, 0)", "glVertex2f(0, 10)",
-                               "glVertex2f(10, 10)", "glColor3f(5, 2, 0)", "glVertex2f(20, 10)", "glEnd()"}));
-}
-
 TEST_F(ColorHistShaderScript, BlocksAreDrawnColumnByColumn)
 {
     makeAndPrepare();
@@ -177,6 +258,16 @@ TEST_F(ColorHistShaderScript, BlocksAreDrawnColumnByColumn)
     filter->addROI(2, 0, 13, 11); // 12 x 12 pixels: the second corner belongs to the region
     EXPECT_EQ(points(), (Calls{"glBegin(GL_POINTS)", "glColor3f(6, 6, 0)", "glVertex2f(2, 0)", "glVertex2f(2, 6)",
                                "glVertex2f(8, 0)", "glVertex2f(8, 6)", "glEnd()"}));
+}
+
+TEST_F(ColorHistShaderScript, WithoutARegionTheDestinationIsTheRegion)
+{
+    TextureGpu smaller(104, 10, 7, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB);
+    make();
+    filter->prepareExecution(source, mask, smaller);
+    filter->params()->mBlockSize = 7;
+    EXPECT_EQ(points(), (Calls{"glBegin(GL_POINTS)", "glColor3f(7, 7, 0)", "glVertex2f(0, 0)", "glColor3f(3, 7, 0)",
+                               "glVertex2f(7, 0)", "glEnd()"}));
 }
 
 TEST_F(ColorHistShaderScript, OnlyTheFirstRegionCounts)
@@ -188,79 +279,6 @@ TEST_F(ColorHistShaderScript, OnlyTheFirstRegionCounts)
                                "glColor3f(10, 1, 0)", "glColor3f(1, 1, 0)", "glVertex2f(3, 4)", "glEnd()"}));
 }
 
-TEST_F(ColorHistShaderScript, ThePassSavesStateSendsUniformsDrawsAndRestores)
-{
-    gl.uniformLocations = {{"nbins1", 1}, {"nbins2", 2}, {"nbins3", 3}, {"xres", 4}, {"yres", 5}};
-    gl.integers[GL_BLEND_SRC] = GL_ONE;
-    gl.integers[GL_BLEND_DST] = GL_ZERO;
-    gl.integers[GL_BLEND_EQUATION] = GL_FUNC_ADD;
-    gl.integers[GL_CLAMP_VERTEX_COLOR_ARB] = 1;
-    gl.integers[GL_CLAMP_FRAGMENT_COLOR_ARB] = 2;
-    gl.integers[GL_CLAMP_READ_COLOR_ARB] = 3;
-    param.mNBins1 = 2;
-    param.mNBins2 = 3;
-    param.mNBins3 = 4;
-    makeAndPrepare();
-    filter->prepareDisplayList();
-    gl.enabled = {GL_DEPTH_TEST};
-    gl.take();
-    filter->execute();
-    const Calls calls = gl.take();
-    const auto place = [&](const std::string& call, std::size_t from = 0) {
-        return static_cast<std::size_t>(
-            std::find(calls.begin() + static_cast<std::ptrdiff_t>(from), calls.end(), call) - calls.begin());
-    };
-    EXPECT_EQ(Calls(calls.begin(), calls.begin() + 15), (Calls{
-                                                            "glIsEnabled(GL_DEPTH_TEST)",
-                                                            "glDisable(GL_DEPTH_TEST)",
-                                                            "glIsEnabled(GL_BLEND)",
-                                                            "glGetIntegerv(GL_BLEND_SRC)",
-                                                            "glGetIntegerv(GL_BLEND_DST)",
-                                                            "glGetIntegerv(GL_BLEND_EQUATION)",
-                                                            "glGetIntegerv(GL_CLAMP_VERTEX_COLOR_ARB)",
-                                                            "glGetIntegerv(GL_CLAMP_FRAGMENT_COLOR_ARB)",
-                                                            "glGetIntegerv(GL_CLAMP_READ_COLOR_ARB)",
-                                                            "glEnable(GL_BLEND)",
-                                                            "glBlendEquation(GL_FUNC_ADD)",
-                                                            "glBlendFunc(GL_ONE, GL_ONE)",
-                                                            "glClampColorARB(GL_CLAMP_VERTEX_COLOR_ARB, 0)",
-                                                            "glClampColorARB(GL_CLAMP_FRAGMENT_COLOR_ARB, 0)",
-                                                            "glClampColorARB(GL_CLAMP_READ_COLOR_ARB, 0)",
-                                                        }));
-    const std::size_t clear = place("glClearColor(0, 0, 0, 0)");
-    EXPECT_GT(clear, place("glUseProgram(2)"));
-    EXPECT_EQ(Calls(calls.begin() + static_cast<std::ptrdiff_t>(clear),
-                    calls.begin() + static_cast<std::ptrdiff_t>(clear) + 14),
-              (Calls{
-                  "glClearColor(0, 0, 0, 0)",
-                  "glClear(GL_COLOR_BUFFER_BIT)",
-                  "glGetUniformLocation(2, nbins1)",
-                  "glUniform1i(1, 2)",
-                  "glGetUniformLocation(2, nbins2)",
-                  "glUniform1i(2, 3)",
-                  "glGetUniformLocation(2, nbins3)",
-                  "glUniform1i(3, 4)",
-                  "glGetUniformLocation(2, xres)",
-                  "glUniform1i(4, 25)",
-                  "glGetUniformLocation(2, yres)",
-                  "glUniform1i(5, 12)",
-                  kGetError,
-                  "glBegin(GL_POINTS)",
-              }));
-    const std::size_t finish = place("glFinish()");
-    EXPECT_GT(finish, place("glEnd()", clear));
-    EXPECT_EQ(Calls(calls.end() - 7, calls.end()), (Calls{
-                                                       "glClampColorARB(GL_CLAMP_VERTEX_COLOR_ARB, 1)",
-                                                       "glClampColorARB(GL_CLAMP_FRAGMENT_COLOR_ARB, 2)",
-                                                       "glClampColorARB(GL_CLAMP_READ_COLOR_ARB, 3)",
-                                                       "glDisable(GL_BLEND)",
-                                                       "glBlendEquation(GL_FUNC_ADD)",
-                                                       "glBlendFunc(GL_ONE, GL_ZERO)",
-                                                       "glEnable(GL_DEPTH_TEST)",
-                                                   }));
-    EXPECT_EQ(place("glCallList(" + std::to_string(6) + ")"), calls.size()); // the list is not used
-}
-
 TEST_F(ColorHistShaderScript, BlendingThatWasOnStaysOnAndADepthTestThatWasOffStaysOff)
 {
     makeAndPrepare();
@@ -270,25 +288,22 @@ TEST_F(ColorHistShaderScript, BlendingThatWasOnStaysOnAndADepthTestThatWasOffSta
     EXPECT_EQ(gl.enabled.count(GL_DEPTH_TEST), 0u);
 }
 
-TEST_F(ColorHistShaderScript, TheDisplayListIsOneBlackPointAndGoesWithTheFilter)
+TEST_F(ColorHistShaderScript, ANewListReplacesAValidOne)
 {
     makeAndPrepare();
     filter->execute();
-    filter->execute();
-    const Calls calls = gl.take();
-    const auto begin = std::find_if(calls.begin(), calls.end(),
-                                    [](const std::string& call) { return call.rfind("glNewList", 0) == 0; });
-    ASSERT_NE(begin, calls.end());
-    EXPECT_EQ(Calls(begin + 1, begin + 6),
-              (Calls{"glBegin(GL_POINTS)", "glColor3f(0, 0, 0)", "glVertex2f(0, 0)", "glEnd()", "glEndList()"}));
-    EXPECT_EQ(gl.displayLists.size(), 1u);
     filter->prepareDisplayList();
     EXPECT_EQ(gl.displayLists.size(), 1u);
-    filter.reset();
-    EXPECT_TRUE(gl.displayLists.empty());
-    EXPECT_TRUE(gl.framebuffers.empty());
-    EXPECT_TRUE(gl.shaders.empty());
-    EXPECT_TRUE(gl.programs.empty());
+    EXPECT_EQ(gl.takeOnly({"glDeleteLists"}), Calls{"glDeleteLists(6, 1)"});
+}
+
+TEST_F(ColorHistShaderScript, AnErrorOfTheUniformsIsReportedAtTheCheckpoint)
+{
+    makeAndPrepare();
+    filter->prepareDisplayList();
+    gl.errorOfCall = {{"glUniform1i", GL_INVALID_OPERATION}};
+    const Output output = capture([&] { filter->execute(); });
+    EXPECT_EQ(output.err.rfind("Error: invalid operation at 1.CP\n", 0), 0u);
 }
 
 TEST_F(ColorHistShaderScript, ReadingBackIsTheStatedSequence)
@@ -353,7 +368,8 @@ TEST_F(ColorHistShaderScript, WithoutARegionCountsAreDividedByTheDestinationsPix
 TEST_F(ColorHistShaderScript, TheReadBufferHoldsEveryCellWhateverTheSizesSay)
 {
     gl.readPixels = countUp;
-    param.mXres = param.mYres = 0; // no room by the record
+    param.mXres = -1; // no room by the record
+    param.mYres = 1;
     makeAndPrepare();
     ColourHist2d small(3, 3, 3);
     filter->copyHistoFromGPU(small);
@@ -406,6 +422,13 @@ TEST_F(ColorHistShaderScript, MoreCellsThanTheDestinationHasPixelsAreAnAssertion
                  assertion(kFile, "(mParam.mNBins1*mParam.mNBins2*mParam.mNBins3)<=mXresDstTex1*mYresDstTex1"));
 }
 
+TEST_F(ColorHistShaderScript, APassBeforeThePreparationIsAnAssertion)
+{
+    make();
+    EXPECT_DEATH(filter->execute(), // there is no destination yet, and so no room
+                 assertion(kFile, "(mParam.mNBins1*mParam.mNBins2*mParam.mNBins3)<=mXresDstTex1*mYresDstTex1"));
+}
+
 TEST_F(ColorHistShaderScript, ABlockSizeOf0IsAnAssertion)
 {
     makeAndPrepare();
@@ -413,6 +436,14 @@ TEST_F(ColorHistShaderScript, ABlockSizeOf0IsAnAssertion)
     EXPECT_DEATH(filter->execute(),
                  assertion(kFile, "mParam.mBlockSize > 0 && \"ColorHistShader::execute(): expected a block size of at "
                                   "least 1\""));
+}
+
+TEST_F(ColorHistShaderScript, ReadingBackBeforeThePreparationIsAnAssertion)
+{
+    make();
+    ColourHist2d histogram(3, 3, 3);
+    EXPECT_DEATH(filter->copyHistoFromGPU(histogram),
+                 assertion(kFile, "mDstTex1 && \"ColorHistShader::copyHistoFromGPU(): expected an execute() before\""));
 }
 
 TEST_F(ColorHistShaderScript, AHistogramOfFewerCellsIsAnAssertion)

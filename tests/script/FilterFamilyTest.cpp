@@ -2,12 +2,16 @@
 // call by call, which names it uses, where its fields and virtual functions stand. Compiled without access control, to
 // see fields.
 
+#include "core/cvdata/Image.h"
 #include "cvprocess/gpuStdShaders/And.h"
 #include "cvprocess/gpuStdShaders/BGR2GRAY.h"
 #include "cvprocess/gpuStdShaders/BGR2HSV.h"
 #include "cvprocess/gpuStdShaders/BayerRG2GRAY.h"
 #include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
 #include "cvprocess/gpuStdShaders/Classify.h"
+#include "cvprocess/gpuStdShaders/ColorGMM.h"
+#include "cvprocess/gpuStdShaders/ColorGMM2.h"
+#include "cvprocess/gpuStdShaders/ColorHistShader.h"
 #include "cvprocess/gpuStdShaders/DebugUInt2Float.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
 #include "cvprocess/gpuStdShaders/GRAY2Sobel.h"
@@ -17,11 +21,13 @@
 #include "cvprocess/gpuStdShaders/NonMaxSupression.h"
 #include "cvprocess/gpuStdShaders/Not.h"
 #include "cvprocess/gpuStdShaders/Or.h"
+#include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "cvprocess/gpuStdShaders/RGB2GRAY.h"
 #include "cvprocess/gpuStdShaders/RGB2HSV.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "cvprocess/gpuStdShaders/Xor.h"
 #include "tests/script/PassCalls.h"
+#include "tests/support/Models.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <memory>
@@ -32,13 +38,9 @@ using velmor::core::cvdata::TextureGpu;
 namespace velmor::tests {
 namespace {
 
-// Names in a fresh context, in the order in which a filter makes its objects.
-constexpr GLuint kFramebuffer = 1;
-constexpr GLuint kProgram = 2;
 constexpr GLuint kShader = 3;
 constexpr GLuint kList = 4;
 
-constexpr int kPoints = 3; // colour attachments of the scripted driver
 constexpr int kKernelTypeLocation = 7;
 
 struct FilterCase
@@ -53,6 +55,7 @@ struct FilterCase
     std::set<std::size_t> overridden = {}; ///< slots besides the destructors
     Calls ownUniforms = {};                ///< calls that set them, between the set-up and the drawing
     const char* framebufferKey = "_ENFORCE_NEW_00";
+    Calls afterLinking = {}; ///< what its construction ends with
 };
 
 std::ostream& operator<<(std::ostream& stream, const FilterCase& filterCase)
@@ -121,6 +124,63 @@ FilterCase ofDebugUInt2Float()
     return {"DebugUInt2Float", make<DebugUInt2Float>, 1, stated, {}, 1, kPlainQuad, {5, 8}};
 }
 
+core::cvdata::ColorGMM& modelOfTwo()
+{
+    static core::cvdata::ColorGMM model = makeModel({numbered(1), numbered(2)}, 0.25);
+    return model;
+}
+
+FilterCase ofColorGMM()
+{
+    const auto make = []() -> std::unique_ptr<GpuStdShaders> {
+        return std::make_unique<ColorGMM>(&modelOfTwo(), nullptr);
+    };
+    Calls stated = {"\nuniform sampler2DRect inputTexture;\n", "\nuniform float minP;\n", "gl_TexCoord[0].xy"};
+    Calls lookUps[4];
+    for (const int k : {1, 2, 3, 4})
+        for (const char* const word : {"cov", "mean", "weight", "det"})
+            lookUps[k - 1].push_back(uniformLocation(kProgram, word + std::to_string(k)));
+    for (const std::string k : {"1", "2"})
+        for (const char* const type : {"vec4 cov", "vec2 mean", "float weight", "float det"})
+            stated.push_back("\nuniform " + (type + k) + ";\n");
+
+    FilterCase result = {"ColorGMM", make, 1, stated, {"texUnit0"}, 2, kPlainQuad, {5}};
+    result.afterLinking = lookUps[0] + lookUps[1] + lookUps[2] + lookUps[3];
+    result.ownUniforms = Calls{uniformLocation(kProgram, "minP"), "glUniform1f(-1, 0.25)", kGetError} + lookUps[0] +
+                         Calls{"glUniform1f(-1, 18)", "glUniform4f(-1, 11, 12, 13, 14)", "glUniform2f(-1, 16, 17)",
+                               "glUniform1f(-1, 15)"} +
+                         lookUps[1] +
+                         Calls{"glUniform1f(-1, 28)", "glUniform4f(-1, 21, 22, 23, 24)", "glUniform2f(-1, 26, 27)",
+                               "glUniform1f(-1, 25)"};
+    return result;
+}
+
+FilterCase ofColorGMM2()
+{
+    const auto make = []() -> std::unique_ptr<GpuStdShaders> {
+        std::vector<core::cvdata::ColorGMM*> models = {&modelOfTwo()};
+        return std::make_unique<ColorGMM2>(models);
+    };
+    const Calls stated = {"\nuniform sampler2DRect inputTexture;\n", "\nuniform int nOfClasses;\n",
+                          "\nuniform struct\n"};
+    FilterCase result = {"ColorGMM2", make, 1, stated, {"texUnit0"}, 2, kPlainQuad, {5}};
+    const auto send = [&result](const char* name, const char* call) {
+        result.ownUniforms = result.ownUniforms + Calls{uniformLocation(kProgram, name), call};
+    };
+    send("nOfClasses", "glUniform1i(-1, 1)");
+    send("gmms[0].minP", "glUniform1f(-1, 0.25)");
+    send("gmms[0].nOfMixtures", "glUniform1i(-1, 2)");
+    send("gmms[0].det[0]", "glUniform1f(-1, 15)");
+    send("gmms[0].icov[0]", "glUniform4f(-1, 11, 12, 13, 14)");
+    send("gmms[0].mean[0]", "glUniform2f(-1, 16, 17)");
+    send("gmms[0].weight[0]", "glUniform1f(-1, 18)");
+    send("gmms[0].det[1]", "glUniform1f(-1, 25)");
+    send("gmms[0].icov[1]", "glUniform4f(-1, 21, 22, 23, 24)");
+    send("gmms[0].mean[1]", "glUniform2f(-1, 26, 27)");
+    send("gmms[0].weight[1]", "glUniform1f(-1, 28)");
+    return result;
+}
+
 const Calls kGreyText = {"const vec4 lumCoeff = vec4(0.212671, 0.715160, 0.072169,0.0);", "gl_TexCoord[0].st"};
 const Calls kHsvText = {"gl_TexCoord[0].st", ".bgra"};
 const Calls kBayerText = {"\n#define GRAD 1.0/3.0\n", "\n#define INTERPOL 0.5\n", "\n#define INTERPOL_CROSS 0.5\n",
@@ -148,6 +208,8 @@ const FilterCase kFilters[] = {
                                                        "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}),
     ofFlipV(),
     ofDebugUInt2Float(),
+    ofColorGMM(),
+    ofColorGMM2(),
 };
 
 /// Every filter of the family in turn.
@@ -157,7 +219,7 @@ protected:
     void SetUp() override
     {
         ScriptTest::SetUp();
-        gl.maxColorAttachments = kPoints;
+        gl.maxColorAttachments = 3;
         for (std::size_t unit = 0; unit < GetParam().samplers.size(); ++unit)
             gl.uniformLocations[GetParam().samplers[unit]] = static_cast<GLint>(unit);
         gl.uniformLocations["kernelType"] = kKernelTypeLocation;
@@ -192,34 +254,8 @@ INSTANTIATE_TEST_SUITE_P(Family, FilterFamilyScript, testing::ValuesIn(kFilters)
 TEST_P(FilterFamilyScript, IsConstructedByTheStatedCalls)
 {
     const auto filter = makeFilter();
-    EXPECT_EQ(gl.take(), (Calls{
-                             "glewIsSupported(GL_ARB_texture_rectangle)",
-                             "glewIsSupported(GL_VERSION_2_0)",
-                             "glGenFramebuffersEXT(1)",
-                             kReadBinding,
-                             bound(1),
-                             bound(0),
-                             "glCreateProgram()",
-                             "glCreateShader(GL_FRAGMENT_SHADER)",
-                             "glShaderSource(3, 1, text, null)",
-                             "glCompileShader(3)",
-                             "glGetShaderiv(3, GL_COMPILE_STATUS)",
-                             kGetError,
-                             "glGetShaderiv(3, GL_INFO_LOG_LENGTH)",
-                             kGetError,
-                             "glAttachShader(2, 3)",
-                             kGetError,
-                             "glLinkProgram(2)",
-                             "glGetProgramiv(2, GL_INFO_LOG_LENGTH)",
-                             kGetError,
-                             kGetError,
-                             "glGetProgramiv(2, GL_LINK_STATUS)",
-                             "glValidateProgram(2)",
-                             "glGetProgramiv(2, GL_VALIDATE_STATUS)",
-                             "glGetProgramiv(2, GL_INFO_LOG_LENGTH)",
-                             kGetError,
-                             kGetError,
-                         }));
+    EXPECT_EQ(gl.take(), programBegun() + shaderAttached("GL_FRAGMENT_SHADER", kShader) + programLinked() +
+                             GetParam().afterLinking);
     EXPECT_EQ(output.out, "GL_ARB_texture_rectangle : present\n"
                           "Ready for OpenGL 2.x programmable shaders.\n"
                           "Attached shader Id: 3\n"
@@ -234,15 +270,8 @@ TEST_P(FilterFamilyScript, IsPreparedByTheStatedCalls)
     gl.take();
     output = capture([&] { prepare(*filter); });
 
-    Calls expected = attachment(0, 101);
-    if (twoSources())
-        expected = expected + attachment(2, 102);
-    expected = expected + attachment(1, 103);
-    for (int i = 0; i < GetParam().completenessChecks; ++i)
-        expected = expected + Calls{kReadBinding, kStatus};
-    for (const std::string& sampler : GetParam().samplers)
-        expected.push_back(uniformLocation(kProgram, sampler));
-    EXPECT_EQ(gl.take(), expected);
+    const std::vector<unsigned> sources = twoSources() ? std::vector<unsigned>{101, 102} : std::vector<unsigned>{101};
+    EXPECT_EQ(gl.take(), preparation(sources, 103, GetParam().samplers, GetParam().completenessChecks));
     EXPECT_EQ(output.out + output.err, "");
 }
 
@@ -276,15 +305,7 @@ TEST_P(FilterFamilyScript, GoesByTheStatedCallsAndLeavesADisplayListAlone)
     gl.take();
     filter.reset();
 
-    Calls expected = {"glGetIntegerv(GL_MAX_COLOR_ATTACHMENTS_EXT)"};
-    for (int point = 0; point < kPoints; ++point) {
-        expected = expected + Calls{kReadBinding, kReadBinding, typeAt(point)};
-        if (point < 2 || twoSources())
-            expected = expected + detachment(point);
-    }
-    expected =
-        expected + Calls{"glDeleteFramebuffersEXT(1, 1)", "glUseProgram(0)", "glDeleteProgram(2)", "glDeleteShader(3)"};
-    EXPECT_EQ(gl.take(), expected);
+    EXPECT_EQ(gl.take(), destruction(static_cast<std::size_t>(GetParam().sources), {kShader}));
     EXPECT_TRUE(gl.framebuffers.empty());
     EXPECT_TRUE(gl.programs.empty());
     EXPECT_TRUE(gl.shaders.empty());
@@ -367,6 +388,38 @@ TEST_P(FilterFamilyScript, TheFormOfPreparationForAnotherNumberOfSourcesIsAnAsse
                      assertion(file, "mAdditionalInput && \"wrong init\""));
 }
 #endif
+
+// The two filters of several shaders have the frame but for their construction, their list and the histogram's pass,
+// which their own tests follow.
+
+void expectNames(const GpuStdShaders& filter, const char* program, bool twoSources)
+{
+    ASSERT_EQ(filter.mFbos.size(), 1u);
+    EXPECT_EQ(filter.mFbos.begin()->first, "_ENFORCE_NEW_00");
+    EXPECT_EQ(filter.mShaderMgr->mProgObjs, (std::map<std::string, std::uint32_t>{{program, kProgram}}));
+    EXPECT_EQ(filter.mAdditionalInput, twoSources);
+}
+
+ColorHistShader::Param smallHistogram()
+{
+    ColorHistShader::Param param;
+    param.mNBins1 = param.mNBins2 = param.mNBins3 = 2;
+    return param;
+}
+
+TEST_F(ScriptTest, TheReductionsUseTheNamesOfTheirClassAndOverrideTheStatedVirtualFunctionsAlone)
+{
+    capture([&] {
+        const PixelCount count;
+        expectNames(count, "cvprocess/gpuStdShaders/PixelCount", false);
+        EXPECT_EQ(overriddenSlots(count), (std::set<std::size_t>{10}));
+        gl.reset();
+        ColorHistShader::Param param = smallHistogram();
+        const ColorHistShader histogram(&param, nullptr);
+        expectNames(histogram, "cvprocess/gpuStdShaders/ColorHistShader", true);
+        EXPECT_EQ(overriddenSlots(histogram), (std::set<std::size_t>{5, 10}));
+    });
+}
 
 // Parameters
 
@@ -465,6 +518,73 @@ TEST_F(ScriptTest, TheDebugViewHoldsItsTextAndThenItsModeWhichStartsWithTextures
     EXPECT_FALSE(view.outputToScreenEnabled);
 }
 
+TEST_F(ScriptTest, TheSingleModelMixtureHoldsItsFieldsInTheStatedOrder)
+{
+    const ColorGMM filter(&modelOfTwo(), nullptr);
+    EXPECT_TRUE(inOrder(filter.mUseROIs, filter.mParam, filter.mShaderSource, filter.mCovLoc, filter.mMeanLoc,
+                        filter.mWeightLoc, filter.mDetLoc, filter.mGmm));
+    EXPECT_EQ(filter.mShaderSource, gl.shaderSources.at(kShader));
+    EXPECT_EQ(filter.mGmm, &modelOfTwo());
+    EXPECT_TRUE((std::is_same_v<decltype(filter.mParam), ColorGMM::Param>)); // by value
+}
+
+TEST_F(ScriptTest, TheMixtureKeepsTheLocationsOfComponentsByTheirNumber)
+{
+    const char* const words[] = {"cov", "mean", "weight", "det"};
+    for (int word = 0; word < 4; ++word)
+        for (int k = 1; k <= 4; ++k)
+            gl.uniformLocations[words[word] + std::to_string(k)] = 10 * word + k;
+    const ColorGMM filter(&modelOfTwo(), nullptr);
+    const auto slots = [](const auto& locations) {
+        return std::vector<int>(std::begin(locations), std::end(locations));
+    };
+    EXPECT_EQ(slots(filter.mCovLoc), (std::vector<int>{-1, 1, 2, 3, 4})); // slot 0 is never looked up
+    EXPECT_EQ(slots(filter.mMeanLoc), (std::vector<int>{-1, 11, 12, 13, 14}));
+    EXPECT_EQ(slots(filter.mWeightLoc), (std::vector<int>{21, 22, 23, 24}));
+    EXPECT_EQ(slots(filter.mDetLoc), (std::vector<int>{-1, 31, 32, 33, 34}));
+}
+
+TEST_F(ScriptTest, TheMultiClassMixtureHoldsItsStreamsAndThenItsModels)
+{
+    std::vector<core::cvdata::ColorGMM*> models = {&modelOfTwo(), &modelOfTwo()};
+    const ColorGMM2 filter(models);
+    EXPECT_TRUE(inOrder(filter.mUseROIs, filter.mShaderStream, filter.mNameStream, filter.gmms));
+    EXPECT_EQ(filter.mShaderStream.str(), gl.shaderSources.at(kShader));
+    EXPECT_EQ(filter.gmms, models);
+}
+
+TEST_F(ScriptTest, TheHistogramHoldsItsFieldsInTheStatedOrder)
+{
+    ColorHistShader::Param param = smallHistogram();
+    param.mXres = 5;
+    param.mYres = 3;
+    core::cvdata::Image image(2, 2, core::cvdata::Image::RGB);
+    const ColorHistShader filter(&param, &image);
+    EXPECT_TRUE(inOrder(filter.mUseROIs, filter.mHistBuffer, filter.mVertexSource, filter.mGeometrySource,
+                        filter.mFragmentSource, filter.mParam, filter.mImage));
+    EXPECT_EQ(filter.mHistBuffer.size(), 5u * 3 * 4);
+    EXPECT_EQ(filter.mVertexSource, gl.shaderSources.at(3));
+    EXPECT_EQ(filter.mGeometrySource, gl.shaderSources.at(4));
+    EXPECT_EQ(filter.mFragmentSource, gl.shaderSources.at(5));
+    EXPECT_EQ(filter.mImage, &image);
+    const ColorHistShader::Param& own = filter.mParam;
+    EXPECT_TRUE(inOrder(own.mNBins1, own.mNBins2, own.mNBins3, own.mXres, own.mYres, own.mNoGeometryShader,
+                        own.mReserved1, own.mReserved2, own.mBlockSize));
+}
+
+TEST_F(ScriptTest, TheCountHoldsItsTextsItsTilesAndItsBuffer)
+{
+    PixelCount filter;
+    EXPECT_TRUE(
+        inOrder(filter.mUseROIs, filter.mFragmentSource, filter.mVertexSource, filter.mNofTiles, filter.mCountBuffer));
+    EXPECT_EQ(filter.mVertexSource, gl.shaderSources.at(3));
+    EXPECT_EQ(filter.mFragmentSource, gl.shaderSources.at(4));
+    EXPECT_EQ(filter.mNofTiles, 32u);
+    EXPECT_EQ(filter.mCountBuffer, nullptr);
+    filter.setMaxNofTiles(4);
+    EXPECT_EQ(filter.mCountBuffer, nullptr); // until the first list
+}
+
 TEST(FilterFamilySlots, VirtualFunctionsOfTheFrameStandInTheStatedOrder)
 {
     EXPECT_EQ(virtualSlot(&GpuStdShaders::init), 3u);
@@ -491,6 +611,12 @@ TEST(FilterFamilySlots, WhatFiltersAddIsNotVirtual)
     EXPECT_EQ(virtualSlot(&Or::params), 0u);
     EXPECT_EQ(virtualSlot(&Laplacian::params), 0u);
     EXPECT_EQ(virtualSlot(&NonMaxSupression::params), 0u);
+    EXPECT_EQ(virtualSlot(&ColorGMM::params), 0u);
+    EXPECT_EQ(virtualSlot(&ColorHistShader::params), 0u);
+    EXPECT_EQ(virtualSlot(&ColorHistShader::copyHistoFromGPU), 0u);
+    EXPECT_EQ(virtualSlot(&PixelCount::setMaxNofTiles), 0u);
+    EXPECT_EQ(virtualSlot(&PixelCount::getNofTiles), 0u);
+    EXPECT_EQ(virtualSlot(&PixelCount::getCount), 0u);
     EXPECT_EQ(virtualSlot(static_cast<void (DebugUInt2Float::*)(TextureGpu&)>(&DebugUInt2Float::prepareExecution)), 0u);
     EXPECT_EQ(virtualSlot(&DebugUInt2Float::outputToScreen), 0u);
 }

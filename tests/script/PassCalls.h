@@ -14,6 +14,11 @@ const std::string kGetError = "glGetError()";
 const std::string kReadBinding = "glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT)";
 const std::string kStatus = "glCheckFramebufferStatusEXT(GL_FRAMEBUFFER_EXT)";
 
+// Names of the first objects in a fresh context, in the order in which a filter makes them. Shaders follow, and then
+// the display list.
+constexpr GLuint kFramebuffer = 1;
+constexpr GLuint kProgram = 2;
+
 inline core::cvdata::TextureGpu texture(unsigned id, unsigned width, unsigned height)
 {
     return {id, width, height, GL_UNSIGNED_BYTE, GL_RGB, GL_RGB8, GL_TEXTURE_RECTANGLE_ARB};
@@ -76,6 +81,83 @@ inline Calls detachment(int point)
 #endif
 }
 
+// Construction and destruction of the first filter in a context
+
+/// From the checks of the driver to the program that is to be built.
+inline Calls programBegun()
+{
+    return {"glewIsSupported(GL_ARB_texture_rectangle)",
+            "glewIsSupported(GL_VERSION_2_0)",
+            "glGenFramebuffersEXT(1)",
+            kReadBinding,
+            bound(kFramebuffer),
+            bound(0),
+            "glCreateProgram()"};
+}
+
+inline Calls shaderAttached(const std::string& type, GLuint shader)
+{
+    const std::string id = std::to_string(shader);
+    return {"glCreateShader(" + type + ")",
+            "glShaderSource(" + id + ", 1, text, null)",
+            "glCompileShader(" + id + ")",
+            "glGetShaderiv(" + id + ", GL_COMPILE_STATUS)",
+            kGetError,
+            "glGetShaderiv(" + id + ", GL_INFO_LOG_LENGTH)",
+            kGetError,
+            "glAttachShader(2, " + id + ")",
+            kGetError};
+}
+
+inline Calls programLinked()
+{
+    return {"glLinkProgram(2)",
+            "glGetProgramiv(2, GL_INFO_LOG_LENGTH)",
+            kGetError,
+            kGetError,
+            "glGetProgramiv(2, GL_LINK_STATUS)",
+            "glValidateProgram(2)",
+            "glGetProgramiv(2, GL_VALIDATE_STATUS)",
+            "glGetProgramiv(2, GL_INFO_LOG_LENGTH)",
+            kGetError,
+            kGetError};
+}
+
+/// Of a filter whose framebuffer object is bound, on a driver of three colour attachments.
+/// @param sources  one or two
+/// @param shaders  ids, in the order of their texts
+inline Calls destruction(std::size_t sources, const std::vector<GLuint>& shaders)
+{
+    Calls calls = {"glGetIntegerv(GL_MAX_COLOR_ATTACHMENTS_EXT)"};
+    for (int point = 0; point < 3; ++point) {
+        calls = calls + Calls{kReadBinding, kReadBinding, typeAt(point)};
+        if (point < 2 || sources == 2)
+            calls = calls + detachment(point);
+    }
+    calls = calls + Calls{"glDeleteFramebuffersEXT(1, 1)", "glUseProgram(0)", "glDeleteProgram(2)"};
+    for (const GLuint shader : shaders)
+        calls.push_back("glDeleteShader(" + std::to_string(shader) + ")");
+    return calls;
+}
+
+/// The first preparation of a filter whose framebuffer object is bound.
+/// @param sources             ids of the textures, one or two
+/// @param samplers            names that are asked for
+/// @param completenessChecks  how often
+inline Calls preparation(const std::vector<unsigned>& sources, unsigned destination, const Calls& samplers,
+                         int completenessChecks)
+{
+    Calls calls = attachment(0, sources.front());
+    if (sources.size() == 2)
+        calls = calls + attachment(2, sources.back());
+    calls = calls + attachment(1, destination);
+    for (int i = 0; i < completenessChecks; ++i)
+        calls = calls + Calls{kReadBinding, kStatus};
+    for (const std::string& sampler : samplers)
+        calls.push_back(uniformLocation(kProgram, sampler));
+    return calls;
+}
+
 // Display lists
 
 const std::set<std::string> kGeometry = {"glBegin", "glEnd", "glTexCoord2f", "glVertex2f"};
@@ -123,18 +205,17 @@ struct Pass
     Calls beforeDrawing = {};   ///< what the filter adds
 };
 
-inline Calls passCalls(const Pass& pass)
+/// From the first checkpoint to the last state before the filter's own uniforms.
+inline Calls setUpCalls(const Pass& pass)
 {
     const std::string size = std::to_string(pass.width) + ", " + std::to_string(pass.height);
-    Calls sources, samplers, cleanUp;
+    Calls sources, samplers;
     for (std::size_t unit = 0; unit < pass.sources.size(); ++unit) {
-        const std::string active = "glActiveTexture(GL_TEXTURE" + std::to_string(unit) + ")";
-        sources = sources + Calls{active,
+        sources = sources + Calls{"glActiveTexture(GL_TEXTURE" + std::to_string(unit) + ")",
                                   "glBindTexture(GL_TEXTURE_RECTANGLE_ARB, " + std::to_string(pass.sources[unit]) + ")",
                                   "glEnable(GL_TEXTURE_RECTANGLE_ARB)"};
         samplers.push_back("glUniform1iARB(" + std::to_string(pass.locations.at(unit)) + ", " + std::to_string(unit) +
                            ")");
-        cleanUp = cleanUp + Calls{active, "glDisable(GL_TEXTURE_RECTANGLE_ARB)"};
     }
     return Calls{kGetError} + pass.listBuilding +                                                // 0.CP
            Calls{kGetError,                                                                      // 1.CP
@@ -151,9 +232,22 @@ inline Calls passCalls(const Pass& pass)
                  "glLoadIdentity()",
                  kGetError, // 5.CP
                  "glDisable(GL_DEPTH_TEST)",
-                 "glPolygonMode(GL_FRONT_AND_BACK, GL_FILL)"} +
-           pass.beforeDrawing +
-           Calls{"glCallList(" + std::to_string(pass.list) + ")", "glFinish()", "glUseProgram(0)"} + cleanUp;
+                 "glPolygonMode(GL_FRONT_AND_BACK, GL_FILL)"};
+}
+
+inline Calls cleanUpCalls(const Pass& pass)
+{
+    Calls calls = {"glFinish()", "glUseProgram(0)"};
+    for (std::size_t unit = 0; unit < pass.sources.size(); ++unit)
+        calls = calls +
+                Calls{"glActiveTexture(GL_TEXTURE" + std::to_string(unit) + ")", "glDisable(GL_TEXTURE_RECTANGLE_ARB)"};
+    return calls;
+}
+
+inline Calls passCalls(const Pass& pass)
+{
+    return setUpCalls(pass) + pass.beforeDrawing + Calls{"glCallList(" + std::to_string(pass.list) + ")"} +
+           cleanUpCalls(pass);
 }
 
 } // namespace velmor::tests

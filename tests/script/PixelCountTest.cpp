@@ -1,6 +1,7 @@
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 
-#include "tests/script/ScriptTest.h"
+#include "tests/script/PassCalls.h"
+#include "tests/support/ShaderText.h"
 
 #include <memory>
 #include <sstream>
@@ -12,11 +13,6 @@ namespace velmor::tests {
 namespace {
 
 const char* const kFile = "cvprocess/gpuStdShaders/PixelCount.cpp";
-
-TextureGpu texture(unsigned id, unsigned width, unsigned height)
-{
-    return {id, width, height, GL_UNSIGNED_INT, GL_RED_INTEGER, GL_R32UI, GL_TEXTURE_RECTANGLE_ARB};
-}
 
 /// A tile as its point is drawn.
 Calls tile(int n, int x0, int y0, int x1, int y1)
@@ -58,40 +54,74 @@ protected:
     Output construction, output;
 };
 
-TEST_F(PixelCountScript, ConstructionBindsTheOutputBeforeTheShaders)
+TEST_F(PixelCountScript, LivesByTheStatedCalls)
 {
-    EXPECT_EQ(gl.takeOnly({"glCreateProgram", "glBindFragDataLocationEXT", "glCreateShader", "glAttachShader",
-                           "glLinkProgram"}),
-              (Calls{"glCreateProgram()", "glBindFragDataLocationEXT(2, 0, fragDataOut)",
-                     "glCreateShader(GL_VERTEX_SHADER)", "glAttachShader(2, 3)", "glCreateShader(GL_FRAGMENT_SHADER)",
-                     "glAttachShader(2, 4)", "glLinkProgram(2)"}));
-    EXPECT_EQ(filter->getNofTiles(), 32u);
+    EXPECT_EQ(gl.take(), programBegun() + Calls{"glBindFragDataLocationEXT(2, 0, fragDataOut)"} +
+                             shaderAttached("GL_VERTEX_SHADER", 3) + shaderAttached("GL_FRAGMENT_SHADER", 4) +
+                             programLinked());
     EXPECT_EQ(construction.out, "GL_ARB_texture_rectangle : present\nReady for OpenGL 2.x programmable shaders.\n"
                                 "Attached shader Id: 3\nAttached shader Id: 4\nShader validation\n");
+    EXPECT_EQ(construction.err, "");
+    EXPECT_EQ(filter->getNofTiles(), 32u);
+
+    gl.maxColorAttachments = 3;
+    gl.uniformLocations["texUnit0"] = 7;
+    gl.framebufferBinding = kFramebuffer;
+    source.emplace(texture(101, 64, 48));
+    destination.emplace(texture(102, 60, 48));
+    filter->setMaxNofTiles(4);
+    filter->prepareExecution(*source, *destination);
+    EXPECT_EQ(gl.take(), preparation({101}, 102, {"texUnit0"}, 2));
+
+    Pass pass = {kFramebuffer, kProgram, 5, {101}, 60, 48, {7}};
+    pass.listBuilding = compiledList(5, Calls{"glBegin(GL_POINTS)"} + tile(0, 0, 0, 32, 24) + tile(1, 32, 0, 60, 24) +
+                                            tile(2, 0, 24, 32, 48) + tile(3, 32, 24, 60, 48) + Calls{"glEnd()"});
+    output = capture([&] { filter->execute(); });
+    EXPECT_EQ(gl.take(), passCalls(pass));
+    EXPECT_EQ(output.out, "Tiles set to: 4\n");
+    EXPECT_EQ(output.err, "");
+    pass.listBuilding = {};
+    output = capture([&] { filter->execute(); });
+    EXPECT_EQ(gl.take(), passCalls(pass));
+    EXPECT_EQ(output.out + output.err, "");
+
+    filter.reset();
+    EXPECT_EQ(gl.take(), destruction(1, {3, 4}));
+    EXPECT_EQ(gl.displayLists, std::set<GLuint>{5}); // the list stays, as in the base
 }
 
-TEST_F(PixelCountScript, TheShadersHoldTheirStatedParts)
+/// The loop over a tile that reads so many texels a step.
+std::string scan(int step)
+{
+    std::string text =
+        "{ for (float y = ymin; y < ymax; y += 1.0) { for (float x = xmin; x < xmax; x += " + std::to_string(step) +
+        ".0) { res += uvec4(texture2DRect(texUnit0, vec2(x, y)));";
+    for (int i = 1; i < step; ++i)
+        text += "res += uvec4(texture2DRect(texUnit0, vec2(x+" + std::to_string(i) + ".0, y)));";
+    return text + "} } }";
+}
+
+TEST_F(PixelCountScript, TheShadersAreTheStatedOnes)
 {
     const std::string head = "#extension GL_EXT_gpu_shader4 : enable // important for integer texture\n"
                              "#extension GL_ARB_texture_rectangle : enable\n";
-    const std::string vertex = gl.shaderSources[3], fragment = gl.shaderSources[4];
+    const std::string vertex = gl.shaderSources.at(3), fragment = gl.shaderSources.at(4);
     EXPECT_EQ(vertex.rfind(head, 0), 0u);
     EXPECT_EQ(fragment.rfind(head, 0), 0u);
-    for (const char* const part : {"uniform sampler2DRect texUnit0;", "flat varying out uvec4 counter;",
-                                   "uvec4(0u, 0u, 0u, 0u)", "mod(xmax - xmin, 16.0) == 0.0",
-                                   "mod(xmax - xmin, 8.0) == 0.0", "mod(xmax - xmin, 4.0) == 0.0", "ftransform()"})
-        EXPECT_NE(vertex.find(part), std::string::npos) << part;
-    for (const char* const part : {"varying out uvec4 fragDataOut; // important for integer texture\n",
-                                   "flat varying uvec4 counter;", "fragDataOut = counter;"})
-        EXPECT_NE(fragment.find(part), std::string::npos) << part;
-    // 16 + 8 + 4 + 1 reads, at x, x+1.0, ...
-    int reads = 0;
-    for (std::size_t place = vertex.find("uvec4(texture2DRect(texUnit0, vec2(x"); place != std::string::npos;
-         place = vertex.find("uvec4(texture2DRect(texUnit0, vec2(x", place + 1))
-        ++reads;
-    EXPECT_EQ(reads, 29);
-    EXPECT_NE(vertex.find("vec2(x+15.0, y)"), std::string::npos);
-    EXPECT_EQ(vertex.find("vec2(x+16.0, y)"), std::string::npos);
+    EXPECT_NE(fragment.find("\nvarying out uvec4 fragDataOut; // important for integer texture\n"), std::string::npos);
+    EXPECT_EQ(withoutBlanks(fragment),
+              withoutBlanks(head + "varying out uvec4 fragDataOut; // important for integer texture\n"
+                                   "flat varying uvec4 counter; void main(void) { fragDataOut = counter; }"));
+    EXPECT_EQ(withoutBlanks(vertex),
+              withoutBlanks(head +
+                            "uniform sampler2DRect texUnit0; flat varying out uvec4 counter; void main(void) {"
+                            "float xmin = gl_MultiTexCoord0.s; float ymin = gl_MultiTexCoord0.t;"
+                            "float xmax = gl_MultiTexCoord0.p; float ymax = gl_MultiTexCoord0.q;"
+                            "uvec4 res = uvec4(0u, 0u, 0u, 0u);"
+                            "if (mod(xmax - xmin, 16.0) == 0.0)" +
+                            scan(16) + "else if (mod(xmax - xmin, 8.0) == 0.0)" + scan(8) +
+                            "else if (mod(xmax - xmin, 4.0) == 0.0)" + scan(4) + "else" + scan(1) +
+                            "counter = res; gl_Position = ftransform(); }"));
 }
 
 TEST_F(PixelCountScript, TheListIsBuiltInTheFirstExecute)
@@ -208,16 +238,6 @@ TEST_F(PixelCountScript, AsManyTilesAsTheDestinationIsWideLessOneAreAccepted)
     filter->setMaxNofTiles(63);
     pass(64, 64);
     EXPECT_EQ(output.out, "Tiles set to: 49\n");
-}
-
-TEST_F(PixelCountScript, NothingIsLeftButTheDisplayList)
-{
-    pass(64, 64);
-    filter.reset();
-    EXPECT_TRUE(gl.programs.empty());
-    EXPECT_TRUE(gl.shaders.empty());
-    EXPECT_TRUE(gl.framebuffers.empty());
-    EXPECT_EQ(gl.displayLists.size(), 1u);
 }
 
 #ifndef NDEBUG

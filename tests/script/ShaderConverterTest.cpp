@@ -114,6 +114,18 @@ TEST_F(ShaderConverter, AClosingMarkBeforeAnOpeningOneClosesTheComment)
     EXPECT_EQ(converted("*/ /*x\nnext\n"), definition("\\n\\\n /x" + kTail + "next" + kTail));
 }
 
+TEST_F(ShaderConverter, OnlyTheFirstMarkOfAKindIsEdited)
+{
+    EXPECT_EQ(converted("/* a /* b\n*/ c */\n"), definition("// / a /* b" + kTail + "\\n\\\n c */" + kTail));
+}
+
+TEST_F(ShaderConverter, MarksAreFoundBeforeQuotesAreEscaped)
+{
+    EXPECT_EQ(converted("\"a\" /* \"b\"\n\"c\" */ \"d\"\n"),
+              definition("// \\\"a\\\" / \\\"b\\\"" + kTail + "\\\"c\\\" \\n\\\n \\\"d\\\"" + kTail));
+    EXPECT_EQ(converted("/*x*/\"y\"\n"), definition("/x*\\n\\\ny\\\"" + kTail)); // the first quote is the one replaced
+}
+
 TEST_F(ShaderConverter, AppendingCollectsDefinitions)
 {
     write("a.frag", "one\n");
@@ -149,18 +161,32 @@ TEST_F(ShaderConverter, ANameWithoutADotThrowsAfterBothFilesWereOpened)
     write("out.h", "old\n");
     EXPECT_THROW(GlShaderMgr::convertShaderFileToString("shader", "out.h", false), std::out_of_range);
     EXPECT_EQ(read("out.h"), "");
+    EXPECT_THROW(GlShaderMgr::convertShaderFileToString("shader", "nowhere/out.h", false), std::out_of_range);
+}
+
+TEST_F(ShaderConverter, AFolderStaysInTheNameOfTheConstant)
+{
+    write("a.frag", "");
+    EXPECT_EQ(GlShaderMgr::convertShaderFileToString("./a.frag", "a.h", false), 1);
+    EXPECT_EQ(read("a.h"), "\n// ####### THIS STRING IS AUTOMATICALLY GENERATED FROM FILE: ./a.frag #######\n"
+                           "std::string _/a.frag=\"\\\n\"; // ### END OF SHADER STRING ###\n");
 }
 
 TEST_F(ShaderConverter, TheResultOfCommentFreeShadersIsTheSourceForTheCompiler)
 {
     const std::string shader = "uniform sampler2DRect texUnit0;\n\nvoid main(void)\n{\n    vec4 c = vec4(0.5);\n"
                                "\tgl_FragColor = c; // \"half\"\n}\n";
-    write("program.cpp",
-          "#include <iostream>\n#include <string>\n" + converted(shader) + "int main() { std::cout << a_frag; }\n");
+    const std::string other = "\n#define HALF 0.5\n\n";
+    write("a.frag", shader);
+    write("b.vert", other);
+    EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "shaders.h", true), 1);
+    EXPECT_EQ(GlShaderMgr::convertShaderFileToString("b.vert", "shaders.h", true), 1);
+    write("program.cpp", "#include <iostream>\n#include <string>\n#include \"shaders.h\"\n"
+                         "int main() { std::cout << a_frag << b_vert; }\n");
     ASSERT_EQ(std::system(VELMOR_CXX_COMPILER " -std=c++17 program.cpp -o program 2> compiler.txt"), 0)
         << read("compiler.txt");
     ASSERT_EQ(std::system("./program > output.txt"), 0);
-    EXPECT_EQ(read("output.txt"), shader);
+    EXPECT_EQ(read("output.txt"), shader + other);
 }
 
 TEST(ReadShaderFile, AnEmptyFileIsAnEmptyText)
