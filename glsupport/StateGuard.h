@@ -17,8 +17,10 @@ namespace velmor::glsupport {
 /// - current colour and texture coordinates, clear colour, polygon mode
 /// - depth test, blending with its equation and factors, the colour clamps
 ///
-/// Off, or neutral, while the guard lives: blending, scissor, stencil and alpha test, logic operation, face culling,
-/// polygon stipple, clip planes 0 to 5, colour mask and the texture matrices of units 0 and 1.
+/// Off, or neutral, while the guard lives, and restored after it: blending, scissor, stencil and alpha test, logic
+/// operation, face culling, polygon stipple and smoothing, clip planes 0 to 5, colour mask, size and smoothing of
+/// points, the texture matrices and coordinate generation of units 0 and 1; for reading back the pixel store of packing
+/// (its row alignment stays), its buffer, and scale, bias and colour map of pixel transfer.
 ///
 ///     {
 ///         velmor::glsupport::StateGuard guard;

@@ -6,11 +6,11 @@
 #include "core/util/AbstractParameter.h"
 #include "core/util/ParameterContainer.h"
 #include "math/SquareMatrix.h"
+#include "tests/support/FieldOrder.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <type_traits>
 
 using velmor::core::cvdata::Image;
@@ -19,20 +19,10 @@ using velmor::core::util::AbstractParameter;
 using velmor::core::util::ParameterContainer;
 using velmor::math::Matrix;
 using velmor::math::SquareMatrix;
+using velmor::tests::standInOrder;
 using velmor::tests::virtualSlot;
 
 namespace {
-
-void expectAscending(std::initializer_list<const void*> fields)
-{
-    const void* previous = nullptr;
-    int place = 0;
-    for (const void* const field : fields) {
-        EXPECT_LT(previous, field) << "field " << place;
-        previous = field;
-        ++place;
-    }
-}
 
 /// Its own function takes the first slot that its base leaves free.
 template<typename Base>
@@ -65,8 +55,8 @@ TEST(Layout, ImageLayoutsKeepTheirValues)
 TEST(Layout, TextureGpuHasItsFieldsInOrder)
 {
     const TextureGpu texture(1, 2, 3, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB);
-    expectAscending({&texture, &texture.mTexId, &texture.mWidth, &texture.mHeight, &texture.mTexDataType,
-                     &texture.mTexChanSeq, &texture.mTexInternalFormat, &texture.mTexTargetType});
+    EXPECT_TRUE(standInOrder({&texture, &texture.mTexId, &texture.mWidth, &texture.mHeight, &texture.mTexDataType,
+                              &texture.mTexChanSeq, &texture.mTexInternalFormat, &texture.mTexTargetType}));
     EXPECT_EQ(&texture.mTexTargetType - &texture.mTexChanSeq, 2); // with one field between them
 }
 
@@ -80,7 +70,8 @@ TEST(Layout, ParameterContainerHasInitInTheThirdSlotAndTheCallBackInTheFourth)
 TEST(Layout, ParameterContainerHasItsListsBeforeItsStatus)
 {
     const Container container;
-    expectAscending({&container, &container.mParameters, &container.mSecondaryParameters, &container.mParameterStatus});
+    EXPECT_TRUE(standInOrder(
+        {&container, &container.mParameters, &container.mSecondaryParameters, &container.mParameterStatus}));
     EXPECT_TRUE((std::is_same_v<decltype(container.mParameterStatus), std::int32_t>));
 }
 

@@ -22,6 +22,7 @@
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "cvprocess/gpuStdShaders/Xor.h"
 #include "tests/script/PassCalls.h"
+#include "tests/support/FieldOrder.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <memory>
@@ -393,26 +394,37 @@ TEST_F(ScriptTest, ParamsIsTheFiltersOwnRecord)
 
 // Layout
 
-template<typename... Members>
-bool inOrder(const Members&... members)
-{
-    const std::uintptr_t addresses[] = {reinterpret_cast<std::uintptr_t>(&members)...};
-    return std::is_sorted(std::begin(addresses), std::end(addresses));
-}
-
 TEST_F(ScriptTest, FieldsOfTheFrameStandInTheStatedOrder)
 {
     const auto filter = kFilters[0].make();
-    EXPECT_TRUE(inOrder(filter->mParameters, filter->mSecondaryParameters, filter->mParameterStatus, filter->mFbos,
-                        filter->mFboCounter, filter->mCurrentFbo, filter->mShaderMgr, filter->mProgObj,
-                        filter->mDisplayListValid, filter->mDisplayList, filter->mSrcTex1, filter->mSrcTex2,
-                        filter->mDstTex1, filter->mTexUnit0Loc, filter->mTexUnit1Loc, filter->mXresSrcTex1,
-                        filter->mYresSrcTex1, filter->mXresSrcTex2, filter->mYresSrcTex2, filter->mXresDstTex1,
-                        filter->mYresDstTex1, filter->mAdditionalInput, filter->mROIs, filter->mUseROIs));
+    EXPECT_TRUE(standInOrder({&filter->mParameters,
+                              &filter->mSecondaryParameters,
+                              &filter->mParameterStatus,
+                              &filter->mFbos,
+                              &filter->mFboCounter,
+                              &filter->mCurrentFbo,
+                              &filter->mShaderMgr,
+                              &filter->mProgObj,
+                              &filter->mDisplayListValid,
+                              &filter->mDisplayList,
+                              &filter->mSrcTex1,
+                              &filter->mSrcTex2,
+                              &filter->mDstTex1,
+                              &filter->mTexUnit0Loc,
+                              &filter->mTexUnit1Loc,
+                              &filter->mXresSrcTex1,
+                              &filter->mYresSrcTex1,
+                              &filter->mXresSrcTex2,
+                              &filter->mYresSrcTex2,
+                              &filter->mXresDstTex1,
+                              &filter->mYresDstTex1,
+                              &filter->mAdditionalInput,
+                              &filter->mROIs,
+                              &filter->mUseROIs}));
     const GlFbo& fbo = *filter->mCurrentFbo;
-    EXPECT_TRUE(inOrder(fbo.mFboId, fbo.mSavedFboId));
+    EXPECT_TRUE(standInOrder({&fbo.mFboId, &fbo.mSavedFboId}));
     const GlShaderMgr& manager = *filter->mShaderMgr;
-    EXPECT_TRUE(inOrder(manager.mProgObjs, manager.mShaderObjs));
+    EXPECT_TRUE(standInOrder({&manager.mProgObjs, &manager.mShaderObjs}));
 }
 
 template<typename Filter>
@@ -421,7 +433,7 @@ void expectSourceTextAlone(const std::string Filter::*text)
     ScriptedGl::instance().reset();
     const auto filter = make<Filter>();
     const Filter& typed = static_cast<const Filter&>(*filter);
-    EXPECT_TRUE(inOrder(typed.mUseROIs, typed.*text));
+    EXPECT_TRUE(standInOrder({&typed.mUseROIs, &(typed.*text)}));
     EXPECT_EQ(typed.*text, ScriptedGl::instance().shaderSources.at(kShader));
     EXPECT_EQ(sizeof(Filter), sizeof(GpuStdShaders) + sizeof(std::string));
 }
@@ -445,23 +457,23 @@ TEST_F(ScriptTest, FiltersWithoutParametersHoldTheirShaderTextAlone)
 TEST_F(ScriptTest, TheLogicFiltersHoldTheirTextAndThenTheirParameters)
 {
     const Or either(nullptr);
-    EXPECT_TRUE(inOrder(either.mUseROIs, either.mShaderSrc, either.mParam));
+    EXPECT_TRUE(standInOrder({&either.mUseROIs, &either.mShaderSrc, &either.mParam}));
     const Not inverse(nullptr);
-    EXPECT_TRUE(inOrder(inverse.mUseROIs, inverse.mShaderSrc, inverse.mParam));
+    EXPECT_TRUE(standInOrder({&inverse.mUseROIs, &inverse.mShaderSrc, &inverse.mParam}));
 }
 
 TEST_F(ScriptTest, TheEdgeFiltersHoldTheirParametersAndThenTheirText)
 {
     const Laplacian laplacian(nullptr);
-    EXPECT_TRUE(inOrder(laplacian.mUseROIs, laplacian.mParam, laplacian.mShaderSrc));
+    EXPECT_TRUE(standInOrder({&laplacian.mUseROIs, &laplacian.mParam, &laplacian.mShaderSrc}));
     const NonMaxSupression thin(nullptr);
-    EXPECT_TRUE(inOrder(thin.mUseROIs, thin.mParam, thin.mShaderSrc));
+    EXPECT_TRUE(standInOrder({&thin.mUseROIs, &thin.mParam, &thin.mShaderSrc}));
 }
 
 TEST_F(ScriptTest, TheDebugViewHoldsItsTextAndThenItsModeWhichStartsWithTextures)
 {
     const DebugUInt2Float view;
-    EXPECT_TRUE(inOrder(view.mUseROIs, view.mShaderSrc, view.outputToScreenEnabled));
+    EXPECT_TRUE(standInOrder({&view.mUseROIs, &view.mShaderSrc, &view.outputToScreenEnabled}));
     EXPECT_FALSE(view.outputToScreenEnabled);
 }
 
