@@ -21,19 +21,23 @@ using velmor::math::Matrix;
 using velmor::math::SquareMatrix;
 using velmor::tests::standInOrder;
 using velmor::tests::virtualSlot;
+using velmor::tests::virtualSlotCount;
 
 namespace {
-
-/// Its own function takes the first slot that its base leaves free.
-template<typename Base>
-struct Extended : Base
-{
-    virtual void firstOfItsOwn() {}
-};
 
 struct Container : ParameterContainer
 {
     void init() override {}
+};
+
+/// Counts, when it is deleted, what its container still has in the first list.
+struct Counting : AbstractParameter
+{
+    Counting(const ParameterContainer& itsContainer, std::size_t& result) : container(itsContainer), count(result) {}
+    ~Counting() override { count = container.mParameters.size(); }
+
+    const ParameterContainer& container;
+    std::size_t& count;
 };
 
 } // namespace
@@ -43,6 +47,7 @@ TEST(Layout, ImageHasCloneInTheFourthSlotAndNofChannelsInTheFifth)
     EXPECT_EQ(virtualSlot(&Image::clear), 3u);
     EXPECT_EQ(virtualSlot(&Image::clone), 4u);
     EXPECT_EQ(virtualSlot(&Image::nofChannels), 5u);
+    EXPECT_EQ(virtualSlotCount<Image>(), 5u);
 }
 
 TEST(Layout, ImageLayoutsKeepTheirValues)
@@ -64,7 +69,7 @@ TEST(Layout, ParameterContainerHasInitInTheThirdSlotAndTheCallBackInTheFourth)
 {
     EXPECT_EQ(virtualSlot(&ParameterContainer::init), 3u);
     EXPECT_EQ(virtualSlot(&ParameterContainer::onlineParameterChangedCallBack), 4u);
-    EXPECT_EQ(virtualSlot(&Extended<Container>::firstOfItsOwn), 5u);
+    EXPECT_EQ(virtualSlotCount<ParameterContainer>(), 4u);
 }
 
 TEST(Layout, ParameterContainerHasItsListsBeforeItsStatus)
@@ -75,9 +80,20 @@ TEST(Layout, ParameterContainerHasItsListsBeforeItsStatus)
     EXPECT_TRUE((std::is_same_v<decltype(container.mParameterStatus), std::int32_t>));
 }
 
+TEST(Layout, ParameterContainerIsDoneWithTheFirstListBeforeItDeletesTheSecond)
+{
+    std::size_t left = 99;
+    {
+        Container container;
+        container.mParameters = {nullptr, new AbstractParameter};
+        container.mSecondaryParameters = {new Counting(container, left)};
+    }
+    EXPECT_EQ(left, 0u);
+}
+
 TEST(Layout, AbstractParameterHasItsDestructorsAlone)
 {
-    EXPECT_EQ(virtualSlot(&Extended<AbstractParameter>::firstOfItsOwn), 3u);
+    EXPECT_EQ(virtualSlotCount<AbstractParameter>(), 2u);
 }
 
 TEST(Layout, MathRecordsHaveVirtualElementAccessLoadAndDecomposition)

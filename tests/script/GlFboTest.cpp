@@ -367,6 +367,29 @@ TEST_F(GlFboScript, IsValidReportsOnStandardErrorUnlessToldOtherwise)
     EXPECT_EQ(output.out, "");
 }
 
+TEST_F(GlFboScript, DerivedClassesHaveTheStepsOfAttaching)
+{
+    struct Derived : GlFbo
+    {
+        static GLuint generated() { return _generateFboId(); }
+        void attachDirectly()
+        {
+            _guardedBind();
+            _framebufferTextureND(GL_COLOR_ATTACHMENT1_EXT, GL_TEXTURE_3D, 7, 2, 5);
+            _guardedUnbind();
+        }
+    };
+    Derived derived; // framebuffer 2
+    gl.take();
+    derived.attachDirectly();
+    EXPECT_EQ(gl.take(),
+              (Calls{kReadBinding, bound(2),
+                     "glFramebufferTexture3DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT1_EXT, GL_TEXTURE_3D, 7, 2, 5)",
+                     bound(55)}));
+    EXPECT_EQ(Derived::generated(), 3u);
+    EXPECT_EQ(gl.take(), Calls{"glGenFramebuffersEXT(1)"});
+}
+
 TEST_F(ScriptTest, CheckGlErrorsOnAnEmptyQueueIsSilentAndFalse)
 {
     const Output output = capture([] { EXPECT_FALSE(GlFbo::checkGlErrors(nullptr)); });
