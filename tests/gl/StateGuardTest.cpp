@@ -210,6 +210,7 @@ std::vector<StateItem> StateGuardTest::items()
                                   glMatrixMode(GL_TEXTURE);
                                   glLoadIdentity();
                                   glTranslatef(0.5f, 0.25f, 0.0f);
+                                  glMatrixMode(GL_PROJECTION);
                               });
                           },
                           [=] { return readUnit(unit, [] { return values<16>(GL_TEXTURE_MATRIX); }); }, kIdentity});
