@@ -1,6 +1,7 @@
 #include "glsupport/StateGuard.h"
 
 #include "core/cvdata/RectTexture.h"
+#include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "tests/gl/GlTest.h"
 
@@ -9,6 +10,7 @@
 #include <vector>
 
 using velmor::core::cvdata::RectTexture;
+using velmor::cvprocess::PixelCount;
 using velmor::cvprocess::Subtract;
 using velmor::glsupport::StateGuard;
 
@@ -301,6 +303,8 @@ TEST_F(StateGuardTest, WhatAPassReliesOnIsNeutralInside)
         EXPECT_EQ(item.read(), *item.neutral) << item.name;
     }
     EXPECT_EQ(neutralItems, 1 + 8 + 5 + 6 + 13 + 2 * 5);
+    EXPECT_EQ(values<1>(GL_ACTIVE_TEXTURE), Values{GL_TEXTURE0 + 3});
+    EXPECT_EQ(values<1>(GL_MATRIX_MODE), Values{GL_MODELVIEW});
 }
 
 TEST_F(StateGuardTest, APassInsideIsRightWhateverTheApplicationHasSet)
@@ -321,6 +325,27 @@ TEST_F(StateGuardTest, APassInsideIsRightWhateverTheApplicationHasSet)
         destination.download(result);
     }
     EXPECT_EQ(std::vector<unsigned char>(result, result + 4), std::vector<unsigned char>(expected, expected + 4));
+}
+
+TEST_F(StateGuardTest, ACountInsideIsRightWhateverTheApplicationHasSet)
+{
+    std::vector<float> texels(20 * 10, 0.0f);
+    for (const std::size_t place : {0u, 7u, 19u, 65u, 111u, 199u})
+        texels[place] = 1.0f;
+    RectTexture mask(20, 10, RectTexture::R32F), sums(20, 10, RectTexture::R32UI);
+    mask.upload(texels.data());
+    const auto filter = makeQuietly<PixelCount>();
+    filter->setMaxNofTiles(9);
+    for (const StateItem& item : items())
+        item.set();
+    unsigned count = 0;
+    capture([&] {
+        const StateGuard guard;
+        filter->prepareExecution(mask, sums);
+        filter->execute();
+        count = filter->getCount();
+    });
+    EXPECT_EQ(count, 6u);
 }
 
 TEST_F(StateGuardTest, AnApplicationWithoutAFramebufferOfItsOwnIsLeftInPeace)
