@@ -9,10 +9,10 @@ namespace {
 
 constexpr int kUnits = 2; ///< texture units that a pass uses
 
-/// What glPushAttrib() keeps: enables, colour buffer, current values, draw and read buffer, polygon and matrix mode,
-/// viewport.
+/// What glPushAttrib() keeps: enables, colour buffer, current values, draw and read buffer, pixel transfer, point size,
+/// polygon and matrix mode, viewport.
 constexpr GLbitfield kAttributes = GL_ENABLE_BIT | GL_COLOR_BUFFER_BIT | GL_CURRENT_BIT | GL_PIXEL_MODE_BIT |
-                                   GL_POLYGON_BIT | GL_TRANSFORM_BIT | GL_VIEWPORT_BIT;
+                                   GL_POINT_BIT | GL_POLYGON_BIT | GL_TRANSFORM_BIT | GL_VIEWPORT_BIT;
 
 GLint integer(GLenum name)
 {
@@ -114,13 +114,30 @@ void makeUnitNeutral()
 
 void makeFragmentsNeutral()
 {
-    for (const GLenum capability :
-         std::initializer_list<GLenum>{GL_BLEND, GL_SCISSOR_TEST, GL_STENCIL_TEST, GL_ALPHA_TEST, GL_COLOR_LOGIC_OP,
-                                       GL_CULL_FACE, GL_POLYGON_STIPPLE, GL_POLYGON_SMOOTH})
+    for (const GLenum capability : std::initializer_list<GLenum>{
+             GL_BLEND, GL_SCISSOR_TEST, GL_STENCIL_TEST, GL_ALPHA_TEST, GL_COLOR_LOGIC_OP, GL_CULL_FACE,
+             GL_POLYGON_STIPPLE, GL_POLYGON_SMOOTH, GL_POINT_SMOOTH, GL_VERTEX_PROGRAM_POINT_SIZE})
         glDisable(capability);
     for (GLenum plane = GL_CLIP_PLANE0; plane <= GL_CLIP_PLANE5; ++plane)
         glDisable(plane);
     glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
+    glPointSize(1.0f);
+}
+
+/// So that results are read back into the caller's memory, and as they are.
+void makeReadBackNeutral()
+{
+    if (GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object)
+        glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
+    for (const GLenum setting : std::initializer_list<GLenum>{GL_PACK_SWAP_BYTES, GL_PACK_LSB_FIRST, GL_PACK_ROW_LENGTH,
+                                                              GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
+        glPixelStorei(setting, 0);
+    for (const GLenum scale :
+         std::initializer_list<GLenum>{GL_RED_SCALE, GL_GREEN_SCALE, GL_BLUE_SCALE, GL_ALPHA_SCALE})
+        glPixelTransferf(scale, 1.0f);
+    for (const GLenum bias : std::initializer_list<GLenum>{GL_RED_BIAS, GL_GREEN_BIAS, GL_BLUE_BIAS, GL_ALPHA_BIAS})
+        glPixelTransferf(bias, 0.0f);
+    glPixelTransferi(GL_MAP_COLOR, GL_FALSE);
 }
 
 } // namespace
@@ -139,6 +156,7 @@ struct StateGuard::Saved
 StateGuard::StateGuard() : mSaved(std::make_unique<Saved>())
 {
     glPushAttrib(kAttributes);
+    glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
     mSaved->framebuffers.save();
     mSaved->clamps.save();
     mSaved->projection.save(GL_PROJECTION_MATRIX);
@@ -151,6 +169,7 @@ StateGuard::StateGuard() : mSaved(std::make_unique<Saved>())
         makeUnitNeutral();
     }
     makeFragmentsNeutral();
+    makeReadBackNeutral();
     glActiveTexture(static_cast<GLenum>(mSaved->activeUnit));
     glMatrixMode(GL_MODELVIEW);
 }
@@ -166,6 +185,7 @@ StateGuard::~StateGuard()
     mSaved->modelView.restore(GL_MODELVIEW);
     mSaved->clamps.restore();
     mSaved->framebuffers.restore();
+    glPopClientAttrib();
     glPopAttrib();                                      // now: the draw buffer belongs to the framebuffer that is bound
     glUseProgram(static_cast<GLuint>(mSaved->program)); // last: DriverAdapter looks at what will be drawn into
 }

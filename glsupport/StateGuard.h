@@ -17,8 +17,15 @@ namespace velmor::glsupport {
 /// - current colour and texture coordinates, clear colour, polygon mode
 /// - depth test, blending with its equation and factors, the colour clamps
 ///
-/// Off, or neutral, while the guard lives: blending, scissor, stencil and alpha test, logic operation, face culling,
-/// polygon stipple, clip planes 0 to 5, colour mask and the texture matrices of units 0 and 1.
+/// Neutral while the guard lives, and restored after it as well:
+///
+/// - blending, scissor, stencil and alpha test, logic operation, face culling, polygon stipple and smoothing, size and
+///   smoothing of points, clip planes 0 to 5: off; every channel is written
+/// - texture matrices and coordinate generation of units 0 and 1
+/// - for reading back: the pack buffer, the pixel store of packing but for its row alignment, scale, bias and colour map
+///   of pixel transfer
+///
+/// The active unit stays as it is at first, and the matrix mode is that of the model-view matrix.
 ///
 /// Read results back that come from the framebuffer of the pass (PixelCount::getCount()) before the guard ends. A
 /// guard is used on the thread of its context, and guards end in the reverse of the order in which they began.

@@ -6,11 +6,11 @@
 #include "core/util/AbstractParameter.h"
 #include "core/util/ParameterContainer.h"
 #include "math/SquareMatrix.h"
+#include "tests/support/FieldOrder.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <gtest/gtest.h>
 
-#include <initializer_list>
 #include <type_traits>
 
 using velmor::core::cvdata::Image;
@@ -19,31 +19,25 @@ using velmor::core::util::AbstractParameter;
 using velmor::core::util::ParameterContainer;
 using velmor::math::Matrix;
 using velmor::math::SquareMatrix;
+using velmor::tests::standInOrder;
 using velmor::tests::virtualSlot;
+using velmor::tests::virtualSlotCount;
 
 namespace {
-
-void expectAscending(std::initializer_list<const void*> fields)
-{
-    const void* previous = nullptr;
-    int place = 0;
-    for (const void* const field : fields) {
-        EXPECT_LT(previous, field) << "field " << place;
-        previous = field;
-        ++place;
-    }
-}
-
-/// Its own function takes the first slot that its base leaves free.
-template<typename Base>
-struct Extended : Base
-{
-    virtual void firstOfItsOwn() {}
-};
 
 struct Container : ParameterContainer
 {
     void init() override {}
+};
+
+/// Counts, when it is deleted, what its container still has in the first list.
+struct Counting : AbstractParameter
+{
+    Counting(const ParameterContainer& itsContainer, std::size_t& result) : container(itsContainer), count(result) {}
+    ~Counting() override { count = container.mParameters.size(); }
+
+    const ParameterContainer& container;
+    std::size_t& count;
 };
 
 } // namespace
@@ -53,6 +47,7 @@ TEST(Layout, ImageHasCloneInTheFourthSlotAndNofChannelsInTheFifth)
     EXPECT_EQ(virtualSlot(&Image::clear), 3u);
     EXPECT_EQ(virtualSlot(&Image::clone), 4u);
     EXPECT_EQ(virtualSlot(&Image::nofChannels), 5u);
+    EXPECT_EQ(virtualSlotCount<Image>(), 5u);
 }
 
 TEST(Layout, ImageLayoutsKeepTheirValues)
@@ -65,8 +60,8 @@ TEST(Layout, ImageLayoutsKeepTheirValues)
 TEST(Layout, TextureGpuHasItsFieldsInOrder)
 {
     const TextureGpu texture(1, 2, 3, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB);
-    expectAscending({&texture, &texture.mTexId, &texture.mWidth, &texture.mHeight, &texture.mTexDataType,
-                     &texture.mTexChanSeq, &texture.mTexInternalFormat, &texture.mTexTargetType});
+    EXPECT_TRUE(standInOrder({&texture, &texture.mTexId, &texture.mWidth, &texture.mHeight, &texture.mTexDataType,
+                              &texture.mTexChanSeq, &texture.mTexInternalFormat, &texture.mTexTargetType}));
     EXPECT_EQ(&texture.mTexTargetType - &texture.mTexChanSeq, 2); // with one field between them
 }
 
@@ -74,19 +69,31 @@ TEST(Layout, ParameterContainerHasInitInTheThirdSlotAndTheCallBackInTheFourth)
 {
     EXPECT_EQ(virtualSlot(&ParameterContainer::init), 3u);
     EXPECT_EQ(virtualSlot(&ParameterContainer::onlineParameterChangedCallBack), 4u);
-    EXPECT_EQ(virtualSlot(&Extended<Container>::firstOfItsOwn), 5u);
+    EXPECT_EQ(virtualSlotCount<ParameterContainer>(), 4u);
 }
 
 TEST(Layout, ParameterContainerHasItsListsBeforeItsStatus)
 {
     const Container container;
-    expectAscending({&container, &container.mParameters, &container.mSecondaryParameters, &container.mParameterStatus});
+    EXPECT_TRUE(standInOrder(
+        {&container, &container.mParameters, &container.mSecondaryParameters, &container.mParameterStatus}));
     EXPECT_TRUE((std::is_same_v<decltype(container.mParameterStatus), std::int32_t>));
+}
+
+TEST(Layout, ParameterContainerIsDoneWithTheFirstListBeforeItDeletesTheSecond)
+{
+    std::size_t left = 99;
+    {
+        Container container;
+        container.mParameters = {nullptr, new AbstractParameter};
+        container.mSecondaryParameters = {new Counting(container, left)};
+    }
+    EXPECT_EQ(left, 0u);
 }
 
 TEST(Layout, AbstractParameterHasItsDestructorsAlone)
 {
-    EXPECT_EQ(virtualSlot(&Extended<AbstractParameter>::firstOfItsOwn), 3u);
+    EXPECT_EQ(virtualSlotCount<AbstractParameter>(), 2u);
 }
 
 TEST(Layout, MathRecordsHaveVirtualElementAccessLoadAndDecomposition)

@@ -10,7 +10,6 @@
 
 #include <chrono>
 #include <fstream>
-#include <sstream>
 #include <stdexcept>
 #include <thread>
 
@@ -18,14 +17,6 @@ namespace velmor::tests {
 namespace {
 
 namespace fs = std::filesystem;
-
-std::string contentOf(const fs::path& file)
-{
-    std::ifstream stream(file, std::ios::binary);
-    std::ostringstream content;
-    content << stream.rdbuf();
-    return content.str();
-}
 
 /// The test's environment with some variables set.
 std::vector<std::string> environmentWith(std::map<std::string, std::string> settings)
@@ -68,15 +59,7 @@ std::vector<std::string> commandOf(const std::vector<std::string>& arguments)
 
 DemoTest::DemoTest()
 {
-    const std::string pattern = testing::TempDir() + "velmor-demo-XXXXXX";
-    const auto made = [&pattern] {
-        std::string name = pattern;
-        if (!mkdtemp(name.data()))
-            throw std::runtime_error("cannot make a folder like " + pattern);
-        return fs::path(name);
-    };
-    mFolder = made();
-    mStreams = made();
+    fs::create_directory(mRunFolder);
 }
 
 DemoTest::~DemoTest()
@@ -85,8 +68,6 @@ DemoTest::~DemoTest()
         kill(mProcess, SIGKILL);
         wait();
     }
-    fs::remove_all(mFolder);
-    fs::remove_all(mStreams);
 }
 
 DemoEnd DemoTest::run(const Arguments& arguments, const Environment& environment)
@@ -146,7 +127,7 @@ pid_t DemoTest::spawn(std::vector<std::string> words, const Environment& environ
     posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
     posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, streamFile("out").c_str(), kFlags, 0600);
     posix_spawn_file_actions_addopen(&actions, STDERR_FILENO, errorStream.c_str(), kFlags, 0600);
-    posix_spawn_file_actions_addchdir_np(&actions, mFolder.c_str());
+    posix_spawn_file_actions_addchdir_np(&actions, mRunFolder.c_str());
     pid_t process = -1;
     const int error = posix_spawn(&process, words.front().c_str(), &actions, nullptr, pointersTo(words).data(),
                                   pointersTo(variables).data());

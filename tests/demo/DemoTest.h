@@ -1,5 +1,7 @@
 #pragma once
 
+#include "tests/support/TemporaryFolder.h"
+
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
@@ -49,7 +51,7 @@ protected:
 
     pid_t process() const { return mProcess; }
 
-    std::filesystem::path path(const std::string& name) const { return mFolder / name; }
+    std::filesystem::path path(const std::string& name) const { return mRunFolder / name; }
 
     /// Writes a file into the test's folder.
     void write(const std::string& name, const std::string& content) const;
@@ -66,10 +68,10 @@ protected:
 
 private:
     pid_t spawn(std::vector<std::string> words, const Environment& environment, const std::string& errorStream);
-    std::string streamFile(const std::string& name) const { return (mStreams / name).string(); }
+    std::string streamFile(const std::string& name) const { return mFolder.file(name); }
 
-    std::filesystem::path mFolder;
-    std::filesystem::path mStreams; ///< folder of what the program prints
+    const TemporaryFolder mFolder; ///< what the program prints, beside the folder that it runs in
+    const std::filesystem::path mRunFolder = mFolder.path() / "run";
     pid_t mProcess = -1;
 };
 

@@ -1,6 +1,7 @@
 #include "glsupport/StateGuard.h"
 
 #include "core/cvdata/RectTexture.h"
+#include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "tests/gl/GlTest.h"
 
@@ -9,6 +10,7 @@
 #include <vector>
 
 using velmor::core::cvdata::RectTexture;
+using velmor::cvprocess::PixelCount;
 using velmor::cvprocess::Subtract;
 using velmor::glsupport::StateGuard;
 
@@ -79,6 +81,7 @@ protected:
                                       texture1->getTexId(), 0);
         }
         glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0);
+        glGenBuffers(1, &buffer);
         program = glCreateProgram();
         const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
         const char* const source = "void main() { gl_FragColor = vec4(1.0); }";
@@ -92,6 +95,7 @@ protected:
     void TearDown() override
     {
         glDeleteFramebuffersEXT(2, framebuffers);
+        glDeleteBuffers(1, &buffer);
         glDeleteProgram(program);
         texture1.reset();
         texture2.reset();
@@ -111,8 +115,15 @@ protected:
         return {name, [=] { glClampColorARB(target, GL_FALSE); }, [=] { return values<1>(target); }, std::nullopt};
     }
 
+    static StateItem transfer(const char* name, GLenum parameter, float value, double neutral)
+    {
+        return {name, [=] { glPixelTransferf(parameter, value); }, [=] { return values<1>(parameter); },
+                Values{neutral}};
+    }
+
     std::optional<RectTexture> texture1, texture2;
     GLuint framebuffers[2];
+    GLuint buffer = 0;
     GLuint program = 0;
 };
 
@@ -171,7 +182,22 @@ std::vector<StateItem> StateGuardTest::items()
         off("face culling", GL_CULL_FACE),
         off("polygon stipple", GL_POLYGON_STIPPLE),
         off("polygon smoothing", GL_POLYGON_SMOOTH),
+        off("point smoothing", GL_POINT_SMOOTH),
+        off("point size of the program", GL_VERTEX_PROGRAM_POINT_SIZE),
+        {"point size", [] { glPointSize(5.0f); }, [] { return values<1>(GL_POINT_SIZE); }, Values{1}},
+        {"pack buffer", [this] { glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer); },
+         [] { return values<1>(GL_PIXEL_PACK_BUFFER_BINDING); }, Values{0}},
+        transfer("colour map", GL_MAP_COLOR, 1.0f, 0.0),
     };
+    for (const GLenum setting : std::initializer_list<GLenum>{GL_PACK_SWAP_BYTES, GL_PACK_LSB_FIRST, GL_PACK_ROW_LENGTH,
+                                                              GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
+        result.push_back(
+            {"pack setting", [=] { glPixelStorei(setting, 1); }, [=] { return values<1>(setting); }, Values{0}});
+    for (const GLenum scale :
+         std::initializer_list<GLenum>{GL_RED_SCALE, GL_GREEN_SCALE, GL_BLUE_SCALE, GL_ALPHA_SCALE})
+        result.push_back(transfer("scale", scale, 0.5f, 1.0));
+    for (const GLenum bias : std::initializer_list<GLenum>{GL_RED_BIAS, GL_GREEN_BIAS, GL_BLUE_BIAS, GL_ALPHA_BIAS})
+        result.push_back(transfer("bias", bias, 0.5f, 0.0));
     for (GLenum plane = GL_CLIP_PLANE0; plane <= GL_CLIP_PLANE5; ++plane)
         result.push_back(off("clip plane", plane));
     for (const GLenum unit : std::initializer_list<GLenum>{GL_TEXTURE0, GL_TEXTURE1}) {
@@ -186,6 +212,7 @@ std::vector<StateItem> StateGuardTest::items()
                                   glMatrixMode(GL_TEXTURE);
                                   glLoadIdentity();
                                   glTranslatef(0.5f, 0.25f, 0.0f);
+                                  glMatrixMode(GL_PROJECTION);
                               });
                           },
                           [=] { return readUnit(unit, [] { return values<16>(GL_TEXTURE_MATRIX); }); }, kIdentity});
@@ -228,7 +255,7 @@ void disturb(RectTexture& a, RectTexture& b)
 TEST_F(StateGuardTest, EachItemIsRestoredAfterAPass)
 {
     const std::vector<StateItem> all = items();
-    EXPECT_EQ(all.size(), 27u + 6u + 2u * 8u);
+    EXPECT_EQ(all.size(), 32u + 6u + 13u + 2u * 8u);
     for (const StateItem& item : all) {
         SCOPED_TRACE(item.name);
         const Values before = item.read();
@@ -275,7 +302,9 @@ TEST_F(StateGuardTest, WhatAPassReliesOnIsNeutralInside)
         ++neutralItems;
         EXPECT_EQ(item.read(), *item.neutral) << item.name;
     }
-    EXPECT_EQ(neutralItems, 1 + 8 + 6 + 2 * 5);
+    EXPECT_EQ(neutralItems, 1 + 8 + 5 + 6 + 13 + 2 * 5);
+    EXPECT_EQ(values<1>(GL_ACTIVE_TEXTURE), Values{GL_TEXTURE0 + 3});
+    EXPECT_EQ(values<1>(GL_MATRIX_MODE), Values{GL_MODELVIEW});
 }
 
 TEST_F(StateGuardTest, APassInsideIsRightWhateverTheApplicationHasSet)
@@ -296,6 +325,27 @@ TEST_F(StateGuardTest, APassInsideIsRightWhateverTheApplicationHasSet)
         destination.download(result);
     }
     EXPECT_EQ(std::vector<unsigned char>(result, result + 4), std::vector<unsigned char>(expected, expected + 4));
+}
+
+TEST_F(StateGuardTest, ACountInsideIsRightWhateverTheApplicationHasSet)
+{
+    std::vector<float> texels(20 * 10, 0.0f);
+    for (const std::size_t place : {0u, 7u, 19u, 65u, 111u, 199u})
+        texels[place] = 1.0f;
+    RectTexture mask(20, 10, RectTexture::R32F), sums(20, 10, RectTexture::R32UI);
+    mask.upload(texels.data());
+    const auto filter = makeQuietly<PixelCount>();
+    filter->setMaxNofTiles(9);
+    for (const StateItem& item : items())
+        item.set();
+    unsigned count = 0;
+    capture([&] {
+        const StateGuard guard;
+        filter->prepareExecution(mask, sums);
+        filter->execute();
+        count = filter->getCount();
+    });
+    EXPECT_EQ(count, 6u);
 }
 
 TEST_F(StateGuardTest, AnApplicationWithoutAFramebufferOfItsOwnIsLeftInPeace)

@@ -1,5 +1,6 @@
 #include "imageio/ImageIo.h"
 
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/ThrownText.h"
 
 #include <gtest/gtest.h>
@@ -88,24 +89,15 @@ Bytes firstPart(Bytes bytes, std::size_t size)
 class ImageIo : public testing::Test
 {
 protected:
-    ImageIo()
-    {
-        std::string name = testing::TempDir() + "velmor-imageio-XXXXXX";
-        mFolder = mkdtemp(name.data());
-        fs::permissions(mFolder, fs::perms(0755));
-    }
-    ~ImageIo() override
-    {
-        fs::permissions(mFolder, fs::perms::owner_all);
-        fs::remove_all(mFolder);
-    }
+    ImageIo() { fs::permissions(folder(), fs::perms(0755)); }
+    ~ImageIo() override { fs::permissions(folder(), fs::perms::owner_all); }
 
-    std::string path(const std::string& name) const { return mFolder / name; }
-    const fs::path& folder() const { return mFolder; }
+    std::string path(const std::string& name) const { return mFolder.file(name); }
+    const fs::path& folder() const { return mFolder.path(); }
 
     std::size_t filesInFolder() const
     {
-        return static_cast<std::size_t>(std::distance(fs::directory_iterator(mFolder), fs::directory_iterator()));
+        return static_cast<std::size_t>(std::distance(fs::directory_iterator(folder()), fs::directory_iterator()));
     }
 
     /// Expects a file to be refused for a reason, in every layout.
@@ -127,7 +119,7 @@ protected:
     }
 
 private:
-    fs::path mFolder;
+    const TemporaryFolder mFolder;
 };
 
 /// Takes the rights of the superuser, who may write anywhere, from this process for a while.

@@ -1,6 +1,6 @@
 #include "cvprocess/gpuStdShaders/GlFbo.h"
 
-#include "tests/script/ScriptTest.h"
+#include "tests/script/PassCalls.h"
 
 #include <sstream>
 
@@ -18,13 +18,6 @@ const char* const kTextureWarning = "GlFbo::AttachTexture PERFORMANCE WARNING:\n
 const char* const kRenderbufferWarning = "GlFbo::AttachRenderBuffer PERFORMANCE WARNING:\n"
                                          "\tRedundant bind of Renderbuffer (id = 7)\n"
                                          "\tHINT : Compile with -DNDEBUG to remove this warning.\n";
-
-std::string bound(GLint framebuffer)
-{
-    return "glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, " + std::to_string(framebuffer) + ")";
-}
-
-const std::string kReadBinding = "glGetIntegerv(GL_FRAMEBUFFER_BINDING_EXT)";
 
 std::string queried(const std::string& parameter, const std::string& point = "GL_COLOR_ATTACHMENT0_EXT")
 {
@@ -337,7 +330,7 @@ TEST_F(GlFboScript, IsValidOfACompleteFramebufferIsSilentAndRestoresTheBinding)
     std::ostringstream stream;
     EXPECT_TRUE(fbo->isValid(stream));
     EXPECT_EQ(stream.str(), "");
-    EXPECT_EQ(gl.take(), (Calls{kReadBinding, bound(1), "glCheckFramebufferStatusEXT(GL_FRAMEBUFFER_EXT)", bound(55)}));
+    EXPECT_EQ(gl.take(), (Calls{kReadBinding, bound(1), kStatus, bound(55)}));
 }
 
 TEST_F(GlFboScript, IsValidNamesEveryStatusAndBoundsItsTableOnBothSides)
@@ -374,11 +367,34 @@ TEST_F(GlFboScript, IsValidReportsOnStandardErrorUnlessToldOtherwise)
     EXPECT_EQ(output.out, "");
 }
 
+TEST_F(GlFboScript, DerivedClassesHaveTheStepsOfAttaching)
+{
+    struct Derived : GlFbo
+    {
+        static GLuint generated() { return _generateFboId(); }
+        void attachDirectly()
+        {
+            _guardedBind();
+            _framebufferTextureND(GL_COLOR_ATTACHMENT1_EXT, GL_TEXTURE_3D, 7, 2, 5);
+            _guardedUnbind();
+        }
+    };
+    Derived derived; // framebuffer 2
+    gl.take();
+    derived.attachDirectly();
+    EXPECT_EQ(gl.take(),
+              (Calls{kReadBinding, bound(2),
+                     "glFramebufferTexture3DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT1_EXT, GL_TEXTURE_3D, 7, 2, 5)",
+                     bound(55)}));
+    EXPECT_EQ(Derived::generated(), 3u);
+    EXPECT_EQ(gl.take(), Calls{"glGenFramebuffersEXT(1)"});
+}
+
 TEST_F(ScriptTest, CheckGlErrorsOnAnEmptyQueueIsSilentAndFalse)
 {
     const Output output = capture([] { EXPECT_FALSE(GlFbo::checkGlErrors(nullptr)); });
     EXPECT_EQ(output.out + output.err, "");
-    EXPECT_EQ(gl.take(), Calls{"glGetError()"});
+    EXPECT_EQ(gl.take(), Calls{kGetError});
 }
 
 TEST_F(ScriptTest, CheckGlErrorsDrainsTheQueueWithALinePerError)
@@ -387,7 +403,7 @@ TEST_F(ScriptTest, CheckGlErrorsDrainsTheQueueWithALinePerError)
     const Output output = capture([] { EXPECT_TRUE(GlFbo::checkGlErrors("here")); });
     EXPECT_EQ(output.err, "Error: invalid enumerant at here\nError: invalid value at here\n");
     EXPECT_EQ(output.out, "");
-    EXPECT_EQ(gl.take(), (Calls{"glGetError()", "glGetError()", "glGetError()"}));
+    EXPECT_EQ(gl.take(), (Calls{kGetError, kGetError, kGetError}));
 }
 
 TEST_F(ScriptTest, CheckGlErrorsWithoutALocationEndsTheLine)

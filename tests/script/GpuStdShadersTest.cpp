@@ -469,6 +469,22 @@ TEST_F(GpuStdShadersScript, APassOfTwoSourcesBindsBothAndLeavesUnit1Active)
                          }));
 }
 
+TEST_F(GpuStdShadersScript, TexturesAreAttachedBoundAndEnabledByTheirOwnTargets)
+{
+    TextureGpu plane(201, 64, 48, GL_UNSIGNED_BYTE, GL_RGB, GL_RGB8, GL_TEXTURE_2D);
+    TextureGpu line(202, 64, 1, GL_UNSIGNED_BYTE, GL_RGB, GL_RGB8, GL_TEXTURE_1D);
+    two->prepareExecution(plane, line, b);
+    EXPECT_EQ(gl.takeOnly({"glFramebufferTexture1DEXT", "glFramebufferTexture2DEXT"}),
+              (Calls{"glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_TEXTURE_2D, 201, 0)",
+                     "glFramebufferTexture1DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT2_EXT, GL_TEXTURE_1D, 202, 0)",
+                     attached(1, 102)}));
+    two->execute();
+    EXPECT_EQ(gl.takeOnly({"glBindTexture", "glEnable", "glDisable"}),
+              (Calls{"glBindTexture(GL_TEXTURE_2D, 201)", "glEnable(GL_TEXTURE_2D)",
+                     "glBindTexture(GL_TEXTURE_1D, 202)", "glEnable(GL_TEXTURE_1D)", "glDisable(GL_DEPTH_TEST)",
+                     "glDisable(GL_TEXTURE_2D)", "glDisable(GL_TEXTURE_1D)"}));
+}
+
 TEST_F(GpuStdShadersScript, EachCheckpointReportsTheErrorsBeforeItAndThePassGoesOn)
 {
     const std::pair<const char*, const char*> table[] = {

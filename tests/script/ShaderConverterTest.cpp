@@ -3,7 +3,7 @@
 #include "cvprocess/gpuStdShaders/GlShaderMgr.h"
 #include "tests/support/Capture.h"
 #include "tests/support/DeathText.h"
-#include "tests/support/TemporaryFile.h"
+#include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
 
@@ -24,24 +24,10 @@ protected:
     void SetUp() override
     {
         mBefore = std::filesystem::current_path();
-        mFolder = std::filesystem::path(testing::TempDir()) / ("velmor-converter-" + std::to_string(getpid()));
-        std::filesystem::create_directories(mFolder);
-        std::filesystem::current_path(mFolder);
+        std::filesystem::current_path(folder.path());
     }
 
-    void TearDown() override
-    {
-        std::filesystem::current_path(mBefore);
-        std::filesystem::remove_all(mFolder);
-    }
-
-    static void write(const std::string& file, const std::string& text) { std::ofstream(file) << text; }
-
-    static std::string read(const std::string& file)
-    {
-        std::ifstream stream(file);
-        return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
-    }
+    void TearDown() override { std::filesystem::current_path(mBefore); }
 
     /// The whole result for a file a.frag of these converted lines.
     static std::string definition(const std::string& lines)
@@ -52,15 +38,17 @@ protected:
     }
 
     /// Converts a.frag of this text.
-    static std::string converted(const std::string& text)
+    std::string converted(const std::string& text) const
     {
-        write("a.frag", text);
+        folder.write("a.frag", text);
         EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "a.h", false), 1);
-        return read("a.h");
+        return contentOf("a.h");
     }
 
+    const TemporaryFolder folder;
+
 private:
-    std::filesystem::path mBefore, mFolder;
+    std::filesystem::path mBefore;
 };
 
 const std::string kTail = "\\n\"\"\\\n"; // backslash, n, two double quotes, backslash, line end
@@ -128,18 +116,18 @@ TEST_F(ShaderConverter, MarksAreFoundBeforeQuotesAreEscaped)
 
 TEST_F(ShaderConverter, AppendingCollectsDefinitions)
 {
-    write("a.frag", "one\n");
-    write("b.c.vert", "two\n");
+    folder.write("a.frag", "one\n");
+    folder.write("b.c.vert", "two\n");
     EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "all.h", true), 1);
     EXPECT_EQ(GlShaderMgr::convertShaderFileToString("b.c.vert", "all.h", true), 1);
-    EXPECT_EQ(read("all.h"),
+    EXPECT_EQ(contentOf("all.h"),
               definition("one" + kTail) +
                   "\n// ####### THIS STRING IS AUTOMATICALLY GENERATED FROM FILE: b.c.vert #######\n"
                   "std::string b_c.vert=\"\\\n" // the first dot alone
                   "two" +
                   kTail + "\"; // ### END OF SHADER STRING ###\n");
     EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "all.h", false), 1);
-    EXPECT_EQ(read("all.h"), definition("one" + kTail));
+    EXPECT_EQ(contentOf("all.h"), definition("one" + kTail));
 }
 
 TEST_F(ShaderConverter, FilesThatDoNotOpenAreReportedWithoutALineEnd)
@@ -148,7 +136,7 @@ TEST_F(ShaderConverter, FilesThatDoNotOpenAreReportedWithoutALineEnd)
     EXPECT_EQ(in.err, "Unable to open input file");
     EXPECT_EQ(in.out, "");
     EXPECT_FALSE(std::filesystem::exists("a.h"));
-    write("a.frag", "text\n");
+    folder.write("a.frag", "text\n");
     const Output out =
         capture([] { EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "nowhere/a.h", false), -1); });
     EXPECT_EQ(out.err, "Unable to open output file");
@@ -157,19 +145,19 @@ TEST_F(ShaderConverter, FilesThatDoNotOpenAreReportedWithoutALineEnd)
 
 TEST_F(ShaderConverter, ANameWithoutADotThrowsAfterBothFilesWereOpened)
 {
-    write("shader", "text\n");
-    write("out.h", "old\n");
+    folder.write("shader", "text\n");
+    folder.write("out.h", "old\n");
     EXPECT_THROW(GlShaderMgr::convertShaderFileToString("shader", "out.h", false), std::out_of_range);
-    EXPECT_EQ(read("out.h"), "");
+    EXPECT_EQ(contentOf("out.h"), "");
     EXPECT_THROW(GlShaderMgr::convertShaderFileToString("shader", "nowhere/out.h", false), std::out_of_range);
 }
 
 TEST_F(ShaderConverter, AFolderStaysInTheNameOfTheConstant)
 {
-    write("a.frag", "");
+    folder.write("a.frag", "");
     EXPECT_EQ(GlShaderMgr::convertShaderFileToString("./a.frag", "a.h", false), 1);
-    EXPECT_EQ(read("a.h"), "\n// ####### THIS STRING IS AUTOMATICALLY GENERATED FROM FILE: ./a.frag #######\n"
-                           "std::string _/a.frag=\"\\\n\"; // ### END OF SHADER STRING ###\n");
+    EXPECT_EQ(contentOf("a.h"), "\n// ####### THIS STRING IS AUTOMATICALLY GENERATED FROM FILE: ./a.frag #######\n"
+                                "std::string _/a.frag=\"\\\n\"; // ### END OF SHADER STRING ###\n");
 }
 
 TEST_F(ShaderConverter, TheResultOfCommentFreeShadersIsTheSourceForTheCompiler)
@@ -177,22 +165,23 @@ TEST_F(ShaderConverter, TheResultOfCommentFreeShadersIsTheSourceForTheCompiler)
     const std::string shader = "uniform sampler2DRect texUnit0;\n\nvoid main(void)\n{\n    vec4 c = vec4(0.5);\n"
                                "\tgl_FragColor = c; // \"half\"\n}\n";
     const std::string other = "\n#define HALF 0.5\n\n";
-    write("a.frag", shader);
-    write("b.vert", other);
+    folder.write("a.frag", shader);
+    folder.write("b.vert", other);
     EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "shaders.h", true), 1);
     EXPECT_EQ(GlShaderMgr::convertShaderFileToString("b.vert", "shaders.h", true), 1);
-    write("program.cpp", "#include <iostream>\n#include <string>\n#include \"shaders.h\"\n"
-                         "int main() { std::cout << a_frag << b_vert; }\n");
+    folder.write("program.cpp", "#include <iostream>\n#include <string>\n#include \"shaders.h\"\n"
+                                "int main() { std::cout << a_frag << b_vert; }\n");
     ASSERT_EQ(std::system(VELMOR_CXX_COMPILER " -std=c++17 program.cpp -o program 2> compiler.txt"), 0)
-        << read("compiler.txt");
+        << contentOf("compiler.txt");
     ASSERT_EQ(std::system("./program > output.txt"), 0);
-    EXPECT_EQ(read("output.txt"), shader + other);
+    EXPECT_EQ(contentOf("output.txt"), shader + other);
 }
 
 TEST(ReadShaderFile, AnEmptyFileIsAnEmptyText)
 {
-    const TemporaryFile file("");
-    const std::unique_ptr<char[]> text(GlShaderMgr::readShaderFile(file.path()));
+    const TemporaryFolder folder;
+    const std::string file = folder.write("a.frag", "");
+    const std::unique_ptr<char[]> text(GlShaderMgr::readShaderFile(file.c_str()));
     ASSERT_NE(text, nullptr);
     EXPECT_STREQ(text.get(), "");
 }
@@ -205,10 +194,11 @@ TEST(ReadShaderFile, AFileThatDoesNotOpenIsNull)
 
 TEST(ReadShaderFile, EveryOtherFileEndsTheProcess)
 {
+    const TemporaryFolder folder;
     for (const std::string& content : {std::string("void main() {}"), std::string(1, '\0')}) {
-        const TemporaryFile file(content);
-        EXPECT_EXIT(GlShaderMgr::readShaderFile(file.path()), testing::ExitedWithCode(255),
-                    "^ERROR: Could not load shader file: [^\n]*shader\\.frag\n$");
+        const std::string file = folder.write("a.frag", content);
+        EXPECT_EXIT(GlShaderMgr::readShaderFile(file.c_str()), testing::ExitedWithCode(255),
+                    exactly("ERROR: Could not load shader file: " + file + "\n"));
     }
     EXPECT_EXIT(GlShaderMgr::readShaderFile("/tmp"), testing::ExitedWithCode(255),
                 exactly("ERROR: Could not load shader file: /tmp\n"));

@@ -1,30 +1,39 @@
 #pragma once
 
+#include <gtest/gtest.h>
+
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <stdexcept>
 #include <string>
 
-#include <stdlib.h>
+#include <unistd.h>
 
 namespace velmor::tests {
 
-/// A folder of its own for a test's files, removed with them.
+/// A folder for the files of the running test, removed with them. There is one to a test: the process that a death test
+/// starts finds the one of the process that waits for it, and so leaves none behind when it ends.
 class TemporaryFolder
 {
 public:
     TemporaryFolder()
     {
-        std::string name = (std::filesystem::temp_directory_path() / ("velmor-" + std::string(6, 'X'))).string();
-        if (!mkdtemp(name.data()))
-            throw std::runtime_error("TemporaryFolder: cannot make " + name);
-        mPath = name;
+        const bool isDeathTestChild = testing::internal::InDeathTestChild();
+        const testing::TestInfo& test = *testing::UnitTest::GetInstance()->current_test_info();
+        std::string name = "velmor-" + std::to_string(isDeathTestChild ? getppid() : getpid()) + '-' +
+                           test.test_suite_name() + '.' + test.name();
+        std::replace(name.begin(), name.end(), '/', '-');
+        mPath = std::filesystem::temp_directory_path() / name;
+        if (!isDeathTestChild)
+            std::filesystem::remove_all(mPath); // of a process that was killed
+        std::filesystem::create_directory(mPath);
     }
     TemporaryFolder(const TemporaryFolder&) = delete;
     TemporaryFolder& operator=(const TemporaryFolder&) = delete;
     ~TemporaryFolder() { std::filesystem::remove_all(mPath); }
 
+    const std::filesystem::path& path() const { return mPath; }
     std::string file(const std::string& name) const { return (mPath / name).string(); }
 
     /// Writes a file; the path of it.

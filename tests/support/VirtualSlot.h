@@ -16,4 +16,18 @@ std::size_t virtualSlot(Member member)
     return encoded % 2 == 1 ? static_cast<std::size_t>(encoded - 1) / sizeof(void*) + 1 : 0;
 }
 
+/// Adds a virtual function to a class; it takes the first place that the class leaves free.
+template<typename Base>
+struct Extended : Base
+{
+    virtual void firstOfItsOwn() {}
+};
+
+/// Number of places that the virtual functions of a class take.
+template<typename Class>
+std::size_t virtualSlotCount()
+{
+    return virtualSlot(&Extended<Class>::firstOfItsOwn) - 1;
+}
+
 } // namespace velmor::tests
