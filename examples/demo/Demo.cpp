@@ -2,6 +2,7 @@
 
 #include "examples/demo/BayerSection.h"
 #include "examples/demo/ColourFilterSection.h"
+#include "examples/demo/CountSection.h"
 #include "examples/demo/EdgeSection.h"
 #include "examples/demo/FramePass.h"
 #include "examples/demo/FrameSource.h"
@@ -52,6 +53,7 @@ constexpr Section kSections[] = {
     {"Edges", showEdgeFilters},
     {"Brighter pixels, flip and debug view", showViews},
     {"Colour mixtures", showMixtures},
+    {"Colour classes and counts", showCounts},
 };
 
 glsupport::HeadlessContext makeContext(const MessageLog& log)

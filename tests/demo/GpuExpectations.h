@@ -16,5 +16,6 @@ void expectEdgeFilters(const std::vector<cv::Mat>& shown, const std::string& sum
 void expectViews(const std::vector<cv::Mat>& shown, const std::string& summary, const cv::Mat& earlier,
                  const cv::Mat& later);
 void expectMixtures(const std::vector<cv::Mat>& shown, const std::string& summary);
+void expectCounts(const std::vector<cv::Mat>& shown, const std::string& summary, const cv::Mat& frame);
 
 } // namespace velmor::tests

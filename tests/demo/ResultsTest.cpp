@@ -183,7 +183,9 @@ TEST_F(RealVideo, WritesAllResultsAndASummary)
                                    "DebugUInt2Float",
                                    "ColorGMM",
                                    "ColorGMM, in colour",
-                                   "ColorGMM, behind BGR2HSV"})
+                                   "ColorGMM, behind BGR2HSV",
+                                   "ColorGMM2",
+                                   "PixelCount"})
         EXPECT_TRUE(hasLine(summary, std::string(name) + " +768 x 576 +[0-9]+\\.[0-9]{2}  .+")) << name;
     const long brightness = std::lround(255 - averageLevel(testFrame(8)));
     EXPECT_TRUE(hasLine(summary, "Not  .+  average brightness " + std::to_string(brightness) + " of 255"));
@@ -208,6 +210,7 @@ TEST_F(RealVideo, GpuFiltersShowWhatTheyCompute)
     expectEdgeFilters(shown, summary, testFrame(8));
     expectViews(shown, summary, testFrame(4), testFrame(8));
     expectMixtures(shown, summary);
+    expectCounts(shown, summary, testFrame(8));
 }
 
 TEST_F(RealVideo, ClipShowsFramesBesideTheirDifference)

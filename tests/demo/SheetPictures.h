@@ -45,6 +45,10 @@ enum Place
     MIXTURE,
     MIXTURE_COLOURS,
     MIXTURE_HSV,
+    LEARNT_PATCHES,
+    CLASSES,
+    HISTOGRAM,
+    PIXEL_COUNT,
     PLACES
 };
 
