@@ -1,5 +1,9 @@
 #include "examples/demo/Demo.h"
 
+#include "examples/demo/BayerSection.h"
+#include "examples/demo/ColourFilterSection.h"
+#include "examples/demo/CountSection.h"
+#include "examples/demo/EdgeSection.h"
 #include "examples/demo/FramePass.h"
 #include "examples/demo/FrameSource.h"
 #include "examples/demo/Gallery.h"
@@ -7,6 +11,7 @@
 #include "examples/demo/Interruption.h"
 #include "examples/demo/LogicSection.h"
 #include "examples/demo/MessageLog.h"
+#include "examples/demo/MixtureSection.h"
 #include "examples/demo/MotionClip.h"
 #include "examples/demo/Options.h"
 #include "examples/demo/OutputFolder.h"
@@ -15,6 +20,7 @@
 #include "examples/demo/Showcase.h"
 #include "examples/demo/Summary.h"
 #include "examples/demo/TextFile.h"
+#include "examples/demo/ViewSection.h"
 #include "glsupport/HeadlessContext.h"
 
 #include <GL/glew.h>
@@ -42,6 +48,12 @@ struct Section
 constexpr Section kSections[] = {
     {"Inputs", showInputs},
     {"Logic filters", showLogicFilters},
+    {"Colour filters", showColourFilters},
+    {"Bayer mosaic", showBayerFilters},
+    {"Edges", showEdgeFilters},
+    {"Brighter pixels, flip and debug view", showViews},
+    {"Colour mixtures", showMixtures},
+    {"Colour classes and counts", showCounts},
 };
 
 glsupport::HeadlessContext makeContext(const MessageLog& log)

@@ -10,8 +10,8 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kFewestRuns = 3;
-constexpr std::size_t kMostRuns = 21;
-constexpr std::chrono::milliseconds kTimeForRuns(400); ///< no further runs after that
+constexpr std::size_t kMostRuns = 9;
+constexpr std::chrono::milliseconds kTimeForRuns(120); ///< no further runs after that
 
 } // namespace
 

@@ -25,10 +25,20 @@ void Showcase::showFilter(const std::string& title, cvprocess::GpuStdShaders& fi
                           const core::cvdata::RectTexture& destination, const Finding& found,
                           const std::string& sentence, double brightness)
 {
+    const auto read = [&] {
+        const cv::Mat result = download(destination);
+        return Reading{result * brightness, found(result)};
+    };
+    showPass(title, filter, read, sentence);
+}
+
+void Showcase::showPass(const std::string& title, cvprocess::GpuStdShaders& filter,
+                        const std::function<Reading()>& read, const std::string& sentence)
+{
     Interruption::throwIfRequested();
     const double milliseconds = medianMilliseconds([&filter] { filter.execute(); });
-    const cv::Mat result = download(destination);
-    showResult(title, result * brightness, milliseconds, found(result), sentence);
+    const Reading reading = read();
+    showResult(title, reading.picture, milliseconds, reading.found, sentence);
 }
 
 } // namespace velmor::demo

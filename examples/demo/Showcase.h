@@ -44,6 +44,19 @@ public:
                     const core::cvdata::RectTexture& destination, const Finding& found, const std::string& sentence,
                     double brightness = 1);
 
+    /// What a pass left, made visible.
+    struct Reading
+    {
+        cv::Mat picture; ///< 8-bit, grey or BGR
+        std::string found;
+    };
+
+    /// Runs and times a GPU filter whose result is no texture of colours, and shows what is read of it.
+    /// @param filter  prepared
+    /// @param read    called after the last pass
+    void showPass(const std::string& title, cvprocess::GpuStdShaders& filter, const std::function<Reading()>& read,
+                  const std::string& sentence);
+
 private:
     Gallery& mGallery;
     Summary& mSummary;

@@ -7,13 +7,6 @@
 namespace velmor::demo {
 namespace {
 
-std::string fixed(double number, int digits)
-{
-    std::ostringstream stream;
-    stream << std::fixed << std::setprecision(digits) << number;
-    return stream.str();
-}
-
 template<class Items, class Text>
 int longest(const Items& items, const std::string& heading, Text text)
 {
@@ -60,7 +53,7 @@ std::string Summary::text(const std::string& folder) const
     out << '\n';
     row("operator", "pixels", "ms", "found");
     for (const Operator& each : mOperators)
-        row(each.name, sizeText(each.size), fixed(each.milliseconds, 2), each.found);
+        row(each.name, sizeText(each.size), decimalText(each.milliseconds, 2), each.found);
 
     out << "\nwritten into " << folder << '\n';
     const int fileWidth = longest(mFiles, "", label);
@@ -79,9 +72,16 @@ std::string countText(int count, const std::string& noun)
     return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
 }
 
+std::string decimalText(double number, int digits)
+{
+    std::ostringstream stream;
+    stream << std::fixed << std::setprecision(digits) << number;
+    return stream.str();
+}
+
 std::string percentText(double share)
 {
-    return fixed(100 * share, 1) + " %";
+    return decimalText(100 * share, 1) + " %";
 }
 
 } // namespace velmor::demo

@@ -1,4 +1,5 @@
 #include "tests/demo/DemoTest.h"
+#include "tests/demo/GpuExpectations.h"
 #include "tests/demo/SheetPictures.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -11,24 +12,6 @@
 
 namespace velmor::tests {
 namespace {
-
-/// The pictures on the sheet, in their order.
-enum Place
-{
-    EARLIER,
-    LATER,
-    MOVING,
-    DARK,
-    SUBTRACT,
-    SUBTRACT_MASKS,
-    AND,
-    OR,
-    XOR_DARK,
-    XOR_MOVING,
-    NOT,
-    NOT_REGIONS,
-    PLACES
-};
 
 const std::set<std::string> kFilesOfVideo = {"contact-sheet.png", "messages.log", "motion.mp4", "summary.txt"};
 const std::set<std::string> kFilesOfPicture = {"contact-sheet.png", "messages.log", "summary.txt"};
@@ -76,26 +59,6 @@ bool hasLine(const std::string& text, const std::string& form)
     const bool found = regexec(&expression, text.c_str(), 0, nullptr, 0) == 0;
     regfree(&expression);
     return found;
-}
-
-cv::Mat reduced(const cv::Mat& picture, const cv::Size& size)
-{
-    cv::Mat result;
-    cv::resize(picture, result, size, 0, 0, cv::INTER_AREA);
-    return result;
-}
-
-cv::Mat differenceOf(const cv::Mat& a, const cv::Mat& b)
-{
-    cv::Mat result;
-    cv::absdiff(a, b, result);
-    return result;
-}
-
-double averageLevel(const cv::Mat& picture)
-{
-    const cv::Scalar mean = cv::mean(picture);
-    return (mean[0] + mean[1] + mean[2]) / 3;
 }
 
 void expectNoneBlank(const std::vector<cv::Mat>& shown)
@@ -195,8 +158,34 @@ TEST_F(RealVideo, WritesAllResultsAndASummary)
     EXPECT_TRUE(hasLine(summary, "renderer  .+, OpenGL [0-9].+"));
     EXPECT_TRUE(
         hasLine(summary, "motion    [0-9.]+ % of the pixels move on average, [0-9.]+ % at most, in frame [2-8]"));
-    for (const char* const name : {"Subtract", "Subtract, of the masks", "And", "Or", "Xor, of moving and dark",
-                                   "Xor, of dark and moving", "Not", "Not, in two regions"})
+    for (const char* const name : {"Subtract",
+                                   "Subtract, of the masks",
+                                   "And",
+                                   "Or",
+                                   "Xor, of moving and dark",
+                                   "Xor, of dark and moving",
+                                   "Not",
+                                   "Not, in two regions",
+                                   "BGR2GRAY",
+                                   "RGB2GRAY",
+                                   "BGR2HSV",
+                                   "RGB2HSV",
+                                   "BayerRG2RGB",
+                                   "BayerRG2GRAY",
+                                   "GRAY2Sobel",
+                                   "NonMaxSupression",
+                                   "Laplacian",
+                                   "Laplacian, four neighbours",
+                                   "Laplacian, eight neighbours",
+                                   "Classify",
+                                   "Classify, backwards",
+                                   "FlipV",
+                                   "DebugUInt2Float",
+                                   "ColorGMM",
+                                   "ColorGMM, in colour",
+                                   "ColorGMM, behind BGR2HSV",
+                                   "ColorGMM2",
+                                   "PixelCount"})
         EXPECT_TRUE(hasLine(summary, std::string(name) + " +768 x 576 +[0-9]+\\.[0-9]{2}  .+")) << name;
     const long brightness = std::lround(255 - averageLevel(testFrame(8)));
     EXPECT_TRUE(hasLine(summary, "Not  .+  average brightness " + std::to_string(brightness) + " of 255"));
@@ -210,6 +199,18 @@ TEST_F(RealVideo, SheetShowsWhatItsCaptionsSay)
     expectFramesAndFilters(shown, testFrame(4), testFrame(8));
     expectMasks(shown, testFrame(4), testFrame(8));
     expectRegions(shown);
+}
+
+TEST_F(RealVideo, GpuFiltersShowWhatTheyCompute)
+{
+    const std::vector<cv::Mat> shown = pictures("out");
+    const std::string summary = read("out/summary.txt");
+    expectColourFilters(shown, summary, testFrame(8));
+    expectBayerFilters(shown, summary, testFrame(8));
+    expectEdgeFilters(shown, summary, testFrame(8));
+    expectViews(shown, summary, testFrame(4), testFrame(8));
+    expectMixtures(shown, summary);
+    expectCounts(shown, summary, testFrame(8));
 }
 
 TEST_F(RealVideo, ClipShowsFramesBesideTheirDifference)

@@ -35,4 +35,24 @@ double largestDifference(const cv::Mat& a, const cv::Mat& b)
     return cv::norm(a, b, cv::NORM_INF);
 }
 
+cv::Mat reduced(const cv::Mat& picture, const cv::Size& size)
+{
+    cv::Mat result;
+    cv::resize(picture, result, size, 0, 0, cv::INTER_AREA);
+    return result;
+}
+
+cv::Mat differenceOf(const cv::Mat& a, const cv::Mat& b)
+{
+    cv::Mat result;
+    cv::absdiff(a, b, result);
+    return result;
+}
+
+double averageLevel(const cv::Mat& picture)
+{
+    const cv::Scalar mean = cv::mean(picture);
+    return (mean[0] + mean[1] + mean[2]) / 3;
+}
+
 } // namespace velmor::tests

@@ -1,0 +1,197 @@
+#include "examples/demo/CountSection.h"
+
+#include "core/cvdata/ColourHist2d.h"
+#include "cvprocess/gpuStdShaders/ColorGMM2.h"
+#include "cvprocess/gpuStdShaders/ColorHistShader.h"
+#include "cvprocess/gpuStdShaders/PixelCount.h"
+#include "examples/demo/FloatPictures.h"
+#include "examples/demo/GpuPictures.h"
+#include "examples/demo/PatchModel.h"
+#include "examples/demo/Scene.h"
+#include "examples/demo/Showcase.h"
+#include "examples/demo/Summary.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <string>
+#include <vector>
+
+namespace velmor::demo {
+namespace {
+
+using core::cvdata::ColorGMM;
+using core::cvdata::ColourHist2d;
+using core::cvdata::RectTexture;
+
+constexpr std::size_t kClasses = 3;
+const char* const kClassNames[kClasses] = {"dark", "middling", "bright"};
+const cv::Vec3b kClassColours[kClasses] = {{170, 80, 20}, {90, 170, 60}, {60, 170, 250}}; ///< BGR
+
+void showPatches(const cv::Mat& frame, const std::array<cv::Rect, kClasses>& patches, Showcase& showcase)
+{
+    cv::Mat marked = frame.clone();
+    for (std::size_t i = 0; i < kClasses; ++i)
+        cv::rectangle(marked, patches[i], kClassColours[i], std::max(1, std::max(frame.cols, frame.rows) / 100));
+    showcase.showPicture("Learnt patches", marked, "A dark, a middling and a bright one");
+}
+
+/// Each class in its colour.
+/// @param classes  CV_32F, numbers of classes
+cv::Mat classPicture(const cv::Mat& classes)
+{
+    cv::Mat result(classes.size(), CV_8UC3, cv::Scalar::all(0));
+    for (std::size_t i = 0; i < kClasses; ++i)
+        result.setTo(kClassColours[i], classes == static_cast<double>(i));
+    return result;
+}
+
+std::string classesFound(const cv::Mat& classes)
+{
+    std::string text;
+    for (std::size_t i = 0; i < kClasses; ++i) {
+        const double share = cv::countNonZero(classes == static_cast<double>(i)) / static_cast<double>(classes.total());
+        text += (i == 0 ? "" : ", ") + percentText(share) + " " + kClassNames[i];
+    }
+    return text;
+}
+
+void showClasses(const cv::Mat& frame, Showcase& showcase)
+{
+    const auto patches = calmPatches(frame);
+    showPatches(frame, patches, showcase);
+    const auto source = makeTexture(frame);
+    std::vector<ColorGMM> models;
+    for (const cv::Rect& patch : patches)
+        models.push_back(patchModel(*source, patch));
+    std::vector<ColorGMM*> borrowed = {&models[0], &models[1], &models[2]};
+
+    const auto result = makeFloatTexture(frame.size());
+    cvprocess::ColorGMM2 filter(borrowed);
+    filter.prepareExecution(*source, *result);
+    const auto read = [&result] {
+        const cv::Mat classes = channelOf(downloadFloats(*result), 0);
+        return Showcase::Reading{classPicture(classes), classesFound(classes)};
+    };
+    showcase.showPass("ColorGMM2", filter, read, "Each pixel shows which patch it is most like");
+}
+
+constexpr int kBins = 4; ///< of each colour
+constexpr int kCells = kBins * kBins * kBins;
+
+/// The frame, or one whose columns are repeated where it is too narrow for the cells: shares of colours stay.
+cv::Mat wideEnough(const cv::Mat& frame)
+{
+    const int columns = std::max(kCells / 4, (kCells + frame.rows - 1) / frame.rows);
+    const int times = (columns + frame.cols - 1) / frame.cols;
+    cv::Mat result;
+    cv::resize(frame, result, {frame.cols * times, frame.rows}, 0, 0, cv::INTER_NEAREST);
+    return result;
+}
+
+/// The share of each cell, counted on the CPU.
+std::vector<double> sharesOf(const cv::Mat& frame)
+{
+    std::vector<double> shares(kCells);
+    for (const cv::Vec3b& pixel : cv::Mat_<cv::Vec3b>(frame)) {
+        const auto bin = [&pixel](int channel) {
+            return std::min(pixel[channel] * kBins / 255, kBins - 1);
+        };
+        shares[static_cast<std::size_t>(bin(2) + kBins * (bin(1) + kBins * bin(0)))] += 1;
+    }
+    for (double& share : shares)
+        share /= static_cast<double>(frame.total());
+    return shares;
+}
+
+/// A bar of its own colour for each cell, with a line across at what it should be.
+cv::Mat barPicture(const std::vector<double>& bars, const std::vector<double>& lines)
+{
+    constexpr int kPitch = 13, kMargin = 30, kHeight = 670;
+    cv::Mat picture(kHeight, kCells * kPitch + 2 * kMargin, CV_8UC3, cv::Scalar::all(255));
+    const double scale = (kHeight - 2 * kMargin) / *std::max_element(lines.begin(), lines.end());
+    const int bottom = kHeight - kMargin;
+    for (int i = 0; i < kCells; ++i) {
+        const auto cell = static_cast<std::size_t>(i);
+        const cv::Scalar colour =
+            (cv::Scalar(i / (kBins * kBins), i / kBins % kBins, i % kBins) + cv::Scalar::all(0.5)) * (255.0 / kBins);
+        const int left = kMargin + i * kPitch;
+        const int top = bottom - cvRound(bars[cell] * scale);
+        const int line = bottom - cvRound(lines[cell] * scale);
+        cv::rectangle(picture, cv::Rect(left, top, kPitch - 2, bottom - top), colour, cv::FILLED);
+        cv::line(picture, {left - 1, line}, {left + kPitch - 2, line}, cv::Scalar::all(0), 2);
+    }
+    return picture;
+}
+
+std::vector<double> sharesIn(cvprocess::ColorHistShader& counter)
+{
+    ColourHist2d histogram(kBins, kBins, kBins);
+    counter.copyHistoFromGPU(histogram);
+    std::vector<double> shares(kCells);
+    for (unsigned i = 0; i < kCells; ++i)
+        shares[i] = histogram.data()[i];
+    return shares;
+}
+
+std::string sharesFound(const std::vector<double>& shares, const std::vector<double>& expected)
+{
+    double off = 0;
+    for (std::size_t i = 0; i < shares.size(); ++i)
+        off = std::max(off, std::abs(shares[i] - expected[i]));
+    return percentText(*std::max_element(shares.begin(), shares.end())) + " of the pixels in the fullest of " +
+           std::to_string(kCells) + " cells, at most " + percentText(off) + " off the CPU's counts";
+}
+
+void showHistogram(const cv::Mat& frame, Showcase& showcase)
+{
+    const cv::Mat picture = wideEnough(frame);
+    const auto source = makeTexture(picture);
+    const auto mask = makeTexture(picture.size());
+    const auto counts = makeFloatTexture(picture.size());
+    cvprocess::ColorHistShader::Param param;
+    param.mNBins1 = param.mNBins2 = param.mNBins3 = kBins;
+    param.mXres = picture.cols;
+    param.mYres = picture.rows;
+    cvprocess::ColorHistShader counter(&param, nullptr);
+    counter.prepareExecution(*source, *mask, *counts);
+    const auto read = [&] {
+        const std::vector<double> shares = sharesIn(counter);
+        const std::vector<double> expected = sharesOf(frame);
+        return Showcase::Reading{barPicture(shares, expected), sharesFound(shares, expected)};
+    };
+    showcase.showPass("ColorHistShader", counter, read, "Bars: the GPU's counts; lines: the CPU's");
+}
+
+constexpr unsigned kMostTiles = 1024;
+
+void showPixelCount(const cv::Mat& mask, Showcase& showcase)
+{
+    cv::Mat wide; // the sums need a destination that is wider than there are tiles
+    cv::copyMakeBorder(mask, wide, 0, 0, 0, 1, cv::BORDER_CONSTANT, cv::Scalar::all(0));
+    const auto source = makeTexture(wide);
+    RectTexture sums(source->width(), source->height(), RectTexture::R32UI);
+    cvprocess::PixelCount counter;
+    counter.setMaxNofTiles(std::min(kMostTiles, source->width() - 1));
+    counter.prepareExecution(*source, sums);
+    counter.execute();
+    const std::string count = std::to_string(counter.getCount());
+    const auto read = [&] {
+        return Showcase::Reading{mask, count + " pixels are set, " + std::to_string(cv::countNonZero(mask)) +
+                                           " by the CPU's count"};
+    };
+    showcase.showPass("PixelCount", counter, read, count + " pixels of this mask are set");
+}
+
+} // namespace
+
+void showCounts(const Scene& scene, Showcase& showcase)
+{
+    showClasses(scene.later, showcase);
+    showHistogram(scene.later, showcase);
+    showPixelCount(scene.moving, showcase);
+}
+
+} // namespace velmor::demo
