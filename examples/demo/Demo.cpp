@@ -1,5 +1,7 @@
 #include "examples/demo/Demo.h"
 
+#include "examples/demo/ColourSection.h"
+#include "examples/demo/FaceSection.h"
 #include "examples/demo/FramePass.h"
 #include "examples/demo/FrameSource.h"
 #include "examples/demo/Gallery.h"
@@ -8,6 +10,7 @@
 #include "examples/demo/LogicSection.h"
 #include "examples/demo/MessageLog.h"
 #include "examples/demo/MotionClip.h"
+#include "examples/demo/MovementSection.h"
 #include "examples/demo/Options.h"
 #include "examples/demo/OutputFolder.h"
 #include "examples/demo/PictureFile.h"
@@ -42,6 +45,9 @@ struct Section
 constexpr Section kSections[] = {
     {"Inputs", showInputs},
     {"Logic filters", showLogicFilters},
+    {"Colour detector and blobs", showColourModel},
+    {"Motion history and colour histogram", showMovement},
+    {"Faces", showFaces},
 };
 
 glsupport::HeadlessContext makeContext(const MessageLog& log)
