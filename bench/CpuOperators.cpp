@@ -323,20 +323,20 @@ void addBlobs(const std::string& name, const Image& image)
 
 // ---- faces
 
-void addFaces(int scale)
+/// @param size   that the photograph is scaled to
+/// @param scale  that the search reduces it by
+void addFaces(const std::string& name, const cv::Size& size, int scale)
 {
     const char* const cascade = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt.xml";
     struct Scene
     {
-        Scene(const char* cascadeFile, int factor)
-            : image(imageio::load("/usr/share/doc/opencv-doc/examples/data/messi5.jpg", Image::BGR)),
+        Scene(const char* cascadeFile, const cv::Size& size)
+            : image(static_cast<unsigned>(size.width), static_cast<unsigned>(size.height), Image::BGR),
               detector(cascadeFile), classifier(cascadeFile)
         {
-            cv::Mat larger;
-            cv::resize(image.mat(), larger, {}, factor, factor);
-            image = Image(static_cast<unsigned>(larger.cols), static_cast<unsigned>(larger.rows), Image::BGR);
             cv::Mat pixels = image.mat();
-            larger.copyTo(pixels);
+            cv::resize(imageio::load("/usr/share/doc/opencv-doc/examples/data/messi5.jpg", Image::BGR).mat(), pixels,
+                       size);
         }
         Image image;
         cvprocess::FaceDetect detector;
@@ -346,7 +346,7 @@ void addFaces(int scale)
         std::vector<cv::Rect> expected;
         cv::Mat reduced;
     };
-    const auto scene = std::make_shared<Scene>(cascade, scale);
+    const auto scene = std::make_shared<Scene>(cascade, size);
     const auto search = [=] {
         if (scale == 1)
             scene->detector.findFaces(&scene->image, scene->faces);
@@ -364,7 +364,7 @@ void addFaces(int scale)
     opencv();
     expect(scene->faces.size() + scene->rectangles.size() == scene->expected.size() && !scene->expected.empty(),
            "the list of faces");
-    add("FaceDetect/scale:" + std::to_string(scale), search, "CascadeClassifier", opencv);
+    add("FaceDetect/" + name, search, "CascadeClassifier", opencv);
 }
 
 void addAll()
@@ -383,8 +383,11 @@ void addAll()
     for (const unsigned side : {32u, 128u})
         for (const int bins : {16, 32})
             addHistogram(kFrameSizes[0], static_cast<unsigned char>(bins), false, side);
-    for (const int scale : {1, 2})
-        addFaces(scale);
+    const cv::Size photograph(548, 342);
+    addFaces("548x342", photograph, 1);
+    addFaces("1096x684/scale:2", photograph * 2, 2);
+    for (const Size& size : {kFrameSizes[1], kFrameSizes[2], kFrameSizes[3]})
+        addFaces(size.name, {static_cast<int>(size.width), static_cast<int>(size.height)}, 1);
 }
 
 } // namespace

@@ -33,7 +33,8 @@ target_compile_definitions(velmor_build_settings INTERFACE
     $<$<NOT:$<BOOL:${VELMOR_ASSERTIONS}>>:NDEBUG>)
 if(VELMOR_SANITIZE)
     target_compile_options(velmor_build_settings INTERFACE
-        -fsanitize=${VELMOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+        -fsanitize=${VELMOR_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+        $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>) # g++ warns of its own <regex> where it adds its checks
     target_link_options(velmor_build_settings INTERFACE -fsanitize=${VELMOR_SANITIZE})
 endif()
 

@@ -2,6 +2,7 @@
 
 #include "core/cvdata/ColourHist2d.h"
 #include "core/cvdata/Image.h"
+#include "core/util/AnyBitSet.h"
 #include "math/Math.h"
 
 #include <cassert>
@@ -37,14 +38,10 @@ public:
 
     BinIndex(unsigned bins1, unsigned bins2, unsigned bins3, CvtColour::ColourFormat format)
     {
-        const float scale1 = static_cast<float>(bins1) / 256;
-        const float scale2 = static_cast<float>(bins2) / 256;
-        const float scale3 = static_cast<float>(bins3) / 256;
         for (unsigned byte = 0; byte < 256; ++byte) {
-            const auto value = static_cast<float>(byte);
-            mFirst[byte] = static_cast<unsigned char>(value * scale1);
-            mSecond[byte] = bins1 * static_cast<unsigned char>(value * scale2);
-            mThird[byte] = bins1 * bins2 * static_cast<unsigned char>(value * scale3);
+            mFirst[byte] = byte * bins1 / 256;
+            mSecond[byte] = bins1 * (byte * bins2 / 256);
+            mThird[byte] = bins1 * bins2 * (byte * bins3 / 256);
         }
         mThird[0] += kExcluded;
         if (format != CvtColour::HSV) {
@@ -92,7 +89,13 @@ public:
     /// Replaces the counters of every bin by their sum times a factor.
     void finishAll(double factor)
     {
-        for (unsigned char* place = mBytes; place != mBytes + mCount * sizeof(double); place += sizeof(double))
+        unsigned char* place = mBytes;
+        std::size_t left = mCount;
+        for (; left >= kGroup; left -= kGroup, place += kGroup * sizeof(double))
+            if (core::util::isAnyBitSet<kGroup>(place))
+                for (std::size_t k = 0; k < kGroup; ++k)
+                    finish(place + k * sizeof(double), factor);
+        for (; left > 0; --left, place += sizeof(double))
             finish(place, factor);
     }
 
@@ -106,6 +109,8 @@ public:
     }
 
 private:
+    static constexpr std::size_t kGroup = 16; ///< bins that are looked at together: most of many bins are 0
+
     static std::uint64_t bitsOf(const unsigned char* place)
     {
         std::uint64_t bits;
@@ -116,9 +121,8 @@ private:
     static void finish(unsigned char* place, double factor)
     {
         const std::uint64_t bits = bitsOf(place);
-        if (bits == 0)
-            return; // most bins: 0 as two counters is 0 as a share
-        const double share = static_cast<double>((bits & 0xffffffffu) + (bits >> 32)) * factor;
+        const auto counted = static_cast<std::int64_t>((bits & 0xffffffffu) + (bits >> 32));
+        const double share = static_cast<double>(counted) * factor;
         std::memcpy(place, &share, sizeof(share));
     }
 

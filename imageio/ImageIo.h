@@ -10,7 +10,8 @@ namespace velmor::imageio {
 /// Reads a picture file (PNG, JPEG, TIFF, BMP, ... as OpenCV's codecs know them, told by its content).
 ///
 /// Pictures of another depth or colour are converted: 16-bit channels to 8 bits, colour to grey or grey to colour,
-/// and transparency is dropped. A codec may print about a damaged file on standard error before the exception is thrown.
+/// and transparency is dropped. A codec may print about a damaged file on standard error before the exception is
+/// thrown.
 /// @param layout  layout of the image to make
 /// @return        an image that owns its pixels
 /// @throws std::runtime_error  naming the file and the reason when it cannot be read or holds no picture

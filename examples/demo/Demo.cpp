@@ -2,8 +2,10 @@
 
 #include "examples/demo/BayerSection.h"
 #include "examples/demo/ColourFilterSection.h"
+#include "examples/demo/ColourSection.h"
 #include "examples/demo/CountSection.h"
 #include "examples/demo/EdgeSection.h"
+#include "examples/demo/FaceSection.h"
 #include "examples/demo/FramePass.h"
 #include "examples/demo/FrameSource.h"
 #include "examples/demo/Gallery.h"
@@ -13,6 +15,7 @@
 #include "examples/demo/MessageLog.h"
 #include "examples/demo/MixtureSection.h"
 #include "examples/demo/MotionClip.h"
+#include "examples/demo/MovementSection.h"
 #include "examples/demo/Options.h"
 #include "examples/demo/OutputFolder.h"
 #include "examples/demo/PictureFile.h"
@@ -54,6 +57,9 @@ constexpr Section kSections[] = {
     {"Brighter pixels, flip and debug view", showViews},
     {"Colour mixtures", showMixtures},
     {"Colour classes and counts", showCounts},
+    {"Colour detector and blobs", showColourModel},
+    {"Motion history and colour histogram", showMovement},
+    {"Faces", showFaces},
 };
 
 glsupport::HeadlessContext makeContext(const MessageLog& log)

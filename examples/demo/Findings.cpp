@@ -6,14 +6,11 @@
 #include <cmath>
 
 namespace velmor::demo {
-namespace {
 
 std::string pointText(const cv::Point& point)
 {
     return "(" + std::to_string(point.x) + ", " + std::to_string(point.y) + ")";
 }
-
-} // namespace
 
 std::string shareFound(const cv::Mat& mask)
 {

@@ -6,6 +6,9 @@
 
 namespace velmor::demo {
 
+/// "(12, 34)", rounded
+std::string pointText(const cv::Point& point);
+
 /// How much of a mask is set.
 std::string shareFound(const cv::Mat& mask);
 

@@ -1,5 +1,6 @@
 #include "examples/demo/FramePass.h"
 
+#include "examples/demo/Marks.h"
 #include "examples/demo/Masks.h"
 #include "examples/demo/PictureFit.h"
 #include "examples/demo/Summary.h"
@@ -34,6 +35,15 @@ cv::Mat shifted(const cv::Mat& picture)
     return larger(cv::Rect(cv::Point(0, 0), picture.size())).clone();
 }
 
+cv::Mat historyWithCentre(MotionHistory& history)
+{
+    cv::Mat picture;
+    cv::cvtColor(history.picture(), picture, cv::COLOR_GRAY2BGR);
+    if (const auto centre = history.centre())
+        Marks(picture).cross(*centre);
+    return picture;
+}
+
 } // namespace
 
 void FramePass::add(const cv::Mat& frame)
@@ -43,8 +53,11 @@ void FramePass::add(const cv::Mat& frame)
     mRecent.push_back(limited(frame));
     if (mRecent.size() > kApart + 1)
         mRecent.pop_front();
-    if (!mDifference)
+    if (mFrames == 1) {
         mDifference.emplace(mRecent.back().size());
+        mHistory.emplace(mRecent.back().size());
+    }
+    mHistory->add(mRecent.back());
     if (mFrames == 1)
         return;
 
@@ -53,7 +66,8 @@ void FramePass::add(const cv::Mat& frame)
     const cv::Mat brighter = difference * kDifferenceBrightness;
     mClip.add({{mRecent.back(), frameName()},
                {brighter, "Subtract: what changed since frame " + std::to_string(earlierNumber()) + ", " +
-                              std::to_string(kDifferenceBrightness) + " x brighter"}});
+                              std::to_string(kDifferenceBrightness) + " x brighter"},
+               {historyWithCentre(*mHistory), "MotionSegment: what moved in the last 0.4 s of computing"}});
 }
 
 std::string FramePass::frameName() const
@@ -79,6 +93,8 @@ Scene FramePass::scene()
         const std::string first = std::to_string(earlierNumber());
         const std::string last = std::to_string(mFrames);
         scene.later = mRecent.back();
+        scene.history = mHistory->picture();
+        scene.historyCentre = mHistory->centre();
         scene.earlierCaption = {"Frame " + first, "The earlier of the two frames"};
         scene.laterCaption = {"Frame " + last, "The later of the two frames"};
         scene.origin = "Frames " + first + " and " + last;

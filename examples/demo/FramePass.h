@@ -2,6 +2,7 @@
 
 #include "examples/demo/Difference.h"
 #include "examples/demo/MotionClip.h"
+#include "examples/demo/MotionHistory.h"
 #include "examples/demo/MovementCount.h"
 #include "examples/demo/Scene.h"
 
@@ -39,6 +40,7 @@ private:
 
     MotionClip& mClip;
     std::optional<Difference> mDifference; ///< made when the size is known
+    std::optional<MotionHistory> mHistory; ///< likewise
     std::deque<cv::Mat> mRecent;           ///< the last frames
     cv::Size mOriginalSize;
     int mFrames = 0;

@@ -2,6 +2,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <optional>
 #include <string>
 
 namespace velmor::demo {
@@ -23,6 +24,8 @@ struct Scene
     std::string origin; ///< of both, such as "Frames 96 and 100"
     cv::Mat moving;     ///< 8-bit grey, 255 where a pixel changed between the frames
     cv::Mat dark;       ///< 8-bit grey, 255 where the later frame is dark
+    cv::Mat history;    ///< 8-bit grey, what moved up to the later frame, the brighter the later; empty of one picture
+    std::optional<cv::Point2d> historyCentre; ///< centre of mass of the history; none when nothing moves
 };
 
 } // namespace velmor::demo

@@ -17,8 +17,19 @@ void Showcase::showPicture(const std::string& title, const cv::Mat& picture, con
 void Showcase::showResult(const std::string& title, const cv::Mat& picture, double milliseconds,
                           const std::string& found, const std::string& sentence)
 {
-    mGallery.add(picture, title, sentence);
-    mSummary.addOperator(title, picture.size(), milliseconds, found);
+    showChart(title, picture, picture.size(), milliseconds, found, sentence);
+}
+
+void Showcase::showChart(const std::string& title, const cv::Mat& chart, const cv::Size& counted, double milliseconds,
+                         const std::string& found, const std::string& sentence)
+{
+    mGallery.add(chart, title, sentence);
+    mSummary.addOperator(title, counted, milliseconds, found);
+}
+
+void Showcase::leaveOut(const std::string& what, const std::string& why)
+{
+    mSummary.addFact(what, why);
 }
 
 void Showcase::showFilter(const std::string& title, cvprocess::GpuStdShaders& filter,

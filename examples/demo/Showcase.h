@@ -36,6 +36,14 @@ public:
     void showResult(const std::string& title, const cv::Mat& picture, double milliseconds, const std::string& found,
                     const std::string& sentence);
 
+    /// Shows a result that is no picture, drawn as a chart.
+    /// @param counted  size of the picture that it was computed from
+    void showChart(const std::string& title, const cv::Mat& chart, const cv::Size& counted, double milliseconds,
+                   const std::string& found, const std::string& sentence);
+
+    /// Says in the summary why something is not shown.
+    void leaveOut(const std::string& what, const std::string& why);
+
     /// Runs and times a GPU filter, and shows what it drew.
     /// @param filter       prepared to draw into the destination
     /// @param destination  a texture of colours

@@ -15,7 +15,7 @@ public:
     void addFact(const std::string& label, const std::string& text);
 
     /// A line of the table of operators.
-    /// @param size          of the picture that came out
+    /// @param size          of the picture that came out, or of the one that a figure was computed from
     /// @param milliseconds  median time of one run
     /// @param found         what the result says, in a few words
     void addOperator(const std::string& name, const cv::Size& size, double milliseconds, const std::string& found);

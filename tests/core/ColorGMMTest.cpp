@@ -2,8 +2,8 @@
 
 #include "core/cvdata/Image.h"
 #include "tests/support/FieldOrder.h"
-#include "tests/support/ThrownText.h"
 #include "tests/support/TemporaryFolder.h"
+#include "tests/support/ThrownText.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <gtest/gtest.h>
@@ -380,8 +380,8 @@ TEST(ColorGMMTraining, ReadsThePixelsUnderTheMaskOnly)
 
 TEST(ColorGMMTraining, IsRepeatableAndLeavesTheRandomGeneratorAlone)
 {
-    Image samples(40, 40, Image::RGB);
-    fillGaussian(samples, 0, 40, 120.0, 90.0, 30.0, 40.0, 1);
+    Image samples(16, 16, Image::RGB);
+    fillGaussian(samples, 0, 16, 120.0, 90.0, 30.0, 40.0, 1);
     ColorGMM first, second;
     first.train(samples, nullptr, 3);
     cv::theRNG() = cv::RNG(4711);

@@ -7,6 +7,7 @@
 #include "tests/support/DeathText.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Pictures.h"
+#include "tests/support/Rounds.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
@@ -126,7 +127,7 @@ TEST(ColourDetector, MatchesThePlainLoopOnRandomImagesAndModels)
     ColorGMM model;
     ColourDetector detector(&model, nullptr);
     unsigned long foreground = 0, pixels = 0;
-    for (int k = 0; k < 10000; ++k) {
+    for (int k = 0, rounds = randomRounds(); k < rounds; ++k) {
         if (k % 3 != 1) // so that some images meet the model that was there before
             model = randomModel(random, static_cast<unsigned>(k % 5));
         const unsigned levels = k % 2 == 0 ? 256u : 8u;
@@ -157,9 +158,9 @@ TEST(ColourDetector, MatchesThePlainLoopOnAPhotograph)
 {
     const Image photograph = imageio::load(VELMOR_TEST_PHOTOGRAPH, Image::RGB);
     ColorGMM model;
-    Image patch(40, 40, Image::RGB);
-    for (unsigned y = 0; y < 40; ++y)
-        for (unsigned x = 0; x < 40; ++x)
+    Image patch(20, 20, Image::RGB);
+    for (unsigned y = 0; y < 20; ++y)
+        for (unsigned x = 0; x < 20; ++x)
             for (unsigned channel = 0; channel < 3; ++channel)
                 byteAt(patch, x, y, channel) = byteAt(photograph, 200 + x, 60 + y, channel);
     model.train(patch, nullptr, 3);

@@ -6,6 +6,7 @@
 #include "tests/support/DeathText.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Pictures.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/TemporaryFolder.h"
 
 #include <gtest/gtest.h>
@@ -202,7 +203,7 @@ TEST(FaceDetect, SearchesRandomImagesAsOpenCvDoes)
     std::mt19937 random(1);
     FaceDetect detector(kManyFaces);
     cv::CascadeClassifier classifier(kManyFaces);
-    for (int k = 0; k < 10000; ++k) {
+    for (int k = 0, rounds = randomRounds(); k < rounds; ++k) {
         const Image image =
             randomImage(randomSide(random), randomSide(random), k % 2 == 0 ? Image::BGR : Image::GREYSCALE, random);
         std::vector<cv::Rect> expected;

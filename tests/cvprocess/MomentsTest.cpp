@@ -8,6 +8,7 @@
 #include "tests/support/DeathText.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Pictures.h"
+#include "tests/support/Rounds.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
@@ -135,7 +136,7 @@ TEST(Moments, MatchesPolygonIntegralsOnRandomImages)
     Moments moments;
     Blobs blobs;
     unsigned long total = 0;
-    for (int k = 0; k < 10000; ++k) {
+    for (int k = 0, rounds = randomRounds(); k < rounds; ++k) {
         const Image image = randomShapes(randomSide(random), randomSide(random), random);
         std::vector<Contour> expected;
         for (const Contour& contour : contoursOf(image))
@@ -148,7 +149,7 @@ TEST(Moments, MatchesPolygonIntegralsOnRandomImages)
         ASSERT_FALSE(HasFailure()) << "image " << k << ", " << image.width() << " x " << image.height();
         total += expected.size();
     }
-    EXPECT_GT(total, 10000u);
+    EXPECT_GT(total, static_cast<unsigned long>(randomRounds()));
 }
 
 TEST(Moments, MatchesPolygonIntegralsOnAPhotograph)

@@ -7,6 +7,7 @@
 #include "tests/support/DeathText.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Pictures.h"
+#include "tests/support/Rounds.h"
 #include "tests/support/ScriptedClock.h"
 
 #include <gtest/gtest.h>
@@ -91,7 +92,7 @@ TEST(MotionSegment, MatchesThePlainLoopOnRandomStreams)
     std::mt19937 random(1);
     ScriptedClock clock(0.0);
     int frames = 0;
-    while (frames < 10000) {
+    while (frames < randomRounds()) {
         const unsigned width = randomSide(random), height = randomSide(random);
         MotionSegment motion(static_cast<int>(width), static_cast<int>(height));
         PlainMotion plain(width, height);
@@ -345,7 +346,7 @@ void expectPlainCentre(Image& image)
 TEST(MotionSegment, MassCentreMatchesThePlainLoop)
 {
     std::mt19937 random(1);
-    for (int k = 0; k < 10000; ++k) {
+    for (int k = 0, rounds = randomRounds(); k < rounds; ++k) {
         Image image =
             randomImage(randomSide(random), randomSide(random), Image::GREYSCALE, random, k % 3 == 0 ? 2 : 256);
         expectPlainCentre(image);

@@ -4,6 +4,7 @@
 #include <opencv2/videoio.hpp>
 
 #include <fcntl.h>
+#include <regex.h>
 #include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -180,6 +181,15 @@ void DemoTest::expectFailure(const DemoEnd& end, int exitCode, const std::string
     EXPECT_EQ(end.exitCode, exitCode);
     EXPECT_EQ(end.out, "");
     EXPECT_EQ(end.err, err + "\n");
+}
+
+bool hasLine(const std::string& text, const std::string& form)
+{
+    regex_t expression;
+    EXPECT_EQ(regcomp(&expression, ("^" + form + "$").c_str(), REG_EXTENDED | REG_NEWLINE | REG_NOSUB), 0);
+    const bool found = regexec(&expression, text.c_str(), 0, nullptr, 0) == 0;
+    regfree(&expression);
+    return found;
 }
 
 cv::Mat testFrame(int number)

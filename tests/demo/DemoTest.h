@@ -78,4 +78,7 @@ private:
 /// Frame of the test video, counted from 1, 8-bit BGR.
 cv::Mat testFrame(int number);
 
+/// Whether a text holds a line of that form, a POSIX extended expression.
+bool hasLine(const std::string& text, const std::string& form);
+
 } // namespace velmor::tests

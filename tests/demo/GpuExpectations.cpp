@@ -305,7 +305,7 @@ void expectMixtures(const std::vector<cv::Mat>& shown, const std::string& summar
 void expectCounts(const std::vector<cv::Mat>& shown, const std::string& summary, const cv::Mat& frame)
 {
     expectClasses(shown, foundBy(summary, "ColorGMM2"));
-    expectHistogram(shown[HISTOGRAM], foundBy(summary, "ColorHistShader"), frame);
+    expectHistogram(shown[GPU_HISTOGRAM], foundBy(summary, "ColorHistShader"), frame);
     expectPixelCount(shown, summary);
 }
 

@@ -47,8 +47,17 @@ enum Place
     MIXTURE_HSV,
     LEARNT_PATCHES,
     CLASSES,
-    HISTOGRAM,
+    GPU_HISTOGRAM,
     PIXEL_COUNT,
+    COLOUR_PATCH,
+    COLOUR,
+    COLOUR_CLEANED,
+    BLOBS,
+    HISTORY, // of a video alone, as the next
+    HISTORY_CENTRE,
+    HISTOGRAM,
+    HISTOGRAM_MASKED,
+    FACES,
     PLACES
 };
 

@@ -1,0 +1,59 @@
+#include "examples/demo/FaceSection.h"
+
+#include "core/cvdata/Image.h"
+#include "cvprocess/FaceDetect.h"
+#include "examples/demo/Findings.h"
+#include "examples/demo/Interruption.h"
+#include "examples/demo/Marks.h"
+#include "examples/demo/MedianTime.h"
+#include "examples/demo/Showcase.h"
+#include "examples/demo/Summary.h"
+#include "imageio/ImageIo.h"
+
+#include <filesystem>
+
+namespace velmor::demo {
+namespace {
+
+using core::cvdata::Image;
+
+const char* const kPhotograph = "/usr/share/doc/opencv-doc/examples/data/messi5.jpg";
+const char* const kCascade = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt.xml";
+
+cv::Rect rectangle(const math::Vector4& face)
+{
+    return {cvRound(face[0]), cvRound(face[1]), cvRound(face[2]), cvRound(face[3])};
+}
+
+std::string facesFound(const std::vector<math::Vector4>& faces)
+{
+    if (faces.empty())
+        return "no faces";
+    const cv::Rect first = rectangle(faces.front());
+    return countText(static_cast<int>(faces.size()), "face") + ", at " + pointText(first.tl()) + ", " +
+           sizeText(first.size()) + " pixels";
+}
+
+} // namespace
+
+void showFaces(const Scene&, Showcase& showcase)
+{
+    for (const char* const file : {kPhotograph, kCascade})
+        if (!std::filesystem::exists(file)) {
+            showcase.leaveOut("faces", std::string("left out, as there is no ") + file);
+            return;
+        }
+    Interruption::throwIfRequested();
+    const Image photograph = imageio::load(kPhotograph, Image::BGR);
+    cvprocess::FaceDetect detector(kCascade);
+    std::vector<math::Vector4> faces;
+    const double milliseconds = medianMilliseconds([&] { detector.findFaces(&photograph, faces); });
+
+    cv::Mat picture = photograph.mat().clone();
+    Marks marks(picture);
+    for (const math::Vector4& face : faces)
+        marks.rectangle(rectangle(face));
+    showcase.showResult("FaceDetect", picture, milliseconds, facesFound(faces), "A photograph of opencv-doc");
+}
+
+} // namespace velmor::demo
