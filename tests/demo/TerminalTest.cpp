@@ -15,7 +15,7 @@ TEST_F(Terminal, ShowsBarsThatGrowAndGoAway)
                                clear + "[####################..........] Frame 2" + //
                                clear + "[##############################] Frame 3" + clear;
     EXPECT_EQ(end.err.substr(0, frames.size()), frames);
-    const std::string last = clear + "[##############################] Colour classes and counts" + clear;
+    const std::string last = clear + "[##############################] Faces" + clear;
     EXPECT_EQ(end.err.substr(end.err.size() - last.size()), last);
 }
 
