@@ -264,7 +264,31 @@ void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const Refer
             expectPicture(result, expectedAt, std::to_string(regions.size()) + " regions");
         }
     }
+    expectLargerDestination(filter, twoSources, reference);
     filter.resetROIs();
+}
+
+void PixelTest::expectLargerDestination(GpuStdShaders& filter, bool twoSources, const Reference& reference)
+{
+    const Picture first = reference.source(31, 17, 1), second = reference.source(31, 17, 2);
+    RectTexture source1(first.width, first.height, RectTexture::RGBA32F);
+    RectTexture source2(second.width, second.height, RectTexture::RGBA32F);
+    RectTexture destination(3 * first.width, 3 * first.height, RectTexture::RGBA32F);
+    source1.upload(first.texels.data());
+    source2.upload(second.texels.data());
+    filter.resetROIs();
+    const Picture result = run(filter, twoSources, source1, source2, destination);
+    EXPECT_EQ(std::count(result.texels.begin(), result.texels.end(), kSentinel), 0);
+
+    // The middle of every three by three pixels shows the centre of a texel.
+    Picture middles(first.width, first.height);
+    for (unsigned y = 0; y < first.height; ++y)
+        for (unsigned x = 0; x < first.width; ++x)
+            middles.at(x, y) = result.at(3 * x + 1, 3 * y + 1);
+    const auto expectedAt = [&](int x, int y) -> Expected {
+        return {reference.rule(first, second, x, y), reference.tolerance, reference.channels};
+    };
+    expectPicture(middles, expectedAt, "of a destination three times as large");
 }
 
 void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const PixelRule& rule, float tolerance)

@@ -68,7 +68,7 @@ Reference perPixel(const PixelRule& rule, float tolerance);
 class PixelTest : public GlTest
 {
 protected:
-    /// Runs the filter on pictures of many sizes, with and without regions.
+    /// Runs the filter on pictures of many sizes, with and without regions, and into a destination larger than they.
     void expectPixels(cvprocess::GpuStdShaders& filter, bool twoSources, const Reference& reference);
 
     /// The same for a filter whose output depends on the sources at the same place alone, and on all corners of the
@@ -98,6 +98,8 @@ protected:
     Texel runOne(cvprocess::GpuStdShaders& filter, const Texel& source);
 
 private:
+    void expectLargerDestination(cvprocess::GpuStdShaders& filter, bool twoSources, const Reference& reference);
+
     Picture run(cvprocess::GpuStdShaders& filter, bool twoSources, core::cvdata::RectTexture& source1,
                 core::cvdata::RectTexture& source2, core::cvdata::RectTexture& destination);
 };
