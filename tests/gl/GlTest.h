@@ -31,12 +31,7 @@ struct FilterContext : glsupport::HeadlessContext
 class GlTest : public testing::Test
 {
 protected:
-    void SetUp() override
-    {
-        // The driver stays loaded to the end of the process, so that a leak report can name it.
-        [[maybe_unused]] static const auto* const driver = new glsupport::HeadlessContext(false);
-        context.emplace();
-    }
+    void SetUp() override { context.emplace(); }
 
     void TearDown() override
     {
