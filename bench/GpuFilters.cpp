@@ -246,17 +246,17 @@ struct EntryPoints
 };
 
 /// A pass with the adapter's entry points in turn with one with the driver's own.
-void measureAdapter(benchmark::State& state, glsupport::DriverAdapter::Mode mode)
+void measureAdapter(benchmark::State& state, const FilterCase& filterCase)
 {
     glsupport::DriverAdapter::remove();
     const EntryPoints own;
-    glsupport::DriverAdapter::install(mode);
+    glsupport::DriverAdapter::install();
     const EntryPoints adapted;
     {
-        const std::unique_ptr<Measured> measured = makeQuietly(kFilters[0]);
+        const std::unique_ptr<Measured> measured = makeQuietly(filterCase);
         GpuStdShaders& filter = measured->filter();
         Textures textures(kSizes[0]);
-        textures.prepare(filter, kFilters[0].twoSources);
+        textures.prepare(filter, filterCase.twoSources);
         filter.execute();
         compare(
             state,
@@ -271,19 +271,10 @@ void measureAdapter(benchmark::State& state, glsupport::DriverAdapter::Mode mode
             });
         adapted.putInPlace();
     }
-    glsupport::DriverAdapter::install();
 }
 
 void registerAll()
 {
-    const auto registerAdapter = [](const char* name, glsupport::DriverAdapter::Mode mode) {
-        benchmark::RegisterBenchmark(name, [mode](benchmark::State& state) { measureAdapter(state, mode); })
-            ->UseManualTime()
-            ->MinTime(3.0)
-            ->Unit(benchmark::kMillisecond);
-    };
-    registerAdapter("And/execute/VGA, adapted where needed", glsupport::DriverAdapter::WhereNeeded);
-    registerAdapter("And/execute/VGA, everything adapted", glsupport::DriverAdapter::Always);
     for (const FilterCase& filterCase : kFilters) {
         for (const Size& size : kSizes)
             benchmark::RegisterBenchmark((std::string(filterCase.name) + "/execute/" + size.name).c_str(),
@@ -294,6 +285,11 @@ void registerAll()
         benchmark::RegisterBenchmark((std::string(filterCase.name) + "/prepareExecution again").c_str(),
                                      [&](benchmark::State& state) { measurePrepare(state, filterCase); })
             ->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark((std::string(filterCase.name) + "/driver adapter").c_str(),
+                                     [&](benchmark::State& state) { measureAdapter(state, filterCase); })
+            ->UseManualTime()
+            ->MinTime(2.0)
+            ->Unit(benchmark::kMillisecond);
     }
 }
 

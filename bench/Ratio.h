@@ -25,15 +25,20 @@ inline double median(std::vector<double> values)
 }
 
 /// Times a piece of code in turn with the one that it is compared with, so that both see the same machine, and reports
-/// the medians in milliseconds and the median of the ratios, pair by pair.
+/// the medians in milliseconds and the median of the ratios, pair by pair. Which comes first changes from pair to pair:
+/// the second finds the machine warmer.
 template<typename Code, typename Other>
 void compare(benchmark::State& state, const Code& code, const std::string& otherName, const Other& other)
 {
     std::vector<double> own, others, ratios;
+    bool ownFirst = true;
     for (auto each : state) {
         (void)each;
-        own.push_back(seconds(code));
-        others.push_back(seconds(other));
+        const double first = ownFirst ? seconds(code) : seconds(other);
+        const double second = ownFirst ? seconds(other) : seconds(code);
+        own.push_back(ownFirst ? first : second);
+        others.push_back(ownFirst ? second : first);
+        ownFirst = !ownFirst;
         ratios.push_back(own.back() / others.back());
         state.SetIterationTime(own.back());
     }

@@ -51,7 +51,8 @@ struct Context
     std::map<GLuint, Program> programs;
     std::map<GLuint, std::map<GLenum, Attachment>> framebuffers;
     TakenOff takenOff;
-    Program* inUse = nullptr; ///< the program, where uniforms are adapted
+    GLuint programInUse = 0;
+    Program* inUse = nullptr; ///< what is known of it, looked up with the first uniform that may be adapted
 };
 
 std::mutex contextsMutex;
@@ -363,21 +364,23 @@ bool hasMat2At(Program& program, GLint location)
     return std::binary_search(program.mat2Locations->begin(), program.mat2Locations->end(), location);
 }
 
+Program* inUse(Context& current)
+{
+    const GLuint program = current.programInUse;
+    if (!current.inUse && program != 0 && adapts(current, kMatrixUniforms) && glIsProgram(program))
+        current.inUse = &current.programs[program];
+    return current.inUse;
+}
+
 void GLAPIENTRY uniform4f(GLint location, GLfloat x, GLfloat y, GLfloat z, GLfloat w)
 {
-    Program* const program = context().inUse;
+    Program* const program = inUse(context());
     if (location >= 0 && program && hasMat2At(*program, location)) {
         const GLfloat columns[] = {x, y, z, w};
         glUniformMatrix2fv(location, 1, GL_FALSE, columns);
     } else {
         driver.uniform4f(location, x, y, z, w);
     }
-}
-
-void noteProgramInUse(Context& current, GLuint program)
-{
-    const bool isAdapted = program != 0 && adapts(current, kMatrixUniforms) && glIsProgram(program);
-    current.inUse = isAdapted ? &current.programs[program] : nullptr;
 }
 
 // Framebuffers
@@ -399,9 +402,14 @@ std::optional<Size> sizeOf(const Attachment& attachment)
     const bool isRectangle = attachment.textureTarget == GL_TEXTURE_RECTANGLE_ARB;
     if (!isRectangle && attachment.textureTarget != GL_TEXTURE_2D)
         return std::nullopt;
+    Size size;
+    if (GLEW_VERSION_4_5 || GLEW_ARB_direct_state_access) { // without a change of bindings, which costs the next draw
+        glGetTextureLevelParameteriv(attachment.texture, attachment.level, GL_TEXTURE_WIDTH, &size.width);
+        glGetTextureLevelParameteriv(attachment.texture, attachment.level, GL_TEXTURE_HEIGHT, &size.height);
+        return size;
+    }
     const GLint bound = integer(isRectangle ? GL_TEXTURE_BINDING_RECTANGLE_ARB : GL_TEXTURE_BINDING_2D);
     glBindTexture(attachment.textureTarget, attachment.texture);
-    Size size;
     glGetTexLevelParameteriv(attachment.textureTarget, attachment.level, GL_TEXTURE_WIDTH, &size.width);
     glGetTexLevelParameteriv(attachment.textureTarget, attachment.level, GL_TEXTURE_HEIGHT, &size.height);
     glBindTexture(attachment.textureTarget, static_cast<GLuint>(bound));
@@ -431,6 +439,21 @@ bool isAttached(GLenum attachment, const Attachment& record)
     return static_cast<GLuint>(name) == record.texture;
 }
 
+/// Whether all textures are there and of one size: then none clips, whichever are drawn into.
+bool areOfOneSize(const std::map<GLenum, Attachment>& attachments)
+{
+    std::optional<Size> common;
+    for (const auto& entry : attachments) {
+        if (!glIsTexture(entry.second.texture))
+            return false;
+        const std::optional<Size> size = sizeOf(entry.second);
+        if (!size || (common && (size->width != common->width || size->height != common->height)))
+            return false;
+        common = size;
+    }
+    return true;
+}
+
 /// Takes the attachments off that would make the drawing smaller: those that are not drawn into and are smaller than
 /// one that is.
 void takeOff(Context& current)
@@ -438,6 +461,8 @@ void takeOff(Context& current)
     const auto framebuffer = static_cast<GLuint>(integer(GL_FRAMEBUFFER_BINDING_EXT));
     const auto entry = current.framebuffers.find(framebuffer);
     if (framebuffer == 0 || entry == current.framebuffers.end() || entry->second.size() < 2)
+        return;
+    if (!current.adaptations.always && areOfOneSize(entry->second)) // the common case, which is to cost little
         return;
     const std::vector<GLenum> drawn = drawnAttachments();
     const auto isDrawn = [&](GLenum attachment) {
@@ -465,9 +490,11 @@ void takeOff(Context& current)
 
 void putBack(Context& current)
 {
+    if (current.takenOff.attachments.empty())
+        return;
     const TakenOff takenOff = std::move(current.takenOff);
     current.takenOff = {};
-    if (takenOff.attachments.empty() || !glIsFramebufferEXT(takenOff.framebuffer))
+    if (!glIsFramebufferEXT(takenOff.framebuffer))
         return;
     const auto bound = static_cast<GLuint>(integer(GL_FRAMEBUFFER_BINDING_EXT));
     const GLenum target = GLEW_VERSION_3_0 ? GL_DRAW_FRAMEBUFFER_EXT : GL_FRAMEBUFFER_EXT;
@@ -502,7 +529,8 @@ void GLAPIENTRY useProgram(GLuint program)
     Context& current = context();
     putBack(current);
     driver.useProgram(program);
-    noteProgramInUse(current, program);
+    current.programInUse = program;
+    current.inUse = nullptr;
     if (program != 0 && adapts(current, kClippingSources))
         takeOff(current);
 }
