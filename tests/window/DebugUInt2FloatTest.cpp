@@ -6,8 +6,8 @@
 #include "cvprocess/gpuStdShaders/GlFbo.h"
 #include "tests/support/Capture.h"
 #include "tests/support/ShownWindow.h"
+#include "tests/window/Glut.h"
 
-#include <GL/freeglut.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -25,20 +25,6 @@ namespace {
 constexpr ShownWindow::Colour kBackground = {51, 102, 204};
 constexpr unsigned kWidth = 64;
 constexpr unsigned kHeight = 48;
-
-void initialiseGlut()
-{
-    static const bool initialised = [] {
-        int count = 1;
-        char name[] = "velmor";
-        char* arguments[] = {name, nullptr};
-        glutInit(&count, arguments); // ends the process where there is no display
-        glutInitDisplayMode(GLUT_RGB | GLUT_DOUBLE);
-        keepDriverLoaded();
-        return true;
-    }();
-    ASSERT_TRUE(initialised);
-}
 
 /// A window of another size than the source, a source of random 16-bit colours, and the filter.
 class DebugUInt2FloatWindow : public testing::Test
