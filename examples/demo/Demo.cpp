@@ -24,12 +24,15 @@
 #include "examples/demo/Summary.h"
 #include "examples/demo/TextFile.h"
 #include "examples/demo/ViewSection.h"
+#include "glsupport/DriverAdapter.h"
 #include "glsupport/HeadlessContext.h"
 
 #include <GL/glew.h>
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <iostream>
 #include <iterator>
 #include <stdexcept>
 
@@ -65,7 +68,7 @@ constexpr Section kSections[] = {
 glsupport::HeadlessContext makeContext(const MessageLog& log)
 {
     const MessageLog::Capture capture(log, STDERR_FILENO);
-    return glsupport::HeadlessContext();
+    return glsupport::HeadlessContext(false);
 }
 
 void requireFilterSupport(const glsupport::HeadlessContext& context)
@@ -74,6 +77,20 @@ void requireFilterSupport(const glsupport::HeadlessContext& context)
     for (const char* const name : {"GL_VERSION_2_0", "GL_ARB_texture_rectangle", "GL_EXT_framebuffer_object"})
         if (!glewIsSupported(name))
             throw std::runtime_error("cannot run filters on " + context.description() + ": it lacks " + name);
+}
+
+/// Adapts the driver to the filters, and says in a few words what came of it.
+std::string adaptDriver()
+{
+    using glsupport::DriverAdapter;
+    const DriverAdapter::Report report = DriverAdapter::install();
+    std::cout << report << std::flush;
+    const auto count = [&report](DriverAdapter::Finding::Outcome outcome) {
+        return std::to_string(std::count_if(report.findings.begin(), report.findings.end(),
+                                            [outcome](const auto& finding) { return finding.outcome == outcome; }));
+    };
+    return "of what filters expect, " + count(DriverAdapter::Finding::Accepted) + " accepted, " +
+           count(DriverAdapter::Finding::Adapted) + " adapted, " + count(DriverAdapter::Finding::Missing) + " missing";
 }
 
 /// Takes frames from the source until there are enough or no more.
@@ -126,6 +143,7 @@ std::string runDemo(const Options& options)
     OutputFolder folder(options.outputFolder);
     const glsupport::HeadlessContext context = makeContext(log);
     requireFilterSupport(context);
+    const std::string driver = adaptDriver();
 
     Summary summary;
     MotionClip clip(folder, source->rate(), options.sequence, log);
@@ -133,6 +151,7 @@ std::string runDemo(const Options& options)
     passFrames(*source, options.frames, pass);
     pass.report(options.input, summary);
     summary.addFact("renderer", context.description());
+    summary.addFact("driver", driver);
 
     const Scene scene = pass.scene();
     const Gallery gallery = showSections(scene, summary);
@@ -141,7 +160,7 @@ std::string runDemo(const Options& options)
                summary);
     writeClip(clip, summary);
     summary.addFile(kSummaryName, "this text");
-    summary.addFile(kMessagesName, "what the filters and codecs print about themselves");
+    summary.addFile(kMessagesName, "what the driver adapter, filters and codecs print");
 
     const std::string text = summary.text(folder.path().string());
     writeTextFile(folder.unfinished(kSummaryName), text);
