@@ -10,6 +10,7 @@ endif()
 set(DOXYGEN_PROJECT_NAME velmor)
 set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs)
 set(DOXYGEN_STRIP_FROM_PATH ${PROJECT_SOURCE_DIR})
+set(DOXYGEN_STRIP_FROM_INC_PATH ${PROJECT_SOURCE_DIR})
 set(DOXYGEN_FILE_PATTERNS *.h *.md *.dox)
 set(DOXYGEN_EXCLUDE # what is not installed
     ${PROJECT_SOURCE_DIR}/glsupport/adapter
@@ -29,6 +30,6 @@ set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_QUIET YES)
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 
-set(sources math core imageio cvprocess glsupport docs)
+set(sources math core imageio cvprocess glsupport docs CONTRIBUTING.md CHANGELOG.md)
 list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/)
 doxygen_add_docs(velmor_docs ${sources} COMMENT "Making the documentation: ${PROJECT_BINARY_DIR}/docs/html/index.html")
