@@ -48,6 +48,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT ColourDetector
 {
 public:
+    /// Settings.
     struct VELMOR_CVPROCESS_EXPORT Param
     {
         /// The defaults; the argument is not used.

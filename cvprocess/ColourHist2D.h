@@ -35,10 +35,13 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT ColourHist2D
 {
 public:
-    /// @param x, y           first column and row of the region
-    /// @param width, height  size of the region in pixels
-    /// @param format         what the bytes of a pixel are; only HSV is treated in its own way
-    /// @param maskImage      null for no mask
+    /// Replaces the content of a histogram by the colours of a region.
+    /// @param inImage         three channels
+    /// @param[out] histogram  its numbers of bins stay
+    /// @param x, y            first column and row of the region
+    /// @param width, height   size of the region in pixels
+    /// @param format          what the bytes of a pixel are; only HSV is treated in its own way
+    /// @param maskImage       GREYSCALE, of the size of inImage; null for no mask
     static void computeHistogram(const core::cvdata::Image& inImage, core::cvdata::ColourHist2d& histogram,
                                  unsigned int x, unsigned int y, unsigned int width, unsigned int height,
                                  CvtColour::ColourFormat format, core::cvdata::Image* maskImage);

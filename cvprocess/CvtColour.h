@@ -8,9 +8,9 @@ struct CvtColour
     /// What the bytes of a three-channel pixel are, in their order.
     enum ColourFormat
     {
-        RGB = 0,
-        HSV = 1,
-        BGR = 2
+        RGB = 0, ///< red, green, blue
+        HSV = 1, ///< hue, saturation, value
+        BGR = 2  ///< blue, green, red
     };
 };
 

@@ -51,12 +51,14 @@ public:
     ~FaceDetect();
 
     /// Searches a whole image.
+    /// @param image       any layout; not changed
     /// @param[out] faces  x, y, width, height of each face; replaced
     /// @return            the number of faces, -1 for none
     int findFaces(const core::cvdata::Image* image, std::vector<math::Vector4>& faces);
 
     /// Searches an image reduced to 1 / scale of its width and height, with linear interpolation: so faces have at
     /// least 40 * scale pixels a side.
+    /// @param image       any layout; not changed
     /// @param[out] faces  in pixels of the image given; multiples of scale; replaced
     /// @param scale       at least 1; dividing by 0 is not caught
     /// @return            the number of faces, -1 for none

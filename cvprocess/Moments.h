@@ -51,15 +51,20 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT Moments
 {
 public:
+    /// Makes the storage of the contours.
     Moments();
     Moments(const Moments&) = delete;
     Moments& operator=(const Moments&) = delete;
+
+    /// Releases the contours of all calls.
     ~Moments();
 
     /// Replaces the content of the list by the regions of an image.
-    /// @param maxBlobs  largest number of blobs; the first ones found are kept; negative for no limit
-    /// @param minArea   area, m00, that a blob must exceed
-    /// @return          the number of blobs
+    /// @param inputImage  GREYSCALE
+    /// @param[out] blobs  replaced
+    /// @param maxBlobs    largest number of blobs; the first ones found are kept; negative for no limit
+    /// @param minArea     area, m00, that a blob must exceed
+    /// @return            the number of blobs
     int findBlobs(const core::cvdata::Image& inputImage, core::cvdata::Blobs& blobs, int maxBlobs, double minArea);
 
 private:

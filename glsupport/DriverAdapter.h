@@ -35,6 +35,7 @@ public:
     /// What install() found out about one expectation, and did.
     struct Finding
     {
+        /// How a trial ended.
         enum Outcome
         {
             Accepted, ///< the driver behaves as expected: nothing is adapted
@@ -43,19 +44,20 @@ public:
         };
 
         std::string expectation; ///< what the filters expect of the driver
-        Outcome outcome;
-        std::string detail; ///< what the driver said or did instead; empty where it behaves as expected
+        Outcome outcome;         ///< how its trial ended
+        std::string detail;      ///< what the driver said or did instead; empty where it behaves as expected
     };
 
     /// What install() found, in the order in which it tried.
     struct Report
     {
-        std::vector<Finding> findings;
+        std::vector<Finding> findings; ///< one for each expectation
 
         /// One line for each finding, with its detail on a line below.
         std::string text() const;
     };
 
+    /// What install() adapts.
     enum Mode
     {
         WhereNeeded, ///< adapts what the driver does not do itself

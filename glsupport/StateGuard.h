@@ -41,9 +41,12 @@ namespace velmor::glsupport {
 class VELMOR_GLSUPPORT_EXPORT StateGuard
 {
 public:
+    /// Saves the state of the current context and makes it neutral.
     StateGuard();
     StateGuard(const StateGuard&) = delete;
     StateGuard& operator=(const StateGuard&) = delete;
+
+    /// Restores what was saved.
     ~StateGuard();
 
 private:

@@ -17,14 +17,17 @@ public:
     /// @param rows, cols  number of rows and columns; either may be 0
     /// @throws std::invalid_argument  when rows * cols does not fit an unsigned int
     Matrix(unsigned rows, unsigned cols);
+
+    /// A deep copy.
     Matrix(const Matrix& other);
+
     virtual ~Matrix();
 
     /// Takes the size and the elements of another matrix.
     Matrix& operator=(const Matrix& other);
 
-    unsigned rows() const { return mRows; }
-    unsigned cols() const { return mCols; }
+    unsigned rows() const { return mRows; } ///< number of rows
+    unsigned cols() const { return mCols; } ///< number of columns
 
     /// The first element of a row, so that m[r][c] addresses an element. The indices are not checked.
     double* operator[](unsigned row) const { return elements() + row * mCols; }
@@ -38,7 +41,10 @@ public:
     virtual double& at(unsigned row, unsigned col) const;
 
 protected:
+    /// The first element of the first row; the others follow row by row.
     double* elements() const { return mAllocated ? mAllocated.get() : mInside; }
+
+    /// Number of elements.
     unsigned count() const { return mRows * mCols; }
 
 private:

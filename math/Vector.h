@@ -13,11 +13,14 @@ public:
     /// Makes a vector of zeros.
     /// @param size  number of elements; may be 0
     explicit Vector(unsigned size);
+
+    /// A deep copy.
     Vector(const Vector&) = default;
 
     /// Takes the size and the elements of another vector.
     Vector& operator=(const Vector& other);
 
+    /// Number of elements.
     unsigned size() const { return rows(); }
 
     /// An element; the index is checked by an assertion.

@@ -10,6 +10,8 @@ class VELMOR_MATH_EXPORT Vector2 : public Vector
 public:
     /// (0, 0).
     Vector2();
+
+    /// (x, y).
     Vector2(double x, double y);
 };
 

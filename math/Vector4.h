@@ -8,6 +8,7 @@ namespace velmor::math {
 class VELMOR_MATH_EXPORT Vector4 : public Vector
 {
 public:
+    /// The four elements, in their order.
     Vector4(double first, double second, double third, double fourth);
 };
 

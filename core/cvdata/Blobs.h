@@ -20,21 +20,21 @@ public:
         /// All numbers zero; covariance and eigenvectors of order 2.
         BlobInfo();
 
-        void setMajorAxis(double value) { majorAxis = value; }
-        void setMinorAxis(double value) { minorAxis = value; }
-        void setAngle(double value) { angle = value; }
-        void setX(double value) { x = value; }
-        void setY(double value) { y = value; }
+        void setMajorAxis(double value) { majorAxis = value; } ///< sets majorAxis
+        void setMinorAxis(double value) { minorAxis = value; } ///< sets minorAxis
+        void setAngle(double value) { angle = value; }         ///< sets angle
+        void setX(double value) { x = value; }                 ///< sets x
+        void setY(double value) { y = value; }                 ///< sets y
 
-        double majorAxis;   ///< half the length of the equivalent ellipse's longer axis
-        double minorAxis;   ///< half the length of its shorter axis
-        double angle;       ///< of the longer axis, in degrees
-        double x;           ///< column of the centroid
-        double y;           ///< row of the centroid
-        unsigned int area;  ///< in whole pixels
-        int nofPoints;      ///< number of points of the contour
-        CvRect boundingBox; ///< smallest upright rectangle around the contour
-        math::SquareMatrix covariance;
+        double majorAxis;                ///< half the length of the equivalent ellipse's longer axis
+        double minorAxis;                ///< half the length of its shorter axis
+        double angle;                    ///< of the longer axis, in degrees
+        double x;                        ///< column of the centroid
+        double y;                        ///< row of the centroid
+        unsigned int area;               ///< in whole pixels
+        int nofPoints;                   ///< number of points of the contour
+        CvRect boundingBox;              ///< smallest upright rectangle around the contour
+        math::SquareMatrix covariance;   ///< 2 x 2, in square pixels; as cvprocess::Moments says
         math::SquareMatrix eigenvectors; ///< of the covariance, as rows, that of the larger eigenvalue first
         math::Vector eigenvalues;        ///< of the covariance, the larger one first
     };
@@ -45,7 +45,7 @@ public:
     /// Appends a region of zeros.
     void addBlob() { blobs.emplace_back(); }
 
-    std::vector<BlobInfo> blobs;
+    std::vector<BlobInfo> blobs; ///< the regions
 };
 
 } // namespace velmor::core::cvdata

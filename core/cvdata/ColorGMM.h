@@ -30,8 +30,13 @@ class VELMOR_CORE_EXPORT ColorGMM
 public:
     /// A model without components.
     ColorGMM();
+
+    /// A model of the same components: the original and the copy share them.
     ColorGMM(const ColorGMM&) = default;
+
+    /// Takes the components of another model and shares them with it.
     ColorGMM& operator=(const ColorGMM&) = default;
+
     virtual ~ColorGMM();
 
     /// Writes the model. The file appears complete or not at all: a file that was there stays as it was when writing
@@ -60,7 +65,7 @@ public:
     /// @throws std::runtime_error     when fewer pixels than components are selected; the model stays as it was
     void train(const Image& samples, const Image* mask, int components);
 
-    std::vector<boost::shared_ptr<GM>> mixture;
+    std::vector<boost::shared_ptr<GM>> mixture; ///< the components
 
     /// Likelihood that a colour of the model exceeds. It starts at 1/65536, the likelihood of each colour where all
     /// pairs of bytes are equally likely.

@@ -18,8 +18,13 @@ public:
     /// @param bins1, bins2, bins3  bins of each dimension, 1..255
     /// @throws std::invalid_argument  when one of them is 0
     ColourHist2d(unsigned char bins1, unsigned char bins2, unsigned char bins3);
+
+    /// A histogram of the same bins with the same values.
     ColourHist2d(const ColourHist2d&) = default;
+
+    /// Takes the numbers of bins and the values of another histogram.
     ColourHist2d& operator=(const ColourHist2d&) = default;
+
     virtual ~ColourHist2d();
 
     /// Gives the number of bins of each dimension.

@@ -33,8 +33,8 @@ public:
     math::SquareMatrix invCovariance; ///< inverse of the covariance
     float determinant;                ///< determinant of the covariance, not of its inverse
     int dimension;                    ///< number of colour components
-    math::Vector mean;
-    float weight; ///< share in the mixture
+    math::Vector mean;                ///< one element per colour component, 0..255
+    float weight;                     ///< share in the mixture, 0..1
 };
 
 } // namespace velmor::core::cvdata

@@ -23,19 +23,22 @@ public:
     /// Order of the channels of a pixel. Every layout but GREYSCALE has three channels.
     enum ChannelLayout
     {
-        GREYSCALE = 0,
-        BGR = 1,
-        RGB = 2
+        GREYSCALE = 0, ///< one byte, the brightness
+        BGR = 1,       ///< blue, green, red
+        RGB = 2        ///< red, green, blue
     };
 
     /// Makes a black image that owns its pixels; rows are padded to a multiple of four bytes.
     /// @param width, height  in pixels; either may be 0
+    /// @param layout         order of the channels
     /// @throws std::invalid_argument  when the image would exceed 2 GiB, the limit of OpenCV's image header
     Image(unsigned width, unsigned height, ChannelLayout layout);
 
     /// Makes an image over the caller's pixels, which are neither copied nor changed nor freed.
-    /// @param pixels     first byte of row 0
-    /// @param rowStride  bytes from one row to the next, at least width * channels
+    /// @param width, height  in pixels; either may be 0
+    /// @param layout         order of the channels
+    /// @param pixels         first byte of row 0
+    /// @param rowStride      bytes from one row to the next, at least width * channels
     /// @throws std::invalid_argument  when rowStride is too small, pixels is null, or the image exceeds 2 GiB
     Image(unsigned width, unsigned height, ChannelLayout layout, unsigned char* pixels, unsigned rowStride);
 
@@ -72,6 +75,7 @@ public:
     /// OpenCV's C header over the same pixels; it belongs to the image.
     IplImage* iplImage() const { return &mHeader; }
 
+    /// Order of the channels.
     ChannelLayout channels() const;
 
     /// OpenCV's C++ header over the same pixels. It must not outlive them.

@@ -29,6 +29,7 @@ public:
 
     /// Makes a texture whose texels are all zero.
     /// @param width, height  in texels, at least 1
+    /// @param format         what a texel holds
     /// @throws std::runtime_error  when the driver cannot make such a texture
     RectTexture(unsigned width, unsigned height, Format format);
     RectTexture(const RectTexture&) = delete;
@@ -37,6 +38,7 @@ public:
     /// Deletes the OpenGL texture.
     ~RectTexture() override;
 
+    /// What a texel holds.
     Format format() const { return mFormat; }
 
     /// Copies an image of the same size into the texture, whatever the image's row stride. The texture's red is the

@@ -20,22 +20,22 @@ public:
                GLenum target);
     virtual ~TextureGpu();
 
-    unsigned int getTexId() const { return mTexId; }
-    unsigned int width() const { return mWidth; }
-    unsigned int height() const { return mHeight; }
-    GLenum getTexDataType() const { return mTexDataType; }
-    GLenum getTexChanSeq() const { return mTexChanSeq; }
-    GLint getTexInternalFormat() const { return mTexInternalFormat; }
-    GLenum getTexTargetType() const { return mTexTargetType; }
+    unsigned int getTexId() const { return mTexId; }                  ///< OpenGL name
+    unsigned int width() const { return mWidth; }                     ///< in texels
+    unsigned int height() const { return mHeight; }                   ///< in texels
+    GLenum getTexDataType() const { return mTexDataType; }            ///< pixel component type
+    GLenum getTexChanSeq() const { return mTexChanSeq; }              ///< pixel format
+    GLint getTexInternalFormat() const { return mTexInternalFormat; } ///< format that OpenGL stores the texels in
+    GLenum getTexTargetType() const { return mTexTargetType; }        ///< texture target
 
 protected:
-    unsigned int mTexId;
-    unsigned int mWidth;
-    unsigned int mHeight;
-    GLenum mTexDataType;
-    GLenum mTexChanSeq;
-    GLint mTexInternalFormat;
-    GLenum mTexTargetType;
+    unsigned int mTexId;      ///< OpenGL name
+    unsigned int mWidth;      ///< in texels
+    unsigned int mHeight;     ///< in texels
+    GLenum mTexDataType;      ///< pixel component type, as for glReadPixels
+    GLenum mTexChanSeq;       ///< pixel format, as for glReadPixels
+    GLint mTexInternalFormat; ///< format that OpenGL stores the texels in
+    GLenum mTexTargetType;    ///< texture target
 };
 
 } // namespace velmor::core::cvdata

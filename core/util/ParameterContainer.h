@@ -40,7 +40,7 @@ public:
 protected:
     std::vector<AbstractParameter*> mParameters;          ///< owned
     std::vector<AbstractParameter*> mSecondaryParameters; ///< owned
-    std::int32_t mParameterStatus;
+    std::int32_t mParameterStatus;                        ///< 1 until a derived class sets it
 };
 
 } // namespace velmor::core::util

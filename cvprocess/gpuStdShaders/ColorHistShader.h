@@ -56,15 +56,15 @@ public:
     /// Settings; see the class.
     struct Param
     {
-        int mNBins1 = 16;
-        int mNBins2 = 16;
-        int mNBins3 = 8;
-        int mXres = 1;
-        int mYres = 1;
-        bool mNoGeometryShader = false;
-        int mReserved1 = 1;
-        int mReserved2 = 1;
-        int mBlockSize = 10;
+        int mNBins1 = 16;               ///< bins of the first channel
+        int mNBins2 = 16;               ///< bins of the second channel
+        int mNBins3 = 8;                ///< bins of the third channel
+        int mXres = 1;                  ///< width of source and destination
+        int mYres = 1;                  ///< height of source and destination
+        bool mNoGeometryShader = false; ///< whether the geometry shader is an empty text
+        int mReserved1 = 1;             ///< not used
+        int mReserved2 = 1;             ///< not used
+        int mBlockSize = 10;            ///< side of the blocks in pixels, at least 1
     };
 
     /// Compiles the program; needs the context.

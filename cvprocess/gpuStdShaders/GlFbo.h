@@ -43,6 +43,8 @@ public:
 
     /// Attaches several textures, as attachTexture() each.
     /// @param numTextures  length of the arrays
+    /// @param texTarget    target of each texture
+    /// @param texId        the textures
     /// @param attachment   null: the colour attachments from 0 on
     /// @param mipLevel     null: level 0 each
     /// @param zSlice       null: slice 0 each
@@ -53,6 +55,8 @@ public:
     virtual void attachRenderBuffer(GLuint buffId, GLenum attachment = GL_COLOR_ATTACHMENT0_EXT);
 
     /// Attaches several renderbuffers, as attachRenderBuffer() each.
+    /// @param numBuffers  length of the arrays
+    /// @param buffId      the renderbuffers
     /// @param attachment  null: the colour attachments from 0 on
     virtual void attachRenderBuffers(int numBuffers, GLuint* buffId, GLenum* attachment = nullptr);
 
@@ -96,9 +100,16 @@ public:
     static bool checkGlErrors(const char* location);
 
 protected:
+    /// Binds this framebuffer, and keeps the binding that it found in the slot.
     void _guardedBind();
+
+    /// Restores the binding that is in the slot.
     void _guardedUnbind();
+
+    /// Attaches a texture of one, two or three dimensions, as its target says; see attachTexture().
     void _framebufferTextureND(GLenum attachment, GLenum texTarget, GLuint texId, int mipLevel, int zSlice);
+
+    /// Makes the OpenGL name of a new framebuffer.
     static GLuint _generateFboId();
 
 private:

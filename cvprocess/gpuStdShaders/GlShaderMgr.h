@@ -27,12 +27,14 @@ public:
     virtual ~GlShaderMgr();
 
     /// Gives the program of a name, and makes an empty one when the name is new.
+    /// @param name          any text; filters take the path of their source file
     /// @param[out] progObj  the program's id
     /// @return              true when the name was new; false means that the program is built already
     bool registerProgObj(const std::string& name, unsigned int& progObj);
 
     /// Compiles a shader and attaches it to a program. The source text is the key: a text that was loaded before is
     /// neither compiled nor attached again, not even to another program.
+    /// @param progObj         the program's id
     /// @param shaderType      GL_VERTEX_SHADER, GL_FRAGMENT_SHADER, or what else the driver takes
     /// @param source          GLSL text
     /// @param[out] shaderObj  the shader's id
@@ -41,6 +43,9 @@ public:
                                        unsigned int& shaderObj);
 
     /// As loadAndAttachShaderFromString(), with the text read from a file. The path is the key.
+    /// @param progObj         the program's id
+    /// @param shaderType      as for loadAndAttachShaderFromString()
+    /// @param path            file of GLSL text
     /// @param[out] shaderObj  the shader's id; 0 for a path that could not be opened before
     /// @return                false when the file cannot be opened. A file that cannot be read whole, does not compile
     ///                        or attach ends the process with exit(-1)

@@ -45,6 +45,7 @@ class GlShaderMgr;
 class VELMOR_CVPROCESS_EXPORT GpuStdShaders : public core::util::ParameterContainer
 {
 public:
+    /// What filters draw from and into.
     using TextureGpu = core::cvdata::TextureGpu;
 
     /// Ends the process when the driver lacks rectangle textures or OpenGL 2.0.
@@ -89,6 +90,7 @@ public:
 
     /// Makes a framebuffer object current for this filter.
     /// @param name   "_ENFORCE_NEW_" for a fresh one; any other name finds the one made for that name and index before
+    /// @param index  tells framebuffers of one name apart
     /// @return       owned by the filter
     GlFbo* getGlFbo(const std::string& name, int index);
 
@@ -131,27 +133,27 @@ protected:
     /// A corner of a quad, with the place in the source that it shows.
     static void corner(int sourceX, int sourceY, int x, int y);
 
-    std::map<std::string, GlFbo*> mFbos; ///< owned, by name, counter and index
-    std::int32_t mFboCounter = 0;        ///< number of "_ENFORCE_NEW_" requests so far
-    GlFbo* mCurrentFbo = nullptr;        ///< framebuffer of the next pass, one of mFbos
-    GlShaderMgr* mShaderMgr = nullptr;   ///< owned
-    std::uint32_t mProgObj = 0;          ///< owned by mShaderMgr
-    bool mDisplayListValid = false;      ///< the display list fits the regions
-    std::uint32_t mDisplayList = 0;
-    TextureGpu* mSrcTex1 = nullptr; ///< null until prepareExecution()
-    TextureGpu* mSrcTex2 = nullptr;
-    TextureGpu* mDstTex1 = nullptr;
-    std::int32_t mTexUnit0Loc = -1; ///< location of the sampler "texUnit0"
-    std::int32_t mTexUnit1Loc = -1; ///< location of the sampler "texUnit1"
-    std::int32_t mXresSrcTex1 = 0;
-    std::int32_t mYresSrcTex1 = 0;
-    std::int32_t mXresSrcTex2 = 0;
-    std::int32_t mYresSrcTex2 = 0;
-    std::int32_t mXresDstTex1 = 0;
-    std::int32_t mYresDstTex1 = 0;
-    bool mAdditionalInput;
+    std::map<std::string, GlFbo*> mFbos;          ///< owned, by name, counter and index
+    std::int32_t mFboCounter = 0;                 ///< number of "_ENFORCE_NEW_" requests so far
+    GlFbo* mCurrentFbo = nullptr;                 ///< framebuffer of the next pass, one of mFbos
+    GlShaderMgr* mShaderMgr = nullptr;            ///< owned
+    std::uint32_t mProgObj = 0;                   ///< owned by mShaderMgr
+    bool mDisplayListValid = false;               ///< the display list fits the regions
+    std::uint32_t mDisplayList = 0;               ///< OpenGL name of the display list; 0 before the first
+    TextureGpu* mSrcTex1 = nullptr;               ///< borrowed; null until prepareExecution()
+    TextureGpu* mSrcTex2 = nullptr;               ///< borrowed; null for filters of one source
+    TextureGpu* mDstTex1 = nullptr;               ///< borrowed; null until prepareExecution()
+    std::int32_t mTexUnit0Loc = -1;               ///< location of the sampler "texUnit0"
+    std::int32_t mTexUnit1Loc = -1;               ///< location of the sampler "texUnit1"
+    std::int32_t mXresSrcTex1 = 0;                ///< width of the first source
+    std::int32_t mYresSrcTex1 = 0;                ///< height of the first source
+    std::int32_t mXresSrcTex2 = 0;                ///< width of the second source
+    std::int32_t mYresSrcTex2 = 0;                ///< height of the second source
+    std::int32_t mXresDstTex1 = 0;                ///< width of the destination
+    std::int32_t mYresDstTex1 = 0;                ///< height of the destination
+    bool mAdditionalInput;                        ///< whether the filter takes a second source
     std::vector<std::vector<std::int32_t>> mROIs; ///< (x0, y0, x1, y1) each
-    bool mUseROIs = false;
+    bool mUseROIs = false;                        ///< whether there are regions
 
 private:
     void attachIfChanged(const TextureGpu* previous, const TextureGpu& texture, GLenum attachment);
