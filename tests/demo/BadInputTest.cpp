@@ -111,7 +111,7 @@ TEST_F(BadInput, CommandLines)
 
 TEST_F(BadInput, AMachineWithoutOpenGl)
 {
-    const DemoEnd end = run({"--frames", "2", "--out", "out"}, {{"__EGL_VENDOR_LIBRARY_DIRS", "/nonexistent"}});
+    const ProgramEnd end = run({"--frames", "2", "--out", "out"}, {{"__EGL_VENDOR_LIBRARY_DIRS", "/nonexistent"}});
     expectFailure(end, 1,
                   "velmor_demo: HeadlessContext::HeadlessContext(): cannot make an OpenGL context; "
                   "EGL lacks EGL_EXT_platform_base");

@@ -21,7 +21,7 @@ TEST_F(Interrupted, EndsByTheSignalAndLeavesNothing)
         SCOPED_TRACE(signal);
         ASSERT_NO_FATAL_FAILURE(startLongRun());
         kill(process(), signal);
-        const DemoEnd end = wait();
+        const ProgramEnd end = wait();
         EXPECT_EQ(end.signal, signal);
         EXPECT_EQ(end.out, "");
         EXPECT_EQ(end.err, "velmor_demo: interrupted, nothing was written\n");

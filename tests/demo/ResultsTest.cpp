@@ -36,7 +36,7 @@ protected:
     void expectSheetOf(const std::string& input)
     {
         SCOPED_TRACE(input);
-        const DemoEnd end = run({input, "--out", "out"});
+        const ProgramEnd end = run({input, "--out", "out"});
         expectSuccess(end);
         EXPECT_EQ(filesIn("out"), kFilesOfPicture);
         EXPECT_FALSE(sheet("out").empty());
@@ -132,7 +132,7 @@ protected:
         expectSuccess(mEnd);
     }
 
-    DemoEnd mEnd;
+    ProgramEnd mEnd;
 };
 
 TEST_F(RealVideo, WritesAllResultsAndASummary)
@@ -339,8 +339,8 @@ TEST_F(Results, AFullDiskIsNoticed)
 {
     // A limit on the size of files: as on a full disk, writing fails on the way.
     writeVideo("moving.avi", 3);
-    const DemoEnd end = runCommand({"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 20; exec \"$0\" \"$@\"",
-                                    VELMOR_DEMO_PROGRAM, "moving.avi", "--out", "out"});
+    const ProgramEnd end = runCommand({"/bin/sh", "-c", "trap '' XFSZ; ulimit -f 20; exec \"$0\" \"$@\"",
+                                       VELMOR_DEMO_PROGRAM, "moving.avi", "--out", "out"});
     expectFailure(end, 1,
                   "velmor_demo: save(): cannot save '" + path("out/.unfinished/contact-sheet.png").string() +
                       "': File too large");

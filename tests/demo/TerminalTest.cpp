@@ -8,7 +8,7 @@ using Terminal = DemoTest;
 TEST_F(Terminal, ShowsBarsThatGrowAndGoAway)
 {
     writeVideo("moving.avi", 3);
-    const DemoEnd end = runOnTerminal({"moving.avi", "--frames", "3", "--out", "out"});
+    const ProgramEnd end = runOnTerminal({"moving.avi", "--frames", "3", "--out", "out"});
     EXPECT_EQ(end.exitCode, 0);
     const std::string clear = "\r\033[K";
     const std::string frames = clear + "[##########....................] Frame 1" + //
@@ -21,7 +21,7 @@ TEST_F(Terminal, ShowsBarsThatGrowAndGoAway)
 
 TEST_F(Terminal, HelpGoesToStandardOutput)
 {
-    const DemoEnd end = run({"--help"});
+    const ProgramEnd end = run({"--help"});
     expectSuccess(end);
     EXPECT_EQ(end.out.rfind("usage: velmor_demo [video | image | camera] [options]\n", 0), 0U);
     for (const char* const option : {"--out DIR", "--frames N", "--sequence", "--help"})
@@ -32,7 +32,7 @@ TEST_F(Terminal, HelpGoesToStandardOutput)
 TEST_F(Terminal, AFullOutputIsNoticed)
 {
     writeVideo("moving.avi", 2);
-    const DemoEnd end = runCommand(
+    const ProgramEnd end = runCommand(
         {"/bin/sh", "-c", "exec \"$0\" \"$@\" >/dev/full", VELMOR_DEMO_PROGRAM, "moving.avi", "--out", "out"});
     expectFailure(end, 1, "velmor_demo: cannot print the summary: No space left on device");
 }

@@ -1,4 +1,4 @@
-#include "tests/demo/DemoTest.h"
+#include "tests/support/ProgramTest.h"
 
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
@@ -48,22 +48,14 @@ std::vector<char*> pointersTo(std::vector<std::string>& texts)
     return result;
 }
 
-/// The demo program and its arguments.
-std::vector<std::string> commandOf(const std::vector<std::string>& arguments)
-{
-    std::vector<std::string> words = {VELMOR_DEMO_PROGRAM};
-    words.insert(words.end(), arguments.begin(), arguments.end());
-    return words;
-}
-
 } // namespace
 
-DemoTest::DemoTest()
+ProgramTest::ProgramTest()
 {
     fs::create_directory(mRunFolder);
 }
 
-DemoTest::~DemoTest()
+ProgramTest::~ProgramTest()
 {
     if (mProcess > 0) {
         kill(mProcess, SIGKILL);
@@ -71,26 +63,21 @@ DemoTest::~DemoTest()
     }
 }
 
-DemoEnd DemoTest::run(const Arguments& arguments, const Environment& environment)
+ProgramEnd ProgramTest::runCommand(const Words& words, const Environment& environment)
 {
-    return runCommand(commandOf(arguments), environment);
-}
-
-DemoEnd DemoTest::runCommand(const std::vector<std::string>& words, const Environment& environment)
-{
-    mProcess = spawn(words, environment, streamFile("err"));
+    startCommand(words, environment);
     return wait();
 }
 
-DemoEnd DemoTest::runOnTerminal(const Arguments& arguments)
+ProgramEnd ProgramTest::runCommandOnTerminal(const Words& words)
 {
     const int terminal = posix_openpt(O_RDWR | O_NOCTTY | O_NONBLOCK);
     if (terminal < 0 || grantpt(terminal) != 0 || unlockpt(terminal) != 0)
         throw std::system_error(errno, std::generic_category(), "cannot make a terminal");
     const std::string name = ptsname(terminal);
     const int otherEnd = open(name.c_str(), O_RDWR | O_NOCTTY); // keeps what was written from being dropped
-    mProcess = spawn(commandOf(arguments), {}, name);
-    DemoEnd end = wait();
+    mProcess = spawn(words, {}, name);
+    ProgramEnd end = wait();
     char text[4096];
     for (ssize_t bytes = 0; (bytes = ::read(terminal, text, sizeof text)) > 0;)
         end.err.append(text, static_cast<std::size_t>(bytes));
@@ -99,17 +86,21 @@ DemoEnd DemoTest::runOnTerminal(const Arguments& arguments)
     return end;
 }
 
-void DemoTest::start(const Arguments& arguments, const std::string& outputFolder)
+void ProgramTest::startCommand(const Words& words, const Environment& environment)
 {
-    mProcess = spawn(commandOf(arguments), {}, streamFile("err"));
+    mProcess = spawn(words, environment, streamFile("err"));
+}
+
+void ProgramTest::waitForFile(const std::string& folder, const std::string& name) const
+{
     const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
-    while (filesIn(outputFolder).count(".unfinished/motion.mp4") == 0) {
+    while (filesIn(folder).count(name) == 0) {
         ASSERT_LT(std::chrono::steady_clock::now(), end) << "the program does not begin to write";
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
 }
 
-DemoEnd DemoTest::wait()
+ProgramEnd ProgramTest::wait()
 {
     int status = 0;
     waitpid(mProcess, &status, 0);
@@ -118,7 +109,7 @@ DemoEnd DemoTest::wait()
             contentOf(streamFile("out")), contentOf(streamFile("err"))};
 }
 
-pid_t DemoTest::spawn(std::vector<std::string> words, const Environment& environment, const std::string& errorStream)
+pid_t ProgramTest::spawn(Words words, const Environment& environment, const std::string& errorStream)
 {
     std::vector<std::string> variables = environmentWith(environment);
 
@@ -138,18 +129,18 @@ pid_t DemoTest::spawn(std::vector<std::string> words, const Environment& environ
     return process;
 }
 
-void DemoTest::write(const std::string& name, const std::string& content) const
+void ProgramTest::write(const std::string& name, const std::string& content) const
 {
     fs::create_directories(path(name).parent_path());
     std::ofstream(path(name), std::ios::binary) << content;
 }
 
-std::string DemoTest::read(const std::string& name) const
+std::string ProgramTest::read(const std::string& name) const
 {
     return contentOf(path(name));
 }
 
-void DemoTest::writeVideo(const std::string& name, int pictures) const
+void ProgramTest::writeVideo(const std::string& name, int pictures) const
 {
     fs::create_directories(path(name).parent_path());
     cv::VideoWriter writer(path(name).string(), cv::CAP_OPENCV_MJPEG, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'), 5,
@@ -161,7 +152,7 @@ void DemoTest::writeVideo(const std::string& name, int pictures) const
     }
 }
 
-std::set<std::string> DemoTest::filesIn(const std::string& folder) const
+std::set<std::string> ProgramTest::filesIn(const std::string& folder) const
 {
     std::set<std::string> result;
     std::error_code ignored; // files come and go while a program runs
@@ -170,13 +161,13 @@ std::set<std::string> DemoTest::filesIn(const std::string& folder) const
     return result;
 }
 
-void DemoTest::expectSuccess(const DemoEnd& end)
+void ProgramTest::expectSuccess(const ProgramEnd& end)
 {
     EXPECT_EQ(end.exitCode, 0);
     EXPECT_EQ(end.err, "");
 }
 
-void DemoTest::expectFailure(const DemoEnd& end, int exitCode, const std::string& err)
+void ProgramTest::expectFailure(const ProgramEnd& end, int exitCode, const std::string& err)
 {
     EXPECT_EQ(end.exitCode, exitCode);
     EXPECT_EQ(end.out, "");
