@@ -1,4 +1,5 @@
-# Install rules: headers under include/velmor with the paths they have here, the CMake package, a pkg-config file each.
+# Install rules: headers under include/velmor with the paths they have here, the CMake package, a pkg-config file each,
+# the documents. Components: one for each library, development, documentation.
 
 include(CMakePackageConfigHelpers)
 
@@ -10,7 +11,7 @@ function(velmor_install_library name)
     set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/velmor/${name})
 
     install(TARGETS velmor_${name} EXPORT velmorTargets
-        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT runtime NAMELINK_COMPONENT development)
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${name} NAMELINK_COMPONENT development)
     foreach(header IN LISTS arg_HEADERS)
         get_filename_component(folder ${header} DIRECTORY)
         install(FILES ${header} DESTINATION ${include_dir}/${folder} COMPONENT development)
@@ -41,4 +42,8 @@ function(velmor_install_package)
         ${PROJECT_BINARY_DIR}/velmorConfigVersion.cmake
         ${PROJECT_SOURCE_DIR}/cmake/FindOpenCVModules.cmake
         DESTINATION ${VELMOR_INSTALL_CMAKE_DIR} COMPONENT development)
+    file(GLOB documents CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/*.md)
+    install(FILES ${documents} DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation)
+    install(DIRECTORY ${PROJECT_SOURCE_DIR}/docs DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
+        FILES_MATCHING PATTERN "*.md" PATTERN "*.svg" PATTERN "*.png" PATTERN "*.jpg")
 endfunction()

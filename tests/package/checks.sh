@@ -1,11 +1,13 @@
 #!/usr/bin/env bash
 # checks.sh <check>: one look at the installed library from outside. tests/package/CMakeLists.txt sets the environment:
-# BUILD (the build to install), SCRATCH (a folder to work in), LIBDIR, VERSION, and GENERATOR, CXX and FLAGS (with what
-# the library was built).
+# BUILD (the build to install), SCRATCH (a folder to work in), LIBDIR, VERSION, CPACK, and GENERATOR, CXX and FLAGS (with
+# what the library was built).
 set -euo pipefail
 
 sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 prefix=$SCRATCH/moved
+packages=$SCRATCH/packages
+root=$packages/root
 libraries=(math core imageio cvprocess glsupport)
 export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
 read -ra flags <<<"$FLAGS"
@@ -57,11 +59,17 @@ configure_consumer()
         -DCMAKE_CXX_COMPILER="$CXX" -DCMAKE_CXX_FLAGS="$FLAGS" "${@:2}" 2>&1
 }
 
+# build_and_run_consumer <folder>
+build_and_run_consumer()
+{
+    configure_consumer "$1"
+    cmake --build "$SCRATCH/$1"
+    "$SCRATCH/$1/consumer" "$SCRATCH/$1"
+}
+
 consumer_with_find_package()
 {
-    configure_consumer consumer
-    cmake --build "$SCRATCH/consumer"
-    "$SCRATCH/consumer/consumer" "$SCRATCH/consumer"
+    build_and_run_consumer consumer
 }
 
 consumer_with_pkg_config()
@@ -157,6 +165,136 @@ libraries_carry_their_version()
         [[ $file == */libvelmor_$name.so.$VERSION ]] || fail "$soname is $file"
         [[ $(readlink -f "$(library "$name")") == "$file" ]] || fail "libvelmor_$name.so is not $soname"
     done
+}
+
+
+# The packages are installed into an empty root, beside what dpkg knows to be installed here: it refuses packages whose
+# dependencies that does not satisfy. A root of their own with all of Debian below it would take minutes and a network.
+packages_install()
+{
+    local database=$root/var/lib/dpkg log=$packages/dpkg.log
+    rm -rf "$packages"
+    mkdir -p "$database"/{info,updates,triggers}
+    (cd "$BUILD" && "$CPACK" -G DEB -B "$packages")
+    cp /var/lib/dpkg/status "$database"
+    touch "$database/available"
+    # Of the packages of this machine there are no lists of files below the root, and dpkg says so of each.
+    dpkg --root="$root" --force-not-root --log=/dev/null --install "$packages"/*.deb >"$log" 2>&1 ||
+        { grep -v 'files list file for package' "$log"; fail "dpkg does not install the packages"; }
+}
+
+consumer_with_packages()
+{
+    local name
+    prefix=$root/usr
+    build_and_run_consumer package-consumer
+    for name in "${libraries[@]}"; do
+        ldd "$SCRATCH/package-consumer/consumer" | grep -F "libvelmor_$name.so.${VERSION%%.*} => $root/usr/" ||
+            fail "the consumer does not take velmor_$name from the packages"
+    done
+}
+
+# package_of <library>: its file
+package_of()
+{
+    echo "$packages/libvelmor-$1${VERSION%%.*}_${VERSION}_$(dpkg --print-architecture).deb"
+}
+
+# Prints the files and links in packages, without the leading ./usr/.
+contents_of()
+{
+    local package
+    for package in "$@"; do dpkg-deb --fsys-tarfile "$package" | tar --list | sed -n '/[^/]$/s,^\./usr/,,p'; done | sort
+}
+
+# What Debian asks for, beside what the install rules put there.
+debian_files='^share/(doc/[^/]*velmor[^/]*/(copyright|changelog\.gz)|lintian/overrides/libvelmor-dev)$'
+
+packages_hold_the_installed_files()
+{
+    local name file other
+    other=$(contents_of "$packages"/*.deb | grep -vE "$debian_files" |
+        diff - <(cd "$prefix" && find . -not -type d -printf '%P\n' | sort)) ||
+        fail "packages (<) and an installed tree (>) differ:"$'\n'"$other"
+    for name in "${libraries[@]}"; do
+        file=libvelmor_$name.so.${VERSION%%.*}
+        other=$(contents_of "$(package_of "$name")" | grep -vE "$debian_files" |
+            diff - <(printf '%s\n' "$LIBDIR/$file" "$LIBDIR/libvelmor_$name.so.$VERSION")) ||
+            fail "the package of velmor_$name (<) should hold the library (>):"$'\n'"$other"
+    done
+    other=$(contents_of "$packages/velmor-doc_${VERSION}_all.deb" | grep -vE '^share/doc/velmor(-doc)?/') &&
+        fail "velmor-doc holds $other"
+    contents_of "$packages/velmor-doc_${VERSION}_all.deb" | grep -F share/doc/velmor/README.md
+}
+
+# Prints each shared library of Debian's that is installed here, and its package.
+library_owners()
+{
+    dpkg-query --search "*/$(dpkg-architecture --query DEB_HOST_MULTIARCH)/lib*.so.*" |
+        sed -n 's,^\([^ :,]*\)[^ ]*: .*/,\1 ,p' | awk '{ print $2, $1 }'
+}
+
+packages_depend_on_what_libraries_need()
+{
+    local name depends difference owners
+    owners=$(library_owners; for name in "${libraries[@]}"; do
+        echo "libvelmor_$name.so.${VERSION%%.*} libvelmor-$name${VERSION%%.*}"
+    done)
+    for name in "${libraries[@]}"; do
+        depends=$(dpkg-deb --field "$(package_of "$name")" Depends | tr ',' '\n' | sed 's/^ *//' | sort)
+        echo "velmor_$name:" $depends
+        difference=$(readelf --dynamic "$root/usr/$LIBDIR/libvelmor_$name.so.$VERSION" |
+            sed -n 's/.*(NEEDED).*\[\(.*\)\]/\1/p' |
+            awk 'NR == FNR { owner[$1] = $2; next } { print owner[$1] ? owner[$1] : $1 }' <(echo "$owners") - |
+            sort -u | diff <(sed 's/ .*//' <<<"$depends" | sort -u) -) ||
+            fail "dependencies (<) and the owners of the needed libraries (>) differ:"$'\n'"$difference"
+        if grep ^libvelmor- <<<"$depends" | grep -vF "(= $VERSION)"; then fail "the version above is not $VERSION"; fi
+    done
+}
+
+# Prints all that an installed package depends on, directly or not.
+dependencies_of()
+{
+    dpkg-query --admindir="$root/var/lib/dpkg" --show --showformat '${Package}\t${Pre-Depends}, ${Depends}\n' |
+        awk -F '\t' -v first="$1" '
+            { gsub(/\([^)]*\)|:any| /, "", $2); needs[$1] = $2 }
+            function visit(name, count, i, list) {
+                if (seen[name]++ || !(name in needs)) return
+                print name
+                count = split(needs[name], list, /[,|]/)
+                for (i = 1; i <= count; ++i) visit(list[i])
+            }
+            END { visit(first) }'
+}
+
+media_packages_of()
+{
+    dependencies_of "$1" | tr - _ | grep -iE "^lib($media)[_.0-9]" || true
+}
+
+media_packages_stay_out()
+{
+    local name found major=${VERSION%%.*}
+    for name in math core cvprocess glsupport; do
+        dependencies_of libvelmor-$name$major | grep -qx libc6 || fail "the check found nothing below libvelmor-$name$major"
+        found=$(media_packages_of libvelmor-$name$major)
+        [[ -z $found ]] || fail "libvelmor-$name$major depends on ${found//$'\n'/ }"
+    done
+    # What reads picture files depends on them, so this check can find some.
+    found=$(media_packages_of libvelmor-imageio$major)
+    echo "libvelmor-imageio$major depends on" $found
+    for name in opencv_imgcodecs png jpeg tiff; do
+        grep -q "^lib$name[_.0-9]" <<<"$found" || fail "the check did not find lib$name"
+    done
+}
+
+lintian_is_content()
+{
+    local changelog=$sources/../../cmake/debian/changelog said
+    [[ $(dpkg-parsechangelog --file "$changelog" --show-field Version) == "$VERSION" ]] ||
+        fail "$changelog does not begin with $VERSION"
+    said=$(lintian --allow-root --fail-on none "$packages"/*.deb 2>&1)
+    [[ -z $said ]] || fail "$said"
 }
 
 "$1"

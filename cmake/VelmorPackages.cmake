@@ -1,0 +1,92 @@
+# Debian packages, made by `cpack` in a build folder: one for each shared library, so that an application brings no more
+# than it links, one with what building against them needs, and one with the documents.
+
+set(VELMOR_DEBIAN_DIR ${PROJECT_SOURCE_DIR}/cmake/debian)
+
+# velmor_add_package(<component> NAME <name> SECTION <section> DESCRIPTION <summary line, then lines of text>
+#     [NEEDS <component>...] [DEPENDS <Debian dependencies>])
+macro(velmor_add_package component)
+    cmake_parse_arguments(package "" "NAME;SECTION;DESCRIPTION;DEPENDS" NEEDS ${ARGN})
+    string(TOUPPER ${component} COMPONENT)
+    list(APPEND CPACK_COMPONENTS_ALL ${component})
+    set(CPACK_COMPONENT_${COMPONENT}_DESCRIPTION "${package_DESCRIPTION}")
+    set(CPACK_COMPONENT_${COMPONENT}_DEPENDS ${package_NEEDS})
+    set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_NAME ${package_NAME})
+    set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_SECTION ${package_SECTION})
+    set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_DEPENDS "${package_DEPENDS}")
+    # What Debian asks of every package, and nobody else of an installed tree.
+    install(FILES ${VELMOR_DEBIAN_DIR}/copyright ${PROJECT_BINARY_DIR}/changelog.gz
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/doc/${package_NAME} COMPONENT ${component} EXCLUDE_FROM_ALL)
+endmacro()
+
+# velmor_add_library_package(<name> <description> [<other library>...])
+macro(velmor_add_library_package name description)
+    velmor_add_package(${name} NAME libvelmor-${name}${PROJECT_VERSION_MAJOR} SECTION libs
+        DESCRIPTION "${description}" NEEDS ${ARGN})
+    set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_SHLIBDEPS ON)
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${name})
+    # CPack writes scripts that call ldconfig unless it is told of others. There are none: Debian has a trigger for it.
+    set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_CONTROL_EXTRA ${VELMOR_DEBIAN_DIR}/triggers postinst postrm)
+endmacro()
+
+function(velmor_configure_packages)
+    set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${VELMOR_DEBIAN_DIR}/changelog)
+    find_program(VELMOR_GZIP gzip REQUIRED)
+    mark_as_advanced(VELMOR_GZIP)
+    execute_process(COMMAND ${VELMOR_GZIP} -9nc ${VELMOR_DEBIAN_DIR}/changelog
+        OUTPUT_FILE ${PROJECT_BINARY_DIR}/changelog.gz COMMAND_ERROR_IS_FATAL ANY)
+
+    velmor_add_library_package(math
+"vectors, matrices and units for visual object tracking
+Small dense matrices and vectors, eigenvalues of symmetric matrices, and
+conversion of units.")
+    velmor_add_library_package(core
+"images, textures and colour models for visual object tracking
+What the operators of velmor work on: images in main memory, OpenGL rectangle
+textures, Gaussian mixtures of colours, colour histograms and blobs."
+        math)
+    velmor_add_library_package(imageio
+"picture files for visual object tracking
+Reads picture files into images of velmor and writes images to picture files.
+No other library of velmor needs a codec."
+        core)
+    velmor_add_library_package(cvprocess
+"image operators for visual object tracking
+Twenty-one filters that run as OpenGL shaders over rectangle textures, and
+five operators on images in main memory: colour detection, colour histograms,
+moments of regions, motion segmentation and face detection."
+        core math)
+    velmor_add_library_package(glsupport
+"OpenGL without a window for visual object tracking
+An OpenGL context without a display or a GPU, an adapter for drivers that lack
+what the filters of velmor expect, and a guard for the OpenGL state of an
+application.")
+    velmor_add_package(development NAME libvelmor-dev SECTION libdevel DESCRIPTION
+"image operators for visual object tracking - development files
+The headers of all velmor libraries, the CMake package and the pkg-config
+files."
+        NEEDS ${CPACK_COMPONENTS_ALL}
+        DEPENDS "libboost-dev, libgl-dev, libglew-dev, libopencv-core-dev")
+    velmor_add_package(documentation NAME velmor-doc SECTION doc DESCRIPTION
+"image operators for visual object tracking - documents
+The guide to the velmor libraries, and what their operators cost.")
+    set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+    install(FILES ${VELMOR_DEBIAN_DIR}/libvelmor-dev.lintian-overrides RENAME libvelmor-dev
+        DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides COMPONENT development EXCLUDE_FROM_ALL)
+
+    set(CPACK_GENERATOR DEB)
+    set(CPACK_DEB_COMPONENT_INSTALL ON)
+    set(CPACK_DEBIAN_ENABLE_COMPONENT_DEPENDS ON)
+    set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
+    set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
+    set(CPACK_DEBIAN_PACKAGE_SOURCE velmor)
+    set(CPACK_DEBIAN_PACKAGE_PRIORITY optional)
+    set(CPACK_PACKAGE_CONTACT "velmor maintainers <maintainers@velmor.example>")
+    set(CPACK_PACKAGE_DESCRIPTION_SUMMARY "") # each package has its own
+    set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
+    set(CPACK_STRIP_FILES ON)
+    set(CPACK_INSTALL_DEFAULT_DIRECTORY_PERMISSIONS # whatever the umask
+        OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+    set(CPACK_VERBATIM_VARIABLES ON)
+    include(CPack)
+endfunction()
