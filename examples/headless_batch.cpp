@@ -1,0 +1,422 @@
+// Runs a chain of filters over all pictures and videos of a folder, on a machine without a display:
+//     headless_batch photographs results RGB2GRAY,Laplacian
+//     headless_batch photographs results RGB2GRAY,Laplacian 4
+// Each file has a process of its own; as many run at a time as the last argument says, or as there are processors. What
+// is done already, in an earlier run that was interrupted for instance, is not done again. A file that cannot be read,
+// or that ends its process, is reported and skipped; the next run tries it again.
+// Ctrl-C and SIGTERM end the run and leave no unfinished file. Else the exit code is 0 when all files are done, 2 when
+// some were skipped, 1 when the run could not begin.
+
+#include "core/cvdata/Image.h"
+#include "core/cvdata/RectTexture.h"
+#include "cvprocess/gpuStdShaders/BGR2HSV.h"
+#include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
+#include "cvprocess/gpuStdShaders/FlipV.h"
+#include "cvprocess/gpuStdShaders/GRAY2Sobel.h"
+#include "cvprocess/gpuStdShaders/Laplacian.h"
+#include "cvprocess/gpuStdShaders/Not.h"
+#include "cvprocess/gpuStdShaders/RGB2GRAY.h"
+#include "glsupport/HeadlessContext.h"
+#include "imageio/ImageIo.h"
+
+#include <opencv2/imgcodecs.hpp>
+#include <opencv2/videoio.hpp>
+
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <csignal>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iostream>
+#include <map>
+#include <memory>
+#include <sstream>
+#include <stdexcept>
+#include <string>
+#include <system_error>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace velmor;
+using core::cvdata::Image;
+using core::cvdata::RectTexture;
+using cvprocess::GpuStdShaders;
+namespace fs = std::filesystem;
+
+// ---- The work on one file
+
+template<typename Filter>
+std::unique_ptr<GpuStdShaders> make()
+{
+    if constexpr (std::is_default_constructible_v<Filter>)
+        return std::make_unique<Filter>();
+    else
+        return std::make_unique<Filter>(nullptr); // with default parameters
+}
+
+const std::map<std::string, std::unique_ptr<GpuStdShaders> (*)()> kFilters = {
+    {"BGR2HSV", make<cvprocess::BGR2HSV>},     {"BayerRG2RGB", make<cvprocess::BayerRG2RGB>},
+    {"FlipV", make<cvprocess::FlipV>},         {"GRAY2Sobel", make<cvprocess::GRAY2Sobel>},
+    {"Laplacian", make<cvprocess::Laplacian>}, {"Not", make<cvprocess::Not>},
+    {"RGB2GRAY", make<cvprocess::RGB2GRAY>},
+};
+
+using FilterNames = std::vector<std::string>;
+
+/// Filters one behind the other, each with a texture for its result. Results in between are not clamped.
+class Chain
+{
+public:
+    Chain(const FilterNames& names, unsigned width, unsigned height) : mSource(width, height, RectTexture::RGB8)
+    {
+        RectTexture* source = &mSource;
+        for (const std::string& name : names) {
+            mResults.push_back(std::make_unique<RectTexture>(width, height, RectTexture::RGBA32F));
+            mFilters.push_back(kFilters.at(name)());
+            mFilters.back()->prepareExecution(*source, *mResults.back());
+            source = mResults.back().get();
+        }
+    }
+
+    /// Replaces an image by the last filter's result.
+    void run(Image& image)
+    {
+        mSource.upload(image);
+        for (const auto& filter : mFilters)
+            filter->execute();
+        mResults.back()->download(image);
+    }
+
+private:
+    RectTexture mSource;
+    std::vector<std::unique_ptr<RectTexture>> mResults;
+    std::vector<std::unique_ptr<GpuStdShaders>> mFilters;
+};
+
+void filterPicture(const std::string& input, const std::string& output, const FilterNames& names)
+{
+    Image picture = imageio::load(input, Image::BGR);
+    Chain(names, picture.width(), picture.height()).run(picture);
+    imageio::save(picture, output);
+}
+
+void filterVideo(const std::string& input, const std::string& output, const FilterNames& names)
+{
+    cv::VideoCapture video(input, cv::CAP_FFMPEG);
+    cv::Mat frame;
+    if (!video.read(frame))
+        throw std::runtime_error("it holds no picture and no video frame of a known format");
+    const auto width = static_cast<unsigned>(frame.cols), height = static_cast<unsigned>(frame.rows);
+    Chain chain(names, width, height);
+    cv::VideoWriter writer(output, cv::CAP_OPENCV_MJPEG, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'),
+                           std::max(1.0, video.get(cv::CAP_PROP_FPS)), frame.size());
+    int frames = 0;
+    do {
+        Image view(width, height, Image::BGR, frame.data, static_cast<unsigned>(frame.step));
+        chain.run(view);
+        writer.write(frame);
+        ++frames;
+    } while (video.read(frame));
+    writer.release();
+    // The writer does not tell when it fails, on a full disk for instance: the file itself is asked.
+    if (cvRound(cv::VideoCapture(output, cv::CAP_FFMPEG).get(cv::CAP_PROP_FRAME_COUNT)) != frames)
+        throw std::runtime_error("not all frames could be written");
+}
+
+// ---- The run over all files
+
+struct Job
+{
+    fs::path input;
+    std::string outputName;
+    bool isPicture;
+};
+
+/// A process that works on one file.
+struct Worker
+{
+    Job job;
+    pid_t process;
+    int errors; ///< where to read what it prints on standard error
+};
+
+/// The files of a folder and what their results are to be called.
+std::vector<Job> jobsIn(const fs::path& folder, const std::string& chain)
+{
+    std::vector<Job> jobs;
+    for (const fs::directory_entry& entry : fs::directory_iterator(folder)) {
+        const std::string name = entry.path().filename().string();
+        if (!entry.is_regular_file() || name.front() == '.')
+            continue;
+        const bool isPicture = cv::haveImageReader(entry.path().string());
+        jobs.push_back({entry.path(), name + '.' + chain + (isPicture ? ".png" : ".avi"), isPicture});
+    }
+    std::sort(jobs.begin(), jobs.end(), [](const Job& a, const Job& b) { return a.input < b.input; });
+    return jobs;
+}
+
+bool isDone(const Job& job, const fs::path& folder)
+{
+    const fs::path output = folder / job.outputName;
+    return fs::exists(output) && fs::last_write_time(output) >= fs::last_write_time(job.input);
+}
+
+/// Everything that was written into a pipe; its last line.
+std::string lastLine(int pipe)
+{
+    std::string text;
+    char part[4096];
+    for (ssize_t bytes = 0; (bytes = read(pipe, part, sizeof part)) > 0;)
+        text.append(part, static_cast<std::size_t>(bytes));
+    text.erase(text.find_last_not_of('\n') + 1);
+    return text.substr(text.rfind('\n') + 1);
+}
+
+/// A bar on standard error: on a terminal one line that is written over, elsewhere a line each time that it grows.
+class Progress
+{
+public:
+    explicit Progress(std::size_t total) : mTotal(total), mIsTerminal(isatty(STDERR_FILENO) == 1) {}
+
+    void advance(std::size_t steps)
+    {
+        mDone += steps;
+        const std::size_t percent = 100 * mDone / mTotal;
+        if (percent == mPercent)
+            return;
+        mPercent = percent;
+        const std::string bar = std::string(percent / 4, '#') + std::string(25 - percent / 4, '.');
+        std::cerr << (mIsTerminal ? "\r[" : "[") << bar << "] " << percent << " %"
+                  << (mIsTerminal && percent < 100 ? "" : "\n") << std::flush;
+    }
+
+    /// Prints a line in the place of the bar, which comes back below when it grows.
+    void interject(const std::string& text) const
+    {
+        std::cerr << (mIsTerminal ? "\r\033[K" : "") << "headless_batch: " << text << std::endl;
+    }
+
+private:
+    std::size_t mTotal, mDone = 0, mPercent = 0;
+    bool mIsTerminal;
+};
+
+/// Works on files in parallel processes. Results appear in the output folder when they are complete.
+class Batch
+{
+public:
+    Batch(std::vector<Job> jobs, const fs::path& output, const FilterNames& filters)
+        : mJobs(std::move(jobs)), mOutput(output), mUnfinished(output / ".unfinished"), mFilters(filters),
+          mProgress(mJobs.size())
+    {
+        fs::remove_all(mUnfinished); // of a run that was killed
+        fs::create_directory(mUnfinished);
+    }
+    Batch(const Batch&) = delete;
+    Batch& operator=(const Batch&) = delete;
+
+    /// Ends the processes that are still at work, and takes away what they wrote.
+    ~Batch()
+    {
+        for (const Worker& worker : mWorkers) {
+            kill(worker.process, SIGKILL);
+            waitpid(worker.process, nullptr, 0);
+        }
+        std::error_code ignored;
+        fs::remove_all(mUnfinished, ignored);
+    }
+
+    /// Works until every file is done or skipped, or a signal interrupts.
+    /// @param signals  SIGCHLD and those that interrupt, all of them blocked
+    /// @return         the signal that interrupted, 0 for none
+    int run(std::size_t processes, const sigset_t& signals)
+    {
+        const auto done =
+            std::stable_partition(mJobs.begin(), mJobs.end(), [this](auto& job) { return !isDone(job, mOutput); });
+        mDoneBefore = static_cast<std::size_t>(mJobs.end() - done);
+        mJobs.erase(done, mJobs.end());
+        mProgress.advance(mDoneBefore);
+        for (auto next = mJobs.begin(); next != mJobs.end() || !mWorkers.empty();) {
+            while (next != mJobs.end() && mWorkers.size() < processes)
+                start(*next++);
+            int signal = 0;
+            sigwait(&signals, &signal);
+            if (signal != SIGCHLD)
+                return signal;
+            collect();
+        }
+        return 0;
+    }
+
+    bool hasSkipped() const { return mSkipped > 0; }
+
+    void printSummary(bool isInterrupted) const
+    {
+        const std::string text = std::to_string(mDone) + " done, " + std::to_string(mDoneBefore) + " done before, " +
+                                 std::to_string(mSkipped) + " skipped";
+        if (isInterrupted)
+            mProgress.interject("interrupted, " + text);
+        else
+            std::cout << text << '\n';
+    }
+
+private:
+    void start(const Job& job)
+    {
+        int pipe[2];
+        if (pipe2(pipe, O_NONBLOCK | O_CLOEXEC) != 0) // not blocking: what is too much for the pipe is dropped
+            throw std::system_error(errno, std::generic_category(), "cannot make a pipe");
+        const pid_t process = fork(); // before any OpenGL in this process: a context does not survive it
+        if (process == 0) {
+            dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO); // filters print when they are made
+            dup2(pipe[1], STDERR_FILENO);
+            std::_Exit(work(job));
+        }
+        const int error = errno;
+        close(pipe[1]);
+        if (process < 0)
+            throw std::system_error(error, std::generic_category(), "cannot start a process");
+        mWorkers.push_back({job, process, pipe[0]});
+    }
+
+    /// What the process for a file does; its exit code.
+    int work(const Job& job) const
+    {
+        try {
+            setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);
+            const glsupport::HeadlessContext context;
+            const fs::path unfinished = mUnfinished / job.outputName;
+            (job.isPicture ? filterPicture : filterVideo)(job.input, unfinished, mFilters);
+            fs::rename(unfinished, mOutput / job.outputName);
+            return 0;
+        } catch (const std::exception& error) {
+            std::cerr << error.what() << '\n';
+            return 1;
+        }
+    }
+
+    /// Takes note of the processes that have ended.
+    void collect()
+    {
+        for (auto worker = mWorkers.begin(); worker != mWorkers.end();) {
+            int status = 0;
+            if (waitpid(worker->process, &status, WNOHANG) == 0) {
+                ++worker;
+                continue;
+            }
+            const std::string error = lastLine(worker->errors);
+            close(worker->errors);
+            if (status == 0) {
+                ++mDone;
+            } else {
+                ++mSkipped;
+                const std::string reason = WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) + (' ' + error) : error;
+                mProgress.interject("skipped '" + worker->job.input.string() + "': " + reason);
+            }
+            mProgress.advance(1);
+            worker = mWorkers.erase(worker);
+        }
+    }
+
+    std::vector<Job> mJobs;
+    std::vector<Worker> mWorkers;
+    fs::path mOutput;
+    fs::path mUnfinished; ///< folder for results that are not complete yet
+    FilterNames mFilters;
+    Progress mProgress;
+    std::size_t mDoneBefore = 0, mDone = 0, mSkipped = 0;
+};
+
+std::string knownFilters()
+{
+    std::string names;
+    for (const auto& filter : kFilters)
+        names += ' ' + filter.first;
+    return names;
+}
+
+/// The names between the commas.
+FilterNames filtersIn(const std::string& chain)
+{
+    FilterNames names;
+    std::istringstream stream(chain);
+    for (std::string name; std::getline(stream, name, ',');) {
+        if (kFilters.count(name) == 0)
+            throw std::invalid_argument("there is no filter '" + name + "', only" + knownFilters());
+        names.push_back(name);
+    }
+    if (names.empty())
+        throw std::invalid_argument("expected at least one filter");
+    return names;
+}
+
+/// Makes the output folder and keeps other runs out of it until the process ends.
+void claim(const fs::path& folder)
+{
+    fs::create_directories(folder);
+    const int descriptor = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (descriptor < 0 || flock(descriptor, LOCK_EX | LOCK_NB) != 0)
+        throw std::runtime_error("another run is writing into '" + folder.string() + "'");
+}
+
+int runBatch(int argc, char** argv)
+{
+    if (argc != 4 && argc != 5)
+        throw std::invalid_argument(
+            "expected a folder to read, one to write, filters, and perhaps a number of processes");
+    const fs::path input = argv[1], output = argv[2];
+    const FilterNames filters = filtersIn(argv[3]);
+    const int processes =
+        argc == 5 ? std::atoi(argv[4]) : static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    if (processes < 1)
+        throw std::invalid_argument("expected at least one process, got '" + std::string(argv[4]) + "'");
+    const std::vector<Job> jobs = jobsIn(input, argv[3]);
+    if (jobs.empty())
+        throw std::runtime_error("there are no files in '" + input.string() + "'");
+    claim(output);
+    if (fs::equivalent(input, output))
+        throw std::invalid_argument("expected another folder to write than the one to read");
+
+    std::signal(SIGCHLD, SIG_DFL); // whoever started the program may have had it ignored
+    sigset_t signals;              // blocked, here and in the workers, and taken up between two steps
+    sigemptyset(&signals);
+    for (const int signal : {SIGINT, SIGTERM, SIGCHLD})
+        sigaddset(&signals, signal);
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    int signal = 0;
+    int exitCode = 0;
+    {
+        Batch batch(jobs, output, filters);
+        signal = batch.run(static_cast<std::size_t>(processes), signals);
+        batch.printSummary(signal != 0);
+        exitCode = batch.hasSkipped() ? 2 : 0;
+    }
+    if (signal != 0) { // ends by it, as the caller's shell expects
+        std::signal(signal, SIG_DFL);
+        std::raise(signal);
+        sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+    }
+    return exitCode;
+}
+
+} // namespace
+
+int main(int argc, char** argv)
+{
+    try {
+        return runBatch(argc, argv);
+    } catch (const std::exception& error) {
+        std::cerr << "headless_batch: " << error.what() << '\n';
+        return 1;
+    }
+}
