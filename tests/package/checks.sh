@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # checks.sh <check>: one look at the installed library from outside. tests/package/CMakeLists.txt sets the environment:
-# BUILD (the build to install), SCRATCH (a folder to work in), LIBDIR, VERSION, CPACK, and GENERATOR, CXX and FLAGS (with
-# what the library was built).
+# BUILD (the build to install), SCRATCH (a folder to work in), LIBDIR, VERSION, CPACK, and GENERATOR, CXX and FLAGS (what
+# the library was built with).
 set -euo pipefail
 
 sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -276,7 +276,7 @@ media_packages_stay_out()
 {
     local name found major=${VERSION%%.*}
     for name in math core cvprocess glsupport; do
-        dependencies_of libvelmor-$name$major | grep -qx libc6 || fail "the check found nothing below libvelmor-$name$major"
+        dependencies_of libvelmor-$name$major | grep -qx libc6 || fail "libvelmor-$name$major does not depend on libc6"
         found=$(media_packages_of libvelmor-$name$major)
         [[ -z $found ]] || fail "libvelmor-$name$major depends on ${found//$'\n'/ }"
     done
