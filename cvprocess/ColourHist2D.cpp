@@ -128,7 +128,8 @@ private:
 
     unsigned char* bin(std::uint32_t index) const
     {
-        return mBytes + std::size_t{index & (BinIndex::kExcluded - 1)} * sizeof(double);
+        const std::size_t number = index & (BinIndex::kExcluded - 1);
+        return mBytes + number * sizeof(double);
     }
 
     unsigned char* mBytes;

@@ -38,6 +38,7 @@ const CvRect& rectangle(CvSeq* faces, int k)
 
 } // namespace
 
+// cppcheck-suppress passedByValue ; callers were built with this signature
 FaceDetect::FaceDetect(std::string cascadeFile)
     : mStorage(nullptr), mCascade(static_cast<CvHaarClassifierCascade*>(cvLoad(cascadeFile.c_str(), 0, 0, 0)))
 {

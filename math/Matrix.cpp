@@ -36,6 +36,7 @@ Matrix::Matrix(const Matrix& other) : Matrix(other.mRows, other.mCols)
 
 Matrix::~Matrix() = default;
 
+// cppcheck-suppress operatorEqVarError ; copyFrom() assigns mInside
 Matrix& Matrix::operator=(const Matrix& other)
 {
     if (this == &other)

@@ -55,6 +55,14 @@ bool samePixels(const Image& a, const Image& b)
     return cv::norm(a.mat(), b.mat(), cv::NORM_INF) == 0.0;
 }
 
+template<typename Element>
+Element element(const std::array<unsigned char, 16>& bytes, unsigned index)
+{
+    Element value;
+    std::memcpy(&value, bytes.data() + index * sizeof(Element), sizeof(Element));
+    return value;
+}
+
 template<typename Code>
 std::string errorOf(const Code& code)
 {
@@ -184,11 +192,11 @@ TEST_F(GlTest, TheRedOfATextureIsTheRedOfTheImageInEveryLayout)
                 if (each.dataType == GL_UNSIGNED_BYTE)
                     values.push_back(bytes[i]);
                 else if (each.dataType == GL_FLOAT)
-                    values.push_back(reinterpret_cast<const float*>(bytes.data())[i] * 255.0);
+                    values.push_back(element<float>(bytes, i) * 255.0);
                 else if (each.dataType == GL_UNSIGNED_SHORT)
-                    values.push_back(reinterpret_cast<const unsigned short*>(bytes.data())[i]);
+                    values.push_back(element<unsigned short>(bytes, i));
                 else
-                    values.push_back(reinterpret_cast<const unsigned*>(bytes.data())[i]);
+                    values.push_back(element<unsigned>(bytes, i));
             }
         }
         for (double& value : values)

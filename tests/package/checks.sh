@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # checks.sh <check>: one look at the installed library from outside. tests/package/CMakeLists.txt sets the environment:
-# BUILD (the build to install), SCRATCH (a folder to work in), LIBDIR, VERSION, CPACK, and GENERATOR, CXX and FLAGS (with
-# what the library was built).
+# BUILD (the build to install), SCRATCH (a folder to work in), LIBDIR, VERSION, CPACK, and GENERATOR, CXX and FLAGS (what
+# the library was built with).
 set -euo pipefail
 
 sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
@@ -168,6 +168,42 @@ libraries_carry_their_version()
 }
 
 
+# Prints what programs that use a library were compiled against: its exported functions and variables, with the types
+# that they reach. Places are left out: where sources, build and installed tree lie, and lines.
+abi_of()
+{
+    abidw --exported-interfaces-only --drop-undefined-syms --no-architecture --no-elf-needed --no-corpus-path \
+        --no-comp-dir-path --no-show-locs --no-parameter-names --type-id-style hash "$(library "$1")" |
+        sed "s,path='$(cd "$sources/../.." && pwd)/,path=',"
+}
+
+released_abi()
+{
+    echo "$sources/abi/velmor_$1.abi.gz"
+}
+
+renew_abi()
+{
+    local name
+    install_and_move
+    for name in "${libraries[@]}"; do abi_of "$name" | gzip -9n >"$(released_abi "$name")"; done
+}
+
+# What was added since the release does not count.
+abi_is_that_of_the_release()
+{
+    local folder=$SCRATCH/abi name broken=()
+    mkdir -p "$folder"
+    for name in "${libraries[@]}"; do
+        gzip -dc "$(released_abi "$name")" >"$folder/$name.released"
+        abi_of "$name" >"$folder/$name.now"
+        grep -q '<function-decl ' "$folder/$name.now" ||
+            fail "velmor_$name lacks debug information"
+        abidiff --no-added-syms "$folder/$name.released" "$folder/$name.now" || broken+=("velmor_$name")
+    done
+    ((${#broken[@]} == 0)) || fail "the ABI of ${broken[*]} is not that of the release; see docs/releasing.md"
+}
+
 # The packages are installed into an empty root, beside what dpkg knows to be installed here: it refuses packages whose
 # dependencies that does not satisfy. A root of their own with all of Debian below it would take minutes and a network.
 packages_install()
@@ -276,7 +312,7 @@ media_packages_stay_out()
 {
     local name found major=${VERSION%%.*}
     for name in math core cvprocess glsupport; do
-        dependencies_of libvelmor-$name$major | grep -qx libc6 || fail "the check found nothing below libvelmor-$name$major"
+        dependencies_of libvelmor-$name$major | grep -qx libc6 || fail "libvelmor-$name$major does not depend on libc6"
         found=$(media_packages_of libvelmor-$name$major)
         [[ -z $found ]] || fail "libvelmor-$name$major depends on ${found//$'\n'/ }"
     done
