@@ -1,15 +1,37 @@
 # The target velmor_docs: the documentation as a site, in docs/html of the build folder. It ends with an error when a
-# public class or member is not documented.
+# public class or member is not documented. The gallery's pictures are what the demo program makes of real frames.
 
 find_package(Doxygen COMPONENTS doxygen)
-if(NOT Doxygen_FOUND)
-    message(STATUS "velmor: no Doxygen, so there is no target velmor_docs")
+if(NOT Doxygen_FOUND OR NOT VELMOR_BUILD_EXAMPLES)
+    message(STATUS "velmor: there is no target velmor_docs; it needs Doxygen and VELMOR_BUILD_EXAMPLES")
     return()
 endif()
+find_program(VELMOR_AWK awk REQUIRED)
+mark_as_advanced(VELMOR_AWK)
+
+# The gallery: the demo's page of pictures, with the example of each operator's class page
+set(folder ${PROJECT_BINARY_DIR}/docs)
+set(gallery ${folder}/gallery.md)
+file(GLOB operators CONFIGURE_DEPENDS
+    ${PROJECT_SOURCE_DIR}/cvprocess/*.h ${PROJECT_SOURCE_DIR}/cvprocess/gpuStdShaders/*.h)
+list(FILTER operators EXCLUDE REGEX "/GpuStdShaders\.h$") # the filters' base has an example too
+add_custom_command(OUTPUT ${folder}/demo/gallery.md
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+    # The driver is unloaded before its leaks could be told from the program's.
+    COMMAND ${CMAKE_COMMAND} -E env ASAN_OPTIONS=detect_leaks=0
+        $<TARGET_FILE:velmor_demo> --gallery --frames 50 --out ${folder}/demo > ${folder}/demo.log
+    DEPENDS velmor_demo
+    COMMENT "Making the gallery's pictures"
+    VERBATIM)
+add_custom_command(OUTPUT ${gallery}
+    COMMAND ${VELMOR_AWK} -f ${PROJECT_SOURCE_DIR}/docs/gallery.awk ${operators} ${folder}/demo/gallery.md > ${gallery}
+    DEPENDS ${operators} ${folder}/demo/gallery.md ${PROJECT_SOURCE_DIR}/docs/gallery.awk
+    VERBATIM)
+add_custom_target(velmor_gallery DEPENDS ${gallery})
 
 set(DOXYGEN_PROJECT_NAME velmor)
-set(DOXYGEN_OUTPUT_DIRECTORY ${PROJECT_BINARY_DIR}/docs)
-set(DOXYGEN_STRIP_FROM_PATH ${PROJECT_SOURCE_DIR})
+set(DOXYGEN_OUTPUT_DIRECTORY ${folder})
+set(DOXYGEN_STRIP_FROM_PATH ${PROJECT_SOURCE_DIR} ${folder})
 set(DOXYGEN_STRIP_FROM_INC_PATH ${PROJECT_SOURCE_DIR})
 set(DOXYGEN_FILE_PATTERNS *.h *.md *.dox)
 set(DOXYGEN_EXCLUDE # what is not installed
@@ -17,7 +39,7 @@ set(DOXYGEN_EXCLUDE # what is not installed
     ${PROJECT_SOURCE_DIR}/core/util/AnyBitSet.h
     ${PROJECT_SOURCE_DIR}/core/util/WholeFile.h)
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${PROJECT_SOURCE_DIR}/docs/mainpage.md)
-set(DOXYGEN_IMAGE_PATH ${PROJECT_SOURCE_DIR}/docs)
+set(DOXYGEN_IMAGE_PATH ${PROJECT_SOURCE_DIR}/docs ${folder}/demo)
 foreach(library IN ITEMS MATH CORE IMAGEIO CVPROCESS GLSUPPORT)
     list(APPEND DOXYGEN_PREDEFINED VELMOR_${library}_EXPORT=)
 endforeach()
@@ -26,10 +48,12 @@ set(DOXYGEN_EXPAND_ONLY_PREDEF YES)
 set(DOXYGEN_JAVADOC_AUTOBRIEF YES)
 set(DOXYGEN_TOC_INCLUDE_HEADINGS 2)
 set(DOXYGEN_GENERATE_TREEVIEW YES)
+set(DOXYGEN_HTML_EXTRA_STYLESHEET ${PROJECT_SOURCE_DIR}/docs/site.css)
 set(DOXYGEN_HAVE_DOT NO)
 set(DOXYGEN_QUIET YES)
 set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 
 set(sources math core imageio cvprocess glsupport docs CONTRIBUTING.md CHANGELOG.md)
 list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/)
-doxygen_add_docs(velmor_docs ${sources} COMMENT "Making the documentation: ${PROJECT_BINARY_DIR}/docs/html/index.html")
+doxygen_add_docs(velmor_docs ${sources} ${gallery} COMMENT "Making the documentation: ${folder}/html/index.html")
+add_dependencies(velmor_docs velmor_gallery)

@@ -9,6 +9,7 @@
 #include "examples/demo/FramePass.h"
 #include "examples/demo/FrameSource.h"
 #include "examples/demo/Gallery.h"
+#include "examples/demo/GalleryPage.h"
 #include "examples/demo/InputSection.h"
 #include "examples/demo/Interruption.h"
 #include "examples/demo/LogicSection.h"
@@ -159,6 +160,10 @@ std::string runDemo(const Options& options)
                scene.origin + ", " + sizeText(scene.later.size()) + " pixels, on " + context.description(), folder,
                summary);
     writeClip(clip, summary);
+    if (options.gallery) {
+        writeGalleryPage(gallery, scene, folder);
+        summary.addFile(kGalleryPageName, "what each operator gets, and what it makes of it");
+    }
     summary.addFile(kSummaryName, "this text");
     summary.addFile(kMessagesName, "what the driver adapter, filters and codecs print");
 
@@ -166,7 +171,8 @@ std::string runDemo(const Options& options)
     writeTextFile(folder.unfinished(kSummaryName), text);
     log.saveTo(folder.unfinished(kMessagesName));
     Interruption::throwIfRequested();
-    folder.publish({kMessagesName, ClipWriter::kVideoName, ClipWriter::kSequenceName, kSheetName, kSummaryName});
+    folder.publish({kMessagesName, ClipWriter::kVideoName, ClipWriter::kSequenceName, kGalleryFolderName,
+                    kGalleryPageName, kSheetName, kSummaryName});
     return text;
 }
 

@@ -45,6 +45,7 @@ void showFaces(const Scene&, Showcase& showcase)
         }
     Interruption::throwIfRequested();
     const Image photograph = imageio::load(kPhotograph, Image::BGR);
+    showcase.showPicture("Photograph", photograph.mat(), "One of opencv-doc");
     cvprocess::FaceDetect detector(kCascade);
     std::vector<math::Vector4> faces;
     const double milliseconds = medianMilliseconds([&] { detector.findFaces(&photograph, faces); });
@@ -53,7 +54,8 @@ void showFaces(const Scene&, Showcase& showcase)
     Marks marks(picture);
     for (const math::Vector4& face : faces)
         marks.rectangle(rectangle(face));
-    showcase.showResult("FaceDetect", picture, milliseconds, facesFound(faces), "A photograph of opencv-doc");
+    showcase.showResult("FaceDetect", picture, milliseconds, facesFound(faces),
+                        "Framed: what the cascade takes for a face");
 }
 
 } // namespace velmor::demo

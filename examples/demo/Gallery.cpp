@@ -60,6 +60,14 @@ std::size_t Gallery::size() const
                            [](std::size_t sum, const Section& section) { return sum + section.exhibits.size(); });
 }
 
+std::vector<Gallery::Exhibit> Gallery::exhibits() const
+{
+    std::vector<Exhibit> result;
+    for (const Section& section : mSections)
+        result.insert(result.end(), section.exhibits.begin(), section.exhibits.end());
+    return result;
+}
+
 cv::Mat Gallery::sheet(const std::string& title, const std::string& subtitle) const
 {
     int height = kMargin + kTitleBlock;

@@ -15,6 +15,14 @@ namespace velmor::demo {
 class Gallery
 {
 public:
+    /// A picture with its caption.
+    struct Exhibit
+    {
+        cv::Mat picture; ///< BGR, in the size in which it is shown
+        std::string title;
+        std::string sentence;
+    };
+
     /// Pictures added from here on stand under this heading.
     void beginSection(const std::string& heading);
 
@@ -27,16 +35,13 @@ public:
     /// Number of pictures.
     std::size_t size() const;
 
+    /// All pictures, in their order.
+    std::vector<Exhibit> exhibits() const;
+
     /// The sheet, 2000 pixels wide, as 8-bit BGR.
     cv::Mat sheet(const std::string& title, const std::string& subtitle) const;
 
 private:
-    struct Exhibit
-    {
-        cv::Mat picture; ///< BGR, in the size in which it is shown
-        std::string title;
-        std::string sentence;
-    };
     struct Section
     {
         std::string heading;

@@ -60,6 +60,8 @@ Options parseOptions(int argc, const char* const* argv)
             options.frames = parseFrames(arguments.takeValue(argument));
         else if (argument == "--sequence")
             options.sequence = true;
+        else if (argument == "--gallery")
+            options.gallery = true;
         else if (argument == "--help" || argument == "-h")
             options.help = true;
         else
@@ -91,9 +93,12 @@ std::string usage()
            std::to_string(defaults.frames) +
            ")\n"
            "  --sequence     write moving results as PNG pictures instead of an MP4 video\n"
+           "  --gallery      write each picture of the sheet as a PNG picture too, and a page that shows them by "
+           "operator\n"
            "  --help         show this text\n"
            "\n"
-           "Results: contact-sheet.png, motion.mp4 or motion/frame-0001.png and so on, summary.txt, messages.log.\n"
+           "Results: contact-sheet.png, motion.mp4 or motion/frame-0001.png and so on, summary.txt, messages.log;\n"
+           "with --gallery also gallery.md and gallery/.\n"
            "They replace those of an earlier run in the same folder, and appear only when the run succeeds.\n";
 }
 

@@ -12,6 +12,7 @@ struct Options
     std::string outputFolder = "demo-output";
     int frames = 100; ///< at most so many frames are taken
     bool sequence = false;
+    bool gallery = false;
     bool help = false;
 };
 

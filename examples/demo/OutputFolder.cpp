@@ -24,9 +24,10 @@ std::runtime_error cannotReplace(const fs::path& file, const std::string& reason
     return std::runtime_error("cannot replace '" + file.string() + "': " + reason);
 }
 
-bool isFrame(const fs::path& file)
+bool isWrittenPicture(const fs::path& file)
 {
-    return file.filename().string().rfind("frame-", 0) == 0 && file.extension() == ".png";
+    const std::string name = file.filename().string();
+    return file.extension() == ".png" && (name.rfind("frame-", 0) == 0 || name.rfind("picture-", 0) == 0);
 }
 
 /// Removes an earlier result. Of a folder only the pictures that a run writes go, and the folder when that empties it.
@@ -34,12 +35,12 @@ void removeResult(const fs::path& result)
 {
     std::error_code ignored;
     if (fs::is_directory(fs::symlink_status(result, ignored))) {
-        std::vector<fs::path> frames;
+        std::vector<fs::path> pictures;
         for (const fs::directory_entry& entry : fs::directory_iterator(result))
-            if (isFrame(entry.path()))
-                frames.push_back(entry.path());
-        for (const fs::path& frame : frames)
-            fs::remove(frame);
+            if (isWrittenPicture(entry.path()))
+                pictures.push_back(entry.path());
+        for (const fs::path& picture : pictures)
+            fs::remove(picture);
         if (fs::is_empty(result))
             fs::remove(result);
     } else {

@@ -29,7 +29,8 @@ public:
 
     /// Moves the results that were written to their places, over those of an earlier run. A result of an earlier run
     /// that was not written this time goes away.
-    /// @param names  all results that a run can have; a folder of pictures among them holds frame-*.png
+    /// @param names  all results that a run can have; a folder of pictures among them holds frame-*.png or
+    /// picture-*.png
     /// @throws std::runtime_error  naming the file and the reason when one cannot be moved
     void publish(const std::vector<std::string>& names);
 

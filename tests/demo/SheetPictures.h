@@ -57,6 +57,7 @@ enum Place
     HISTORY_CENTRE,
     HISTOGRAM,
     HISTOGRAM_MASKED,
+    PHOTOGRAPH,
     FACES,
     PLACES
 };

@@ -1,0 +1,18 @@
+#pragma once
+
+namespace velmor::demo {
+
+class Gallery;
+class OutputFolder;
+struct Scene;
+
+constexpr const char* kGalleryPageName = "gallery.md";
+constexpr const char* kGalleryFolderName = "gallery";
+
+/// Writes the pictures of a gallery as files, and a page in Markdown that shows for each operator what it gets and what
+/// it makes of it. Operators that the gallery has no result of are left out.
+/// @param scene  what the gallery was made of
+/// @throws std::runtime_error  naming the file and the reason when one cannot be written
+void writeGalleryPage(const Gallery& gallery, const Scene& scene, const OutputFolder& folder);
+
+} // namespace velmor::demo

@@ -1,0 +1,112 @@
+#include "tests/demo/DemoTest.h"
+#include "tests/demo/SheetPictures.h"
+
+#include <opencv2/imgcodecs.hpp>
+
+#include <regex>
+#include <sstream>
+
+namespace velmor::tests {
+namespace {
+
+const char* const kOperators[] = {"And",
+                                  "Or",
+                                  "Xor",
+                                  "Not",
+                                  "Subtract",
+                                  "BGR2GRAY",
+                                  "RGB2GRAY",
+                                  "BGR2HSV",
+                                  "RGB2HSV",
+                                  "BayerRG2GRAY",
+                                  "BayerRG2RGB",
+                                  "GRAY2Sobel",
+                                  "Laplacian",
+                                  "FlipV",
+                                  "ColorGMM",
+                                  "ColorGMM2",
+                                  "Classify",
+                                  "PixelCount",
+                                  "NonMaxSupression",
+                                  "ColourDetector",
+                                  "Moments",
+                                  "ColourHist2D",
+                                  "FaceDetect",
+                                  "MotionSegment",
+                                  "ColorHistShader",
+                                  "DebugUInt2Float"};
+
+class GalleryPage : public DemoTest
+{
+protected:
+    void SetUp() override
+    {
+        writeVideo("moving.avi", 6);
+        expectSuccess(run({"moving.avi", "--gallery", "--out", "out"}));
+    }
+
+    /// What the page shows of an operator.
+    std::string entry(const std::string& name) const
+    {
+        const std::string page = "\n" + read("out/gallery.md");
+        const std::string heading = "\n## " + name + "\n";
+        const std::size_t begin = page.find(heading);
+        if (begin == std::string::npos)
+            return "";
+        return page.substr(begin, page.find("\n## ", begin + 1) - begin);
+    }
+
+    cv::Mat picture(const std::string& name) const
+    {
+        return cv::imread(path("out/gallery/picture-" + name + ".png").string());
+    }
+};
+
+/// Files that a part of the page shows, relative to the page.
+std::vector<std::string> filesShown(const std::string& text)
+{
+    const std::regex link("!\\[[^\\]]+\\]\\(([^)]+)\\)");
+    std::vector<std::string> files;
+    for (std::sregex_iterator match(text.begin(), text.end(), link), end; match != end; ++match)
+        files.push_back((*match)[1]);
+    return files;
+}
+
+TEST_F(GalleryPage, ShowsBeforeAndAfterOfEveryOperator)
+{
+    for (const char* const name : kOperators) {
+        SCOPED_TRACE(name);
+        const std::vector<std::string> files = filesShown(entry(name));
+        EXPECT_GE(files.size(), 2u);
+        for (const std::string& file : files)
+            EXPECT_EQ(cv::imread(path("out/" + file).string()).cols, 446) << file;
+    }
+    EXPECT_TRUE(hasLine(entry("Laplacian"), "\\| Frame 6 \\| Laplacian \\| Laplacian, four neighbours \\| "
+                                            "Laplacian, eight neighbours \\|"));
+    EXPECT_TRUE(hasLine(entry("Subtract"), "\\| Frame 2 \\| Frame 6 \\| Subtract \\| Subtract, of the masks \\|"));
+}
+
+TEST_F(GalleryPage, FilesHoldWhatTheirNamesSay)
+{
+    const std::vector<cv::Mat> onSheet = picturesOn(cv::imread(path("out/contact-sheet.png").string()));
+    ASSERT_EQ(onSheet.size(), static_cast<std::size_t>(PLACES));
+    const std::pair<const char*, Place> expected[] = {
+        {"frame-2", EARLIER},       {"frame-6", LATER},   {"subtract-of-the-masks", SUBTRACT_MASKS},
+        {"laplacian", LAPLACIAN},   {"not", NOT},         {"mask-moving", MOVING},
+        {"photograph", PHOTOGRAPH}, {"facedetect", FACES}};
+    for (const auto& [name, place] : expected) {
+        ASSERT_EQ(picture(name).size(), onSheet[place].size()) << name;
+        EXPECT_EQ(largestDifference(picture(name), onSheet[place]), 0) << name;
+    }
+}
+
+TEST_F(GalleryPage, GoesWithTheNextRunThatMakesNone)
+{
+    write("out/gallery/mine.png", "not of this program");
+    expectSuccess(run({"moving.avi", "--out", "out"}));
+    EXPECT_EQ(filesIn("out"), (std::set<std::string>{"contact-sheet.png", "gallery", "gallery/mine.png", "messages.log",
+                                                     "motion.mp4", "summary.txt"}));
+}
+
+} // namespace
+} // namespace velmor::tests
