@@ -39,11 +39,7 @@ const char* const kOperators[] = {"And",
 class GalleryPage : public DemoTest
 {
 protected:
-    void SetUp() override
-    {
-        writeVideo("moving.avi", 6);
-        expectSuccess(run({"moving.avi", "--gallery", "--out", "out"}));
-    }
+    void SetUp() override { writeVideo("moving.avi", 6); }
 
     /// What the page shows of an operator.
     std::string entry(const std::string& name) const
@@ -60,6 +56,9 @@ protected:
     {
         return cv::imread(path("out/gallery/picture-" + name + ".png").string());
     }
+
+    void expectEntries() const;
+    void expectThePicturesOfTheSheet() const;
 };
 
 /// Files that a part of the page shows, relative to the page.
@@ -72,7 +71,7 @@ std::vector<std::string> filesShown(const std::string& text)
     return files;
 }
 
-TEST_F(GalleryPage, ShowsBeforeAndAfterOfEveryOperator)
+void GalleryPage::expectEntries() const
 {
     for (const char* const name : kOperators) {
         SCOPED_TRACE(name);
@@ -86,7 +85,7 @@ TEST_F(GalleryPage, ShowsBeforeAndAfterOfEveryOperator)
     EXPECT_TRUE(hasLine(entry("Subtract"), "\\| Frame 2 \\| Frame 6 \\| Subtract \\| Subtract, of the masks \\|"));
 }
 
-TEST_F(GalleryPage, FilesHoldWhatTheirNamesSay)
+void GalleryPage::expectThePicturesOfTheSheet() const
 {
     const std::vector<cv::Mat> onSheet = picturesOn(cv::imread(path("out/contact-sheet.png").string()));
     ASSERT_EQ(onSheet.size(), static_cast<std::size_t>(PLACES));
@@ -100,8 +99,17 @@ TEST_F(GalleryPage, FilesHoldWhatTheirNamesSay)
     }
 }
 
-TEST_F(GalleryPage, GoesWithTheNextRunThatMakesNone)
+TEST_F(GalleryPage, ShowsBeforeAndAfterOfEveryOperator)
 {
+    expectSuccess(run({"moving.avi", "--gallery", "--out", "out"}));
+    expectEntries();
+    expectThePicturesOfTheSheet();
+}
+
+TEST_F(GalleryPage, GoesWithARunThatMakesNone)
+{
+    write("out/gallery.md", "of an earlier run");
+    write("out/gallery/picture-and.png", "of an earlier run");
     write("out/gallery/mine.png", "not of this program");
     expectSuccess(run({"moving.avi", "--out", "out"}));
     EXPECT_EQ(filesIn("out"), (std::set<std::string>{"contact-sheet.png", "gallery", "gallery/mine.png", "messages.log",
