@@ -314,14 +314,17 @@ private:
                 ++worker;
                 continue;
             }
-            const std::string error = lastLine(worker->errors);
+            const std::string message = lastLine(worker->errors);
             close(worker->errors);
+            const std::string file = '\'' + worker->job.input.string() + '\'';
             if (status == 0) {
                 ++mDone;
+                if (!message.empty())
+                    mProgress.interject(file + ": " + message);
             } else {
                 ++mSkipped;
-                const std::string reason = WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) + (' ' + error) : error;
-                mProgress.interject("skipped '" + worker->job.input.string() + "': " + reason);
+                const std::string crash = WIFSIGNALED(status) ? strsignal(WTERMSIG(status)) + std::string(" ") : "";
+                mProgress.interject("skipped " + file + ": " + crash + message);
             }
             mProgress.advance(1);
             worker = mWorkers.erase(worker);

@@ -140,6 +140,18 @@ TEST_F(HeadlessBatch, SkipsBrokenFilesAndTriesThemAgain)
     }
 }
 
+TEST_F(HeadlessBatch, PassesOnWhatIsSaidAboutAFileThatIsDone)
+{
+    writePicture("a.jpg", noise());
+    std::string bytes = read("in/a.jpg");
+    write("in/a.jpg", bytes.erase(bytes.size() - 42, 40)); // the codec makes up what is missing before the end
+    const ProgramEnd end = runBatch();
+    expectEnd(end, 0, "1 done, 0 done before, 0 skipped");
+    EXPECT_NE(end.err.find("headless_batch: 'in/a.jpg': Corrupt JPEG data: premature end of data segment"),
+              std::string::npos)
+        << end.err;
+}
+
 TEST_F(HeadlessBatch, SkipsAFileThatEndsItsProcess)
 {
     ASSERT_NO_FATAL_FAILURE(startLongRun());
