@@ -113,6 +113,7 @@ ColourDetector::Component ColourDetector::readComponent(int k)
 bool ColourDetector::rememberModel()
 {
     const auto replace = [](auto& remembered, const auto& now) {
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): bits are meant, and neither type has padding
         const bool differs = std::memcmp(&remembered, &now, sizeof(now)) != 0;
         remembered = now;
         return differs;

@@ -39,8 +39,9 @@ const CvRect& rectangle(CvSeq* faces, int k)
 } // namespace
 
 // cppcheck-suppress passedByValue ; callers were built with this signature
+// NOLINTNEXTLINE(performance-unnecessary-value-param)
 FaceDetect::FaceDetect(std::string cascadeFile)
-    : mStorage(nullptr), mCascade(static_cast<CvHaarClassifierCascade*>(cvLoad(cascadeFile.c_str(), 0, 0, 0)))
+    : mStorage(nullptr), mCascade(static_cast<CvHaarClassifierCascade*>(cvLoad(cascadeFile.c_str())))
 {
     assert(mCascade && "ERROR: Haar classifier not found!");
     mStorage = cvCreateMemStorage(0);

@@ -99,7 +99,7 @@ boost::shared_ptr<GM> readComponent(const cv::FileNode& node)
     const std::size_t order = entry(node, kMeanKey).size();
     if (order == 0 || dimension != static_cast<double>(order))
         throw Damage("its dimension is not the number of elements of a " + std::string(kMeanKey));
-    const boost::shared_ptr<GM> component(new GM(static_cast<int>(order)));
+    boost::shared_ptr<GM> component(new GM(static_cast<int>(order)));
     component->weight = static_cast<float>(readNumber(entry(node, kWeightKey)));
     component->determinant = static_cast<float>(readNumber(entry(node, kDeterminantKey)));
     readNumbers(node, kMeanKey, &component->mean[0], order);

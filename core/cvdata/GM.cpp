@@ -58,7 +58,7 @@ boost::shared_ptr<GM> GM::fromCovariance(const math::SquareMatrix& covariance, c
                                     std::to_string(determinant));
 
     const cv::Mat inverse = matrix.inv();
-    const auto component = boost::make_shared<GM>(static_cast<int>(order));
+    auto component = boost::make_shared<GM>(static_cast<int>(order));
     for (unsigned row = 0; row < order; ++row)
         for (unsigned col = 0; col < order; ++col) {
             const double element = inverse.at<double>(static_cast<int>(row), static_cast<int>(col));

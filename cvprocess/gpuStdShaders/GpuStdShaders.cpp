@@ -206,7 +206,7 @@ GlFbo* GpuStdShaders::getGlFbo(const std::string& name, int index)
     if (entry == mFbos.end()) {
         auto fbo = std::make_unique<GlFbo>(); // before the entry, so that a failure leaves none
         entry = mFbos.emplace(key, fbo.get()).first;
-        fbo.release();
+        static_cast<void>(fbo.release()); // the entry owns it
     }
     mCurrentFbo = entry->second;
     return mCurrentFbo;
