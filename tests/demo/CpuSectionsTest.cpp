@@ -162,14 +162,18 @@ TEST_F(CpuSections, WhatDoesNotMoveHasNoCentre)
     EXPECT_EQ(found("ColourHist2D, under a mask"), "no pixels to count");
 }
 
-/// One run over the first eight frames of a real video.
+/// What one run over the first eight frames of a real video shows.
 class CpuSectionsOfAVideo : public CpuSections
 {
 protected:
-    CpuSectionsOfAVideo() { show({"--frames", "8"}); }
+    void expectMasks() const;
+    void expectHistory() const;
+    void expectHistoryInClip() const;
+    void expectHistogram() const;
+    void expectFaces() const;
 };
 
-TEST_F(CpuSectionsOfAVideo, MasksAreWhatIsSaidOfThem)
+void CpuSectionsOfAVideo::expectMasks() const
 {
     const cv::Mat mask = shown(COLOUR), cleaned = shown(COLOUR_CLEANED);
     EXPECT_NEAR(percentIn(found("ColourDetector")), 100 * cv::mean(mask)[0] / 255, 0.1);
@@ -179,7 +183,7 @@ TEST_F(CpuSectionsOfAVideo, MasksAreWhatIsSaidOfThem)
     expectLine("Moments, of that mask  .+  [0-9]+ blobs, the largest of [0-9]+ pixels at .+ degrees");
 }
 
-TEST_F(CpuSectionsOfAVideo, HistoryShowsWhatMoved)
+void CpuSectionsOfAVideo::expectHistory() const
 {
     const cv::Mat history = shown(HISTORY);
     std::vector<cv::Mat> greys(8);
@@ -217,7 +221,7 @@ TEST_F(CpuSectionsOfAVideo, HistoryShowsWhatMoved)
     EXPECT_NEAR(y, (moments.m01 / moments.m00 + 0.5) * scale - 0.5, 1.5);
 }
 
-TEST_F(CpuSectionsOfAVideo, ClipShowsTheHistory)
+void CpuSectionsOfAVideo::expectHistoryInClip() const
 {
     cv::VideoCapture clip(path("out/motion.mp4").string(), cv::CAP_FFMPEG);
     cv::Mat moment;
@@ -231,7 +235,7 @@ TEST_F(CpuSectionsOfAVideo, ClipShowsTheHistory)
     EXPECT_LT(cv::norm(panel, history, cv::NORM_L1), 0.4 * cv::norm(history, cv::NORM_L1)); // the codec loses something
 }
 
-TEST_F(CpuSectionsOfAVideo, HistogramCountsTheFrame)
+void CpuSectionsOfAVideo::expectHistogram() const
 {
     const cv::Mat frame = testFrame(8);
     std::array<int, 512> bins{};
@@ -248,7 +252,7 @@ TEST_F(CpuSectionsOfAVideo, HistogramCountsTheFrame)
     EXPECT_NEAR(percentIn(found("ColourHist2D")), percent, 0.05 + 1e-9);
 }
 
-TEST_F(CpuSectionsOfAVideo, FacesAreThoseOfTheClassifier)
+void CpuSectionsOfAVideo::expectFaces() const
 {
     const cv::Mat photograph = cv::imread(VELMOR_TEST_PHOTOGRAPH);
     cv::CascadeClassifier classifier("/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt.xml");
@@ -268,6 +272,16 @@ TEST_F(CpuSectionsOfAVideo, FacesAreThoseOfTheClassifier)
     const double scale = photograph.cols / 446.0;
     EXPECT_NEAR(marked.x * scale, face.x, 3);
     EXPECT_NEAR(marked.br().y * scale, face.br().y, 3);
+}
+
+TEST_F(CpuSectionsOfAVideo, ShowWhatTheOperatorsCompute)
+{
+    show({"--frames", "8"});
+    expectMasks();
+    expectHistory();
+    expectHistoryInClip();
+    expectHistogram();
+    expectFaces();
 }
 
 } // namespace
