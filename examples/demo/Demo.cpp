@@ -156,13 +156,16 @@ std::string runDemo(const Options& options)
 
     const Scene scene = pass.scene();
     const Gallery gallery = showSections(scene, summary);
-    writeSheet(gallery, "velmor operators on " + source->name(),
+    const std::string title = "velmor operators on " + source->name();
+    writeSheet(gallery, title,
                scene.origin + ", " + sizeText(scene.later.size()) + " pixels, on " + context.description(), folder,
                summary);
     writeClip(clip, summary);
     if (options.gallery) {
         writeGalleryPage(gallery, scene, folder);
+        writeOverview(gallery, scene, title, folder);
         summary.addFile(kGalleryPageName, "what each operator gets, and what it makes of it");
+        summary.addFile(kOverviewName, "a few pictures of the sheet, for a document");
     }
     summary.addFile(kSummaryName, "this text");
     summary.addFile(kMessagesName, "what the driver adapter, filters and codecs print");
@@ -172,7 +175,7 @@ std::string runDemo(const Options& options)
     log.saveTo(folder.unfinished(kMessagesName));
     Interruption::throwIfRequested();
     folder.publish({kMessagesName, ClipWriter::kVideoName, ClipWriter::kSequenceName, kGalleryFolderName,
-                    kGalleryPageName, kSheetName, kSummaryName});
+                    kGalleryPageName, kOverviewName, kSheetName, kSummaryName});
     return text;
 }
 

@@ -12,11 +12,9 @@ namespace velmor::demo {
 namespace {
 
 // Measures of the sheet in pixels.
-constexpr int kSheetWidth = 2000;
-constexpr int kColumns = 4;
 constexpr int kMargin = 60;
 constexpr int kGap = 32; ///< between pictures that stand side by side
-constexpr int kPictureWidth = (kSheetWidth - 2 * kMargin - (kColumns - 1) * kGap) / kColumns;
+constexpr int kPictureWidth = 446;
 constexpr int kPictureHeight = kPictureWidth; ///< at most; a row is as high as its highest picture
 constexpr int kTitleBlock = 92;               ///< from the margin to the first section
 constexpr int kHeadingBlock = 62;             ///< from the top of a section to its first pictures
@@ -75,10 +73,10 @@ cv::Mat Gallery::sheet(const std::string& title, const std::string& subtitle) co
         height += sectionHeight(section);
     height += kMargin - (kCaptionBlock - kSentenceBaseline); // the margin below begins at the last sentence
 
-    cv::Mat sheet(height, kSheetWidth, CV_8UC3, kPaper);
-    constexpr int kTextWidth = kSheetWidth - 2 * kMargin;
-    drawFittedText(sheet, title, {kMargin, kMargin + kTitleBaseline}, kTextWidth, kTitleStyle);
-    drawFittedText(sheet, subtitle, {kMargin, kMargin + kSubtitleBaseline}, kTextWidth, kSubtitleStyle);
+    cv::Mat sheet(height, sheetWidth(), CV_8UC3, kPaper);
+    const int textWidth = sheet.cols - 2 * kMargin;
+    drawFittedText(sheet, title, {kMargin, kMargin + kTitleBaseline}, textWidth, kTitleStyle);
+    drawFittedText(sheet, subtitle, {kMargin, kMargin + kSubtitleBaseline}, textWidth, kSubtitleStyle);
     int top = kMargin + kTitleBlock;
     for (const Section& section : mSections) {
         drawSection(sheet, section, top);
@@ -87,30 +85,40 @@ cv::Mat Gallery::sheet(const std::string& title, const std::string& subtitle) co
     return sheet;
 }
 
-int Gallery::rowHeight(const Section& section, std::size_t firstOfRow)
+int Gallery::sheetWidth() const
+{
+    return 2 * kMargin + mColumns * kPictureWidth + (mColumns - 1) * kGap;
+}
+
+std::size_t Gallery::endOfRow(const Section& section, std::size_t firstOfRow) const
+{
+    return std::min(firstOfRow + static_cast<std::size_t>(mColumns), section.exhibits.size());
+}
+
+int Gallery::rowHeight(const Section& section, std::size_t firstOfRow) const
 {
     int height = 0;
-    const std::size_t end = std::min(firstOfRow + kColumns, section.exhibits.size());
+    const std::size_t end = endOfRow(section, firstOfRow);
     for (std::size_t i = firstOfRow; i < end; ++i)
         height = std::max(height, section.exhibits[i].picture.rows);
     return height;
 }
 
-int Gallery::sectionHeight(const Section& section)
+int Gallery::sectionHeight(const Section& section) const
 {
     int height = kHeadingBlock;
-    for (std::size_t i = 0; i < section.exhibits.size(); i += kColumns)
+    for (std::size_t i = 0; i < section.exhibits.size(); i = endOfRow(section, i))
         height += rowHeight(section, i) + kCaptionBlock;
     return height;
 }
 
-void Gallery::drawSection(cv::Mat& sheet, const Section& section, int top)
+void Gallery::drawSection(cv::Mat& sheet, const Section& section, int top) const
 {
     drawText(sheet, section.heading, {kMargin, top + kHeadingBaseline}, kHeadingStyle);
     top += kHeadingBlock;
-    for (std::size_t first = 0; first < section.exhibits.size(); first += kColumns) {
+    for (std::size_t first = 0; first < section.exhibits.size(); first = endOfRow(section, first)) {
         const int height = rowHeight(section, first);
-        const std::size_t end = std::min(first + kColumns, section.exhibits.size());
+        const std::size_t end = endOfRow(section, first);
         for (std::size_t i = first; i < end; ++i) {
             const int left = kMargin + static_cast<int>(i - first) * (kPictureWidth + kGap);
             drawExhibit(sheet, section.exhibits[i], {left, top, kPictureWidth, height});

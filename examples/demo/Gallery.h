@@ -23,6 +23,9 @@ public:
         std::string sentence;
     };
 
+    /// @param columns  so many pictures stand side by side on the sheet
+    explicit Gallery(int columns = 4) : mColumns(columns) {}
+
     /// Pictures added from here on stand under this heading.
     void beginSection(const std::string& heading);
 
@@ -38,7 +41,7 @@ public:
     /// All pictures, in their order.
     std::vector<Exhibit> exhibits() const;
 
-    /// The sheet, 2000 pixels wide, as 8-bit BGR.
+    /// The sheet, 2000 pixels wide of four columns, as 8-bit BGR.
     cv::Mat sheet(const std::string& title, const std::string& subtitle) const;
 
 private:
@@ -48,11 +51,14 @@ private:
         std::vector<Exhibit> exhibits;
     };
 
-    static int rowHeight(const Section& section, std::size_t firstOfRow);
-    static int sectionHeight(const Section& section);
-    static void drawSection(cv::Mat& sheet, const Section& section, int top);
+    int sheetWidth() const;
+    std::size_t endOfRow(const Section& section, std::size_t firstOfRow) const;
+    int rowHeight(const Section& section, std::size_t firstOfRow) const;
+    int sectionHeight(const Section& section) const;
+    void drawSection(cv::Mat& sheet, const Section& section, int top) const;
     static void drawExhibit(cv::Mat& sheet, const Exhibit& exhibit, const cv::Rect& place);
 
+    int mColumns;
     std::vector<Section> mSections;
 };
 

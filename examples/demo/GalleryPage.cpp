@@ -3,6 +3,7 @@
 #include "examples/demo/Gallery.h"
 #include "examples/demo/OutputFolder.h"
 #include "examples/demo/PictureFile.h"
+#include "examples/demo/PictureFit.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/TextFile.h"
 
@@ -58,6 +59,13 @@ const Entry kEntries[] = {
     {"FaceDetect", {"Photograph"}},
 };
 
+/// The pictures of the overview, as far as the gallery has them.
+const char* const kOverview[] = {kEarlier,     kLater,           "Subtract",  "Not, in two regions",          "BGR2HSV",
+                                 "GRAY2Sobel", "Learnt patches", "ColorGMM2", "MotionSegment, centre of mass"};
+constexpr int kOverviewColumns = 3;
+constexpr int kOverviewWidth = 1100; ///< in pixels; captions can be read, and the file stays small
+constexpr int kOverviewQuality = 75; ///< of 100
+
 /// "picture-laplacian-four-neighbours.png" for "Laplacian, four neighbours".
 std::string fileName(const std::string& title)
 {
@@ -71,6 +79,12 @@ std::string fileName(const std::string& title)
         inWord = std::isalnum(letter);
     }
     return name + ".png";
+}
+
+/// The title of an input in the gallery.
+std::string titleOf(const std::string& input, const Scene& scene)
+{
+    return input == kEarlier ? scene.earlierCaption.title : input == kLater ? scene.laterCaption.title : input;
 }
 
 /// Whether a picture is an operator's result: titles are its name, alone or with a comma and what is special about it.
@@ -87,9 +101,7 @@ Exhibits exhibitsOf(const Entry& entry, const Exhibits& all, const Scene& scene)
         std::copy_if(all.begin(), all.end(), std::back_inserter(result), isWanted);
     };
     for (const std::string& input : entry.inputs) {
-        const std::string& title = input == kEarlier ? scene.earlierCaption.title
-                                   : input == kLater ? scene.laterCaption.title
-                                                     : input;
+        const std::string title = titleOf(input, scene);
         take([&title](const Gallery::Exhibit& exhibit) { return exhibit.title == title; });
     }
     const std::size_t inputs = result.size();
@@ -137,6 +149,19 @@ void writeGalleryPage(const Gallery& gallery, const Scene& scene, const OutputFo
     for (const Gallery::Exhibit& exhibit : exhibits)
         savePicture(exhibit.picture, pictures + "/" + fileName(exhibit.title));
     writeTextFile(folder.unfinished(kGalleryPageName), text);
+}
+
+void writeOverview(const Gallery& gallery, const Scene& scene, const std::string& title, const OutputFolder& folder)
+{
+    const Exhibits exhibits = gallery.exhibits();
+    Gallery overview(kOverviewColumns);
+    overview.beginSection("The frames, and what some operators make of them");
+    for (const char* const name : kOverview)
+        for (const Gallery::Exhibit& exhibit : exhibits)
+            if (exhibit.title == titleOf(name, scene))
+                overview.add(exhibit.picture, exhibit.title, exhibit.sentence);
+    const cv::Mat sheet = overview.sheet(title, scene.origin);
+    saveJpeg(fitted(sheet, {kOverviewWidth, sheet.rows}), folder.unfinished(kOverviewName), kOverviewQuality);
 }
 
 } // namespace velmor::demo

@@ -93,12 +93,13 @@ std::string usage()
            std::to_string(defaults.frames) +
            ")\n"
            "  --sequence     write moving results as PNG pictures instead of an MP4 video\n"
-           "  --gallery      write each picture of the sheet as a PNG picture too, and a page that shows them by "
-           "operator\n"
+           "  --gallery      write each picture of the sheet as a PNG picture too, a page that shows them by "
+           "operator,\n"
+           "                 and a small sheet of a few\n"
            "  --help         show this text\n"
            "\n"
            "Results: contact-sheet.png, motion.mp4 or motion/frame-0001.png and so on, summary.txt, messages.log;\n"
-           "with --gallery also gallery.md and gallery/.\n"
+           "with --gallery also gallery.md, gallery/ and overview.jpg.\n"
            "They replace those of an earlier run in the same folder, and appear only when the run succeeds.\n";
 }
 

@@ -59,6 +59,7 @@ protected:
 
     void expectEntries() const;
     void expectThePicturesOfTheSheet() const;
+    void expectOverview() const;
 };
 
 /// Files that a part of the page shows, relative to the page.
@@ -99,16 +100,35 @@ void GalleryPage::expectThePicturesOfTheSheet() const
     }
 }
 
+void GalleryPage::expectOverview() const
+{
+    const cv::Mat overview = cv::imread(path("out/overview.jpg").string());
+    ASSERT_EQ(overview.cols, 1100);
+    const double scale = 1100 / 1522.0; // three columns of 446 pixels, two gaps of 32, two margins of 60
+    int column = 0;
+    for (const char* const name : {"frame-2", "frame-6", "subtract"}) {
+        SCOPED_TRACE(name);
+        const cv::Mat original = picture(name);
+        const cv::Size size(cvRound(original.cols * scale), cvRound(original.rows * scale));
+        const cv::Point corner(cvRound((60 + column++ * 478) * scale), cvRound(214 * scale)); // below title and heading
+        const cv::Mat shown = overview(cv::Rect(corner, size));
+        // The codec loses something.
+        EXPECT_LT(averageLevel(differenceOf(shown, reduced(original, size))), 6);
+    }
+}
+
 TEST_F(GalleryPage, ShowsBeforeAndAfterOfEveryOperator)
 {
     expectSuccess(run({"moving.avi", "--gallery", "--out", "out"}));
     expectEntries();
     expectThePicturesOfTheSheet();
+    expectOverview();
 }
 
 TEST_F(GalleryPage, GoesWithARunThatMakesNone)
 {
     write("out/gallery.md", "of an earlier run");
+    write("out/overview.jpg", "of an earlier run");
     write("out/gallery/picture-and.png", "of an earlier run");
     write("out/gallery/mine.png", "not of this program");
     expectSuccess(run({"moving.avi", "--out", "out"}));
