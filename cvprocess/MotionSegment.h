@@ -23,7 +23,8 @@ namespace velmor::cvprocess {
 ///     output   = 255 (history + D - t) / D, rounded and clamped to 0..255;  0 where history is 0
 ///
 /// (J. Davis and G. Bradski, Motion segmentation and pose recognition with motion history gradients, 2002.) A pixel
-/// that moves now is 255; it fades linearly, and is 0 once it has not moved for 0.4 s, or never has.
+/// that moves now is 255; it fades linearly, and is 0 once it has not moved for 0.4 s, or never has. What moved less
+/// than 0.8 ms before is rounded to 255 too: only its time in getMHIImage() tells it from what moves now.
 ///
 /// The time is that which the process has spent computing, of all its threads together, not that on the wall: a program
 /// that waits for its camera has its motion fade slower, one with four busy threads four times faster.
@@ -54,6 +55,8 @@ public:
     ~MotionSegment();
 
     /// Takes the next frame and writes the history as an image.
+    /// @param input        three channels, of the size given at construction; not changed
+    /// @param[out] output  GREYSCALE, of the same size
     void getMHI(const core::cvdata::Image* input, core::cvdata::Image* output);
 
     /// The history itself: 32-bit float, 1 channel, the time of the last motion in seconds. It belongs to the object.

@@ -22,9 +22,8 @@ namespace velmor::glsupport {
 /// - blending, scissor, stencil and alpha test, logic operation, face culling, polygon stipple and smoothing, size and
 ///   smoothing of points, clip planes 0 to 5: off; every channel is written
 /// - texture matrices and coordinate generation of units 0 and 1
-/// - for reading back: the pack buffer, the pixel store of packing but for its row alignment, scale, bias and colour
-/// map
-///   of pixel transfer
+/// - for reading back: the pack buffer, the pixel store of packing but for its row alignment
+/// - scale, bias and colour map of pixel transfer
 ///
 /// The active unit stays as it is at first, and the matrix mode is that of the model-view matrix.
 ///

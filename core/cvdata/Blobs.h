@@ -28,7 +28,7 @@ public:
 
         double majorAxis;                ///< half the length of the equivalent ellipse's longer axis
         double minorAxis;                ///< half the length of its shorter axis
-        double angle;                    ///< of the longer axis, in degrees
+        double angle;                    ///< of the longer axis, in degrees, -90 <= angle < 90
         double x;                        ///< column of the centroid
         double y;                        ///< row of the centroid
         unsigned int area;               ///< in whole pixels
@@ -36,7 +36,7 @@ public:
         CvRect boundingBox;              ///< smallest upright rectangle around the contour
         math::SquareMatrix covariance;   ///< 2 x 2, in square pixels; as cvprocess::Moments says
         math::SquareMatrix eigenvectors; ///< of the covariance, as rows, that of the larger eigenvalue first
-        math::Vector eigenvalues;        ///< of the covariance, the larger one first
+        math::Vector eigenvalues;        ///< of the covariance, in square pixels, the larger one first
     };
 
     /// Empties the list.

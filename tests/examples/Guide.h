@@ -3,6 +3,7 @@
 #include "core/cvdata/Blobs.h"
 #include "cvprocess/FaceDetect.h"
 #include "cvprocess/Moments.h"
+#include "cvprocess/MotionSegment.h"
 #include "cvprocess/gpuStdShaders/BGR2HSV.h"
 #include "cvprocess/gpuStdShaders/ColorGMM.h"
 #include "cvprocess/gpuStdShaders/ColorGMM2.h"
@@ -24,6 +25,6 @@
 
 namespace velmor {
 
-extern core::cvdata::Image photograph;
+extern core::cvdata::Image photograph, nextFrame;
 
 } // namespace velmor
