@@ -39,7 +39,7 @@ set(DOXYGEN_EXCLUDE # what is not installed
     ${PROJECT_SOURCE_DIR}/core/util/AnyBitSet.h
     ${PROJECT_SOURCE_DIR}/core/util/WholeFile.h)
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${PROJECT_SOURCE_DIR}/docs/mainpage.md)
-set(DOXYGEN_IMAGE_PATH ${PROJECT_SOURCE_DIR}/docs ${folder}/demo)
+set(DOXYGEN_IMAGE_PATH ${PROJECT_SOURCE_DIR}/docs ${folder}/demo/gallery)
 foreach(library IN ITEMS MATH CORE IMAGEIO CVPROCESS GLSUPPORT)
     list(APPEND DOXYGEN_PREDEFINED VELMOR_${library}_EXPORT=)
 endforeach()
