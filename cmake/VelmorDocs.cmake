@@ -57,3 +57,5 @@ set(sources math core imageio cvprocess glsupport docs CONTRIBUTING.md CHANGELOG
 list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/)
 doxygen_add_docs(velmor_docs ${sources} ${gallery} COMMENT "Making the documentation: ${folder}/html/index.html")
 add_dependencies(velmor_docs velmor_gallery)
+install(DIRECTORY ${folder}/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
+    OPTIONAL) # where it was made

@@ -248,7 +248,8 @@ debian_files='^share/(doc/[^/]*velmor[^/]*/(copyright|changelog\.gz)|lintian/ove
 
 packages_hold_the_installed_files()
 {
-    local name file other
+    local name file other documents wanted=(README.md docs/guide.md docs/overview.jpg)
+    [[ ! -d $BUILD/docs/html ]] || wanted+=(html/index.html html/overview.jpg)
     other=$(contents_of "$packages"/*.deb | grep -vE "$debian_files" |
         diff - <(cd "$prefix" && find . -not -type d -printf '%P\n' | sort)) ||
         fail "packages (<) and an installed tree (>) differ:"$'\n'"$other"
@@ -258,9 +259,11 @@ packages_hold_the_installed_files()
             diff - <(printf '%s\n' "$LIBDIR/$file" "$LIBDIR/libvelmor_$name.so.$VERSION")) ||
             fail "the package of velmor_$name (<) should hold the library (>):"$'\n'"$other"
     done
-    other=$(contents_of "$packages/velmor-doc_${VERSION}_all.deb" | grep -vE '^share/doc/velmor(-doc)?/') &&
-        fail "velmor-doc holds $other"
-    contents_of "$packages/velmor-doc_${VERSION}_all.deb" | grep -F share/doc/velmor/README.md
+    documents=$(contents_of "$packages/velmor-doc_${VERSION}_all.deb")
+    other=$(grep -vE '^share/doc/velmor(-doc)?/' <<<"$documents") && fail "velmor-doc holds $other"
+    for file in "${wanted[@]}"; do
+        grep -xF "share/doc/velmor/$file" <<<"$documents" || fail "velmor-doc lacks $file"
+    done
 }
 
 # Prints each shared library of Debian's that is installed here, and its package.
