@@ -39,8 +39,11 @@ END {
     left = 24 + 7 * letters
     if (table == "cpu" && most < 1.1) most = 1.1
     scale = width / most
-    printf "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" font-family=\"sans-serif\" font-size=\"13\">\n",
-        left + width + 70, top + rows * height + 16
+    pageWidth = left + width + 70
+    if (pageWidth < 8 * length(title) + 32) pageWidth = 8 * length(title) + 32
+    pageHeight = top + rows * height + 16
+    printf "<svg xmlns=\"http://www.w3.org/2000/svg\" width=\"%d\" height=\"%d\" viewBox=\"0 0 %d %d\" font-family=\"sans-serif\" font-size=\"13\">\n",
+        pageWidth, pageHeight, pageWidth, pageHeight
     print "<rect width=\"100%\" height=\"100%\" fill=\"white\"/>"
     printf "<text x=\"16\" y=\"26\" font-size=\"15\" fill=\"#222\">%s</text>\n", title
     for (i = 1; i <= rows; ++i) {
