@@ -13,8 +13,8 @@ namespace {
 
 // Measures of the sheet in pixels.
 constexpr int kMargin = 60;
-constexpr int kGap = 32; ///< between pictures that stand side by side
-constexpr int kPictureWidth = 446;
+constexpr int kGap = 32;                      ///< between pictures that stand side by side
+constexpr int kPictureWidth = 446;            ///< four fill 2000 pixels
 constexpr int kPictureHeight = kPictureWidth; ///< at most; a row is as high as its highest picture
 constexpr int kTitleBlock = 92;               ///< from the margin to the first section
 constexpr int kHeadingBlock = 62;             ///< from the top of a section to its first pictures

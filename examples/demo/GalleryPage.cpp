@@ -71,7 +71,8 @@ std::string fileName(const std::string& title)
 {
     std::string name = "picture";
     bool inWord = false;
-    for (const unsigned char letter : title) {
+    for (const char character : title) {
+        const auto letter = static_cast<unsigned char>(character);
         if (std::isalnum(letter)) {
             name += inWord ? "" : "-";
             name += static_cast<char>(std::tolower(letter));

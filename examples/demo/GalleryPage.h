@@ -22,7 +22,7 @@ void writeGalleryPage(const Gallery& gallery, const Scene& scene, const OutputFo
 /// a picture that goes into a document.
 /// @param scene  what the gallery was made of
 /// @param title  of the sheet
-/// @throws std::runtime_error  naming the file when it cannot be written
+/// @throws std::runtime_error  naming the file and the reason when it cannot be written
 void writeOverview(const Gallery& gallery, const Scene& scene, const std::string& title, const OutputFolder& folder);
 
 } // namespace velmor::demo

@@ -1,11 +1,12 @@
 #include "examples/demo/PictureFile.h"
 
 #include "examples/demo/ImageView.h"
+#include "examples/demo/TextFile.h"
 #include "imageio/ImageIo.h"
 
 #include <opencv2/imgcodecs.hpp>
 
-#include <stdexcept>
+#include <vector>
 
 namespace velmor::demo {
 
@@ -16,8 +17,9 @@ void savePicture(const cv::Mat& picture, const std::string& file)
 
 void saveJpeg(const cv::Mat& picture, const std::string& file, int quality)
 {
-    if (!cv::imwrite(file, picture, {cv::IMWRITE_JPEG_QUALITY, quality}))
-        throw std::runtime_error("cannot write '" + file + "'");
+    std::vector<unsigned char> bytes;
+    cv::imencode(".jpg", picture, bytes, {cv::IMWRITE_JPEG_QUALITY, quality});
+    writeTextFile(file, {bytes.begin(), bytes.end()});
 }
 
 } // namespace velmor::demo
