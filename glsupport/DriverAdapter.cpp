@@ -6,6 +6,7 @@
 
 #include <GL/glew.h>
 
+#include <initializer_list>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
@@ -28,9 +29,10 @@ public:
         for (GLenum error = glGetError(); error != GL_NO_ERROR && mErrors.size() < 16; error = glGetError())
             mErrors.push_back(error);
         glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-        for (const GLenum name : {GL_PACK_SWAP_BYTES, GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
+        using Names = std::initializer_list<GLenum>;
+        for (const GLenum name : Names{GL_PACK_SWAP_BYTES, GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
             glPixelStorei(name, 0);
-        for (const GLenum target : {GL_PIXEL_PACK_BUFFER_ARB, GL_PIXEL_UNPACK_BUFFER_ARB})
+        for (const GLenum target : Names{GL_PIXEL_PACK_BUFFER_ARB, GL_PIXEL_UNPACK_BUFFER_ARB})
             if (GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object)
                 glBindBuffer(target, 0);
     }

@@ -73,7 +73,7 @@ public:
         glViewport(0, 0, width, height);
         glDisable(GL_DEPTH_TEST);
         glPolygonMode(GL_FRONT_AND_BACK, GL_FILL);
-        for (const GLenum mode : {GL_PROJECTION, GL_MODELVIEW}) {
+        for (const GLenum mode : std::initializer_list<GLenum>{GL_PROJECTION, GL_MODELVIEW}) {
             glMatrixMode(mode);
             glLoadIdentity();
         }

@@ -292,7 +292,7 @@ TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
     glPixelStorei(GL_PACK_SWAP_BYTES, GL_TRUE);
     glEnable(GL_SCISSOR_TEST);
     glClearColor(0.25f, 0.25f, 0.25f, 0.25f);
-    for (const GLenum error : {GL_INVALID_ENUM, GL_INVALID_VALUE, GL_INVALID_OPERATION}) {
+    for (const GLenum error : std::initializer_list<GLenum>{GL_INVALID_ENUM, GL_INVALID_VALUE, GL_INVALID_OPERATION}) {
         SCOPED_TRACE(error);
         const auto before = objects();
         if (error == GL_INVALID_ENUM)
