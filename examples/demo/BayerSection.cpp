@@ -6,6 +6,7 @@
 #include "examples/demo/Findings.h"
 #include "examples/demo/FloatPictures.h"
 #include "examples/demo/GpuPictures.h"
+#include "examples/demo/Mosaic.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
 
@@ -17,28 +18,6 @@ namespace velmor::demo {
 namespace {
 
 constexpr int kDetails = 16; ///< the detail is that much narrower and lower than the frame
-
-/// What a sensor sees through red and green filters on even rows, green and blue ones on odd rows, each pixel in the
-/// colour of its filter.
-/// @param frame  8-bit BGR
-cv::Mat mosaicOf(const cv::Mat& frame)
-{
-    cv::Mat mosaic(frame.size(), CV_8UC3, cv::Scalar::all(0));
-    for (int y = 0; y < frame.rows; ++y)
-        for (int x = 0; x < frame.cols; ++x) {
-            const int channel = 2 - x % 2 - y % 2;
-            mosaic.at<cv::Vec3b>(y, x)[channel] = frame.at<cv::Vec3b>(y, x)[channel];
-        }
-    return mosaic;
-}
-
-/// The one value of each pixel of a mosaic.
-cv::Mat rawOf(const cv::Mat& mosaic)
-{
-    cv::Mat raw;
-    cv::transform(mosaic, raw, cv::Matx13f(1, 1, 1));
-    return raw;
-}
 
 /// The small part of a picture where neighbours differ most. It begins on even rows and columns.
 cv::Rect busiestPart(const cv::Mat& picture)

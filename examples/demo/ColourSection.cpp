@@ -5,17 +5,17 @@
 #include "core/cvdata/Image.h"
 #include "cvprocess/ColourDetector.h"
 #include "cvprocess/Moments.h"
+#include "examples/demo/BlobMarks.h"
 #include "examples/demo/ColourPatch.h"
 #include "examples/demo/Findings.h"
 #include "examples/demo/ImageView.h"
 #include "examples/demo/Interruption.h"
 #include "examples/demo/Marks.h"
 #include "examples/demo/MedianTime.h"
+#include "examples/demo/RgbImage.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
 #include "examples/demo/Summary.h"
-
-#include <opencv2/imgproc.hpp>
 
 #include <algorithm>
 #include <cmath>
@@ -31,15 +31,6 @@ using cvprocess::ColourDetector;
 constexpr int kComponents = 3;
 constexpr int kBlobShare = 4000; ///< the smallest blob shown is that part of the picture
 constexpr std::size_t kLabelled = 5;
-
-/// A copy whose first two channels are red and green, those that a colour model is about here.
-Image rgbImage(const cv::Mat& picture)
-{
-    Image image(static_cast<unsigned>(picture.cols), static_cast<unsigned>(picture.rows), Image::RGB);
-    cv::Mat pixels = image.mat();
-    cv::cvtColor(picture, pixels, cv::COLOR_BGR2RGB);
-    return image;
-}
 
 ColorGMM trainedModel(const cv::Mat& patch)
 {
@@ -78,17 +69,6 @@ std::string blobsFound(const std::vector<Blobs::BlobInfo>& largestFirst)
     return countText(static_cast<int>(largestFirst.size()), "blob") + ", the largest of " +
            std::to_string(largest.area) + " pixels at " + pointText({cvRound(largest.x), cvRound(largest.y)}) + ", " +
            std::to_string(std::lround(largest.angle)) + " degrees";
-}
-
-void drawBlob(Marks& marks, const Blobs::BlobInfo& blob)
-{
-    const double radians = blob.angle * CV_PI / 180;
-    const cv::Point2d centre(blob.x, blob.y);
-    const cv::Point2d along(std::cos(radians), std::sin(radians));
-    const cv::Point2d across(-along.y, along.x);
-    marks.line(centre - along * blob.majorAxis, centre + along * blob.majorAxis);
-    marks.line(centre - across * blob.minorAxis, centre + across * blob.minorAxis);
-    marks.ellipse(centre, {blob.majorAxis, blob.minorAxis}, blob.angle);
 }
 
 void showBlobs(const cv::Mat& frame, const cv::Mat& mask, Showcase& showcase)

@@ -4,6 +4,7 @@
 #include "cvprocess/gpuStdShaders/ColorGMM2.h"
 #include "cvprocess/gpuStdShaders/ColorHistShader.h"
 #include "cvprocess/gpuStdShaders/PixelCount.h"
+#include "examples/demo/ClassPicture.h"
 #include "examples/demo/FloatPictures.h"
 #include "examples/demo/GpuPictures.h"
 #include "examples/demo/PatchModel.h"
@@ -26,9 +27,7 @@ using core::cvdata::ColorGMM;
 using core::cvdata::ColourHist2d;
 using core::cvdata::RectTexture;
 
-constexpr std::size_t kClasses = 3;
 const char* const kClassNames[kClasses] = {"dark", "middling", "bright"};
-const cv::Vec3b kClassColours[kClasses] = {{170, 80, 20}, {90, 170, 60}, {60, 170, 250}}; ///< BGR
 
 void showPatches(const cv::Mat& frame, const std::array<cv::Rect, kClasses>& patches, Showcase& showcase)
 {
@@ -36,16 +35,6 @@ void showPatches(const cv::Mat& frame, const std::array<cv::Rect, kClasses>& pat
     for (std::size_t i = 0; i < kClasses; ++i)
         cv::rectangle(marked, patches[i], kClassColours[i], std::max(1, std::max(frame.cols, frame.rows) / 100));
     showcase.showPicture("Learnt patches", marked, "A dark, a middling and a bright one");
-}
-
-/// Each class in its colour.
-/// @param classes  CV_32F, numbers of classes
-cv::Mat classPicture(const cv::Mat& classes)
-{
-    cv::Mat result(classes.size(), CV_8UC3, cv::Scalar::all(0));
-    for (std::size_t i = 0; i < kClasses; ++i)
-        result.setTo(kClassColours[i], classes == static_cast<double>(i));
-    return result;
 }
 
 std::string classesFound(const cv::Mat& classes)

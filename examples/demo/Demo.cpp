@@ -6,6 +6,7 @@
 #include "examples/demo/CountSection.h"
 #include "examples/demo/EdgeSection.h"
 #include "examples/demo/FaceSection.h"
+#include "examples/demo/FilterSupport.h"
 #include "examples/demo/FramePass.h"
 #include "examples/demo/FrameSource.h"
 #include "examples/demo/Gallery.h"
@@ -72,14 +73,6 @@ glsupport::HeadlessContext makeContext(const MessageLog& log)
     return glsupport::HeadlessContext(false);
 }
 
-void requireFilterSupport(const glsupport::HeadlessContext& context)
-{
-    // The filters end the process where these are missing.
-    for (const char* const name : {"GL_VERSION_2_0", "GL_ARB_texture_rectangle", "GL_EXT_framebuffer_object"})
-        if (!glewIsSupported(name))
-            throw std::runtime_error("cannot run filters on " + context.description() + ": it lacks " + name);
-}
-
 /// Adapts the driver to the filters, and says in a few words what came of it.
 std::string adaptDriver()
 {
@@ -143,7 +136,7 @@ std::string runDemo(const Options& options)
     const auto source = FrameSource::open(options.input, log);
     OutputFolder folder(options.outputFolder);
     const glsupport::HeadlessContext context = makeContext(log);
-    requireFilterSupport(context);
+    requireFilterSupport(context.description());
     const std::string driver = adaptDriver();
 
     Summary summary;

@@ -7,25 +7,14 @@
 #include "examples/demo/Findings.h"
 #include "examples/demo/FloatPictures.h"
 #include "examples/demo/GpuPictures.h"
+#include "examples/demo/Gradients.h"
 #include "examples/demo/Masks.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
 #include "examples/demo/Summary.h"
 
-#include <vector>
-
 namespace velmor::demo {
 namespace {
-
-/// What GRAY2Sobel finds, in its three channels.
-enum Gradient
-{
-    LEVEL,   ///< edges between above and below
-    UPRIGHT, ///< edges between left and right
-    STRENGTH
-};
-
-constexpr float kMostGradient = 4; ///< of a direction
 
 /// Values of -1..1 from black to white.
 cv::Mat signedPicture(const cv::Mat& values)
@@ -36,18 +25,6 @@ cv::Mat signedPicture(const cv::Mat& values)
 std::string averageFound(const std::string& what, const cv::Mat& values)
 {
     return "average " + what + " " + decimalText(cv::mean(values)[0], 3);
-}
-
-/// What NonMaxSupression takes: the strength, and the direction across the edge, scaled into 0..1.
-cv::Mat strengthAndDirection(const cv::Mat& gradients)
-{
-    const cv::Mat across = channelOf(gradients, UPRIGHT) / kMostGradient;
-    const cv::Mat down = channelOf(gradients, LEVEL) / kMostGradient;
-    const cv::Mat strength = channelOf(gradients, STRENGTH) / kMostGradient;
-    cv::Mat result;
-    cv::merge(std::vector<cv::Mat>{strength, (across + 1) / 2, (down + 1) / 2, cv::Mat::ones(across.size(), CV_32F)},
-              result);
-    return result;
 }
 
 void showThinning(const cv::Mat& gradients, Showcase& showcase)

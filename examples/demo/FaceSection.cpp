@@ -2,6 +2,7 @@
 
 #include "core/cvdata/Image.h"
 #include "cvprocess/FaceDetect.h"
+#include "examples/demo/Faces.h"
 #include "examples/demo/Findings.h"
 #include "examples/demo/Interruption.h"
 #include "examples/demo/Marks.h"
@@ -18,18 +19,12 @@ namespace {
 using core::cvdata::Image;
 
 const char* const kPhotograph = "/usr/share/doc/opencv-doc/examples/data/messi5.jpg";
-const char* const kCascade = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt.xml";
-
-cv::Rect rectangle(const math::Vector4& face)
-{
-    return {cvRound(face[0]), cvRound(face[1]), cvRound(face[2]), cvRound(face[3])};
-}
 
 std::string facesFound(const std::vector<math::Vector4>& faces)
 {
     if (faces.empty())
         return "no faces";
-    const cv::Rect first = rectangle(faces.front());
+    const cv::Rect first = faceRectangle(faces.front());
     return countText(static_cast<int>(faces.size()), "face") + ", at " + pointText(first.tl()) + ", " +
            sizeText(first.size()) + " pixels";
 }
@@ -38,7 +33,7 @@ std::string facesFound(const std::vector<math::Vector4>& faces)
 
 void showFaces(const Scene&, Showcase& showcase)
 {
-    for (const char* const file : {kPhotograph, kCascade})
+    for (const char* const file : {kPhotograph, kFaceCascade})
         if (!std::filesystem::exists(file)) {
             showcase.leaveOut("faces", std::string("left out, as there is no ") + file);
             return;
@@ -46,14 +41,14 @@ void showFaces(const Scene&, Showcase& showcase)
     Interruption::throwIfRequested();
     const Image photograph = imageio::load(kPhotograph, Image::BGR);
     showcase.showPicture("Photograph", photograph.mat(), "One of opencv-doc");
-    cvprocess::FaceDetect detector(kCascade);
+    cvprocess::FaceDetect detector(kFaceCascade);
     std::vector<math::Vector4> faces;
     const double milliseconds = medianMilliseconds([&] { detector.findFaces(&photograph, faces); });
 
     cv::Mat picture = photograph.mat().clone();
     Marks marks(picture);
     for (const math::Vector4& face : faces)
-        marks.rectangle(rectangle(face));
+        marks.rectangle(faceRectangle(face));
     showcase.showResult("FaceDetect", picture, milliseconds, facesFound(faces),
                         "Framed: what the cascade takes for a face");
 }

@@ -10,6 +10,9 @@ namespace velmor::demo {
 
 class MessageLog;
 
+/// What is shown to a user who names nothing.
+constexpr const char* kUsualInput = "/usr/share/doc/opencv-doc/examples/data/vtest.avi";
+
 /// Real frames, one after another and all of one size: of a video, a camera or a single picture.
 class FrameSource
 {

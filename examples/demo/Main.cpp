@@ -1,61 +1,43 @@
 #include "examples/demo/Demo.h"
 #include "examples/demo/Interruption.h"
 #include "examples/demo/Options.h"
-
-#include <opencv2/core.hpp>
-#include <opencv2/core/utils/logger.hpp>
+#include "examples/demo/Program.h"
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <iostream>
-#include <new>
+#include <stdexcept>
 
 namespace {
 
-constexpr int kUsageError = 2;
+using namespace velmor::demo;
 
-int fail(const std::string& reason, int code = EXIT_FAILURE)
-{
-    std::cerr << "velmor_demo: " << reason << std::endl;
-    return code;
-}
+constexpr const char* kName = "velmor_demo";
 
-/// OpenCV and its video library print what is wrong with a video, the latter from threads of its own at any time; the
-/// program says it in one line.
-void silenceCodecs()
+void run(int argc, char** argv)
 {
-    cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT);
-    setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);
+    const Options options = parseOptions(argc, argv);
+    if (options.help) {
+        std::cout << usage();
+        return;
+    }
+    silenceCodecs();
+    Interruption::watch();
+    const std::string summary = runDemo(options);
+    if (!(std::cout << summary << std::flush))
+        throw std::runtime_error("cannot print the summary: " + std::string(std::strerror(errno)));
 }
 
 } // namespace
 
 int main(int argc, char** argv)
 {
-    using namespace velmor::demo;
-    try {
-        const Options options = parseOptions(argc, argv);
-        if (options.help) {
-            std::cout << usage();
-            return EXIT_SUCCESS;
+    return runProgram(kName, [&] {
+        try {
+            run(argc, argv);
+        } catch (const Interruption& interruption) {
+            reportFailure(kName, interruption.what());
+            Interruption::endProcess();
         }
-        silenceCodecs();
-        Interruption::watch();
-        const std::string summary = runDemo(options);
-        if (!(std::cout << summary << std::flush))
-            return fail("cannot print the summary: " + std::string(std::strerror(errno)));
-        return EXIT_SUCCESS;
-    } catch (const UsageError& error) {
-        return fail(std::string(error.what()) + " (--help shows the usage)", kUsageError);
-    } catch (const Interruption& interruption) {
-        fail(interruption.what());
-        Interruption::endProcess();
-    } catch (const cv::Exception& error) {
-        return fail("OpenCV: " + error.err);
-    } catch (const std::bad_alloc&) {
-        return fail("there is not enough memory for frames of this size");
-    } catch (const std::exception& error) {
-        return fail(error.what());
-    }
+    });
 }

@@ -1,5 +1,7 @@
 #include "examples/demo/Options.h"
 
+#include "examples/demo/Program.h"
+
 #include <charconv>
 #include <vector>
 

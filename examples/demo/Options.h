@@ -1,6 +1,7 @@
 #pragma once
 
-#include <stdexcept>
+#include "examples/demo/FrameSource.h"
+
 #include <string>
 
 namespace velmor::demo {
@@ -8,7 +9,7 @@ namespace velmor::demo {
 /// What the user asked for on the command line.
 struct Options
 {
-    std::string input = "/usr/share/doc/opencv-doc/examples/data/vtest.avi";
+    std::string input = kUsualInput;
     std::string outputFolder = "demo-output";
     int frames = 100; ///< at most so many frames are taken
     bool sequence = false;
@@ -16,14 +17,7 @@ struct Options
     bool help = false;
 };
 
-/// A command line that is no valid one; the text names the argument.
-class UsageError : public std::runtime_error
-{
-public:
-    using std::runtime_error::runtime_error;
-};
-
-/// @throws UsageError
+/// @throws UsageError  naming the argument
 Options parseOptions(int argc, const char* const* argv);
 
 /// The text of --help.

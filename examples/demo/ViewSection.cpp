@@ -4,6 +4,7 @@
 #include "cvprocess/gpuStdShaders/DebugUInt2Float.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
 #include "examples/demo/Comparison.h"
+#include "examples/demo/DeepGrey.h"
 #include "examples/demo/Difference.h"
 #include "examples/demo/Findings.h"
 #include "examples/demo/FloatPictures.h"
@@ -11,8 +12,6 @@
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
 #include "examples/demo/Summary.h"
-
-#include <opencv2/imgproc.hpp>
 
 #include <string>
 
@@ -48,15 +47,6 @@ void showFlip(const cv::Mat& frame, Showcase& showcase)
         return otherPixelsFound(upsideDown, frame, "the frame when flipped back");
     };
     showcase.showFilter("FlipV", flip, *result, found, "The frame upside down");
-}
-
-/// The luminance of a frame in 0..65535.
-cv::Mat deepGrey(const cv::Mat& frame)
-{
-    cv::Mat deep;
-    frame.convertTo(deep, CV_16U, 257);
-    cv::cvtColor(deep, deep, cv::COLOR_BGR2GRAY);
-    return deep;
 }
 
 void showIntegers(const cv::Mat& frame, Showcase& showcase)
