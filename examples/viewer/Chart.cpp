@@ -8,7 +8,7 @@
 namespace velmor::viewer {
 namespace {
 
-constexpr double kMostShare = 0.5; ///< of the frame's width and height
+constexpr double kMostShare = 0.4; ///< of the frame's width and height
 
 } // namespace
 

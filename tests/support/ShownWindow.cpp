@@ -26,9 +26,14 @@ void keepDriverLoaded()
 
 ShownWindow ShownWindow::current()
 {
+    return of(glXGetCurrentDisplay(), glXGetCurrentDrawable());
+}
+
+ShownWindow ShownWindow::of(Display* display, unsigned long id)
+{
     XWindowAttributes attributes;
-    XGetWindowAttributes(glXGetCurrentDisplay(), glXGetCurrentDrawable(), &attributes);
-    return {attributes.map_state == IsViewable, static_cast<unsigned>(attributes.width),
+    XGetWindowAttributes(display, id, &attributes);
+    return {display, id, attributes.map_state == IsViewable, static_cast<unsigned>(attributes.width),
             static_cast<unsigned>(attributes.height)};
 }
 
@@ -39,7 +44,7 @@ std::vector<ShownWindow::Colour> ShownWindow::pixels() const
         XDestroyImage(each);
     };
     const std::unique_ptr<XImage, decltype(destroy)> image(
-        XGetImage(glXGetCurrentDisplay(), glXGetCurrentDrawable(), 0, 0, width, height, AllPlanes, ZPixmap), destroy);
+        XGetImage(display, id, 0, 0, width, height, AllPlanes, ZPixmap), destroy);
     if (!image)
         throw std::runtime_error("ShownWindow::pixels(): the X server gives no image of the window");
     std::vector<Colour> result;

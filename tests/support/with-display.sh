@@ -5,7 +5,7 @@ set -euo pipefail
 
 folder=$(mktemp -d)
 mkfifo "$folder/display"
-Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp 3>"$folder/display" 2>"$folder/log" &
+Xvfb -displayfd 3 -screen 0 800x600x24 -nolisten tcp -noreset 3>"$folder/display" 2>"$folder/log" &
 server=$!
 trap 'kill "$server" 2>/dev/null || true; wait "$server" || true; rm -r "$folder"' EXIT
 
