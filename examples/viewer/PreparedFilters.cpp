@@ -11,6 +11,8 @@
 namespace velmor::viewer {
 namespace {
 
+using core::cvdata::RectTexture;
+
 /// A picture whose channels below a level are 0.
 cv::Mat brightPart(const cv::Mat& picture, double level)
 {
@@ -19,9 +21,14 @@ cv::Mat brightPart(const cv::Mat& picture, double level)
     return result;
 }
 
-void uploadRaw(const cv::Mat& frame, core::cvdata::RectTexture& texture)
+void fillRaw(const cv::Mat& frame, RectTexture& raw)
 {
-    demo::upload(demo::rawOf(demo::mosaicOf(frame)), texture);
+    demo::upload(demo::rawOf(demo::mosaicOf(frame)), raw);
+}
+
+void fillDeep(const cv::Mat& frame, RectTexture& deep)
+{
+    deep.upload(demo::deepGrey(frame).data);
 }
 
 } // namespace
@@ -40,51 +47,15 @@ cvprocess::GpuStdShaders& AndOperator::filter(const Values& values)
     return mFilter;
 }
 
-BayerColourOperator::BayerColourOperator(const Material& material)
-    : FilterOperator(material, RectTexture::RGB8), mRaw(makeTexture(RectTexture::RGB8))
-{
-    mFilter.prepareExecution(*mRaw, destination());
-}
-
-cvprocess::GpuStdShaders& BayerColourOperator::filter(const Values&)
-{
-    uploadRaw(material().frame, *mRaw);
-    return mFilter;
-}
-
-BayerGreyOperator::BayerGreyOperator(const Material& material)
-    : FilterOperator(material, RectTexture::R32F), mRaw(makeTexture(RectTexture::RGB8))
-{
-    mFilter.prepareExecution(*mRaw, destination());
-}
-
-cvprocess::GpuStdShaders& BayerGreyOperator::filter(const Values&)
-{
-    uploadRaw(material().frame, *mRaw);
-    return mFilter;
-}
-
-Colours BayerGreyOperator::coloursOf(const Values&) const
-{
-    return greyOf(0, 0, 1);
-}
-
-DebugOperator::DebugOperator(const Material& material)
-    : FilterOperator(material, RectTexture::RGBA32F), mDeep(makeTexture(RectTexture::R16UI))
-{
-    mFilter.prepareExecution(*mDeep, destination());
-}
-
-cvprocess::GpuStdShaders& DebugOperator::filter(const Values&)
-{
-    mDeep->upload(demo::deepGrey(material().frame).data);
-    return mFilter;
-}
-
-Colours DebugOperator::coloursOf(const Values&) const
-{
-    return greyOf(0, 0, 1);
-}
+template<>
+const Preparation PreparedOperator<cvprocess::BayerRG2RGB>::kPreparation = {RectTexture::RGB8, fillRaw,
+                                                                            RectTexture::RGB8, colours()};
+template<>
+const Preparation PreparedOperator<cvprocess::BayerRG2GRAY>::kPreparation = {RectTexture::RGB8, fillRaw,
+                                                                             RectTexture::R32F, greyOf(0, 0, 1)};
+template<>
+const Preparation PreparedOperator<cvprocess::DebugUInt2Float>::kPreparation = {RectTexture::R16UI, fillDeep,
+                                                                                RectTexture::RGBA32F, greyOf(0, 0, 1)};
 
 LaplacianOperator::LaplacianOperator(const Material& material) : FilterOperator(material, RectTexture::RGBA32F)
 {

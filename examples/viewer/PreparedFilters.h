@@ -31,49 +31,47 @@ private:
     cvprocess::And mFilter;
 };
 
-/// BayerRG2RGB of the mosaic that a sensor would see.
-class BayerColourOperator : public FilterOperator
+/// How a filter's source is made of the frame, and how its result is seen.
+struct Preparation
 {
-public:
-    explicit BayerColourOperator(const Material& material);
-
-protected:
-    cvprocess::GpuStdShaders& filter(const Values& values) override;
-
-private:
-    std::unique_ptr<RectTexture> mRaw;
-    cvprocess::BayerRG2RGB mFilter;
+    core::cvdata::RectTexture::Format source;
+    void (*fill)(const cv::Mat& frame, core::cvdata::RectTexture& source);
+    core::cvdata::RectTexture::Format result;
+    Colours seen;
 };
 
-/// BayerRG2GRAY of the mosaic that a sensor would see.
-class BayerGreyOperator : public FilterOperator
+/// BayerRG2RGB or BayerRG2GRAY, of the mosaic that a sensor would see, or DebugUInt2Float, of the luminance in 16 bits.
+template<class Filter>
+class PreparedOperator : public FilterOperator
 {
 public:
-    explicit BayerGreyOperator(const Material& material);
+    explicit PreparedOperator(const Material& material)
+        : FilterOperator(material, kPreparation.result), mSource(makeTexture(kPreparation.source))
+    {
+        mFilter.prepareExecution(*mSource, destination());
+    }
 
 protected:
-    cvprocess::GpuStdShaders& filter(const Values& values) override;
-    Colours coloursOf(const Values& values) const override;
+    cvprocess::GpuStdShaders& filter(const Values&) override
+    {
+        kPreparation.fill(material().frame, *mSource);
+        return mFilter;
+    }
+    Colours coloursOf(const Values&) const override { return kPreparation.seen; }
 
 private:
-    std::unique_ptr<RectTexture> mRaw;
-    cvprocess::BayerRG2GRAY mFilter;
+    static const Preparation kPreparation;
+
+    std::unique_ptr<RectTexture> mSource;
+    Filter mFilter;
 };
 
-/// DebugUInt2Float of the frame's luminance in 16 bits.
-class DebugOperator : public FilterOperator
-{
-public:
-    explicit DebugOperator(const Material& material);
-
-protected:
-    cvprocess::GpuStdShaders& filter(const Values& values) override;
-    Colours coloursOf(const Values& values) const override;
-
-private:
-    std::unique_ptr<RectTexture> mDeep;
-    cvprocess::DebugUInt2Float mFilter;
-};
+template<>
+const Preparation PreparedOperator<cvprocess::BayerRG2RGB>::kPreparation;
+template<>
+const Preparation PreparedOperator<cvprocess::BayerRG2GRAY>::kPreparation;
+template<>
+const Preparation PreparedOperator<cvprocess::DebugUInt2Float>::kPreparation;
 
 /// Laplacian of the frame. Parameters: the kernel, the brightness.
 class LaplacianOperator : public FilterOperator

@@ -1,5 +1,7 @@
 #include "tests/viewer/ViewerTest.h"
 
+#include "tests/viewer/OperatorNames.h"
+
 #include <X11/Xlib.h>
 
 #include <algorithm>
@@ -12,6 +14,7 @@
 namespace velmor::tests {
 namespace {
 
+const std::string kTitleStart = "velmor-viewer: ";
 constexpr std::chrono::seconds kPatience(15); ///< for slow machines and sanitizers; nothing takes nearly as long
 
 std::string titleOf(Display* display, unsigned long window)
@@ -22,6 +25,14 @@ std::string titleOf(Display* display, unsigned long window)
     const std::string result = name;
     XFree(name);
     return result;
+}
+
+std::size_t numberOf(const std::string& operatorName)
+{
+    const auto found = std::find(std::begin(kOperatorNames), std::end(kOperatorNames), operatorName);
+    if (found == std::end(kOperatorNames))
+        throw std::runtime_error("there is no operator " + operatorName);
+    return static_cast<std::size_t>(found - std::begin(kOperatorNames));
 }
 
 } // namespace
@@ -73,19 +84,12 @@ void ViewerTest::press(const std::vector<std::string>& keys) const
 
 void ViewerTest::goTo(const std::string& name) const
 {
-    const auto operatorShown = [this] {
-        const std::string text = title();
-        return text.substr(0, text.find("  "));
-    };
-    constexpr int kMoreThanThereAre = 40;
-    for (int i = 0; i < kMoreThanThereAre; ++i) {
-        const std::string before = operatorShown();
-        if (before == "velmor-viewer: " + name)
-            return;
-        press({"n"});
-        await("another operator than " + before, [&] { return operatorShown() != before; });
-    }
-    throw std::runtime_error("there is no operator " + name);
+    const std::string text = title();
+    const std::size_t from = numberOf(text.substr(kTitleStart.size(), text.find("  ") - kTitleStart.size()));
+    const std::size_t count = std::size(kOperatorNames);
+    if (const std::size_t steps = (numberOf(name) + count - from) % count)
+        press(std::vector<std::string>(steps, "n"));
+    awaitTitle(kTitleStart + name + "  ");
 }
 
 void ViewerTest::drag(int button, const cv::Point& from, const cv::Point& to) const

@@ -32,7 +32,7 @@ protected:
     /// Presses keys, by their X names, one after another.
     void press(const std::vector<std::string>& keys) const;
 
-    /// Presses n until an operator is shown.
+    /// Goes on to an operator; those between are passed over.
     void goTo(const std::string& name) const;
 
     static constexpr int kLeft = 1;
