@@ -26,11 +26,12 @@ protected:
         return result;
     }
 
-    /// The picture where a rectangle is, and another colour elsewhere.
-    static cv::Mat only(const cv::Rect& place, const cv::Mat& inside)
+    /// A picture where some rectangles are, and black elsewhere.
+    static cv::Mat only(const std::vector<cv::Rect>& places, const cv::Mat& inside)
     {
         cv::Mat result(inside.size(), CV_8UC3, cv::Scalar::all(0));
-        inside(place).copyTo(result(place));
+        for (const cv::Rect& place : places)
+            inside(place).copyTo(result(place));
         return result;
     }
 };
@@ -100,25 +101,39 @@ TEST_F(ViewerMouse, RegionsOfALetterboxedWindowLieUnderThePointer)
 }
 
 // Colours of a patch vary by three levels, so a model of them has a standard deviation of about one: within a patch the
-// likelihood is far above the threshold of 1/65536, and a hundred levels away nothing is left of it.
+// likelihood is far above the threshold of 1/65536, five levels from it far below but not 0, and a hundred levels away
+// nothing is left of it.
 
 TEST_F(ViewerMouse, ModelsAreThoseOfThePatchThatWasDrawn)
 {
     const cv::Mat white(kSize, CV_8UC3, cv::Scalar::all(255));
+    const auto learnYellow = [this] {
+        drag(kRight, kYellow.tl() + cv::Point(10, 10), kYellow.br() - cv::Point(10, 10));
+    };
     openBare(file);
-    drag(kRight, kYellow.tl() + cv::Point(10, 10), kYellow.br() - cv::Point(10, 10));
+    learnYellow();
     goTo("ColorGMM");
-    awaitPicture(only(kYellow, white));
+    awaitPicture(only({kYellow, kDot}, white));
     press({"Up"}); // colours in place of the mask
-    awaitPicture(only(kYellow, picture));
+    awaitPicture(only({kYellow, kDot}, picture));
+    press({"Tab", "Down", "Down", "Down", "Down"}); // no threshold
+    awaitPicture(only({kYellow, kDot, kNear}, picture));
+    press({"0"});
     drag(kRight, kGreen.br() - cv::Point(10, 10), kGreen.tl() + cv::Point(10, 10));
-    awaitPicture(only(kGreen, picture));
+    awaitPicture(only({kGreen}, white));
     goTo("PixelCount");
-    awaitPicture(only(kGreen, white));
+    awaitPicture(only({kGreen}, white));
 
-    drag(kRight, kYellow.tl() + cv::Point(10, 10), kYellow.br() - cv::Point(10, 10));
+    learnYellow();
+    goTo("ColorGMM2");
+    const cv::Vec3b likePatch(90, 170, 60);
+    await("the patch is of its class",
+          [&] { return largestDifference(shown()(kYellow), cv::Mat(kYellow.size(), CV_8UC3, likePatch)) == 0; });
+    EXPECT_NE(shown().at<cv::Vec3b>(kGreen.tl()), likePatch);
     goTo("ColourDetector"); // it takes colours whose red is like green
-    awaitPicture(only(kYellow, white));
+    awaitPicture(only({kYellow, kDot}, white));
+    press({"Up"}); // with morphology, which takes the pixel away
+    awaitPicture(only({kYellow}, white));
     goTo("Moments");
     // The axes of the one ellipse cross in the middle of the patch.
     const cv::Vec3b mark(0, 60, 230);
@@ -138,13 +153,13 @@ TEST_F(ViewerMouse, TheFirstModelIsOfTheMiddle)
     openBare(file);
     goTo("ColorGMM");
     press({"Up"});
-    awaitPicture(only(middle, other));
+    awaitPicture(only({middle}, other));
     drag(kRight, kGreen.tl() + cv::Point(20, 45), kGreen.br() - cv::Point(10, 10));
-    cv::Mat green = only(kGreen, other);
+    cv::Mat green = only({kGreen}, other);
     green(middle).setTo(0);
     awaitPicture(green);
     press({"c"});
-    awaitPicture(only(middle, other));
+    awaitPicture(only({middle}, other));
     quit();
 }
 

@@ -10,9 +10,11 @@ namespace velmor::tests {
 const cv::Size kSize(320, 240);
 const cv::Rect kYellow(30, 40, 90, 60);  ///< red and green alike
 const cv::Rect kGreen(200, 130, 80, 70); ///< another colour by far
+const cv::Rect kNear(30, 130, 40, 40);   ///< five levels from the first colour: like it, but less likely
+const cv::Rect kDot(290, 30, 1, 1);      ///< a pixel of the first colour
 const cv::Scalar kGround(180, 70, 120);  ///< the largest part, BGR
 
-/// A picture with two patches of colours that vary by up to three levels, on a ground with a row of fine detail.
+/// A picture with patches of colours, two of which vary by up to three levels, on a ground with rows of fine detail.
 inline cv::Mat patchedPicture()
 {
     cv::Mat picture(kSize, CV_8UC3, kGround);
@@ -26,6 +28,8 @@ inline cv::Mat patchedPicture()
     };
     fill(kYellow, {20, 200, 200}, 3);
     fill(kGreen, {60, 200, 30}, 3);
+    fill(kNear, {20, 207, 207}, 0);
+    fill(kDot, {20, 201, 201}, 0);
     fill({0, 0, kSize.width, 12}, {0, 0, 0}, 150);
     return picture;
 }
