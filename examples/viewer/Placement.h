@@ -14,9 +14,6 @@ public:
     /// The part of the window that the picture covers.
     const cv::Rect& area() const { return mArea; }
 
-    /// Window pixels per picture pixel.
-    double scale() const { return static_cast<double>(mArea.width) / mPicture.width; }
-
     /// The pixel of the picture under a pixel of the window; beside the picture, the nearest one.
     cv::Point pixelAt(const cv::Point& windowPixel) const;
 

@@ -29,7 +29,7 @@
 namespace velmor::viewer {
 namespace {
 
-/// The one window. GLUT calls functions that know of no object.
+/// What the one window shows: GLUT calls functions that know of no object.
 struct Shown
 {
     std::unique_ptr<Viewer> viewer; ///< none any more when the window closes
@@ -37,12 +37,12 @@ struct Shown
     std::exception_ptr error; ///< what went wrong in a callback; it must not pass through GLUT
 };
 
-Shown* shown = nullptr;
+Shown shown;
 
 /// Ends the viewer while its OpenGL context is still there.
 void close()
 {
-    shown->viewer.reset();
+    shown.viewer.reset();
 }
 
 void leave()
@@ -55,16 +55,16 @@ void leave()
 template<class Action>
 void withViewer(Action action)
 {
-    if (!shown->viewer)
+    if (!shown.viewer)
         return;
     try {
-        action(*shown->viewer);
+        action(*shown.viewer);
     } catch (...) {
-        shown->error = std::current_exception();
+        shown.error = std::current_exception();
         leave();
         return;
     }
-    if (shown->viewer->isDone())
+    if (shown.viewer->isDone())
         leave();
 }
 
@@ -73,9 +73,9 @@ void onDisplay()
     withViewer([](Viewer& viewer) {
         viewer.draw({glutGet(GLUT_WINDOW_WIDTH), glutGet(GLUT_WINDOW_HEIGHT)});
         glutSwapBuffers();
-        if (viewer.title() != shown->title) {
-            shown->title = viewer.title();
-            glutSetWindowTitle(shown->title.c_str());
+        if (viewer.title() != shown.title) {
+            shown.title = viewer.title();
+            glutSetWindowTitle(shown.title.c_str());
         }
     });
 }
@@ -163,8 +163,7 @@ void runWindow(Player& player, const demo::MessageLog& log)
 {
     openWindow(player.frame().size());
     prepareDriver(log);
-    Shown window{std::make_unique<Viewer>(player, log), {}, nullptr};
-    shown = &window;
+    shown.viewer = std::make_unique<Viewer>(player, log);
     glutDisplayFunc(onDisplay);
     glutKeyboardFunc([](unsigned char key, int, int) { onKey(key); });
     glutSpecialFunc([](int key, int, int) { onKey(kSpecialKey + key); });
@@ -173,8 +172,8 @@ void runWindow(Player& player, const demo::MessageLog& log)
     glutCloseFunc(close);
     glutTimerFunc(1, onTimer, 0);
     glutMainLoop();
-    if (window.error)
-        std::rethrow_exception(window.error);
+    if (shown.error)
+        std::rethrow_exception(shown.error);
 }
 
 } // namespace velmor::viewer

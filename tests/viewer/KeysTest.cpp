@@ -1,9 +1,6 @@
 // What keys do to a picture.
 
-#include "tests/viewer/Pictures.h"
-#include "tests/viewer/ViewerTest.h"
-
-#include <opencv2/imgcodecs.hpp>
+#include "tests/viewer/PictureTest.h"
 
 namespace velmor::tests {
 namespace {
@@ -11,13 +8,9 @@ namespace {
 constexpr double kRounding = 0.51; ///< half a step to a byte, and a little for floats next to a half
 constexpr int kStripHeight = 44;   ///< two lines of text at the foot
 
-class ViewerKeys : public ViewerTest
+class ViewerKeys : public PictureTest
 {
 protected:
-    const cv::Mat picture = patchedPicture();
-    const std::string file = path("picture.png").string();
-
-    void SetUp() override { ASSERT_TRUE(cv::imwrite(file, picture)); }
 };
 
 TEST_F(ViewerKeys, OperatorsAndTheirParametersShowInThePicture)

@@ -1,21 +1,13 @@
 // What the mouse does to a picture.
 
-#include "tests/viewer/Pictures.h"
-#include "tests/viewer/ViewerTest.h"
-
-#include <opencv2/imgcodecs.hpp>
+#include "tests/viewer/PictureTest.h"
 
 namespace velmor::tests {
 namespace {
 
-class ViewerMouse : public ViewerTest
+class ViewerMouse : public PictureTest
 {
 protected:
-    const cv::Mat picture = patchedPicture();
-    const std::string file = path("picture.png").string();
-
-    void SetUp() override { ASSERT_TRUE(cv::imwrite(file, picture)); }
-
     /// The picture, and of the negative what lies in some regions.
     cv::Mat negativeIn(const std::vector<cv::Rect>& regions) const
     {
@@ -180,6 +172,10 @@ TEST_F(ViewerMouse, HistogramsCountTheFirstRegion)
     goTo("ColourHist2D"); // 8 x 8 x 8
     awaitBar({48, 208, 16});
     drag(kLeft, kYellow.tl(), kYellow.br() - cv::Point(1, 1)); // a second one does not count
+    goTo("Moments");
+    press({"p"});
+    awaitTitle("velmor-viewer: ColourHist2D  ");
+    awaitBar({48, 208, 16});
     press({"r"});
     awaitBar({176, 80, 112});
     quit();

@@ -1,8 +1,7 @@
 // Every operator comes up, is named with its time, and draws without an error of OpenGL.
 
 #include "tests/viewer/OperatorNames.h"
-#include "tests/viewer/Pictures.h"
-#include "tests/viewer/ViewerTest.h"
+#include "tests/viewer/PictureTest.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/objdetect.hpp>
@@ -51,7 +50,7 @@ cv::Mat halfStrength(const cv::Mat& picture)
     return strength;
 }
 
-class ViewerOperators : public ViewerTest
+class ViewerOperators : public PictureTest
 {
 };
 
@@ -77,9 +76,6 @@ TEST_F(ViewerOperators, AllTwentySixAreReachedByKey)
 
 TEST_F(ViewerOperators, FiltersShowWhatTheyAreNamedFor)
 {
-    const cv::Mat picture = patchedPicture();
-    const std::string file = path("picture.png").string();
-    ASSERT_TRUE(cv::imwrite(file, picture));
     openBare(file); // the second picture is the same one
 
     const auto expectEach = [&](const std::string& name, const auto& rule, double tolerance = kRounding) {

@@ -1,22 +1,16 @@
 // The viewer's window.
 
 #include "tests/viewer/OperatorNames.h"
-#include "tests/viewer/Pictures.h"
-#include "tests/viewer/ViewerTest.h"
+#include "tests/viewer/PictureTest.h"
 
 #include <opencv2/imgcodecs.hpp>
 
 namespace velmor::tests {
 namespace {
 
-class ViewerWindow : public ViewerTest
+class ViewerWindow : public PictureTest
 {
 protected:
-    const cv::Mat picture = patchedPicture();
-    const std::string file = path("picture.png").string();
-
-    void SetUp() override { ASSERT_TRUE(cv::imwrite(file, picture)); }
-
     /// A picture in the middle of a larger window.
     static cv::Mat between(const cv::Mat& enlarged, const cv::Size& window)
     {
