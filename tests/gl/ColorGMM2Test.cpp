@@ -164,7 +164,7 @@ TEST_F(PixelTest, ColorGMM2OfTwoToElevenClasses)
         const auto filter = makeFilter(models);
         expectPixels(*filter, false, classification(models));
         expectClasses(run(*filter, colours), models, colours);
-        if (count % 3 == 2) { // 2, 5, 8 and 11: the pixels of a frame are many
+        if (count % 3 == 2) {    // 2, 5, 8 and 11: the pixels of a frame are many
             filter->resetROIs(); // for another size
             expectClasses(run(*filter, source, destination), models, pictureOf(frame));
         }
