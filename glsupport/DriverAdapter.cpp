@@ -1,5 +1,6 @@
 #include "glsupport/DriverAdapter.h"
 
+#include "glsupport/PixelBuffers.h"
 #include "glsupport/StateGuard.h"
 #include "glsupport/adapter/EntryPoints.h"
 #include "glsupport/adapter/Probes.h"
@@ -32,15 +33,15 @@ public:
         using Names = std::initializer_list<GLenum>;
         for (const GLenum name : Names{GL_PACK_SWAP_BYTES, GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
             glPixelStorei(name, 0);
-        for (const GLenum target : Names{GL_PIXEL_PACK_BUFFER_ARB, GL_PIXEL_UNPACK_BUFFER_ARB})
-            if (GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object)
-                glBindBuffer(target, 0);
+        mPixelBuffers.save();
+        mPixelBuffers.release();
     }
     Unnoticed(const Unnoticed&) = delete;
     Unnoticed& operator=(const Unnoticed&) = delete;
     ~Unnoticed()
     {
         glPopClientAttrib();
+        mPixelBuffers.restore();
         for (std::size_t i = 0; i < 16 && glGetError() != GL_NO_ERROR; ++i) {
         }
         for (const GLenum error : mErrors)
@@ -49,6 +50,7 @@ public:
 
 private:
     std::vector<GLenum> mErrors;
+    PixelBuffers mPixelBuffers;
 };
 
 void require(bool condition, const std::string& expected)

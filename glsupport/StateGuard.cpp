@@ -1,5 +1,7 @@
 #include "glsupport/StateGuard.h"
 
+#include "glsupport/PixelBuffers.h"
+
 #include <GL/glew.h>
 
 #include <initializer_list>
@@ -146,6 +148,7 @@ struct StateGuard::Saved
 {
     FramebufferState framebuffers;
     ColourClampState clamps;
+    PixelBuffers pixelBuffers;
     TextureUnitState units[kUnits];
     MatrixState projection;
     MatrixState modelView;
@@ -159,6 +162,7 @@ StateGuard::StateGuard() : mSaved(std::make_unique<Saved>())
     glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
     mSaved->framebuffers.save();
     mSaved->clamps.save();
+    mSaved->pixelBuffers.save();
     mSaved->projection.save(GL_PROJECTION_MATRIX);
     mSaved->modelView.save(GL_MODELVIEW_MATRIX);
     mSaved->program = integer(GL_CURRENT_PROGRAM);
@@ -186,6 +190,7 @@ StateGuard::~StateGuard()
     mSaved->clamps.restore();
     mSaved->framebuffers.restore();
     glPopClientAttrib();
+    mSaved->pixelBuffers.restore();
     glPopAttrib();                                      // now: the draw buffer belongs to the framebuffer that is bound
     glUseProgram(static_cast<GLuint>(mSaved->program)); // last: DriverAdapter looks at what will be drawn into
 }

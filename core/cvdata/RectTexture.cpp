@@ -23,10 +23,20 @@ struct FormatInfo
     unsigned texelBytes;
 };
 
+/// Many drivers do not draw into luminance textures, nor into others while one is attached. A red one that is read as
+/// (v, v, v, 1) looks the same to shaders.
+bool canReadRedAsGrey()
+{
+    return (GLEW_VERSION_3_0 || GLEW_ARB_texture_rg) &&
+           (GLEW_VERSION_3_3 || GLEW_ARB_texture_swizzle || GLEW_EXT_texture_swizzle);
+}
+
+const FormatInfo kLuminance = {"GREY8", GL_LUMINANCE8, GL_LUMINANCE, GL_UNSIGNED_BYTE, 1};
+
 const FormatInfo& info(RectTexture::Format format)
 {
     static const FormatInfo table[] = {
-        {"GREY8", GL_LUMINANCE8, GL_LUMINANCE, GL_UNSIGNED_BYTE, 1},
+        {"GREY8", GL_R8, GL_RED, GL_UNSIGNED_BYTE, 1},
         {"RGB8", GL_RGB8, GL_RGB, GL_UNSIGNED_BYTE, 3},
         {"RGBA8", GL_RGBA8, GL_RGBA, GL_UNSIGNED_BYTE, 4},
         {"R32F", GL_R32F, GL_RED, GL_FLOAT, 4},
@@ -36,7 +46,7 @@ const FormatInfo& info(RectTexture::Format format)
         {"RGBA16UI", GL_RGBA16UI, GL_RGBA_INTEGER, GL_UNSIGNED_SHORT, 8},
         {"RGBA32UI", GL_RGBA32UI, GL_RGBA_INTEGER, GL_UNSIGNED_INT, 16},
     };
-    return table[format];
+    return format == RectTexture::GREY8 && !canReadRedAsGrey() ? kLuminance : table[format];
 }
 
 bool isInteger(const FormatInfo& format)
@@ -114,15 +124,16 @@ public:
     explicit TransferScope(GLuint texture)
     {
         glGetIntegerv(GL_TEXTURE_BINDING_RECTANGLE_ARB, &mSavedTexture);
+        if (mHasBuffers) {
+            glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &mSavedUnpackBuffer);
+            glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &mSavedPackBuffer);
+        }
         glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
         for (const GLenum flag : std::initializer_list<GLenum>{
                  GL_UNPACK_SWAP_BYTES, GL_UNPACK_LSB_FIRST, GL_UNPACK_SKIP_ROWS, GL_UNPACK_SKIP_PIXELS,
                  GL_PACK_SWAP_BYTES, GL_PACK_LSB_FIRST, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
             glPixelStorei(flag, 0);
-        if (GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object) {
-            glBindBuffer(GL_PIXEL_UNPACK_BUFFER, 0);
-            glBindBuffer(GL_PIXEL_PACK_BUFFER, 0);
-        }
+        bindBuffers(0, 0);
         setRows({});
         glBindTexture(kTarget, texture);
     }
@@ -132,6 +143,7 @@ public:
     {
         glBindTexture(kTarget, static_cast<GLuint>(mSavedTexture));
         glPopClientAttrib();
+        bindBuffers(mSavedUnpackBuffer, mSavedPackBuffer); // not all drivers do with the attributes
     }
 
     void setRows(const RowLayout& rows)
@@ -143,7 +155,18 @@ public:
     }
 
 private:
+    void bindBuffers(GLint unpack, GLint pack) const
+    {
+        if (mHasBuffers) {
+            glBindBuffer(GL_PIXEL_UNPACK_BUFFER, static_cast<GLuint>(unpack));
+            glBindBuffer(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(pack));
+        }
+    }
+
+    const bool mHasBuffers = GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object;
     GLint mSavedTexture = 0;
+    GLint mSavedUnpackBuffer = 0;
+    GLint mSavedPackBuffer = 0;
 };
 
 GLsizei size(unsigned extent)
@@ -185,6 +208,10 @@ GLuint makeTexture(unsigned width, unsigned height, const FormatInfo& format)
     glTexParameteri(kTarget, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
     glTexParameteri(kTarget, GL_TEXTURE_WRAP_S, GL_CLAMP_TO_EDGE);
     glTexParameteri(kTarget, GL_TEXTURE_WRAP_T, GL_CLAMP_TO_EDGE);
+    if (format.internalFormat == GL_R8) {
+        const GLint grey[] = {GL_RED, GL_RED, GL_RED, GL_ONE};
+        glTexParameteriv(kTarget, GL_TEXTURE_SWIZZLE_RGBA, grey);
+    }
     return texture;
 }
 

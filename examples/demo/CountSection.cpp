@@ -88,7 +88,8 @@ std::vector<double> sharesOf(const cv::Mat& frame)
         const auto bin = [&pixel](int channel) {
             return std::min(pixel[channel] * kBins / 255, kBins - 1);
         };
-        shares[static_cast<std::size_t>(bin(2) + kBins * (bin(1) + kBins * bin(0)))] += 1;
+        const int cell = bin(2) + kBins * (bin(1) + kBins * bin(0));
+        shares[static_cast<std::size_t>(cell)] += 1;
     }
     for (double& share : shares)
         share /= static_cast<double>(frame.total());
@@ -104,8 +105,8 @@ cv::Mat barPicture(const std::vector<double>& bars, const std::vector<double>& l
     const int bottom = kHeight - kMargin;
     for (int i = 0; i < kCells; ++i) {
         const auto cell = static_cast<std::size_t>(i);
-        const cv::Scalar colour =
-            (cv::Scalar(i / (kBins * kBins), i / kBins % kBins, i % kBins) + cv::Scalar::all(0.5)) * (255.0 / kBins);
+        const cv::Vec3i bins(i / (kBins * kBins), i / kBins % kBins, i % kBins);
+        const cv::Scalar colour = cv::Scalar(bins[0] + 0.5, bins[1] + 0.5, bins[2] + 0.5) * (255.0 / kBins);
         const int left = kMargin + i * kPitch;
         const int top = bottom - cvRound(bars[cell] * scale);
         const int line = bottom - cvRound(lines[cell] * scale);

@@ -17,6 +17,9 @@ namespace velmor::viewer {
 class PictureOperator : public Operator
 {
 public:
+    /// @param material  must outlive the operator
+    explicit PictureOperator(const Material& material);
+
     Result run(const Values& values) final;
 
 protected:
@@ -26,9 +29,6 @@ protected:
         std::string found;
         double milliseconds; ///< that the operator alone took
     };
-
-    /// @param material  must outlive the operator
-    explicit PictureOperator(const Material& material);
 
     const Material& material() const { return mMaterial; }
 
@@ -43,7 +43,7 @@ private:
 class DetectorOperator : public PictureOperator
 {
 public:
-    explicit DetectorOperator(const Material& material) : PictureOperator(material) {}
+    using PictureOperator::PictureOperator;
 
 protected:
     Drawn draw(const Values& values) override;
@@ -53,7 +53,7 @@ protected:
 class MomentsOperator : public PictureOperator
 {
 public:
-    explicit MomentsOperator(const Material& material) : PictureOperator(material) {}
+    using PictureOperator::PictureOperator;
 
 protected:
     Drawn draw(const Values& values) override;
@@ -63,7 +63,7 @@ protected:
 class HistogramOperator : public PictureOperator
 {
 public:
-    explicit HistogramOperator(const Material& material) : PictureOperator(material) {}
+    using PictureOperator::PictureOperator;
 
 protected:
     Drawn draw(const Values& values) override;

@@ -28,6 +28,7 @@ struct Program
     GLint outputType = GL_TRIANGLE_STRIP;
     GLint verticesOut = 0;
     std::optional<std::vector<GLint>> mat2Locations; ///< sorted; looked up with the first use after a link
+    GLint shiftLocation = -1;                        ///< of the uniform that moves vertices; -1 where there is none
 };
 
 struct Attachment
@@ -127,9 +128,8 @@ bool isTranslatedGeometry(const Context& context, const Shader& shader)
            usesGeometryShader4(shader.text);
 }
 
-std::string translated(const Context& context, const Shader& shader)
+std::string translated(const Context& context, const Shader& shader, std::string text)
 {
-    std::string text = shader.text;
     if (adapts(context, kFlatOut) && shader.type == GL_VERTEX_SHADER)
         text = withoutFlatOut(text);
     if (adapts(context, kClassicTexts))
@@ -137,9 +137,16 @@ std::string translated(const Context& context, const Shader& shader)
     return text;
 }
 
-std::string defined(const Context& context, const Shader& shader, const std::string& text)
+/// The text with what the driver leaves undefined, or to rounding, made definite.
+std::string defined(const Context& context, const Shader& shader, std::string text)
 {
-    return adapts(context, kUnwrittenColours) && shader.type == GL_FRAGMENT_SHADER ? withInitialColour(text) : text;
+    if (adapts(context, kUnwrittenColours) && shader.type == GL_FRAGMENT_SHADER)
+        text = withInitialColour(text);
+    if (adapts(context, kCornerPoints) && shader.type == GL_VERTEX_SHADER)
+        text = withShiftedVertices(text);
+    if (adapts(context, kCornerTexels) && shader.type == GL_VERTEX_SHADER)
+        text = withInnerTexels(text);
+    return text;
 }
 
 void GLAPIENTRY shaderSource(GLuint shader, GLsizei count, const GLchar* const* strings, const GLint* lengths)
@@ -178,7 +185,7 @@ void GLAPIENTRY compileShader(GLuint shader)
     }
     // What the driver takes stays as it is; a text that it takes in no form is reported as it was given.
     const std::string asGiven = defined(current, record, record.text);
-    const std::string asTranslated = defined(current, record, translated(current, record));
+    const std::string asTranslated = translated(current, record, asGiven);
     if (current.adaptations.always && asTranslated != asGiven && compiles(shader, asTranslated))
         return;
     if (!compiles(shader, asGiven) && asTranslated != asGiven)
@@ -232,7 +239,7 @@ void linkWithGeometry(GLuint program, GLuint geometryShader, const std::string& 
     const auto links = [&](int verticesAnInvocation) {
         compiles(geometryShader,
                  inVersion150(text, {layoutName(parameters.inputType), layoutName(parameters.outputType),
-                                     parameters.verticesOut, verticesAnInvocation}));
+                                     parameters.verticesOut, verticesAnInvocation, adapts(current, kCornerPoints)}));
         driver.linkProgram(program);
         return isLinked(program);
     };
@@ -270,6 +277,20 @@ void linkAdapted(GLuint program, const Context& current)
             glAttachShader(program, shader);
 }
 
+/// The uniform that moves the vertices of a program's last stage before the fragments.
+GLint shiftLocationOf(GLuint program, const Context& current)
+{
+    if (!isLinked(program))
+        return -1;
+    bool hasGeometry = false;
+    for (const GLuint shader : attachedShaders(program)) {
+        const auto entry = current.shaders.find(shader);
+        if (entry != current.shaders.end() && entry->second.type == GL_GEOMETRY_SHADER_EXT)
+            hasGeometry = hasGeometry || !isLeftOut(current, entry->second);
+    }
+    return glGetUniformLocation(program, hasGeometry ? "velmorEmittedShift" : "velmorVertexShift");
+}
+
 GLuint GLAPIENTRY createProgram()
 {
     const GLuint program = driver.createProgram();
@@ -285,8 +306,10 @@ void GLAPIENTRY linkProgram(GLuint program)
     else
         driver.linkProgram(program);
     const auto entry = current.programs.find(program);
-    if (entry != current.programs.end())
-        entry->second.mat2Locations.reset();
+    if (entry == current.programs.end())
+        return;
+    entry->second.mat2Locations.reset();
+    entry->second.shiftLocation = adapts(current, kCornerPoints) ? shiftLocationOf(program, current) : -1;
 }
 
 /// Keeps a parameter of the geometry stage; false when the value is none that it may have.
@@ -454,6 +477,19 @@ bool areOfOneSize(const std::map<GLenum, Attachment>& attachments)
     return true;
 }
 
+/// The size of what is drawn into, none where that is no texture.
+Size drawnSize(const std::map<GLenum, Attachment>& attachments, const std::vector<GLenum>& drawn)
+{
+    Size largest;
+    for (const auto& [attachment, record] : attachments) {
+        if (std::find(drawn.begin(), drawn.end(), attachment) == drawn.end() || !isAttached(attachment, record))
+            continue;
+        const Size size = sizeOf(record).value_or(Size());
+        largest = {std::max(largest.width, size.width), std::max(largest.height, size.height)};
+    }
+    return largest;
+}
+
 /// Takes the attachments off that would make the drawing smaller: those that are not drawn into and are smaller than
 /// one that is.
 void takeOff(Context& current)
@@ -468,13 +504,7 @@ void takeOff(Context& current)
     const auto isDrawn = [&](GLenum attachment) {
         return std::find(drawn.begin(), drawn.end(), attachment) != drawn.end();
     };
-    Size largest;
-    for (const auto& [attachment, record] : entry->second) {
-        if (!isDrawn(attachment) || !isAttached(attachment, record))
-            continue;
-        const Size size = sizeOf(record).value_or(Size());
-        largest = {std::max(largest.width, size.width), std::max(largest.height, size.height)};
-    }
+    const Size largest = drawnSize(entry->second, drawn);
     current.takenOff = {framebuffer, {}};
     for (const auto& [attachment, record] : entry->second) {
         if (isDrawn(attachment) || !isAttached(attachment, record))
@@ -524,6 +554,21 @@ void GLAPIENTRY framebufferTexture2D(GLenum target, GLenum attachment, GLenum te
         current.takenOff.attachments.erase(attachment);
 }
 
+/// Moves what a program draws into textures by an eighth of a pixel to the right and up. The pixels of areas stay:
+/// their middles are far from the edges. A point on a corner gets inside a pixel, also where the driver rounds.
+void shiftVertices(const Context& current, GLuint program)
+{
+    const auto known = current.programs.find(program);
+    if (known == current.programs.end() || known->second.shiftLocation < 0)
+        return;
+    const auto entry = current.framebuffers.find(static_cast<GLuint>(integer(GL_FRAMEBUFFER_BINDING_EXT)));
+    const Size size = entry != current.framebuffers.end() ? drawnSize(entry->second, drawnAttachments()) : Size();
+    const auto eighth = [](GLint pixels) {
+        return pixels > 0 ? 0.25f / static_cast<GLfloat>(pixels) : 0.0f;
+    };
+    glUniform2f(known->second.shiftLocation, eighth(size.width), eighth(size.height));
+}
+
 void GLAPIENTRY useProgram(GLuint program)
 {
     Context& current = context();
@@ -533,6 +578,8 @@ void GLAPIENTRY useProgram(GLuint program)
     current.inUse = nullptr;
     if (program != 0 && adapts(current, kClippingSources))
         takeOff(current);
+    if (program != 0 && adapts(current, kCornerPoints))
+        shiftVertices(current, program);
 }
 
 /// Calls an action with each entry point: GLEW's pointer, where the driver's own is kept, ours, and the adaptations
@@ -540,15 +587,19 @@ void GLAPIENTRY useProgram(GLuint program)
 template<typename Action>
 void forEachEntryPoint(const Action& action)
 {
-    constexpr unsigned kTexts = kClassicTexts | kFlatOut | kGeometryShaders | kEmptyGeometry | kUnwrittenColours;
+    constexpr unsigned kTexts = kClassicTexts | kFlatOut | kGeometryShaders | kEmptyGeometry | kUnwrittenColours |
+                                kCornerPoints | kCornerTexels;
     action(__glewShaderSource, driver.shaderSource, &shaderSource, kTexts);
     action(__glewCompileShader, driver.compileShader, &compileShader, kTexts);
-    action(__glewCreateProgram, driver.createProgram, &createProgram, kGeometryShaders | kMatrixUniforms);
-    action(__glewLinkProgram, driver.linkProgram, &linkProgram, kGeometryShaders | kEmptyGeometry | kMatrixUniforms);
+    action(__glewCreateProgram, driver.createProgram, &createProgram,
+           kGeometryShaders | kMatrixUniforms | kCornerPoints);
+    action(__glewLinkProgram, driver.linkProgram, &linkProgram,
+           kGeometryShaders | kEmptyGeometry | kMatrixUniforms | kCornerPoints);
     action(__glewProgramParameteriEXT, driver.programParameteri, &programParameteri, kGeometryShaders);
-    action(__glewUseProgram, driver.useProgram, &useProgram, kMatrixUniforms | kClippingSources);
+    action(__glewUseProgram, driver.useProgram, &useProgram, kMatrixUniforms | kClippingSources | kCornerPoints);
     action(__glewUniform4f, driver.uniform4f, &uniform4f, kMatrixUniforms);
-    action(__glewFramebufferTexture2DEXT, driver.framebufferTexture2D, &framebufferTexture2D, kClippingSources);
+    action(__glewFramebufferTexture2DEXT, driver.framebufferTexture2D, &framebufferTexture2D,
+           kClippingSources | kCornerPoints);
 }
 
 /// Puts ours in place where any context needs them.

@@ -14,7 +14,9 @@ enum Adaptation : unsigned
     kMatrixUniforms = 1u << 4,   ///< glUniform4f() to a mat2
     kClippingSources = 1u << 5,  ///< attachments that are not drawn into do not clip
     kUnwrittenColours = 1u << 6, ///< an unwritten gl_FragColor is 0
-    kEverything = (1u << 7) - 1,
+    kCornerPoints = 1u << 7,     ///< a point on the corner of a pixel fills the pixel beyond it
+    kCornerTexels = 1u << 8,     ///< in a vertex shader the corner of a texel reads the texel beyond it
+    kEverything = (1u << 9) - 1,
 };
 
 /// What is adapted for a context.

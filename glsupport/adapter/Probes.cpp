@@ -38,13 +38,13 @@ std::string reasonIn(const std::string& text)
 class Texture
 {
 public:
-    Texture(GLsizei width, GLsizei height)
+    Texture(GLsizei width, GLsizei height, const Pixel* pixels = nullptr)
     {
         glGenTextures(1, &mName);
         glBindTexture(GL_TEXTURE_RECTANGLE_ARB, mName);
         glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MIN_FILTER, GL_NEAREST);
         glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MAG_FILTER, GL_NEAREST);
-        glTexImage2D(GL_TEXTURE_RECTANGLE_ARB, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        glTexImage2D(GL_TEXTURE_RECTANGLE_ARB, 0, GL_RGBA8, width, height, 0, GL_RGBA, GL_UNSIGNED_BYTE, pixels);
     }
     Texture(const Texture&) = delete;
     Texture& operator=(const Texture&) = delete;
@@ -330,6 +330,62 @@ void main()
     return canvas.compare([](GLsizei i) { return i < 4 ? kWhite : kBlack; });
 }
 
+/// A point on the lower left corner of every pixel. Many, so that some round to less than the corner where they can.
+std::string cornerPoints()
+{
+    const Program program(
+        {{GL_VERTEX_SHADER, "void main() { gl_Position = ftransform(); gl_FrontColor = gl_Color; }\n"},
+         {GL_FRAGMENT_SHADER, kPassColour}});
+    if (!program.shortfall().empty())
+        return program.shortfall();
+    constexpr GLsizei width = 720, height = 3;
+    const Canvas canvas(width, height);
+    glMatrixMode(GL_PROJECTION);
+    glOrtho(0, width, 0, height, -1, 1);
+    program.use();
+    glBegin(GL_POINTS);
+    for (GLint y = 0; y < height; ++y)
+        for (GLint x = 0; x < width; ++x)
+            glVertex2i(x, y);
+    glEnd();
+    return canvas.compare(white);
+}
+
+/// A point for each texel, as the texel says of itself at its corner. The sides are no powers of two, whose quotients
+/// would be exact.
+std::string cornerTexels()
+{
+    const Program program({{GL_VERTEX_SHADER, R"(#extension GL_ARB_texture_rectangle : enable
+uniform sampler2DRect texels;
+void main()
+{
+    gl_FrontColor = texture2DRect(texels, gl_Vertex.xy);
+    gl_Position = gl_ModelViewProjectionMatrix * (gl_Vertex + vec4(0.5, 0.5, 0.0, 0.0));
+}
+)"},
+                           {GL_FRAGMENT_SHADER, kPassColour}});
+    if (!program.shortfall().empty())
+        return program.shortfall();
+    constexpr GLsizei width = 60, height = 31;
+    const auto pixel = [](GLsizei i) {
+        return Pixel{static_cast<unsigned char>(i % width), static_cast<unsigned char>(i / width), 0, 255};
+    };
+    std::vector<Pixel> pixels;
+    for (GLsizei i = 0; i < width * height; ++i)
+        pixels.push_back(pixel(i));
+    const Canvas canvas(width, height);
+    const Texture texture(width, height, pixels.data());
+    glMatrixMode(GL_PROJECTION);
+    glOrtho(0, width, 0, height, -1, 1);
+    program.use();
+    glUniform1i(program.location("texels"), integer(GL_ACTIVE_TEXTURE) - GL_TEXTURE0);
+    glBegin(GL_POINTS);
+    for (GLsizei i = 0; i < width * height; ++i)
+        glVertex2i(i % width, i / width);
+    glEnd();
+    return canvas.compare(pixel);
+}
+
 } // namespace
 
 const std::vector<Probe>& probes()
@@ -342,6 +398,8 @@ const std::vector<Probe>& probes()
         {"glUniform4f() sets a mat2", kMatrixUniforms, matrixUniforms},
         {"attachments that are not drawn into do not clip", kClippingSources, clippingSources},
         {"a gl_FragColor that is not written is 0", kUnwrittenColours, unwrittenColours},
+        {"a point on the corner of a pixel fills the pixel beyond it", kCornerPoints, cornerPoints},
+        {"in a vertex shader the corner of a texel reads the texel beyond it", kCornerTexels, cornerTexels},
     };
     return all;
 }

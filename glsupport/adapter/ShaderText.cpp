@@ -73,8 +73,32 @@ std::string withInputBlock(std::string text)
     return text;
 }
 
-/// The words that follow the extension lines: the layout, and where several invocations share the work, the function
-/// that stands in for EmitVertex() and emits in each of them its share of the vertices.
+std::string shiftBy(const std::string& uniform)
+{
+    return "gl_Position.xy += " + uniform + " * gl_Position.w;";
+}
+
+/// The function that stands in for EmitVertex(). Where several invocations share the work, each emits its share.
+std::string emitFunction(const GeometryLayout& layout, bool isSpread)
+{
+    std::ostringstream out;
+    if (isSpread)
+        out << " int velmorEmitted = 0;";
+    if (layout.shifted)
+        out << " uniform vec2 velmorEmittedShift;";
+    out << " void velmorEmitVertex() {";
+    if (layout.shifted)
+        out << ' ' << shiftBy("velmorEmittedShift");
+    if (isSpread)
+        out << " if (velmorEmitted / " << layout.verticesAnInvocation << " == gl_InvocationID) EmitVertex();"
+            << " velmorEmitted++; }";
+    else
+        out << " EmitVertex(); }";
+    return out.str();
+}
+
+/// The words that follow the extension lines: the layout, and the function that stands in for EmitVertex() if there is
+/// to be one.
 std::string declarations(const GeometryLayout& layout, bool isSpread)
 {
     const int vertices = isSpread ? layout.verticesAnInvocation : layout.vertices;
@@ -87,9 +111,8 @@ std::string declarations(const GeometryLayout& layout, bool isSpread)
     if (vertices > 0)
         out << ", max_vertices = " << vertices;
     out << ") out;";
-    if (isSpread)
-        out << " int velmorEmitted = 0; void velmorEmitVertex()"
-            << " { if (velmorEmitted / " << vertices << " == gl_InvocationID) EmitVertex(); velmorEmitted++; }";
+    if (isSpread || layout.shifted)
+        out << emitFunction(layout, isSpread);
     return out.str();
 }
 
@@ -126,6 +149,24 @@ std::string withInitialColour(const std::string& text)
     return replaceCode(text, "\\bvoid\\s+main\\s*\\(\\s*(void)?\\s*\\)\\s*\\{", "$& gl_FragColor = vec4(0.0);");
 }
 
+std::string withShiftedVertices(const std::string& text)
+{
+    const std::string renamed =
+        replaceCode(text, "\\bvoid(\\s+)main(\\s*\\(\\s*(void)?\\s*\\)\\s*\\{)", "void$1velmorMain$2");
+    if (renamed == text)
+        return text;
+    return renamed + "\nuniform vec2 velmorVertexShift; void main() { velmorMain(); " + shiftBy("velmorVertexShift") +
+           " }\n";
+}
+
+std::string withInnerTexels(const std::string& text)
+{
+    return hasVersion(text) ? text
+                            : "#define texture2DRect(sampler, place) texture2DRect(sampler, (place) + 0.125)\n"
+                              "#line 0\n" +
+                                  text;
+}
+
 bool usesGeometryShader4(const std::string& text)
 {
     for (const std::string& line : linesOf(withoutComments(text)))
@@ -139,7 +180,7 @@ std::string inVersion150(const std::string& text, const GeometryLayout& layout)
     const bool isSpread = layout.output == "points" && layout.vertices > layout.verticesAnInvocation;
     std::string body = withInputBlock(text);
     body = replaceCode(body, "\\bgl_VerticesIn\\b", "gl_in.length()");
-    if (isSpread)
+    if (isSpread || layout.shifted)
         body = replaceCode(body, "\\bEmitVertex\\b", "velmorEmitVertex");
 
     std::vector<std::string> lines = linesOf(body);

@@ -22,6 +22,13 @@ std::string withoutFlatOut(const std::string& text);
 /// With `gl_FragColor` set to 0 first in main(). Unchanged where gl_FragColor is not used.
 std::string withInitialColour(const std::string& text);
 
+/// A vertex shader that moves each vertex by the uniform `velmorVertexShift`, in parts of half the picture.
+/// Unchanged where there is no main().
+std::string withShiftedVertices(const std::string& text);
+
+/// With every coordinate for a rectangle texture a little inside its texel. Unchanged where it has a version.
+std::string withInnerTexels(const std::string& text);
+
 /// What a program says of its geometry stage by parameters, in the words of the language.
 struct GeometryLayout
 {
@@ -29,6 +36,7 @@ struct GeometryLayout
     std::string output;       ///< such as "points"
     int vertices;             ///< most vertices that an input gives; 0 where none was set, which no driver links
     int verticesAnInvocation; ///< where vertices are more, several invocations emit so many each; points alone
+    bool shifted = false;     ///< whether each vertex is moved by the uniform `velmorEmittedShift`, as above
 };
 
 /// Whether a text is written for EXT_geometry_shader4.

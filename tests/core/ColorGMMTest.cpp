@@ -46,7 +46,7 @@ ColorGMM twoComponents()
 template<typename Number>
 bool sameBits(Number a, Number b)
 {
-    return std::memcmp(&a, &b, sizeof(a)) == 0;
+    return std::memcmp(&a, &b, sizeof(a)) == 0; // NOLINT(bugprone-suspicious-memory-comparison): bits are meant
 }
 
 void expectSameModel(const ColorGMM& actual, const ColorGMM& expected)

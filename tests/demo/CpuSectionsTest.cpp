@@ -245,7 +245,8 @@ void CpuSectionsOfAVideo::expectHistogram() const
             const cv::Vec3b& pixel = frame.at<cv::Vec3b>(y, x);
             if (pixel[0] == 0 || pixel[1] == 0 || pixel[2] == 0)
                 continue;
-            ++bins[static_cast<std::size_t>(pixel[0] / 32 + 8 * (pixel[1] / 32) + 64 * (pixel[2] / 32))];
+            const int bin = pixel[0] / 32 + 8 * (pixel[1] / 32) + 64 * (pixel[2] / 32);
+            ++bins[static_cast<std::size_t>(bin)];
             ++counted;
         }
     const double percent = 100.0 * *std::max_element(bins.begin(), bins.end()) / counted;

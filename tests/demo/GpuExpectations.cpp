@@ -187,7 +187,8 @@ void expectHistogram(const cv::Mat& shown, const std::string& found, const cv::M
 
     // The bar of the fullest cell stands in its place, and reaches over 610 of 670 rows, here half as many.
     const auto cell = static_cast<int>(fullest - cells.begin());
-    const cv::Scalar colour = cv::Scalar(cell / 16 + 0.5, cell / 4 % 4 + 0.5, cell % 4 + 0.5) * 64;
+    const cv::Vec3i bins(cell / 16, cell / 4 % 4, cell % 4);
+    const cv::Scalar colour = cv::Scalar(bins[0] + 0.5, bins[1] + 0.5, bins[2] + 0.5) * 64;
     cv::Mat bar;
     cv::inRange(shown.col((30 + cell * 13 + 6) / 2), colour - cv::Scalar::all(1), colour + cv::Scalar::all(1), bar);
     EXPECT_NEAR(cv::countNonZero(bar), 305, 2);

@@ -1,12 +1,10 @@
 #include "cvprocess/gpuStdShaders/BayerRG2GRAY.h"
 
-#include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
 #include "tests/support/ReferenceRules.h"
 
 using velmor::core::cvdata::Image;
 using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::BayerRG2GRAY;
-using velmor::cvprocess::BayerRG2RGB;
 
 namespace velmor::tests {
 namespace {

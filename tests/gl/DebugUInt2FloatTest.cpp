@@ -87,7 +87,7 @@ TEST_F(DebugUInt2FloatTest, ShowsAFrameOf16Bits)
     const Picture grey = pictureOf(photo);
     std::vector<std::uint16_t> values(grey.texels.size());
     for (std::size_t i = 0; i < values.size(); ++i)
-        values[i] = static_cast<std::uint16_t>(257.0f * 255.0f * grey.texels[i][0] + 0.5f); // 255 becomes 65535
+        values[i] = static_cast<std::uint16_t>(std::lround(257.0f * 255.0f * grey.texels[i][0])); // 255 becomes 65535
     RectTexture source(grey.width, grey.height, RectTexture::R16UI);
     RectTexture destination(grey.width, grey.height, RectTexture::RGBA32F);
     source.upload(values.data());

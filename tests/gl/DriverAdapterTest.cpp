@@ -5,6 +5,7 @@
 #include "tests/gl/GlTest.h"
 #include "tests/support/ThrownText.h"
 
+#include <algorithm>
 #include <array>
 #include <initializer_list>
 #include <map>
@@ -242,7 +243,7 @@ TEST(DriverAdapterInstall, EveryShortcomingIsMadeGoodAndReported)
 {
     const HeadlessContext context(false);
     const DriverAdapter::Report report = DriverAdapter::install();
-    EXPECT_EQ(report.findings.size(), 7u);
+    EXPECT_EQ(report.findings.size(), 9u);
     for (const DriverAdapter::Finding& finding : report.findings) {
         EXPECT_NE(finding.outcome, DriverAdapter::Finding::Missing) << report;
         EXPECT_EQ(finding.detail.empty(), finding.outcome == DriverAdapter::Finding::Accepted) << report;
@@ -327,8 +328,9 @@ TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
 TEST_F(DriverAdapterTest, TextsThatAreTakenStayAsTheyAre)
 {
     DriverAdapter::install();
-    const GLuint shader = glCreateShader(GL_VERTEX_SHADER);
-    for (const std::string& text : {std::string(kPassVertex), "#version 130\n" + std::string(kPassVertex)}) {
+    const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
+    const std::string plain = "void main() { gl_FragData[0] = gl_Color; }\n";
+    for (const std::string& text : {plain, "#version 130\n" + plain}) {
         EXPECT_TRUE(compiles(shader, text));
         GLchar kept[256] = "";
         glGetShaderSource(shader, sizeof(kept), nullptr, kept);
@@ -376,6 +378,92 @@ TEST_F(DriverAdapterTest, AnUnwrittenColourIsZero)
         build({{GL_FRAGMENT_SHADER, "void main() { if (gl_FragCoord.x > 2.0) gl_FragColor = vec4(1.0); }\n"}}));
     drawQuad();
     EXPECT_EQ(row.reds(), (std::vector<float>{0, 0, 1, 1}));
+}
+
+// Places
+
+constexpr int kPlaces = 72; ///< no power of two, so that places are rounded
+
+float leftEdge(int texel)
+{
+    return -1.0f + 2.0f * static_cast<float>(texel) / static_cast<float>(kPlaces);
+}
+
+TEST_F(DriverAdapterTest, APointOnACornerFillsThePixelBeyond)
+{
+    const Row row(kPlaces);
+    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    glBegin(GL_POINTS);
+    for (int i = 0; i < kPlaces; ++i) {
+        glColor4f(static_cast<float>(i), 0.0f, 0.0f, 0.0f);
+        glVertex2f(leftEdge(i), -1.0f);
+    }
+    glEnd();
+    std::vector<float> expected(kPlaces);
+    std::iota(expected.begin(), expected.end(), 0.0f);
+    EXPECT_EQ(row.reds(), expected);
+}
+
+TEST_F(DriverAdapterTest, AnAreaFillsThePixelsBetweenItsEdges)
+{
+    const Row row(kPlaces);
+    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    glColor4f(1.0f, 0.0f, 0.0f, 0.0f);
+    glRectf(leftEdge(5), -1.0f, leftEdge(50), 1.0f);
+    std::vector<float> expected(kPlaces, -1.0f);
+    std::fill(expected.begin() + 5, expected.begin() + 50, 1.0f);
+    EXPECT_EQ(row.reds(), expected);
+}
+
+TEST_F(DriverAdapterTest, AGeometryStageGetsVerticesWhereTheyAre)
+{
+    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
+                                         {GL_GEOMETRY_SHADER_EXT, std::string(kGeometryHead) + R"(void main()
+{
+    gl_Position = vec4(-1.0, -1.0, 0.0, 1.0);
+    gl_FrontColor = gl_PositionIn[0];
+    EmitVertex();
+}
+)"},
+                                         {GL_FRAGMENT_SHADER, kPassColour}});
+    setGeometry(program, GL_POINTS, GL_POINTS, 1);
+    ASSERT_TRUE(links(program));
+    const Row row(2);
+    glUseProgram(program);
+    glBegin(GL_POINTS);
+    glVertex2f(0.375f, -0.25f);
+    glEnd();
+    EXPECT_EQ(row.texels()[0], (Texel{0.375f, -0.25f, 0.0f, 1.0f}));
+    EXPECT_EQ(row.reds()[1], -1.0f);
+}
+
+TEST_F(DriverAdapterTest, ACornerOfATexelIsReadAsTheTexelBeyond)
+{
+    std::vector<float> numbers(kPlaces);
+    std::iota(numbers.begin(), numbers.end(), 0.0f);
+    RectTexture source(kPlaces, 1, RectTexture::R32F);
+    source.upload(numbers.data());
+    const Row row(kPlaces);
+    const GLuint program = build({{GL_VERTEX_SHADER, R"(#extension GL_ARB_texture_rectangle : enable
+uniform sampler2DRect numbers;
+void main()
+{
+    gl_Position = gl_Vertex;
+    gl_FrontColor = texture2DRect(numbers, gl_MultiTexCoord0.st);
+}
+)"},
+                                  {GL_FRAGMENT_SHADER, kPassColour}});
+    glUseProgram(program);
+    setInt(program, "numbers", 0);
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(GL_TEXTURE_RECTANGLE_ARB, source.getTexId());
+    glBegin(GL_POINTS);
+    for (int i = 0; i < kPlaces; ++i) {
+        glTexCoord2i(i, 0);
+        glVertex2f((leftEdge(i) + leftEdge(i + 1)) / 2, 0.0f);
+    }
+    glEnd();
+    EXPECT_EQ(row.reds(), numbers);
 }
 
 // Geometry

@@ -9,7 +9,6 @@
 
 using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::GlFbo;
-using velmor::cvprocess::GpuStdShaders;
 using velmor::cvprocess::Not;
 using velmor::cvprocess::Subtract;
 

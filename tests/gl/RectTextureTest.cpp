@@ -26,7 +26,7 @@ struct FormatCase
 };
 
 const FormatCase kFormats[] = {
-    {RectTexture::GREY8, "GREY8", 1, 1, GL_UNSIGNED_BYTE, GL_LUMINANCE},
+    {RectTexture::GREY8, "GREY8", 1, 1, GL_UNSIGNED_BYTE, GL_RED},
     {RectTexture::RGB8, "RGB8", 3, 3, GL_UNSIGNED_BYTE, GL_RGB},
     {RectTexture::RGBA8, "RGBA8", 4, 4, GL_UNSIGNED_BYTE, GL_RGBA},
     {RectTexture::R32F, "R32F", 4, 1, GL_FLOAT, GL_RED},

@@ -48,6 +48,24 @@ TEST(ShaderText, TheColourIsSetFirstInMain)
     EXPECT_EQ(withInitialColour(other), other);
 }
 
+TEST(ShaderText, VerticesAreShiftedWhereverMainReturns)
+{
+    EXPECT_EQ(withShiftedVertices("// void main()\nvoid main( void )\n{ if (x) return; }"),
+              "// void main()\nvoid velmorMain( void )\n{ if (x) return; }\n"
+              "uniform vec2 velmorVertexShift; void main() { velmorMain();"
+              " gl_Position.xy += velmorVertexShift * gl_Position.w; }\n");
+    const std::string other = "void domain() {}\n// void main() {}\n";
+    EXPECT_EQ(withShiftedVertices(other), other);
+}
+
+TEST(ShaderText, TexelsAreReadInsideAndTheLinesStay)
+{
+    EXPECT_EQ(withInnerTexels("#extension x : enable\nvoid main() {}\n"),
+              "#define texture2DRect(sampler, place) texture2DRect(sampler, (place) + 0.125)\n#line 0\n"
+              "#extension x : enable\nvoid main() {}\n");
+    EXPECT_EQ(withInnerTexels("#version 130\n"), "#version 130\n");
+}
+
 TEST(ShaderText, TheGeometryExtensionIsNamedByADirective)
 {
     EXPECT_TRUE(usesGeometryShader4("#version 130\n#extension GL_EXT_geometry_shader4 : enable\n"));
@@ -109,6 +127,20 @@ TEST(ShaderText, ManyVerticesAreSharedOutAmongInvocations)
                     " { if (velmorEmitted / 4 == gl_InvocationID) EmitVertex(); velmorEmitted++; }\n"
                     "#line 0\n"
                     "void main() { velmorEmitVertex(); } // EmitVertex\n");
+}
+
+TEST(ShaderText, EmittedVerticesAreShiftedAlsoWhereTheyAreSharedOut)
+{
+    const std::string plain = "void main() { EmitVertex(); }\n";
+    const std::string shift = "gl_Position.xy += velmorEmittedShift * gl_Position.w;";
+    EXPECT_NE(inVersion150(plain, {"points", "points", 4, 4, true})
+                  .find(" uniform vec2 velmorEmittedShift; void velmorEmitVertex() { " + shift + " EmitVertex(); }\n"),
+              std::string::npos);
+    const std::string spread = inVersion150(plain, {"points", "points", 10, 4, true});
+    EXPECT_NE(spread.find(" int velmorEmitted = 0; uniform vec2 velmorEmittedShift; void velmorEmitVertex() { " +
+                          shift + " if (velmorEmitted / 4 == gl_InvocationID) EmitVertex(); velmorEmitted++; }\n"),
+              std::string::npos);
+    EXPECT_NE(spread.find("{ velmorEmitVertex(); }"), std::string::npos);
 }
 
 TEST(ShaderText, StripsAreNeverSharedOut)

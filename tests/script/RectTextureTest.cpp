@@ -50,6 +50,44 @@ TEST_F(ScriptTest, RectTextureThatTheDriverHasNoMemoryForIsDeletedAndReported)
     EXPECT_TRUE(gl.textures.empty());
 }
 
+/// The internal format of a GREY8 texture, and its swizzle.
+Calls greyCalls(ScriptedGl& gl)
+{
+    const RectTexture texture(5, 4, RectTexture::GREY8);
+    Calls calls;
+    for (const std::string& call : gl.takeOnly({"glTexImage2D", "glTexParameteriv"}))
+        if (call.find("PROXY") == std::string::npos)
+            calls.push_back(call);
+    return calls;
+}
+
+TEST_F(ScriptTest, RectTextureOfGreyIsRedWhereShadersCanReadItAsGrey)
+{
+    const Calls red = {"glTexImage2D(GL_TEXTURE_RECTANGLE_ARB, 0, " + std::to_string(GL_R8) +
+                           ", 5, 4, 0, GL_RED, GL_UNSIGNED_BYTE, data)",
+                       "glTexParameteriv(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_SWIZZLE_RGBA, " + std::to_string(GL_RED) +
+                           ", " + std::to_string(GL_RED) + ", " + std::to_string(GL_RED) + ", " +
+                           std::to_string(GL_ONE) + ")"};
+    const Calls luminance = {"glTexImage2D(GL_TEXTURE_RECTANGLE_ARB, 0, " + std::to_string(GL_LUMINANCE8) +
+                             ", 5, 4, 0, GL_LUMINANCE, GL_UNSIGNED_BYTE, data)"};
+    struct
+    {
+        GLboolean version30, redTextures, version33, arbSwizzle, extSwizzle;
+        const Calls& expected;
+    } const drivers[] = {{1, 0, 1, 0, 0, red},       {1, 0, 0, 1, 0, red},       {0, 1, 0, 0, 1, red},
+                         {0, 0, 1, 1, 1, luminance}, {1, 1, 0, 0, 0, luminance}, {0, 0, 0, 0, 0, luminance}};
+    for (const auto& driver : drivers) {
+        __GLEW_VERSION_3_0 = driver.version30;
+        __GLEW_ARB_texture_rg = driver.redTextures;
+        __GLEW_VERSION_3_3 = driver.version33;
+        __GLEW_ARB_texture_swizzle = driver.arbSwizzle;
+        __GLEW_EXT_texture_swizzle = driver.extSwizzle;
+        EXPECT_EQ(greyCalls(gl), driver.expected);
+    }
+    __GLEW_VERSION_3_0 = __GLEW_ARB_texture_rg = __GLEW_VERSION_3_3 = GL_TRUE;
+    __GLEW_ARB_texture_swizzle = __GLEW_EXT_texture_swizzle = GL_TRUE;
+}
+
 TEST_F(ScriptTest, RectTextureLeavesTheErrorQueueToItsOwner)
 {
     gl.errors = {GL_INVALID_ENUM};

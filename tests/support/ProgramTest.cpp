@@ -19,14 +19,23 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The test's environment with some variables set.
-std::vector<std::string> environmentWith(std::map<std::string, std::string> settings)
-{
+using Settings = std::map<std::string, std::string>;
+
 #ifdef VELMOR_KEEP_LOADED
+void addForSanitizers(Settings& settings)
+{
     const char* const options = std::getenv("ASAN_OPTIONS");
     settings["LD_PRELOAD"] = VELMOR_KEEP_LOADED;
     settings["ASAN_OPTIONS"] = std::string(options ? options : "") + ":verify_asan_link_order=0";
+}
+#else
+void addForSanitizers(Settings&) {}
 #endif
+
+/// The test's environment with some variables set.
+std::vector<std::string> environmentWith(Settings settings)
+{
+    addForSanitizers(settings);
     std::vector<std::string> result;
     for (char** entry = environ; *entry; ++entry) {
         const std::string text = *entry;

@@ -61,6 +61,7 @@ const char* enumName(GLenum value)
         VELMOR_NAME(GL_TEXTURE0)
         VELMOR_NAME(GL_TEXTURE1)
         VELMOR_NAME(GL_TEXTURE_WIDTH)
+        VELMOR_NAME(GL_TEXTURE_SWIZZLE_RGBA)
         VELMOR_NAME(GL_DEPTH_TEST)
         VELMOR_NAME(GL_PROJECTION)
         VELMOR_NAME(GL_MODELVIEW)
@@ -95,6 +96,8 @@ const char* enumName(GLenum value)
         VELMOR_NAME(GL_READ_BUFFER)
         VELMOR_NAME(GL_RGBA)
         VELMOR_NAME(GL_RGB)
+        VELMOR_NAME(GL_RED)
+        VELMOR_NAME(GL_LUMINANCE)
         VELMOR_NAME(GL_RED_INTEGER_EXT)
         VELMOR_NAME(GL_FLOAT)
         VELMOR_NAME(GL_UNSIGNED_BYTE)
@@ -440,6 +443,11 @@ void GLAPIENTRY glDeleteTextures(GLsizei count, const GLuint* textures)
 void GLAPIENTRY glTexParameteri(GLenum target, GLenum name, GLint value)
 {
     gl().call("glTexParameteri", Enum{target}, Enum{name}, value);
+}
+
+void GLAPIENTRY glTexParameteriv(GLenum target, GLenum name, const GLint* values)
+{
+    gl().call("glTexParameteriv", Enum{target}, Enum{name}, values[0], values[1], values[2], values[3]);
 }
 
 void GLAPIENTRY glTexImage2D(GLenum target, GLint level, GLint internalFormat, GLsizei width, GLsizei height,
@@ -800,6 +808,11 @@ VELMOR_ENTRY(ValidateProgram)
 #undef VELMOR_ENTRY
 
 GLboolean __GLEW_VERSION_2_1 = GL_TRUE;
+GLboolean __GLEW_VERSION_3_0 = GL_TRUE;
+GLboolean __GLEW_VERSION_3_3 = GL_TRUE;
 GLboolean __GLEW_ARB_pixel_buffer_object = GL_TRUE;
+GLboolean __GLEW_ARB_texture_rg = GL_TRUE;
+GLboolean __GLEW_ARB_texture_swizzle = GL_TRUE;
+GLboolean __GLEW_EXT_texture_swizzle = GL_TRUE;
 
 } // extern "C"

@@ -1,0 +1,39 @@
+#pragma once
+
+#include <GL/glew.h>
+
+namespace velmor::glsupport {
+
+/// The buffers bound for transfers of pixels. glPopClientAttrib() is to bind them again, but where Mesa gives OpenGL a
+/// thread of its own it tells the application afterwards that none is bound.
+class PixelBuffers
+{
+public:
+    void save()
+    {
+        mSupported = GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object;
+        if (mSupported) {
+            glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &mPack);
+            glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &mUnpack);
+        }
+    }
+    void restore() const { bind(mPack, mUnpack); }
+
+    /// Binds none.
+    void release() const { bind(0, 0); }
+
+private:
+    void bind(GLint pack, GLint unpack) const
+    {
+        if (mSupported) {
+            glBindBuffer(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(pack));
+            glBindBuffer(GL_PIXEL_UNPACK_BUFFER, static_cast<GLuint>(unpack));
+        }
+    }
+
+    bool mSupported = false;
+    GLint mPack = 0;
+    GLint mUnpack = 0;
+};
+
+} // namespace velmor::glsupport
