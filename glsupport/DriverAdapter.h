@@ -23,7 +23,9 @@ namespace velmor::glsupport {
 ///
 /// Limits: entry points taken before install(), or other than through GLEW, are not adapted, nor are shaders and
 /// programs that were made before. glGetShaderSource() gives the translated text. While a program is in use, colour
-/// attachments that are not drawn into and would clip the drawing are off; they come back with glUseProgram(0).
+/// attachments that are not drawn into and would clip the drawing are off; they come back with glUseProgram(0). Where
+/// points on corners are adapted, every program with a vertex shader draws an eighth of a pixel further to the right
+/// and up when it draws into a texture.
 ///
 /// Example:
 ///
