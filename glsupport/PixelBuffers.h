@@ -9,6 +9,7 @@ namespace velmor::glsupport {
 class PixelBuffers
 {
 public:
+    /// Keeps which are bound.
     void save()
     {
         mSupported = GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object;
@@ -17,6 +18,8 @@ public:
             glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &mUnpack);
         }
     }
+
+    /// Binds those again.
     void restore() const { bind(mPack, mUnpack); }
 
     /// Binds none.

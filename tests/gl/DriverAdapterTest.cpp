@@ -255,6 +255,7 @@ TEST(DriverAdapterInstall, EveryShortcomingIsMadeGoodAndReported)
 
 TEST(DriverAdapterInstall, ADriverThatDoesEverythingKeepsItsEntryPoints)
 {
+    DriverAdapter::remove(); // what earlier tests of the process have left
     const HeadlessContext context(false);
     const auto driversOwn = entryPoints();
     const DriverAdapter::Report report = DriverAdapter::install();
@@ -268,6 +269,7 @@ TEST(DriverAdapterInstall, ADriverThatDoesEverythingKeepsItsEntryPoints)
 
 TEST(DriverAdapterInstall, RemoveRestoresEveryPointer)
 {
+    DriverAdapter::remove(); // what earlier tests of the process have left
     const HeadlessContext context(false);
     const auto driversOwn = entryPoints();
     DriverAdapter::install(DriverAdapter::Always);
