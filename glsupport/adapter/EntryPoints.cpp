@@ -107,6 +107,16 @@ bool compiles(GLuint shader, const std::string& text)
     return status == GL_TRUE;
 }
 
+/// Whether the driver takes a text. Tried on another shader: where Mesa finds the text of the next trial in its cache,
+/// a shader keeps the message of the one before.
+bool isTaken(GLenum type, const std::string& text)
+{
+    const GLuint trial = glCreateShader(type);
+    const bool taken = compiles(trial, text);
+    glDeleteShader(trial);
+    return taken;
+}
+
 /// The text of a geometry shader before its program is known. It takes as many inputs as there can be.
 std::string provisionalGeometry(const std::string& text)
 {
@@ -183,13 +193,15 @@ void GLAPIENTRY compileShader(GLuint shader)
         compiles(shader, provisionalGeometry(record.text));
         return;
     }
-    // What the driver takes stays as it is; a text that it takes in no form is reported as it was given.
     const std::string asGiven = defined(current, record, record.text);
     const std::string asTranslated = translated(current, record, asGiven);
-    if (current.adaptations.always && asTranslated != asGiven && compiles(shader, asTranslated))
+    if (asTranslated == asGiven) {
+        compiles(shader, asGiven);
         return;
-    if (!compiles(shader, asGiven) && asTranslated != asGiven)
-        compiles(shader, asTranslated);
+    }
+    // What the driver takes stays as it is.
+    const bool stays = current.adaptations.always ? !isTaken(record.type, asTranslated) : isTaken(record.type, asGiven);
+    compiles(shader, stays ? asGiven : asTranslated);
 }
 
 // Programs

@@ -3,10 +3,12 @@
 #include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
 #include "tests/gl/GlTest.h"
+#include "tests/support/TemporaryFolder.h"
 #include "tests/support/ThrownText.h"
 
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <initializer_list>
 #include <map>
 #include <numeric>
@@ -326,6 +328,30 @@ TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
 }
 
 // Texts
+
+TEST(DriverAdapterTexts, LeaveNoMessageWhereTheDriverHasThemInItsCache)
+{
+    const TemporaryFolder folder;
+    setenv("MESA_SHADER_CACHE_DISABLE", "false", 1);
+    setenv("MESA_SHADER_CACHE_DIR", folder.path().c_str(), 1);
+    for (int run = 0; run < 2; ++run) {
+        const HeadlessContext context;
+        const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
+        EXPECT_TRUE(compiles(shader, "void main() { float one = 1; gl_FragColor = vec4(one); }\n"));
+        EXPECT_EQ(shaderLog(shader), "") << "run " << run;
+        const GLuint program = glCreateProgram();
+        glAttachShader(program, shader);
+        EXPECT_TRUE(links(program));
+        glUseProgram(program);
+        const Row row(1);
+        drawQuad();
+        EXPECT_EQ(row.reds(), std::vector<float>{1});
+        glUseProgram(0);
+        glDeleteProgram(program);
+        glDeleteShader(shader);
+    }
+    setenv("MESA_SHADER_CACHE_DISABLE", "true", 1);
+}
 
 TEST_F(DriverAdapterTest, TextsThatAreTakenStayAsTheyAre)
 {
