@@ -16,7 +16,6 @@ enum Adaptation : unsigned
     kUnwrittenColours = 1u << 6, ///< an unwritten gl_FragColor is 0
     kCornerPoints = 1u << 7,     ///< a point on the corner of a pixel fills the pixel beyond it
     kCornerTexels = 1u << 8,     ///< in a vertex shader the corner of a texel reads the texel beyond it
-    kEverything = (1u << 9) - 1,
 };
 
 /// What is adapted for a context.
