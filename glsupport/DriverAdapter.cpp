@@ -2,7 +2,10 @@
 
 #include "glsupport/PixelBuffers.h"
 #include "glsupport/StateGuard.h"
+#include "glsupport/adapter/Contexts.h"
+#include "glsupport/adapter/Driver.h"
 #include "glsupport/adapter/EntryPoints.h"
+#include "glsupport/adapter/Errors.h"
 #include "glsupport/adapter/Probes.h"
 
 #include <GL/glew.h>
@@ -57,6 +60,26 @@ void require(bool condition, const std::string& expected)
 {
     if (!condition)
         throw std::runtime_error("DriverAdapter::install(): expected " + expected);
+}
+
+bool isQueryRunning(bool isSupported, GLenum target)
+{
+    GLint query = 0;
+    if (isSupported)
+        glGetQueryiv(target, GL_CURRENT_QUERY, &query);
+    return query != 0;
+}
+
+/// What the trials would get into, or would be changed by, and nothing could keep them out.
+bool isAnythingRunning()
+{
+    const bool has30 = GLEW_VERSION_3_0;
+    const bool has33 = GLEW_VERSION_3_3;
+    return adapter::isCompilingList() || adapter::integer(GL_RENDER_MODE) != GL_RENDER ||
+           isQueryRunning(true, GL_SAMPLES_PASSED) || isQueryRunning(has33, GL_ANY_SAMPLES_PASSED) ||
+           isQueryRunning(has33, GL_TIME_ELAPSED) || isQueryRunning(has30, GL_PRIMITIVES_GENERATED) ||
+           isQueryRunning(has30, GL_TRANSFORM_FEEDBACK_PRIMITIVES_WRITTEN) ||
+           (GLEW_ARB_transform_feedback2 && adapter::integer(GL_TRANSFORM_FEEDBACK_BUFFER_ACTIVE) != 0);
 }
 
 /// Tries an adaptation beside those that are in place already, and keeps it where it helps. Of a geometry shader, one
@@ -119,8 +142,10 @@ DriverAdapter::Report DriverAdapter::install(Mode mode)
     require(
         glewIsSupported("GL_VERSION_2_0 GL_ARB_texture_rectangle GL_EXT_framebuffer_object"),
         "glewInit() before, and a driver of OpenGL 2.0 with GL_ARB_texture_rectangle and GL_EXT_framebuffer_object");
+    require(!isAnythingRunning(), "no query, display list, feedback or selection to be under way");
     const Unnoticed unnoticed;
     const StateGuard guard;
+    glActiveTexture(GL_TEXTURE0); // of which the guard keeps the texture
     Adaptations adaptations;
     adapter::adapt(adaptations); // first the driver alone
     adaptations.always = mode == Always;

@@ -1,6 +1,7 @@
 #include "glsupport/HeadlessContext.h"
 
 #include "glsupport/DriverAdapter.h"
+#include "glsupport/adapter/Contexts.h"
 #include "glsupport/adapter/EntryPoints.h"
 
 #include <GL/glew.h>

@@ -1,48 +1,17 @@
 #pragma once
 
-// The entry points that take the place of GLEW's, and what they know of each context.
+#include "glsupport/adapter/Adaptations.h"
+
+// Puts our entry points in the place of GLEW's.
 
 namespace velmor::glsupport::adapter {
 
-/// What can be adapted, as bits of a set.
-enum Adaptation : unsigned
-{
-    kClassicTexts = 1u << 0,     ///< texts without #version
-    kFlatOut = 1u << 1,          ///< flat varying out
-    kGeometryShaders = 1u << 2,  ///< EXT_geometry_shader4
-    kEmptyGeometry = 1u << 3,    ///< an empty geometry stage is left out
-    kMatrixUniforms = 1u << 4,   ///< glUniform4f() to a mat2
-    kClippingSources = 1u << 5,  ///< attachments that are not drawn into do not clip
-    kUnwrittenColours = 1u << 6, ///< an unwritten gl_FragColor is 0
-    kCornerPoints = 1u << 7,     ///< a point on the corner of a pixel fills the pixel beyond it
-    kCornerTexels = 1u << 8,     ///< in a vertex shader the corner of a texel reads the texel beyond it
-};
-
-/// What is adapted for a context.
-struct Adaptations
-{
-    unsigned set = 0;             ///< of Adaptation
-    bool always = false;          ///< also what the driver would have taken
-    int verticesAnInvocation = 0; ///< most that one invocation of a geometry shader emits
-};
-
-/// The current context, of EGL or GLX; null when there is none.
-const void* currentContext();
-
 /// Sets what is adapted for the current context, and replaces the entry points that any context needs. To be called
-/// after each glewInit(), which puts the driver's own back.
+/// after each glewInit(), which puts the driver's own back. Pointers that are ours already are not written.
 void adapt(const Adaptations& adaptations);
 
-/// Sets what is adapted for contexts that adapt() is not called for.
-void setAdaptationsOfNewContexts(const Adaptations& adaptations);
-
-/// Forgets a context.
-void forget(const void* context);
-
-/// Puts all entry points back and forgets every context.
+/// Puts all entry points back and forgets every context. glUseProgram() stays where a context that is not current has
+/// sources to be put back, until it is called there.
 void removeAll();
-
-/// Raises an OpenGL error, so that it is the caller's to find.
-void raise(unsigned error);
 
 } // namespace velmor::glsupport::adapter

@@ -1,5 +1,7 @@
 #include "glsupport/adapter/Probes.h"
 
+#include "glsupport/adapter/Driver.h"
+
 #include <GL/glew.h>
 
 #include <algorithm>
@@ -18,12 +20,8 @@ using Pixel = std::array<unsigned char, 4>;
 constexpr Pixel kWhite = {255, 255, 255, 255};
 constexpr Pixel kBlack = {0, 0, 0, 0};
 
-GLint integer(GLenum name)
-{
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
-}
+/// What makes a text one of the classic dialect.
+const std::string kClassic = "#extension GL_ARB_texture_rectangle : enable\n";
 
 /// The line of a message that names an error, or else the first.
 std::string reasonIn(const std::string& text)
@@ -51,6 +49,7 @@ public:
     ~Texture() { glDeleteTextures(1, &mName); }
 
     GLuint name() const { return mName; }
+    void bind() const { glBindTexture(GL_TEXTURE_RECTANGLE_ARB, mName); } // as what is read
 
 private:
     GLuint mName = 0;
@@ -65,8 +64,10 @@ public:
     {
         glGenFramebuffersEXT(1, &mFramebuffer);
         glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, mFramebuffer);
-        if (withSource)
+        if (withSource) {
             attach(kSourceAttachment, mSource);
+            mSource.bind();
+        }
         attach(kDestinationAttachment, mDestination);
         glDrawBuffer(kDestinationAttachment);
         glReadBuffer(kDestinationAttachment);
@@ -206,12 +207,12 @@ std::string shortfallOfWhite(const Program& program)
     return canvas.compare(white);
 }
 
-const char* const kPassColour = "void main() { gl_FragColor = gl_Color; }\n";
+const std::string kPassColour = kClassic + "void main() { gl_FragColor = gl_Color; }\n";
 const char* const kPassVertex = "void main() { gl_Position = gl_Vertex; gl_FrontColor = gl_Color; }\n";
 
 std::string classicTexts()
 {
-    return shortfallOfWhite(Program({{GL_FRAGMENT_SHADER, R"(float values[2] = float[2](0.0, 1.0);
+    return shortfallOfWhite(Program({{GL_FRAGMENT_SHADER, kClassic + R"(float values[2] = float[2](0.0, 1.0);
 void main()
 {
     int one = 1;
@@ -286,7 +287,7 @@ std::string emptyGeometry()
 
 std::string matrixUniforms()
 {
-    const Program program({{GL_FRAGMENT_SHADER, R"(uniform mat2 matrix;
+    const Program program({{GL_FRAGMENT_SHADER, kClassic + R"(uniform mat2 matrix;
 void main()
 {
     gl_FragColor = vec4(matrix[0][0], matrix[0][1], matrix[1][0], matrix[1][1]);
@@ -314,7 +315,7 @@ std::string clippingSources()
 
 std::string unwrittenColours()
 {
-    const Program program({{GL_FRAGMENT_SHADER, R"(uniform float bound;
+    const Program program({{GL_FRAGMENT_SHADER, kClassic + R"(uniform float bound;
 void main()
 {
     if (gl_FragCoord.x < bound)

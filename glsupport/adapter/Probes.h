@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glsupport/adapter/EntryPoints.h"
+#include "glsupport/adapter/Adaptations.h"
 
 #include <string>
 #include <vector>

@@ -2,75 +2,200 @@
 
 #include <algorithm>
 #include <cctype>
-#include <regex>
+#include <initializer_list>
 #include <sstream>
+#include <string_view>
 #include <vector>
 
 namespace velmor::glsupport::adapter {
 namespace {
 
-/// The text with a space for every character of a comment but the line ends.
-std::string withoutComments(std::string text)
+using std::string_view;
+
+/// What translated texts begin with. The comment tells them from an application's own texts of these versions.
+constexpr string_view kHead120 = "#version 120 // of the classic dialect\n";
+constexpr string_view kHead150 = "#version 150 compatibility // of the classic dialect\n";
+
+/// Lines behind it count from 1.
+constexpr string_view kFirstLine = "#line 0\n";
+
+bool beginsWith(string_view text, string_view beginning)
 {
-    for (std::size_t at = text.find('/'); at != std::string::npos; at = text.find('/', at + 1)) {
-        std::size_t end = at;
-        if (text.compare(at, 2, "//") == 0)
-            end = std::min(text.find('\n', at), text.size());
-        else if (text.compare(at, 2, "/*") == 0)
-            end = std::min(text.find("*/", at + 2), text.size() - 2) + 2;
-        std::replace_if(
-            text.begin() + static_cast<std::ptrdiff_t>(at), text.begin() + static_cast<std::ptrdiff_t>(end),
-            [](char each) { return each != '\n'; }, ' ');
-    }
-    return text;
+    return text.substr(0, beginning.size()) == beginning;
 }
 
-std::vector<std::string> linesOf(const std::string& text)
+bool isLineEnd(char each)
 {
-    std::vector<std::string> lines;
-    std::istringstream stream(text);
-    for (std::string line; std::getline(stream, line);)
-        lines.push_back(line);
+    return each == '\n' || each == '\r';
+}
+
+bool isBlank(char each)
+{
+    return std::isspace(static_cast<unsigned char>(each)) != 0 && !isLineEnd(each);
+}
+
+bool isOfWord(char each)
+{
+    return std::isalnum(static_cast<unsigned char>(each)) != 0 || each == '_';
+}
+
+/// How long the line end is that begins here; of two characters where they are different.
+std::size_t lineEndLength(string_view text, std::size_t at)
+{
+    if (at >= text.size() || !isLineEnd(text[at]))
+        return 0;
+    return at + 1 < text.size() && isLineEnd(text[at + 1]) && text[at + 1] != text[at] ? 2 : 1;
+}
+
+/// The text with blanks for comments and for continuations of lines, as long as before. All line ends that are left
+/// end a line of code.
+std::string codeOf(string_view text)
+{
+    std::string code(text);
+    const auto blank = [&code](std::size_t begin, std::size_t end) {
+        std::fill(code.begin() + static_cast<std::ptrdiff_t>(begin), code.begin() + static_cast<std::ptrdiff_t>(end),
+                  ' ');
+    };
+    for (std::size_t at = text.find('\\'); at != string_view::npos; at = text.find('\\', at + 1))
+        if (const std::size_t length = lineEndLength(text, at + 1))
+            blank(at, at + 1 + length);
+    for (std::size_t at = code.find('/'); at != std::string::npos; at = code.find('/', at + 1)) {
+        std::size_t end = at;
+        if (code.compare(at, 2, "//") == 0)
+            end = std::min(code.find_first_of("\r\n", at), code.size());
+        else if (code.compare(at, 2, "/*") == 0)
+            end = std::min(code.find("*/", at + 2), code.size() - 2) + 2;
+        blank(at, end);
+    }
+    return code;
+}
+
+/// Reads words from a line, one after the other.
+class Words
+{
+public:
+    explicit Words(string_view line) : mRest(line) {}
+
+    /// The next word, or the next other character; nothing at the end.
+    string_view next()
+    {
+        const auto begin = std::find_if_not(mRest.begin(), mRest.end(), isBlank);
+        mRest.remove_prefix(static_cast<std::size_t>(begin - mRest.begin()));
+        const auto end = std::find_if_not(mRest.begin(), mRest.end(), isOfWord);
+        const auto length = std::max<std::ptrdiff_t>(end - mRest.begin(), mRest.empty() ? 0 : 1);
+        const string_view word = mRest.substr(0, static_cast<std::size_t>(length));
+        mRest.remove_prefix(word.size());
+        return word;
+    }
+
+private:
+    string_view mRest;
+};
+
+/// A preprocessor line.
+struct Directive
+{
+    std::size_t begin;     ///< where its line of code begins
+    std::size_t end;       ///< where the line ends, before the line end
+    std::size_t behind;    ///< behind the line end
+    string_view name;      ///< such as "extension"
+    string_view extension; ///< for `#extension name : behaviour`
+    string_view behaviour; ///< likewise
+};
+
+/// Calls an action with each preprocessor line.
+template<typename Action>
+void forEachDirective(string_view code, const Action& action)
+{
+    for (std::size_t begin = 0; begin < code.size();) {
+        const std::size_t end = std::min(code.find_first_of("\r\n", begin), code.size());
+        const std::size_t behind = end + lineEndLength(code, end);
+        Words words(code.substr(begin, end - begin));
+        if (words.next() == "#") {
+            Directive directive = {begin, end, behind, words.next(), words.next(), {}};
+            if (words.next() == ":")
+                directive.behaviour = words.next();
+            action(directive);
+        }
+        begin = behind;
+    }
+}
+
+bool enables(const Directive& directive, std::initializer_list<string_view> extensions)
+{
+    return directive.name == "extension" && directive.behaviour != "disable" &&
+           std::find(extensions.begin(), extensions.end(), directive.extension) != extensions.end();
+}
+
+TextFacts factsOfCode(string_view code)
+{
+    TextFacts facts;
+    facts.isEmpty = std::all_of(code.begin(), code.end(), [](char each) { return isBlank(each) || isLineEnd(each); });
+    bool usesClassicExtension = false;
+    forEachDirective(code, [&](const Directive& directive) {
+        if (directive.name == "version") {
+            facts.hasVersion = true;
+            facts.behindVersion = directive.behind;
+        }
+        if (directive.name == "version" || directive.name == "extension")
+            facts.behindExtensions = directive.behind;
+        facts.usesGeometryShader4 = facts.usesGeometryShader4 || enables(directive, {"GL_EXT_geometry_shader4"});
+        usesClassicExtension =
+            usesClassicExtension || enables(directive, {"GL_ARB_texture_rectangle", "GL_EXT_gpu_shader4",
+                                                        "GL_EXT_geometry_shader4", "GL_ARB_color_buffer_float"});
+    });
+    facts.isClassic = usesClassicExtension && (!facts.hasVersion || facts.usesGeometryShader4);
+    return facts;
+}
+
+/// A word of code.
+struct Word
+{
+    std::size_t begin;
+    string_view text;
+
+    std::size_t end() const { return begin + text.size(); }
+};
+
+/// The next word of code from a place on; an empty one behind the last.
+Word wordFrom(string_view code, std::size_t at)
+{
+    const auto from = code.begin() + static_cast<std::ptrdiff_t>(at);
+    const auto begin = std::find_if(from, code.end(), isOfWord);
+    const auto end = std::find_if_not(begin, code.end(), isOfWord);
+    return {static_cast<std::size_t>(begin - code.begin()),
+            code.substr(static_cast<std::size_t>(begin - code.begin()), static_cast<std::size_t>(end - begin))};
+}
+
+bool hasWord(string_view code, string_view text)
+{
+    for (Word word = wordFrom(code, 0); !word.text.empty(); word = wordFrom(code, word.end()))
+        if (word.text == text)
+            return true;
+    return false;
+}
+
+/// Whether nothing but blanks stands between two places.
+bool isBlankBetween(string_view code, std::size_t begin, std::size_t end)
+{
+    const string_view between = code.substr(begin, end - begin);
+    return std::all_of(between.begin(), between.end(), isBlank);
+}
+
+std::size_t lineOf(string_view text, std::size_t at)
+{
+    std::size_t lines = 0;
+    for (std::size_t end = text.find_first_of("\r\n"); end < at; end = text.find_first_of("\r\n", end)) {
+        end += lineEndLength(text, end);
+        ++lines;
+    }
     return lines;
 }
 
-bool isDirective(const std::string& line, const std::string& name)
+/// `#line` with which the line at a place keeps its number, in versions before 3.30.
+std::string keepLine(string_view text, std::size_t at)
 {
-    return std::regex_search(line, std::regex("^\\s*#\\s*" + name + "\\b"));
-}
-
-/// Replaces what a pattern finds outside comments. The replacement has no line end.
-std::string replaceCode(std::string text, const std::string& pattern, const std::string& replacement)
-{
-    const std::string code = withoutComments(text);
-    const std::regex expression(pattern);
-    std::vector<std::smatch> found(std::sregex_iterator(code.begin(), code.end(), expression), std::sregex_iterator());
-    for (auto match = found.rbegin(); match != found.rend(); ++match)
-        text.replace(static_cast<std::size_t>(match->position()), static_cast<std::size_t>(match->length()),
-                     match->format(replacement));
-    return text;
-}
-
-bool usesCode(const std::string& text, const std::string& pattern)
-{
-    return std::regex_search(withoutComments(text), std::regex(pattern));
-}
-
-/// `gl_XIn[index]` as `gl_in[index].gl_X`, for every built-in input X.
-std::string withInputBlock(std::string text)
-{
-    static const std::regex input("\\bgl_(\\w+)In\\s*\\[");
-    std::string code = withoutComments(text);
-    for (std::smatch match; std::regex_search(code, match, input); code = withoutComments(text)) {
-        const auto begin = static_cast<std::size_t>(match.position());
-        const auto index = begin + static_cast<std::size_t>(match.length());
-        std::size_t end = index;
-        for (int open = 1; open > 0 && end < code.size(); ++end)
-            open += code[end] == '[' ? 1 : code[end] == ']' ? -1 : 0;
-        text.insert(end, ".gl_" + match[1].str());
-        text.replace(begin, index - begin, "gl_in[");
-    }
-    return text;
+    return "#line " + std::to_string(lineOf(text, at)) + "\n";
 }
 
 std::string shiftBy(const std::string& uniform)
@@ -78,18 +203,81 @@ std::string shiftBy(const std::string& uniform)
     return "gl_Position.xy += " + uniform + " * gl_Position.w;";
 }
 
+/// The text with main() called by another one, in which something comes first or last. The preprocessor gives it the
+/// other name, so it does not matter how it is written.
+std::string withMainAround(const std::string& text, const std::string& globals, const std::string& first,
+                           const std::string& last)
+{
+    std::string result = text;
+    result.insert(factsOf(text).behindVersion, "#define main velmorMain\n");
+    return result + "\n\n#undef main\n" + globals + "void main() { " + first + "velmorMain(); " + last + "}\n";
+}
+
+/// The input that a word of EXT_geometry_shader4 reads: "Position" of `gl_PositionIn`; nothing where it is another
+/// word.
+string_view inputOf(string_view word)
+{
+    const bool isInput =
+        word.size() > 5 && beginsWith(word, "gl_") && word.substr(word.size() - 2) == "In" && word != "gl_VerticesIn";
+    return isInput ? word.substr(3, word.size() - 5) : string_view();
+}
+
+/// The code of a geometry shader with the inputs of the newer language, and a function of ours to emit vertices.
+std::string withInputBlock(const std::string& text)
+{
+    const std::string code = codeOf(text);
+    std::string result;
+    std::size_t done = 0;
+    const auto replace = [&](std::size_t begin, std::size_t end, const std::string& replacement) {
+        result.append(text, done, begin - done).append(replacement);
+        done = end;
+    };
+    std::vector<string_view> openBrackets; // what to add behind each
+    for (std::size_t at = 0; at < code.size();) {
+        if (!isOfWord(code[at])) {
+            if (code[at] == '[')
+                openBrackets.emplace_back();
+            if (code[at] == ']' && !openBrackets.empty()) {
+                if (!openBrackets.back().empty())
+                    replace(at + 1, at + 1, ".gl_" + std::string(openBrackets.back()));
+                openBrackets.pop_back();
+            }
+            ++at;
+            continue;
+        }
+        const Word word = wordFrom(code, at);
+        at = word.end();
+        const std::size_t bracket = std::min(code.find_first_not_of(" \t\r\n\v\f", at), code.size());
+        if (word.text == "gl_VerticesIn") {
+            replace(word.begin, word.end(), "gl_in.length()");
+        } else if (word.text == "EmitVertex") {
+            replace(word.begin, word.end(), "velmorEmitVertex");
+        } else if (!inputOf(word.text).empty() && bracket < code.size() && code[bracket] == '[') {
+            replace(word.begin, word.end(), "gl_in");
+            openBrackets.push_back(inputOf(word.text));
+            at = bracket + 1;
+        }
+    }
+    return result.append(text, done, std::string::npos);
+}
+
+bool isSpread(const GeometryLayout& layout)
+{
+    return layout.output == "points" && layout.vertices > layout.verticesAnInvocation;
+}
+
 /// The function that stands in for EmitVertex(). Where several invocations share the work, each emits its share.
-std::string emitFunction(const GeometryLayout& layout, bool isSpread)
+std::string emitFunction(const GeometryLayout& layout)
 {
     std::ostringstream out;
-    if (isSpread)
+    if (isSpread(layout))
         out << " int velmorEmitted = 0;";
     if (layout.shifted)
         out << " uniform vec2 velmorEmittedShift;";
     out << " void velmorEmitVertex() {";
     if (layout.shifted)
         out << ' ' << shiftBy("velmorEmittedShift");
-    if (isSpread)
+    if (isSpread(layout))
         out << " if (velmorEmitted / " << layout.verticesAnInvocation << " == gl_InvocationID) EmitVertex();"
             << " velmorEmitted++; }";
     else
@@ -97,114 +285,117 @@ std::string emitFunction(const GeometryLayout& layout, bool isSpread)
     return out.str();
 }
 
-/// The words that follow the extension lines: the layout, and the function that stands in for EmitVertex() if there is
-/// to be one.
-std::string declarations(const GeometryLayout& layout, bool isSpread)
+/// The line that follows the extension lines: the layout, and the function that stands in for EmitVertex().
+std::string declarations(const GeometryLayout& layout)
 {
-    const int vertices = isSpread ? layout.verticesAnInvocation : layout.vertices;
-    const int invocations = isSpread ? (layout.vertices + vertices - 1) / vertices : 1;
+    const int vertices = isSpread(layout) ? layout.verticesAnInvocation : layout.vertices;
     std::ostringstream out;
     out << "layout(" << layout.input;
-    if (isSpread)
-        out << ", invocations = " << invocations;
+    if (isSpread(layout))
+        out << ", invocations = " << (layout.vertices + vertices - 1) / vertices;
     out << ") in; layout(" << layout.output;
     if (vertices > 0)
         out << ", max_vertices = " << vertices;
-    out << ") out;";
-    if (isSpread || layout.shifted)
-        out << emitFunction(layout, isSpread);
+    out << ") out;" << emitFunction(layout) << '\n';
     return out.str();
+}
+
+/// What stands in a text of version 1.50 until its program is known.
+std::string provisionalDeclarations()
+{
+    return declarations({"triangles_adjacency", "points", 1, 1});
 }
 
 } // namespace
 
-bool hasVersion(const std::string& text)
+TextFacts factsOf(const std::string& text)
 {
-    for (const std::string& line : linesOf(withoutComments(text)))
-        if (isDirective(line, "version"))
-            return true;
-    return false;
+    return factsOfCode(codeOf(text));
 }
 
-bool isEmptyText(const std::string& text)
+bool isClassic(const std::string& text)
 {
-    const std::string code = withoutComments(text);
-    return std::all_of(code.begin(), code.end(), [](unsigned char each) { return std::isspace(each) != 0; });
+    return beginsWith(text, kHead120) || beginsWith(text, kHead150) || factsOf(text).isClassic;
 }
 
 std::string inVersion120(const std::string& text)
 {
-    return hasVersion(text) ? text : "#version 120\n#line 0\n" + text;
+    return factsOf(text).hasVersion ? text : std::string(kHead120).append(kFirstLine) + text;
 }
 
 std::string withoutFlatOut(const std::string& text)
 {
-    return replaceCode(text, "\\bflat([ \\t]+)varying[ \\t]+out\\b", "flat$1varying");
+    const std::string code = codeOf(text);
+    std::string result = text;
+    Word words[2] = {};
+    for (Word word = wordFrom(code, 0); !word.text.empty(); word = wordFrom(code, word.end())) {
+        if (words[0].text == "flat" && words[1].text == "varying" && word.text == "out" &&
+            isBlankBetween(code, words[0].end(), words[1].begin) && isBlankBetween(code, words[1].end(), word.begin))
+            result.replace(word.begin, word.text.size(), "   ");
+        words[0] = words[1];
+        words[1] = word;
+    }
+    return result;
+}
+
+std::string inVersion150(const std::string& text)
+{
+    std::string body = withInputBlock(text);
+    const std::string code = codeOf(body);
+    const std::size_t behindExtensions = factsOfCode(code).behindExtensions;
+    forEachDirective(code, [&](const Directive& directive) {
+        if (directive.name != "version" && !enables(directive, {"GL_EXT_geometry_shader4"}))
+            return;
+        for (std::size_t at = directive.begin; at < directive.end; ++at)
+            if (code[at] != ' ') // comments stay: one may go on in the next line
+                body[at] = ' ';
+    });
+    body.insert(behindExtensions, provisionalDeclarations() + keepLine(body, behindExtensions));
+    return std::string(kHead150).append(kFirstLine) + body;
+}
+
+bool isInVersion150(const std::string& text)
+{
+    return beginsWith(text, kHead150);
+}
+
+std::string withLayout(const std::string& text, const GeometryLayout& layout)
+{
+    std::string result = text;
+    const std::string provisional = provisionalDeclarations();
+    const std::size_t at = result.find(provisional);
+    if (at != std::string::npos)
+        result.replace(at, provisional.size(), declarations(layout));
+    if (isSpread(layout))
+        result.insert(kHead150.size(), "#extension GL_ARB_gpu_shader5 : require\n");
+    return result;
 }
 
 std::string withInitialColour(const std::string& text)
 {
-    if (!usesCode(text, "\\bgl_FragColor\\b"))
+    const std::string code = codeOf(text);
+    if (!hasWord(code, "gl_FragColor") || hasWord(code, "gl_FragData"))
         return text;
-    return replaceCode(text, "\\bvoid\\s+main\\s*\\(\\s*(void)?\\s*\\)\\s*\\{", "$& gl_FragColor = vec4(0.0);");
+    return withMainAround(text, "", "gl_FragColor = vec4(0.0); ", "");
 }
 
 std::string withShiftedVertices(const std::string& text)
 {
-    const std::string renamed =
-        replaceCode(text, "\\bvoid(\\s+)main(\\s*\\(\\s*(void)?\\s*\\)\\s*\\{)", "void$1velmorMain$2");
-    if (renamed == text)
-        return text;
-    return renamed + "\nuniform vec2 velmorVertexShift; void main() { velmorMain(); " + shiftBy("velmorVertexShift") +
-           " }\n";
+    return withMainAround(text, "uniform vec2 velmorVertexShift; ", "", shiftBy("velmorVertexShift") + ' ');
 }
 
 std::string withInnerTexels(const std::string& text)
 {
-    return hasVersion(text) ? text
-                            : "#define texture2DRect(sampler, place) texture2DRect(sampler, (place) + 0.125)\n"
-                              "#line 0\n" +
-                                  text;
-}
-
-bool usesGeometryShader4(const std::string& text)
-{
-    for (const std::string& line : linesOf(withoutComments(text)))
-        if (isDirective(line, "extension\\s+GL_EXT_geometry_shader4"))
-            return true;
-    return false;
-}
-
-std::string inVersion150(const std::string& text, const GeometryLayout& layout)
-{
-    const bool isSpread = layout.output == "points" && layout.vertices > layout.verticesAnInvocation;
-    std::string body = withInputBlock(text);
-    body = replaceCode(body, "\\bgl_VerticesIn\\b", "gl_in.length()");
-    if (isSpread || layout.shifted)
-        body = replaceCode(body, "\\bEmitVertex\\b", "velmorEmitVertex");
-
-    std::vector<std::string> lines = linesOf(body);
-    const std::vector<std::string> code = linesOf(withoutComments(body));
-    std::size_t lastExtension = 0; // counted from 1; 0 where there is none
-    for (std::size_t i = 0; i < lines.size(); ++i) {
-        if (isDirective(code[i], "extension"))
-            lastExtension = i + 1;
-        if (isDirective(code[i], "version") || isDirective(code[i], "extension\\s+GL_EXT_geometry_shader4"))
-            lines[i].clear();
-    }
-
-    std::ostringstream out;
-    out << "#version 150 compatibility\n";
-    if (isSpread)
-        out << "#extension GL_ARB_gpu_shader5 : require\n";
-    out << "#line 0\n";
-    for (std::size_t i = 0; i <= lines.size(); ++i) {
-        if (i == lastExtension)
-            out << declarations(layout, isSpread) << "\n#line " << i << '\n';
-        if (i < lines.size())
-            out << lines[i] << '\n';
-    }
-    return out.str();
+    const std::string code = codeOf(text);
+    const TextFacts facts = factsOfCode(code);
+    const bool hasVersionOfItsOwn = facts.hasVersion && !beginsWith(text, kHead120);
+    if (hasVersionOfItsOwn || !hasWord(code, "texture2DRect"))
+        return text;
+    std::string result = text;
+    return result.insert(facts.behindExtensions,
+                         "vec2 velmorInner(vec2 place)"
+                         " { return place + 0.125 * vec2(equal(fract(place), vec2(0.0))); }\n"
+                         "#define texture2DRect(sampler, place) texture2DRect(sampler, velmorInner(place))\n");
 }
 
 } // namespace velmor::glsupport::adapter

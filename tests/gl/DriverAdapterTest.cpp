@@ -28,8 +28,11 @@ namespace {
 using Texel = std::array<float, 4>;
 using Stages = std::initializer_list<std::pair<GLenum, std::string>>;
 
+/// What makes a text one of the filters' dialect.
+const std::string kClassic = "#extension GL_ARB_texture_rectangle : enable\n";
+
 const char* const kPassVertex = "void main() { gl_Position = gl_Vertex; gl_FrontColor = gl_Color; }\n";
-const char* const kPassColour = "void main() { gl_FragColor = gl_Color; }\n";
+const std::string kPassColour = kClassic + "void main() { gl_FragColor = gl_Color; }\n";
 const char* const kGeometryHead = "#version 130\n#extension GL_EXT_geometry_shader4 : enable\n";
 
 bool compiles(GLuint shader, const std::string& text)
@@ -337,7 +340,7 @@ TEST(DriverAdapterTexts, LeaveNoMessageWhereTheDriverHasThemInItsCache)
     for (int run = 0; run < 2; ++run) {
         const HeadlessContext context;
         const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
-        EXPECT_TRUE(compiles(shader, "void main() { float one = 1; gl_FragColor = vec4(one); }\n"));
+        EXPECT_TRUE(compiles(shader, kClassic + "void main() { float one = 1; gl_FragColor = vec4(one); }\n"));
         EXPECT_EQ(shaderLog(shader), "") << "run " << run;
         const GLuint program = glCreateProgram();
         glAttachShader(program, shader);
@@ -358,7 +361,7 @@ TEST_F(DriverAdapterTest, TextsThatAreTakenStayAsTheyAre)
     DriverAdapter::install();
     const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
     const std::string plain = "void main() { gl_FragData[0] = gl_Color; }\n";
-    for (const std::string& text : {plain, "#version 130\n" + plain}) {
+    for (const std::string& text : {plain, kClassic + plain, "#version 130\n" + plain}) {
         EXPECT_TRUE(compiles(shader, text));
         GLchar kept[256] = "";
         glGetShaderSource(shader, sizeof(kept), nullptr, kept);
@@ -369,9 +372,10 @@ TEST_F(DriverAdapterTest, TextsThatAreTakenStayAsTheyAre)
 TEST_F(DriverAdapterTest, TextsInPiecesAreTranslatedAsOne)
 {
     const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
-    const GLchar* const pieces[] = {"uniform int one; void ma", "in() { gl_FragColor[0] = one; }NOTTHIS"};
-    const GLint lengths[] = {-1, 31};
-    glShaderSource(shader, 2, pieces, lengths);
+    const GLchar* const pieces[] = {kClassic.c_str(), "uniform int one; void ma",
+                                    "in() { gl_FragColor[0] = one; }NOTTHIS"};
+    const GLint lengths[] = {-1, -1, 31};
+    glShaderSource(shader, 3, pieces, lengths);
     glCompileShader(shader);
     GLint status = 0;
     glGetShaderiv(shader, GL_COMPILE_STATUS, &status);
@@ -387,7 +391,7 @@ TEST_F(DriverAdapterTest, MessagesNameTheLinesOfTheText)
         int line;
     } cases[] = {
         {GL_FRAGMENT_SHADER, "#extension GL_ARB_texture_rectangle : enable\nvoid main()\n{\n    nothing = 1;\n}\n", 4},
-        {GL_FRAGMENT_SHADER, "void main()\n{\n    int one = 1;\n    float x = one;\n    gl_FragColor = y;\n}\n", 5},
+        {GL_FRAGMENT_SHADER, kClassic + "void main()\n{\n    int one = 1;\n    float x = one;\n}\nfloat y = z;\n", 7},
         {GL_GEOMETRY_SHADER_EXT, std::string(kGeometryHead) + "void main()\n{\n    nothing = 1;\n}\n", 5},
         {GL_GEOMETRY_SHADER_EXT, "#extension GL_EXT_geometry_shader4 : enable\n\n\nvoid main() { nothing = 1; }\n", 4},
     };
@@ -402,8 +406,8 @@ TEST_F(DriverAdapterTest, MessagesNameTheLinesOfTheText)
 TEST_F(DriverAdapterTest, AnUnwrittenColourIsZero)
 {
     const Row row(4);
-    glUseProgram(
-        build({{GL_FRAGMENT_SHADER, "void main() { if (gl_FragCoord.x > 2.0) gl_FragColor = vec4(1.0); }\n"}}));
+    glUseProgram(build(
+        {{GL_FRAGMENT_SHADER, kClassic + "void main() { if (gl_FragCoord.x > 2.0) gl_FragColor = vec4(1.0); }\n"}}));
     drawQuad();
     EXPECT_EQ(row.reds(), (std::vector<float>{0, 0, 1, 1}));
 }
@@ -625,7 +629,8 @@ TEST_F(DriverAdapterTest, AnEmptyGeometryStageIsLeftOutOfEveryLink)
 
 TEST_F(DriverAdapterTest, FourNumbersAreAMatrixByColumns)
 {
-    const GLuint program = build({{GL_FRAGMENT_SHADER, R"(uniform struct { mat2 matrices[2]; vec4 vector; } records[2];
+    const GLuint program =
+        build({{GL_FRAGMENT_SHADER, kClassic + R"(uniform struct { mat2 matrices[2]; vec4 vector; } records[2];
 uniform mat2 single;
 void main()
 {
@@ -654,12 +659,12 @@ void main()
 
 TEST_F(DriverAdapterTest, AProgramThatTakesAnotherLayoutIsLookedAtAnew)
 {
-    const char* const matrix = "uniform mat2 v; void main() { gl_FragColor = vec4(v[0], v[1]); }\n";
-    const char* const vector = "uniform vec4 v; void main() { gl_FragColor = v; }\n";
+    const std::string matrix = kClassic + "uniform mat2 v; void main() { gl_FragColor = vec4(v[0], v[1]); }\n";
+    const std::string vector = kClassic + "uniform vec4 v; void main() { gl_FragColor = v; }\n";
     const GLuint program = glCreateProgram();
     const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
     glAttachShader(program, shader);
-    for (const char* const text : {matrix, vector, matrix}) {
+    for (const std::string& text : {matrix, vector, matrix}) {
         ASSERT_TRUE(compiles(shader, text));
         ASSERT_TRUE(links(program));
         const Row row(1);
@@ -679,7 +684,7 @@ protected:
     void SetUp() override
     {
         DriverAdapterTest::SetUp();
-        program = build({{GL_FRAGMENT_SHADER, "void main() { gl_FragColor = vec4(1.0); }\n"}});
+        program = build({{GL_FRAGMENT_SHADER, kClassic + "void main() { gl_FragColor = vec4(1.0); }\n"}});
         small.emplace(2, 1, RectTexture::RGBA32F);
         row.emplace(5);
         attachSource(small->getTexId());
@@ -695,6 +700,8 @@ protected:
 
     static void attachSource(GLuint texture)
     {
+        glActiveTexture(GL_TEXTURE1);
+        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, texture); // as a filter binds what it reads
         glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT2_EXT, GL_TEXTURE_RECTANGLE_ARB, texture, 0);
     }
 
@@ -801,7 +808,7 @@ TEST(DriverAdapterAccepted, AttachmentsThatDoNotClipStayInPlace)
 bool takesMatrix()
 {
     const GLuint program =
-        build({{GL_FRAGMENT_SHADER, "uniform mat2 m; void main() { gl_FragColor = vec4(m[0], m[1]); }\n"}});
+        build({{GL_FRAGMENT_SHADER, kClassic + "uniform mat2 m; void main() { gl_FragColor = vec4(m[0], m[1]); }\n"}});
     const Row row(1);
     glUseProgram(program);
     glUniform4f(glGetUniformLocation(program, "m"), 1, 2, 3, 4);
@@ -841,8 +848,9 @@ TEST(DriverAdapterContexts, AreAdaptedEachByItself)
 TEST(DriverAdapterContexts, ProgramsInUseAreKeptApart)
 {
     HeadlessContext first;
-    const std::string text = "void main() { gl_FragColor = vec4(1.0); }\n";
-    glUseProgram(build({{GL_FRAGMENT_SHADER, "uniform mat2 m; void main() { gl_FragColor = vec4(m[0], m[1]); }\n"}}));
+    const std::string text = kClassic + "void main() { gl_FragColor = vec4(1.0); }\n";
+    glUseProgram(
+        build({{GL_FRAGMENT_SHADER, kClassic + "uniform mat2 m; void main() { gl_FragColor = vec4(m[0], m[1]); }\n"}}));
     const GLint location = glGetUniformLocation(static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)), "m");
     HeadlessContext second;
     glUseProgram(build({{GL_FRAGMENT_SHADER, text}}));

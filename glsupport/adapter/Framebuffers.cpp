@@ -1,0 +1,226 @@
+#include "glsupport/adapter/Framebuffers.h"
+
+#include "glsupport/adapter/Driver.h"
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+#include <vector>
+
+namespace velmor::glsupport::adapter {
+namespace {
+
+struct Size
+{
+    GLint width = 0;
+    GLint height = 0;
+};
+
+/// Of what cannot be told: everything is smaller, and a part of it is nothing.
+constexpr Size kUnknown = {std::numeric_limits<GLint>::max(), std::numeric_limits<GLint>::max()};
+
+bool isSmaller(const Size& size, const Size& than)
+{
+    return size.width < than.width || size.height < than.height;
+}
+
+/// A texture that a pass may read.
+struct Source
+{
+    GLuint texture;
+    Size size;
+};
+
+/// The rectangle textures on the two units that filters read.
+std::vector<Source> boundSources()
+{
+    std::vector<Source> sources;
+    const GLint active = integer(GL_ACTIVE_TEXTURE);
+    for (const GLint unit : {GL_TEXTURE0, GL_TEXTURE1}) {
+        glActiveTexture(static_cast<GLenum>(unit));
+        const auto texture = static_cast<GLuint>(integer(GL_TEXTURE_BINDING_RECTANGLE_ARB));
+        if (texture == 0)
+            continue;
+        Source source = {texture, {}};
+        glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE_ARB, 0, GL_TEXTURE_WIDTH, &source.size.width);
+        glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE_ARB, 0, GL_TEXTURE_HEIGHT, &source.size.height);
+        sources.push_back(source);
+    }
+    glActiveTexture(static_cast<GLenum>(active));
+    return sources;
+}
+
+bool isColourAttachment(GLenum attachment)
+{
+    return GL_COLOR_ATTACHMENT0_EXT <= attachment && attachment <= GL_COLOR_ATTACHMENT15_EXT;
+}
+
+std::vector<GLenum> drawnAttachments()
+{
+    std::vector<GLenum> drawn;
+    const GLint buffers = integer(GL_MAX_DRAW_BUFFERS);
+    for (GLint i = 0; i < buffers; ++i) {
+        const auto attachment = static_cast<GLenum>(integer(static_cast<GLenum>(GL_DRAW_BUFFER0 + i)));
+        if (isColourAttachment(attachment))
+            drawn.push_back(attachment);
+    }
+    return drawn;
+}
+
+/// The texture on the bound framebuffer; 0 where there is none.
+GLuint attachedTexture(GLenum attachment)
+{
+    GLint type = GL_NONE;
+    GLint name = 0;
+    glGetFramebufferAttachmentParameterivEXT(GL_FRAMEBUFFER_EXT, attachment, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_TYPE_EXT,
+                                             &type);
+    if (type != GL_TEXTURE)
+        return 0;
+    glGetFramebufferAttachmentParameterivEXT(GL_FRAMEBUFFER_EXT, attachment, GL_FRAMEBUFFER_ATTACHMENT_OBJECT_NAME_EXT,
+                                             &name);
+    return static_cast<GLuint>(name);
+}
+
+/// The size of a texture that is attached. It may have been deleted, and its target is not known, so it cannot be bound
+/// to ask.
+Size sizeOf(GLuint texture)
+{
+    if (!(GLEW_VERSION_4_5 || GLEW_ARB_direct_state_access) || !glIsTexture(texture))
+        return kUnknown;
+    Size size;
+    glGetTextureLevelParameteriv(texture, 0, GL_TEXTURE_WIDTH, &size.width);
+    glGetTextureLevelParameteriv(texture, 0, GL_TEXTURE_HEIGHT, &size.height);
+    return size;
+}
+
+/// The largest size of what is drawn into.
+Size sizeDrawnInto(const std::vector<GLenum>& drawn)
+{
+    Size largest;
+    for (const GLenum attachment : drawn) {
+        const GLuint texture = attachedTexture(attachment);
+        const Size size = texture != 0 ? sizeOf(texture) : Size();
+        largest = {std::max(largest.width, size.width), std::max(largest.height, size.height)};
+    }
+    return largest;
+}
+
+GLuint boundFramebuffer()
+{
+    return static_cast<GLuint>(integer(GL_FRAMEBUFFER_BINDING_EXT));
+}
+
+} // namespace
+
+void takeSourcesOff(Context& context)
+{
+    const GLuint framebuffer = boundFramebuffer();
+    if (framebuffer == 0)
+        return;
+    std::vector<Source> sources = boundSources();
+    const std::vector<GLenum> drawn = drawnAttachments();
+    const Size size = context.adaptations.always ? kUnknown : sizeDrawnInto(drawn);
+    const auto doesNotClip = [&size](const Source& source) {
+        return !isSmaller(source.size, size);
+    };
+    sources.erase(std::remove_if(sources.begin(), sources.end(), doesNotClip), sources.end());
+    if (sources.empty()) // the common case, which is to cost little
+        return;
+    context.takenOff = {framebuffer, {}};
+    const auto attachments = static_cast<GLenum>(integer(GL_MAX_COLOR_ATTACHMENTS_EXT));
+    for (GLenum i = 0; i < attachments; ++i) {
+        const GLenum attachment = GL_COLOR_ATTACHMENT0_EXT + i;
+        const GLuint texture = attachedTexture(attachment);
+        const bool isSource = std::any_of(sources.begin(), sources.end(),
+                                          [texture](const Source& source) { return source.texture == texture; });
+        if (!isSource || std::find(drawn.begin(), drawn.end(), attachment) != drawn.end())
+            continue;
+        driver.framebufferTexture2D(GL_FRAMEBUFFER_EXT, attachment, GL_TEXTURE_RECTANGLE_ARB, 0, 0);
+        context.takenOff.textures.emplace(attachment, texture);
+    }
+}
+
+void putSourcesBack(Context& context)
+{
+    if (context.takenOff.textures.empty())
+        return;
+    const TakenOff takenOff = std::move(context.takenOff);
+    context.takenOff = {};
+    const GLuint bound = boundFramebuffer();
+    const GLenum target = GLEW_VERSION_3_0 ? GL_DRAW_FRAMEBUFFER_EXT : GL_FRAMEBUFFER_EXT;
+    if (bound != takenOff.framebuffer)
+        glBindFramebufferEXT(target, takenOff.framebuffer);
+    for (const auto& [attachment, texture] : takenOff.textures)
+        if (glIsTexture(texture) && attachedTexture(attachment) == 0)
+            driver.framebufferTexture2D(target, attachment, GL_TEXTURE_RECTANGLE_ARB, texture, 0);
+    if (bound != takenOff.framebuffer)
+        glBindFramebufferEXT(target, bound);
+}
+
+void shiftVertices(const Program& program)
+{
+    if (program.shiftLocation < 0)
+        return;
+    const Size size = boundFramebuffer() != 0 ? sizeDrawnInto(drawnAttachments()) : Size();
+    const auto eighth = [](GLint pixels) {
+        return pixels > 0 ? 0.25f / static_cast<GLfloat>(pixels) : 0.0f;
+    };
+    glUniform2f(program.shiftLocation, eighth(size.width), eighth(size.height));
+}
+
+namespace {
+
+/// The program in use draws into another framebuffer from now on.
+void follow(GLenum target)
+{
+    if (target == GL_READ_FRAMEBUFFER_EXT)
+        return;
+    const Program* const program = find(context(), static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)));
+    if (program && !isCompilingList())
+        shiftVertices(*program);
+}
+
+/// What was off a framebuffer is not put on a later one of its name.
+void forgetFramebuffers(GLsizei count, const GLuint* framebuffers)
+{
+    TakenOff& takenOff = context().takenOff;
+    if (count > 0 && std::find(framebuffers, framebuffers + count, takenOff.framebuffer) != framebuffers + count)
+        takenOff = {};
+}
+
+} // namespace
+
+void GLAPIENTRY framebufferTexture2D(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
+                                     GLint level)
+{
+    driver.framebufferTexture2D(target, attachment, textureTarget, texture, level);
+    TakenOff& takenOff = context().takenOff;
+    if (!takenOff.textures.empty() && boundFramebuffer() == takenOff.framebuffer)
+        takenOff.textures.erase(attachment); // what is attached meanwhile stays
+}
+
+void GLAPIENTRY bindFramebufferExt(GLenum target, GLuint framebuffer)
+{
+    driver.bindFramebufferExt(target, framebuffer);
+    follow(target);
+}
+
+void GLAPIENTRY bindFramebuffer(GLenum target, GLuint framebuffer)
+{
+    driver.bindFramebuffer(target, framebuffer);
+    follow(target);
+}
+
+void GLAPIENTRY deleteFramebuffersExt(GLsizei count, const GLuint* framebuffers)
+{
+    forgetFramebuffers(count, framebuffers);
+    driver.deleteFramebuffersExt(count, framebuffers);
+}
+
+void GLAPIENTRY deleteFramebuffers(GLsizei count, const GLuint* framebuffers)
+{
+    forgetFramebuffers(count, framebuffers);
+    driver.deleteFramebuffers(count, framebuffers);
+}
+
+} // namespace velmor::glsupport::adapter

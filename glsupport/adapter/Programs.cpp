@@ -1,0 +1,454 @@
+#include "glsupport/adapter/Programs.h"
+
+#include "glsupport/adapter/Contexts.h"
+#include "glsupport/adapter/Driver.h"
+#include "glsupport/adapter/Errors.h"
+#include "glsupport/adapter/Framebuffers.h"
+#include "glsupport/adapter/ShaderText.h"
+
+#include <algorithm>
+#include <initializer_list>
+#include <string>
+#include <vector>
+
+namespace velmor::glsupport::adapter {
+namespace {
+
+// Shader texts
+
+/// What is compiled in the place of an empty geometry stage, which never gets into a program.
+const char* const kPlaceholder = "#version 150 compatibility // in the place of an empty stage\n"
+                                 "layout(points) in; layout(points, max_vertices = 1) out; void main() {}\n";
+
+std::string textOf(GLuint shader)
+{
+    GLint length = 0;
+    glGetShaderiv(shader, GL_SHADER_SOURCE_LENGTH, &length);
+    std::string text(static_cast<std::size_t>(std::max(length, 1)), '\0');
+    glGetShaderSource(shader, static_cast<GLsizei>(text.size()), &length, text.data());
+    text.resize(static_cast<std::size_t>(length));
+    return text;
+}
+
+GLenum typeOf(GLuint shader)
+{
+    GLint type = 0;
+    glGetShaderiv(shader, GL_SHADER_TYPE, &type);
+    return static_cast<GLenum>(type);
+}
+
+bool compiles(GLuint shader, const std::string& text)
+{
+    const GLchar* const source = text.c_str();
+    glShaderSource(shader, 1, &source, nullptr);
+    driver.compileShader(shader);
+    GLint status = GL_FALSE;
+    glGetShaderiv(shader, GL_COMPILE_STATUS, &status);
+    return status == GL_TRUE;
+}
+
+/// Whether the driver takes a text. Tried on another shader: where Mesa finds the text of the next trial in its cache,
+/// a shader keeps the message of the one before.
+bool isTaken(GLenum type, const std::string& text)
+{
+    const GLuint trial = glCreateShader(type);
+    const bool taken = compiles(trial, text);
+    glDeleteShader(trial);
+    return taken;
+}
+
+/// What stands for a text where the driver refuses it.
+std::string translated(const Adaptations& adaptations, GLenum type, const std::string& text)
+{
+    if (type == GL_GEOMETRY_SHADER_EXT && adapts(adaptations, kEmptyGeometry) && factsOf(text).isEmpty)
+        return kPlaceholder;
+    if (!isClassic(text))
+        return text;
+    if (type == GL_GEOMETRY_SHADER_EXT && adapts(adaptations, kGeometryShaders) && factsOf(text).usesGeometryShader4)
+        return inVersion150(text);
+    std::string result = text;
+    if (type == GL_VERTEX_SHADER && adapts(adaptations, kFlatOut))
+        result = withoutFlatOut(result);
+    if (adapts(adaptations, kClassicTexts))
+        result = inVersion120(result);
+    return result;
+}
+
+} // namespace
+
+void GLAPIENTRY compileShader(GLuint shader)
+{
+    const Adaptations& adaptations = context().adaptations;
+    if (adaptations.set != 0 && glIsShader(shader)) {
+        const GLenum type = typeOf(shader);
+        const std::string text = textOf(shader);
+        const std::string translation = translated(adaptations, type, text);
+        // Of a geometry stage it means little that it is taken: it may still know nothing of the program's parameters.
+        const bool isWanted =
+            translation != text && (adaptations.always || type == GL_GEOMETRY_SHADER_EXT || !isTaken(type, text));
+        if (isWanted && isTaken(type, translation)) {
+            compiles(shader, translation);
+            return;
+        }
+    }
+    driver.compileShader(shader);
+}
+
+// Links
+
+namespace {
+
+/// A shader of a program.
+struct Stage
+{
+    GLuint shader;
+    GLenum type;
+    std::string text;
+};
+
+std::vector<Stage> stagesOf(GLuint program)
+{
+    GLint count = 0;
+    glGetProgramiv(program, GL_ATTACHED_SHADERS, &count);
+    std::vector<GLuint> shaders(static_cast<std::size_t>(count));
+    glGetAttachedShaders(program, count, &count, shaders.data());
+    std::vector<Stage> stages;
+    for (const GLuint shader : shaders)
+        stages.push_back({shader, typeOf(shader), textOf(shader)});
+    return stages;
+}
+
+bool isLeftOut(const Stage& stage)
+{
+    return stage.text == kPlaceholder;
+}
+
+bool isGeometry(const Stage& stage)
+{
+    return stage.type == GL_GEOMETRY_SHADER_EXT && !isLeftOut(stage);
+}
+
+bool isTranslatedGeometry(const Stage& stage)
+{
+    return isGeometry(stage) && isInVersion150(stage.text);
+}
+
+template<typename Is>
+bool hasAny(const std::vector<Stage>& stages, const Is& is)
+{
+    return std::any_of(stages.begin(), stages.end(), is);
+}
+
+bool isInUse(GLuint program)
+{
+    return integer(GL_CURRENT_PROGRAM) == static_cast<GLint>(program);
+}
+
+bool isLinked(GLuint program)
+{
+    GLint status = GL_FALSE;
+    glGetProgramiv(program, GL_LINK_STATUS, &status);
+    return status == GL_TRUE;
+}
+
+/// Which shader stands for a stage in a link: its own, or one of ours; 0 where it is left out. Where the driver refuses
+/// ours, the stage's own does; a geometry stage has none of its own that could be linked.
+GLuint shaderFor(const Stage& stage, const std::string& text)
+{
+    if (text.empty() || text == stage.text)
+        return text.empty() ? 0 : stage.shader;
+    const GLuint shader = glCreateShader(stage.type);
+    if (compiles(shader, text) || isTranslatedGeometry(stage))
+        return shader;
+    glDeleteShader(shader);
+    return stage.shader;
+}
+
+/// Links a program with other texts in the place of its stages' own; an empty one leaves the stage out. Its shaders,
+/// their order and what they hold are the same afterwards.
+bool linksWith(GLuint program, const std::vector<Stage>& stages, const std::vector<std::string>& texts)
+{
+    const GLuint holder = driver.createProgram(); // keeps shaders that were deleted while they were attached
+    std::vector<GLuint> linked;
+    for (std::size_t i = 0; i < stages.size(); ++i) {
+        glAttachShader(holder, stages[i].shader);
+        glDetachShader(program, stages[i].shader);
+        if (const GLuint shader = shaderFor(stages[i], texts[i]))
+            linked.push_back(shader);
+    }
+    for (const GLuint shader : linked)
+        glAttachShader(program, shader);
+    driver.linkProgram(program);
+    for (const GLuint shader : linked) {
+        glDetachShader(program, shader);
+        if (!hasAny(stages, [shader](const Stage& stage) { return stage.shader == shader; }))
+            glDeleteShader(shader);
+    }
+    for (const Stage& stage : stages)
+        glAttachShader(program, stage.shader);
+    driver.deleteProgram(holder);
+    return isLinked(program);
+}
+
+std::string layoutName(GLint primitive)
+{
+    switch (primitive) {
+    case GL_POINTS:
+        return "points";
+    case GL_LINES:
+        return "lines";
+    case GL_LINES_ADJACENCY_EXT:
+        return "lines_adjacency";
+    case GL_TRIANGLES:
+        return "triangles";
+    case GL_TRIANGLES_ADJACENCY_EXT:
+        return "triangles_adjacency";
+    case GL_LINE_STRIP:
+        return "line_strip";
+    default:
+        return "triangle_strip";
+    }
+}
+
+/// A stage's text with what the driver leaves undefined, or to rounding, made definite.
+std::string definite(const Adaptations& adaptations, const Stage& stage, bool isBeforeFragments)
+{
+    std::string text = stage.text;
+    if (isLeftOut(stage))
+        return "";
+    if (stage.type == GL_FRAGMENT_SHADER && adapts(adaptations, kUnwrittenColours))
+        text = withInitialColour(text);
+    if (stage.type == GL_VERTEX_SHADER && adapts(adaptations, kCornerTexels))
+        text = withInnerTexels(text);
+    if (stage.type == GL_VERTEX_SHADER && adapts(adaptations, kCornerPoints) && isBeforeFragments)
+        text = withShiftedVertices(text);
+    return text;
+}
+
+/// The texts that a program of the classic dialect is linked with.
+std::vector<std::string> classicTexts(const Adaptations& adaptations, const std::vector<Stage>& stages,
+                                      const Program& parameters, int verticesAnInvocation)
+{
+    const bool hasGeometry = hasAny(stages, isGeometry);
+    std::vector<std::string> texts;
+    for (const Stage& stage : stages)
+        texts.push_back(isTranslatedGeometry(stage)
+                            ? withLayout(stage.text, {layoutName(parameters.inputType),
+                                                      layoutName(parameters.outputType), parameters.verticesOut,
+                                                      verticesAnInvocation, adapts(adaptations, kCornerPoints)})
+                            : definite(adaptations, stage, !hasGeometry));
+    return texts;
+}
+
+/// Links with the geometry stage for the parameters of the program. Where the driver refuses so many vertices from one
+/// invocation, the work is spread over more and more of them.
+void linkWithGeometry(GLuint program, const std::vector<Stage>& stages, const Context& current,
+                      const Program& parameters)
+{
+    const auto links = [&](int verticesAnInvocation) {
+        return linksWith(program, stages, classicTexts(current.adaptations, stages, parameters, verticesAnInvocation));
+    };
+    int share = current.adaptations.verticesAnInvocation;
+    bool isDone = links(share);
+    for (share = std::min(share, parameters.verticesOut); !isDone && parameters.outputType == GL_POINTS && share > 1;) {
+        share /= 2;
+        isDone = links(share);
+    }
+    if (!isDone) // so that the message is about the whole
+        links(current.adaptations.verticesAnInvocation);
+}
+
+/// Links with what is to be left out left out, and all other stages as they are.
+void linkAsGiven(GLuint program, const std::vector<Stage>& stages)
+{
+    if (!hasAny(stages, isLeftOut)) {
+        driver.linkProgram(program);
+        return;
+    }
+    std::vector<std::string> texts;
+    for (const Stage& stage : stages)
+        texts.push_back(isLeftOut(stage) ? "" : stage.text);
+    linksWith(program, stages, texts);
+}
+
+void linkClassic(GLuint program, const std::vector<Stage>& stages, const Context& current, const Program& parameters)
+{
+    if (hasAny(stages, isTranslatedGeometry)) {
+        linkWithGeometry(program, stages, current, parameters);
+        return;
+    }
+    const std::vector<std::string> texts = classicTexts(current.adaptations, stages, parameters, 0);
+    const auto isOwnText = [](const std::string& text, const Stage& stage) {
+        return text == stage.text;
+    };
+    if (std::equal(texts.begin(), texts.end(), stages.begin(), isOwnText) || !linksWith(program, stages, texts))
+        linkAsGiven(program, stages);
+}
+
+// Uniforms
+
+std::vector<GLint> mat2LocationsOf(GLuint program)
+{
+    std::vector<GLint> locations;
+    GLint count = 0;
+    GLint longestName = 0;
+    glGetProgramiv(program, GL_ACTIVE_UNIFORMS, &count);
+    glGetProgramiv(program, GL_ACTIVE_UNIFORM_MAX_LENGTH, &longestName);
+    std::string buffer(static_cast<std::size_t>(std::max(longestName, 1)), '\0');
+    for (GLint i = 0; i < count; ++i) {
+        GLsizei length = 0;
+        GLint elements = 0;
+        GLenum type = 0;
+        glGetActiveUniform(program, static_cast<GLuint>(i), longestName, &length, &elements, &type, buffer.data());
+        if (type != GL_FLOAT_MAT2)
+            continue;
+        std::string name = buffer.substr(0, static_cast<std::size_t>(length));
+        if (name.size() > 3 && name.compare(name.size() - 3, 3, "[0]") == 0)
+            name.resize(name.size() - 3);
+        locations.push_back(glGetUniformLocation(program, name.c_str()));
+        for (GLint element = 1; element < elements; ++element)
+            locations.push_back(glGetUniformLocation(program, (name + "[" + std::to_string(element) + "]").c_str()));
+    }
+    std::sort(locations.begin(), locations.end());
+    return locations;
+}
+
+/// Positions that transform feedback captures are not moved.
+bool capturesVaryings(GLuint program)
+{
+    GLint varyings = 0;
+    if (GLEW_VERSION_3_0)
+        glGetProgramiv(program, GL_TRANSFORM_FEEDBACK_VARYINGS, &varyings);
+    return varyings > 0;
+}
+
+GLint shiftLocationOf(GLuint program, const std::vector<Stage>& stages)
+{
+    if (capturesVaryings(program))
+        return -1;
+    return glGetUniformLocation(program, hasAny(stages, isGeometry) ? "velmorEmittedShift" : "velmorVertexShift");
+}
+
+} // namespace
+
+GLuint GLAPIENTRY createProgram()
+{
+    const GLuint program = driver.createProgram();
+    Context& current = context();
+    current.programs.erase(program); // nothing of an earlier one by the same name
+    current.deletedInUse.erase(program);
+    return program;
+}
+
+void GLAPIENTRY deleteProgram(GLuint program)
+{
+    driver.deleteProgram(program);
+    Context& current = context();
+    if (find(current, program))
+        current.deletedInUse.insert(program);
+    forgetDeleted(current);
+}
+
+void GLAPIENTRY linkProgram(GLuint program)
+{
+    Context& current = context();
+    if (current.adaptations.set == 0 || !glIsProgram(program)) {
+        driver.linkProgram(program);
+        return;
+    }
+    const std::vector<Stage> stages = stagesOf(program);
+    Program* known = find(current, program);
+    if (!hasAny(stages, [](const Stage& stage) { return isClassic(stage.text); })) {
+        linkAsGiven(program, stages);
+        if (known)
+            known->isClassic = false;
+        return;
+    }
+    known = &current.programs[program];
+    linkClassic(program, stages, current, *known);
+    known->isClassic = isLinked(program);
+    known->mat2Locations = known->isClassic && adapts(current.adaptations, kMatrixUniforms) ? mat2LocationsOf(program)
+                                                                                            : std::vector<GLint>();
+    known->shiftLocation = known->isClassic ? shiftLocationOf(program, stages) : -1;
+    if (isInUse(program)) // a link sets uniforms back
+        shiftVertices(*known);
+}
+
+namespace {
+
+/// Keeps a parameter of the geometry stage; false when the value is none that it may have.
+bool keepParameter(Program& program, GLenum name, GLint value)
+{
+    const auto isOneOf = [value](std::initializer_list<GLint> values) {
+        return std::find(values.begin(), values.end(), value) != values.end();
+    };
+    switch (name) {
+    case GL_GEOMETRY_INPUT_TYPE_EXT:
+        program.inputType = value;
+        return isOneOf({GL_POINTS, GL_LINES, GL_LINES_ADJACENCY_EXT, GL_TRIANGLES, GL_TRIANGLES_ADJACENCY_EXT});
+    case GL_GEOMETRY_OUTPUT_TYPE_EXT:
+        program.outputType = value;
+        return isOneOf({GL_POINTS, GL_LINE_STRIP, GL_TRIANGLE_STRIP});
+    default:
+        program.verticesOut = value;
+        return 0 <= value && value <= integer(GL_MAX_GEOMETRY_OUTPUT_VERTICES_EXT);
+    }
+}
+
+} // namespace
+
+void GLAPIENTRY programParameteri(GLuint program, GLenum name, GLint value)
+{
+    Context& current = context();
+    const bool ofGeometry = name == GL_GEOMETRY_INPUT_TYPE_EXT || name == GL_GEOMETRY_OUTPUT_TYPE_EXT ||
+                            name == GL_GEOMETRY_VERTICES_OUT_EXT;
+    if (!adapts(current.adaptations, kGeometryShaders) || !ofGeometry) {
+        driver.programParameteri ? driver.programParameteri(program, name, value) : raise(GL_INVALID_ENUM);
+        return;
+    }
+    if (!glIsProgram(program)) {
+        raise(GL_INVALID_VALUE);
+        return;
+    }
+    const Program* const known = find(current, program);
+    Program changed = known ? *known : Program();
+    if (keepParameter(changed, name, value))
+        current.programs[program] = changed;
+    else
+        raise(GL_INVALID_VALUE);
+}
+
+void GLAPIENTRY useProgram(GLuint program)
+{
+    driver.useProgram(program);
+    Context& current = context();
+    const Program* const known = find(current, program);
+    const bool isClassic = known && known->isClassic;
+    const bool concernsUs = isClassic || !current.takenOff.textures.empty();
+    if (concernsUs && isInUse(program) && !isCompilingList()) {
+        putSourcesBack(current);
+        if (isClassic && adapts(current.adaptations, kClippingSources))
+            takeSourcesOff(current);
+        if (isClassic)
+            shiftVertices(*known);
+    }
+    if (!current.deletedInUse.empty())
+        forgetDeleted(current);
+}
+
+void GLAPIENTRY uniform4f(GLint location, GLfloat x, GLfloat y, GLfloat z, GLfloat w)
+{
+    Context& current = context();
+    const Program* const program =
+        current.programs.empty() ? nullptr : find(current, static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)));
+    const bool isMat2 = location >= 0 && program &&
+                        std::binary_search(program->mat2Locations.begin(), program->mat2Locations.end(), location);
+    if (isMat2 && !isCompilingList()) {
+        const GLfloat columns[] = {x, y, z, w};
+        glUniformMatrix2fv(location, 1, GL_FALSE, columns);
+    } else {
+        driver.uniform4f(location, x, y, z, w);
+    }
+}
+
+} // namespace velmor::glsupport::adapter
