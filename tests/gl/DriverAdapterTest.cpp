@@ -6,10 +6,17 @@
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/ThrownText.h"
 
+#include <malloc.h>
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/allocator_interface.h>
+#endif
+
 #include <algorithm>
 #include <array>
 #include <cstdlib>
+#include <functional>
 #include <initializer_list>
+#include <limits>
 #include <map>
 #include <numeric>
 #include <regex>
@@ -191,6 +198,9 @@ std::vector<const void*> entryPoints()
             address(glUniform4f),
             address(glFramebufferTexture2DEXT),
             address(glBindFramebufferEXT),
+            address(glBindFramebuffer),
+            address(glDeleteFramebuffersEXT),
+            address(glDeleteFramebuffers),
             address(glUniform1i)};
 }
 
@@ -286,6 +296,48 @@ TEST(DriverAdapterInstall, RemoveRestoresEveryPointer)
     EXPECT_EQ(entryPoints(), driversOwn);
 }
 
+/// What an application may do wrong, by the error that it raises.
+std::map<GLenum, std::function<void()>> causesOfErrors()
+{
+    return {
+        {GL_INVALID_ENUM,
+         [] {
+             glEnable(GL_NONE + 1);
+         }},
+        {GL_INVALID_VALUE,
+         [] {
+             glPointSize(-1.0f);
+         }},
+        {GL_INVALID_OPERATION,
+         [] {
+             glEnd();
+         }},
+        {GL_STACK_OVERFLOW,
+         [] {
+             const GLint depth = integer(GL_MODELVIEW_STACK_DEPTH);
+             for (GLint i = depth; i <= integer(GL_MAX_MODELVIEW_STACK_DEPTH); ++i)
+                 glPushMatrix();
+             for (GLint i = integer(GL_MODELVIEW_STACK_DEPTH); i > depth; --i)
+                 glPopMatrix();
+         }},
+        {GL_STACK_UNDERFLOW,
+         [] {
+             glPopMatrix();
+         }},
+        {GL_OUT_OF_MEMORY,
+         [] {
+             glBufferData(GL_PIXEL_UNPACK_BUFFER, std::numeric_limits<GLsizeiptr>::max(), nullptr, GL_STATIC_DRAW);
+         }},
+        {GL_INVALID_FRAMEBUFFER_OPERATION_EXT,
+         [] {
+             const GLint bound = integer(GL_FRAMEBUFFER_BINDING_EXT);
+             glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0); // a context without a window has none
+             glClear(GL_COLOR_BUFFER_BIT);
+             glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, static_cast<GLuint>(bound));
+         }},
+    };
+}
+
 TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
 {
     const HeadlessContext context(false);
@@ -293,27 +345,28 @@ TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
     const GLuint program = build({{GL_FRAGMENT_SHADER, kPassColour}});
     glUseProgram(program);
     GLuint buffer = 0;
+    GLuint otherBuffer = 0;
     glGenBuffers(1, &buffer);
+    glGenBuffers(1, &otherBuffer);
+    glBindBuffer(GL_PIXEL_UNPACK_BUFFER, otherBuffer);
     glBindBuffer(GL_PIXEL_PACK_BUFFER, buffer);
     glBufferData(GL_PIXEL_PACK_BUFFER, 4, "abc", GL_STATIC_READ);
     glPixelStorei(GL_PACK_ROW_LENGTH, 7);
     glPixelStorei(GL_PACK_SWAP_BYTES, GL_TRUE);
     glEnable(GL_SCISSOR_TEST);
     glClearColor(0.25f, 0.25f, 0.25f, 0.25f);
-    for (const GLenum error : std::initializer_list<GLenum>{GL_INVALID_ENUM, GL_INVALID_VALUE, GL_INVALID_OPERATION}) {
+    for (const auto& [error, cause] : causesOfErrors()) {
         SCOPED_TRACE(error);
         const auto before = objects();
-        if (error == GL_INVALID_ENUM)
-            glEnable(GL_NONE + 1);
-        else if (error == GL_INVALID_VALUE)
-            glPointSize(-1.0f);
-        else
-            glPopMatrix(), glGetError(), glEnd();
+        cause();
         DriverAdapter::install();
         EXPECT_EQ(glGetError(), error);
         EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
         EXPECT_EQ(objects(), before);
     }
+    EXPECT_EQ(integer(GL_MODELVIEW_STACK_DEPTH), 1);
+    EXPECT_EQ(integer(GL_PROJECTION_STACK_DEPTH), 1);
+    EXPECT_EQ(integer(GL_MATRIX_MODE), GL_MODELVIEW);
     EXPECT_EQ(integer(GL_CURRENT_PROGRAM), static_cast<GLint>(program));
     EXPECT_EQ(integer(GL_FRAMEBUFFER_BINDING_EXT), static_cast<GLint>(row.framebuffer()));
     EXPECT_EQ(integer(GL_DRAW_BUFFER), GL_COLOR_ATTACHMENT0_EXT);
@@ -328,6 +381,96 @@ TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
     glGetBufferSubData(GL_PIXEL_PACK_BUFFER, 0, 4, kept);
     EXPECT_STREQ(kept, "abc");
     DriverAdapter::remove();
+}
+
+/// Outcomes alone: details tell of pixels.
+std::vector<DriverAdapter::Finding::Outcome> outcomes(const DriverAdapter::Report& report)
+{
+    std::vector<DriverAdapter::Finding::Outcome> result;
+    for (const DriverAdapter::Finding& finding : report.findings)
+        result.push_back(finding.outcome);
+    return result;
+}
+
+TEST(DriverAdapterInstall, FindsTheSameWhateverTheApplicationHasSet)
+{
+    const HeadlessContext context(false);
+    const auto expected = outcomes(DriverAdapter::install());
+    const RectTexture texture(1, 1, RectTexture::RGBA32F);
+    GLuint sampler = 0;
+    glGenSamplers(1, &sampler);
+    glSamplerParameteri(sampler, GL_TEXTURE_MIN_FILTER, GL_LINEAR_MIPMAP_LINEAR);
+    glBindSampler(0, sampler);
+    glEnable(GL_RASTERIZER_DISCARD);
+    glEnable(GL_BLEND);
+    glBlendFunc(GL_ZERO, GL_ZERO);
+    glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_FALSE);
+    glActiveTexture(GL_TEXTURE5);
+    glBindTexture(GL_TEXTURE_RECTANGLE_ARB, texture.getTexId());
+    EXPECT_EQ(outcomes(DriverAdapter::install()), expected);
+    EXPECT_EQ(integer(GL_RASTERIZER_DISCARD), GL_TRUE);
+    EXPECT_EQ(integer(GL_SAMPLER_BINDING), 0) << "of unit 5";
+    EXPECT_EQ(integer(GL_ACTIVE_TEXTURE), GL_TEXTURE5);
+    EXPECT_EQ(integer(GL_TEXTURE_BINDING_RECTANGLE_ARB), static_cast<GLint>(texture.getTexId()));
+    glActiveTexture(GL_TEXTURE0);
+    EXPECT_EQ(integer(GL_SAMPLER_BINDING), static_cast<GLint>(sampler));
+    DriverAdapter::remove();
+}
+
+TEST(DriverAdapterInstall, KeepsOutOfWhatIsUnderWay)
+{
+    const HeadlessContext context(false);
+    const std::string text =
+        "DriverAdapter::install(): expected no query, display list, feedback or selection to be under way";
+    GLuint query = 0;
+    glGenQueries(1, &query);
+    glBeginQuery(GL_SAMPLES_PASSED, query);
+    EXPECT_EQ(thrownText<std::runtime_error>([] { DriverAdapter::install(); }), text);
+    glEndQuery(GL_SAMPLES_PASSED);
+    GLuint samples = 1;
+    glGetQueryObjectuiv(query, GL_QUERY_RESULT, &samples);
+    EXPECT_EQ(samples, 0u);
+    const GLuint list = glGenLists(1);
+    glNewList(list, GL_COMPILE);
+    EXPECT_EQ(thrownText<std::runtime_error>([] { DriverAdapter::install(); }), text);
+    glEndList();
+    GLfloat feedback[16];
+    glFeedbackBuffer(16, GL_2D, feedback);
+    glRenderMode(GL_FEEDBACK);
+    EXPECT_EQ(thrownText<std::runtime_error>([] { DriverAdapter::install(); }), text);
+    EXPECT_EQ(glRenderMode(GL_RENDER), 0);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+PFNGLUSEPROGRAMPROC wrappedUseProgram = nullptr;
+int callsOfTheWrapper = 0;
+
+void GLAPIENTRY wrapUseProgram(GLuint program)
+{
+    ++callsOfTheWrapper;
+    wrappedUseProgram(program);
+}
+
+TEST(DriverAdapterInstall, BearsWithAThirdPartyThatWrapsOurEntryPoints)
+{
+    DriverAdapter::remove();
+    const HeadlessContext context(false);
+    const auto driversOwn = entryPoints();
+    DriverAdapter::install(DriverAdapter::Always);
+    wrappedUseProgram = __glewUseProgram;
+    __glewUseProgram = wrapUseProgram;
+    for (const DriverAdapter::Finding& finding : DriverAdapter::install(DriverAdapter::Always).findings)
+        EXPECT_EQ(finding.outcome, DriverAdapter::Finding::Adapted) << finding.expectation;
+    callsOfTheWrapper = 0;
+    glUseProgram(0);
+    EXPECT_EQ(callsOfTheWrapper, 1);
+    DriverAdapter::remove();
+    EXPECT_EQ(__glewUseProgram, &wrapUseProgram);
+    glUseProgram(0); // ours is still behind it
+    EXPECT_EQ(callsOfTheWrapper, 2);
+    __glewUseProgram = wrappedUseProgram;
+    DriverAdapter::remove();
+    EXPECT_EQ(entryPoints(), driversOwn);
 }
 
 // Texts
@@ -403,6 +546,118 @@ TEST_F(DriverAdapterTest, MessagesNameTheLinesOfTheText)
     }
 }
 
+TEST_F(DriverAdapterTest, ClassicTextsMayBeLarge)
+{
+    const std::string code = "void main() { int one = 1; float x = one; gl_FragColor = vec4(x); }\n";
+    std::string manyLines;
+    for (int i = 0; i < 20000; ++i)
+        manyLines += "// a line that says nothing\n";
+    for (const std::string& filling :
+         {"/*" + std::string(1000000, 'c') + "*/", std::string(1000000, ' '), std::string(20000, '\n'), manyLines}) {
+        const Row row(1);
+        glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kClassic + filling + code}}));
+        drawQuad();
+        EXPECT_EQ(row.reds(), std::vector<float>{1});
+        glUseProgram(0);
+    }
+}
+
+/// What the process has allocated.
+std::size_t allocated()
+{
+#ifdef __SANITIZE_ADDRESS__
+    return __sanitizer_get_current_allocated_bytes();
+#else
+    const struct mallinfo2 info = mallinfo2();
+    return info.uordblks + info.hblkhd;
+#endif
+}
+
+TEST_F(DriverAdapterTest, NothingIsKeptOfWhatIsDeleted)
+{
+    const auto makeAndDelete = [](const std::string& text) {
+        const GLuint program = build({{GL_FRAGMENT_SHADER, text}});
+        glUseProgram(program);
+        glDeleteProgram(program); // which goes when it is put away
+        glUseProgram(0);
+    };
+    const std::string matrix = kClassic + "uniform mat2 m; void main() { gl_FragColor = vec4(m[0], m[1]); }\n";
+    const std::string large = kPassColour + "//" + std::string(1000000, 'c');
+    makeAndDelete(matrix);
+    makeAndDelete(large);
+    const std::size_t before = allocated();
+    for (int i = 0; i < 300; ++i)
+        makeAndDelete(matrix);
+    for (int i = 0; i < 10; ++i)
+        makeAndDelete(large);
+    EXPECT_LT(allocated(), before + 100000) << "a hundredth of what the texts need, a byte or two for each program";
+}
+
+TEST_F(DriverAdapterTest, ShadersKeepTheirTextsOrderAndMessagesThroughALink)
+{
+    const GLuint program = glCreateProgram();
+    std::vector<GLuint> shaders;
+    const std::vector<std::pair<GLenum, std::string>> stages = {
+        {GL_FRAGMENT_SHADER, kClassic + "vec4 grey() { return vec4(0.5); }\n"},
+        {GL_VERTEX_SHADER, kPassVertex},
+        {GL_FRAGMENT_SHADER,
+         kClassic + "vec4 grey(); void main() { if (gl_FragCoord.x > 1.0) gl_FragColor = grey(); }\n"}};
+    for (const auto& [type, text] : stages) {
+        shaders.push_back(glCreateShader(type));
+        EXPECT_TRUE(compiles(shaders.back(), text)) << shaderLog(shaders.back());
+        glAttachShader(program, shaders.back());
+    }
+    const auto texts = [&shaders] {
+        std::vector<std::string> result;
+        for (const GLuint shader : shaders) {
+            GLchar text[512] = "";
+            glGetShaderSource(shader, sizeof(text), nullptr, text);
+            result.push_back(text + shaderLog(shader));
+        }
+        return result;
+    };
+    const auto attached = [program] {
+        std::vector<GLuint> result(8);
+        GLsizei count = 0;
+        glGetAttachedShaders(program, 8, &count, result.data());
+        result.resize(static_cast<std::size_t>(count));
+        return result;
+    };
+    const auto textsBefore = texts();
+    const auto attachedBefore = attached();
+    const auto objectsBefore = objects();
+    ASSERT_TRUE(links(program));
+    EXPECT_EQ(texts(), textsBefore);
+    EXPECT_EQ(attached(), attachedBefore);
+    EXPECT_EQ(objects(), objectsBefore);
+    const Row row(2);
+    glUseProgram(program);
+    drawQuad();
+    EXPECT_EQ(row.reds(), (std::vector<float>{0, 0.5f}));
+}
+
+TEST_F(DriverAdapterTest, ATextThatCannotBeRewrittenIsTakenAsItIs)
+{
+    for (const std::string text :
+         {"#define main begin\nvoid main() { gl_FragColor = vec4(0.5); }\n#undef main\nvoid main() { begin(); }\n",
+          "void velmorMain() { gl_FragColor = vec4(0.5); } void main() { velmorMain(); }\n"}) {
+        const Row row(1);
+        glUseProgram(build({{GL_FRAGMENT_SHADER, kClassic + text}}));
+        drawQuad();
+        EXPECT_EQ(row.reds(), std::vector<float>{0.5f});
+        glUseProgram(0);
+    }
+}
+
+TEST_F(DriverAdapterTest, OneClassicTextMakesAllTheTextsOfItsProgramClassic)
+{
+    const std::string fragment = "void main() { if (gl_FragCoord.x > 1.0) gl_FragColor = vec4(1.0); }\n";
+    const Row row(2);
+    glUseProgram(build({{GL_VERTEX_SHADER, kClassic + kPassVertex}, {GL_FRAGMENT_SHADER, fragment}}));
+    drawQuad();
+    EXPECT_EQ(row.reds(), (std::vector<float>{0, 1}));
+}
+
 TEST_F(DriverAdapterTest, AnUnwrittenColourIsZero)
 {
     const Row row(4);
@@ -421,19 +676,30 @@ float leftEdge(int texel)
     return -1.0f + 2.0f * static_cast<float>(texel) / static_cast<float>(kPlaces);
 }
 
-TEST_F(DriverAdapterTest, APointOnACornerFillsThePixelBeyond)
+std::vector<float> numbersTo(int count)
 {
-    const Row row(kPlaces);
-    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    std::vector<float> numbers(static_cast<std::size_t>(count));
+    std::iota(numbers.begin(), numbers.end(), 0.0f);
+    return numbers;
+}
+
+/// A point on the left edge of each pixel, with its number for a colour.
+void drawNumberedCorners()
+{
     glBegin(GL_POINTS);
     for (int i = 0; i < kPlaces; ++i) {
         glColor4f(static_cast<float>(i), 0.0f, 0.0f, 0.0f);
         glVertex2f(leftEdge(i), -1.0f);
     }
     glEnd();
-    std::vector<float> expected(kPlaces);
-    std::iota(expected.begin(), expected.end(), 0.0f);
-    EXPECT_EQ(row.reds(), expected);
+}
+
+TEST_F(DriverAdapterTest, APointOnACornerFillsThePixelBeyond)
+{
+    const Row row(kPlaces);
+    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    drawNumberedCorners();
+    EXPECT_EQ(row.reds(), numbersTo(kPlaces));
 }
 
 TEST_F(DriverAdapterTest, AnAreaFillsThePixelsBetweenItsEdges)
@@ -467,6 +733,92 @@ TEST_F(DriverAdapterTest, AGeometryStageGetsVerticesWhereTheyAre)
     glEnd();
     EXPECT_EQ(row.texels()[0], (Texel{0.375f, -0.25f, 0.0f, 1.0f}));
     EXPECT_EQ(row.reds()[1], -1.0f);
+}
+
+TEST_F(DriverAdapterTest, PointsOnCornersFollowTheFramebuffer)
+{
+    const Row row(kPlaces);
+    const Row small(1); // is bound when the program comes into use
+    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, row.framebuffer());
+    glViewport(0, 0, kPlaces, 1);
+    drawNumberedCorners();
+    EXPECT_EQ(row.reds(), numbersTo(kPlaces));
+    glBindFramebuffer(GL_FRAMEBUFFER, small.framebuffer());
+    glBindFramebuffer(GL_FRAMEBUFFER, row.framebuffer());
+    glClear(GL_COLOR_BUFFER_BIT);
+    drawNumberedCorners();
+    EXPECT_EQ(row.reds(), numbersTo(kPlaces));
+}
+
+TEST_F(DriverAdapterTest, PointsOnCornersAreRightAfterALinkOfTheProgramInUse)
+{
+    const GLuint program = build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}});
+    const Row row(kPlaces);
+    glUseProgram(program);
+    ASSERT_TRUE(links(program));
+    drawNumberedCorners();
+    EXPECT_EQ(row.reds(), numbersTo(kPlaces));
+}
+
+TEST_F(DriverAdapterTest, CapturedPositionsAreNotMoved)
+{
+    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLchar* const position = "gl_Position";
+    glTransformFeedbackVaryings(program, 1, &position, GL_INTERLEAVED_ATTRIBS);
+    ASSERT_TRUE(links(program));
+    GLuint buffer = 0;
+    glGenBuffers(1, &buffer);
+    glBindBufferBase(GL_TRANSFORM_FEEDBACK_BUFFER, 0, buffer);
+    glBufferData(GL_TRANSFORM_FEEDBACK_BUFFER, sizeof(Texel), nullptr, GL_STATIC_READ);
+    const Row row(4);
+    glUseProgram(program);
+    glBeginTransformFeedback(GL_POINTS);
+    glBegin(GL_POINTS);
+    glVertex2f(0.25f, -0.5f);
+    glEnd();
+    glEndTransformFeedback();
+    Texel captured = {};
+    glGetBufferSubData(GL_TRANSFORM_FEEDBACK_BUFFER, 0, sizeof(captured), captured.data());
+    EXPECT_EQ(captured, (Texel{0.25f, -0.5f, 0.0f, 1.0f}));
+    glDeleteBuffers(1, &buffer);
+}
+
+/// What a vertex shader of the classic dialect reads of a row of numbers at a place.
+float readByVertex(const std::string& declarations, const std::string& expression, GLint filter, float place)
+{
+    const std::vector<float> numbers = numbersTo(kPlaces);
+    RectTexture source(kPlaces, 1, RectTexture::R32F);
+    source.upload(numbers.data());
+    glActiveTexture(GL_TEXTURE0);
+    glBindTexture(GL_TEXTURE_RECTANGLE_ARB, source.getTexId());
+    glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MIN_FILTER, filter);
+    glTexParameteri(GL_TEXTURE_RECTANGLE_ARB, GL_TEXTURE_MAG_FILTER, filter);
+    const Row row(1);
+    const GLuint program =
+        build({{GL_VERTEX_SHADER, kClassic + "uniform sampler2DRect numbers;\n" + declarations +
+                                      "void main() { gl_Position = gl_Vertex; gl_FrontColor = " + expression + "; }\n"},
+               {GL_FRAGMENT_SHADER, kPassColour}});
+    glUseProgram(program);
+    setInt(program, "numbers", 0);
+    glTexCoord2f(place, 0.5f);
+    drawQuad();
+    glUseProgram(0);
+    return row.reds()[0];
+}
+
+TEST_F(DriverAdapterTest, PlacesBetweenCornersOfTexelsAreReadAsTheyAre)
+{
+    const std::string read = "texture2DRect(numbers, gl_MultiTexCoord0.st)";
+    EXPECT_EQ(readByVertex("", read, GL_LINEAR, 3.0f + 0.75f), 3.25f); // a quarter of the way from 3 to 4
+    EXPECT_EQ(readByVertex("", read, GL_NEAREST, 3.0f + 0.9375f), 3.0f);
+}
+
+TEST_F(DriverAdapterTest, AMacroNamedAsABuiltInIsTheApplications)
+{
+    EXPECT_EQ(readByVertex("#define texture2DRect(s, p) vec4(p, 0.0, 1.0)\n", "texture2DRect(numbers, vec2(0.25, 0.5))",
+                           GL_NEAREST, 0.0f),
+              0.25f);
 }
 
 TEST_F(DriverAdapterTest, ACornerOfATexelIsReadAsTheTexelBeyond)
@@ -676,6 +1028,41 @@ TEST_F(DriverAdapterTest, AProgramThatTakesAnotherLayoutIsLookedAtAnew)
     }
 }
 
+TEST_F(DriverAdapterTest, FourNumbersAreForTheProgramThatIsInUse)
+{
+    const GLuint matrix =
+        build({{GL_FRAGMENT_SHADER, kClassic + "uniform mat2 v; void main() { gl_FragColor = vec4(v[0], v[1]); }\n"}});
+    const GLuint vector =
+        build({{GL_FRAGMENT_SHADER, kClassic + "uniform vec4 v; void main() { gl_FragColor = v; }\n"}});
+    ASSERT_EQ(glGetUniformLocation(matrix, "v"), glGetUniformLocation(vector, "v"));
+    const GLint location = glGetUniformLocation(vector, "v");
+    glUseProgram(vector);
+    const GLuint list = glGenLists(1);
+    glNewList(list, GL_COMPILE);
+    glUseProgram(matrix); // later
+    glEndList();
+    glUniform4f(location, 1, 2, 3, 4);
+    expectNoGlError("a program that a display list is to use");
+    glUseProgram(999);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_VALUE));
+    glUniform4f(location, 5, 6, 7, 8);
+    expectNoGlError("a program that there is not");
+    Texel value = {};
+    glGetUniformfv(vector, location, value.data());
+    EXPECT_EQ(value, (Texel{5, 6, 7, 8}));
+
+    glUseProgram(matrix);
+    glNewList(list, GL_COMPILE);
+    glUniform4f(location, 9, 10, 11, 12); // for the program that is in use when the list is called
+    glEndList();
+    glUseProgram(vector);
+    glCallList(list);
+    expectNoGlError("the list");
+    glGetUniformfv(vector, location, value.data());
+    EXPECT_EQ(value, (Texel{9, 10, 11, 12}));
+    glDeleteLists(list, 1);
+}
+
 // Framebuffers
 
 class DriverAdapterClipping : public DriverAdapterTest
@@ -778,6 +1165,53 @@ TEST_F(DriverAdapterClipping, WhatIsDeletedMeanwhileIsForgotten)
     expectNoGlError("the framebuffer");
     row.emplace(5); // which may have the same name
     expectWholeRow();
+}
+
+TEST_F(DriverAdapterClipping, WhatIsNotReadStaysAttachedAndCanBeDrawnIntoNext)
+{
+    glActiveTexture(GL_TEXTURE1);
+    glBindTexture(GL_TEXTURE_RECTANGLE_ARB, 0);
+    glUseProgram(program);
+    EXPECT_EQ(attachedSource(), small->getTexId());
+    glDrawBuffer(GL_COLOR_ATTACHMENT2_EXT);
+    drawQuad();
+    expectNoGlError("the second buffer");
+    std::vector<Texel> texels(2);
+    small->download(texels.data());
+    EXPECT_EQ(texels[0][0], 1.0f);
+}
+
+TEST_F(DriverAdapterClipping, ATextureThatWasDeletedWhileItsFramebufferWasNotBoundIsNoError)
+{
+    const Row other(3);
+    small.reset();
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, row->framebuffer());
+    glUseProgram(program);
+    expectNoGlError("the use");
+    glUseProgram(0);
+    expectNoGlError("the end of it");
+}
+
+TEST_F(DriverAdapterClipping, AProgramThatThereIsNotChangesNothing)
+{
+    glUseProgram(program);
+    glUseProgram(999);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_VALUE));
+    drawQuad();
+    EXPECT_EQ(row->reds(), std::vector<float>(5, 1.0f));
+    glUseProgram(0);
+    EXPECT_EQ(attachedSource(), small->getTexId());
+}
+
+TEST_F(DriverAdapterClipping, AttachmentsOfAnotherContextAreBackWhenItIsCurrentAgain)
+{
+    glUseProgram(program);
+    HeadlessContext other(false);
+    DriverAdapter::remove();
+    context->makeCurrent();
+    glUseProgram(0);
+    EXPECT_EQ(attachedSource(), small->getTexId());
+    DriverAdapter::remove();
 }
 
 TEST_F(DriverAdapterClipping, AttachmentsAreBackWhenTheAdapterGoes)
