@@ -184,6 +184,11 @@ std::vector<Impression> impressions(const std::vector<ApplicationProgram>& progr
     return result;
 }
 
+bool isDrawn(const Impression& impression)
+{
+    return !impression.pixels.empty();
+}
+
 TEST(SparedPrograms, AreWithTheAdapterWhatTheyAreWithout)
 {
     DriverAdapter::remove();
@@ -200,6 +205,24 @@ TEST(SparedPrograms, AreWithTheAdapterWhatTheyAreWithout)
         for (std::size_t i = 0; i < programs.size(); ++i) {
             EXPECT_EQ(adapted[i].answers, expected[i].answers) << programs[i].name << ", mode " << mode;
             EXPECT_EQ(adapted[i].pixels, expected[i].pixels) << programs[i].name << ", mode " << mode;
+        }
+    }
+    DriverAdapter::remove();
+}
+
+TEST(SparedPrograms, ClassicOnesThatTheDriverTakesAreTaken)
+{
+    DriverAdapter::remove();
+    const std::vector<ApplicationProgram> programs = classicPrograms();
+    const HeadlessContext context(false);
+    const std::vector<Impression> expected = impressions(programs);
+    EXPECT_GE(std::count_if(expected.begin(), expected.end(), isDrawn), 25);
+    for (const DriverAdapter::Mode mode : {DriverAdapter::WhereNeeded, DriverAdapter::Always}) {
+        DriverAdapter::install(mode);
+        const std::vector<Impression> adapted = impressions(programs);
+        for (std::size_t i = 0; i < programs.size(); ++i) {
+            EXPECT_TRUE(isDrawn(adapted[i]) || !isDrawn(expected[i])) << programs[i].name << ", mode " << mode << '\n'
+                                                                      << adapted[i].answers;
         }
     }
     DriverAdapter::remove();

@@ -1,6 +1,7 @@
 #include "tests/support/ApplicationTexts.h"
 
 #include <initializer_list>
+#include <tuple>
 
 namespace velmor::tests {
 namespace {
@@ -174,6 +175,28 @@ std::vector<ApplicationProgram> applicationPrograms()
     addNew(programs);
     addLarge(programs);
     addVertices(programs);
+    return programs;
+}
+
+std::vector<ApplicationProgram> classicPrograms()
+{
+    const std::string classic = "#extension GL_ARB_texture_rectangle : enable\n";
+    std::vector<ApplicationProgram> programs;
+    for (const Body& body : oldBodies())
+        programs.push_back({"classic " + body.name, classic + kOldVertex, classic + body.text});
+    for (const auto& [name, begin, end] : std::vector<std::tuple<std::string, std::string, std::string>>{
+             {"extension in a condition", "#ifdef GL_ARB_texture_rectangle\n" + classic + "#endif\n", ""},
+             {"extension after code", "float one() { return 1.0; }\n" + classic, ""},
+             {"extension in the last line", "", classic.substr(0, classic.size() - 1)},
+             {"open comment at the end", classic, "/* open"},
+             {"continued comment at the end", classic, "// open \\"},
+             {"main called main2", classic + "#define main main\n", ""},
+             {"main undefined at the end", classic, "#undef main\n"},
+             {"error where main is known", classic + "#ifdef main\n#error main\n#endif\n", ""},
+             {"error by line", classic + "#if __LINE__ != 2\n#error lines\n#endif\n", ""},
+         })
+        programs.push_back({"classic " + name, begin + kOldVertex + end,
+                            begin + "uniform sampler2DRect texels; void main() { gl_FragColor = vec4(0.5); }\n" + end});
     return programs;
 }
 

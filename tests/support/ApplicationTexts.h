@@ -17,4 +17,7 @@ struct ApplicationProgram
 /// Two hundred and more of them. None is of the filters' dialect. Drivers refuse a few.
 std::vector<ApplicationProgram> applicationPrograms();
 
+/// Programs that are of the dialect, and that a driver takes without any adapting.
+std::vector<ApplicationProgram> classicPrograms();
+
 } // namespace velmor::tests
