@@ -28,11 +28,17 @@ constexpr double kDifferenceThreshold = 20.0;
     std::memset(ring, 0, size);
 }
 
-IplImage* zeroedImage(CvSize size, int depth)
+void createZeroed(IplImage*& image, CvSize size, int depth)
 {
-    IplImage* const image = cvCreateImage(size, depth, 1);
+    image = cvCreateImage(size, depth, 1);
     cvSetZero(image);
-    return image;
+}
+
+/// Whether OpenCV can describe a float image of that size: it counts the bytes in an int, and the bits of a row in 32
+/// bits.
+[[maybe_unused]] bool fitsHeader(int width, int height)
+{
+    return width < 1 << 27 && 4LL * width * height < 1LL << 31;
 }
 
 [[maybe_unused]] bool hasSize(const Image& image, const IplImage& wanted)
@@ -87,22 +93,38 @@ MotionSegment::MotionSegment(int width, int height)
       mSpare(nullptr)
 {
     assert(width > 0 && height > 0 && "ERROR: the frames must have a width and a height!");
+    assert(fitsHeader(width, height) &&
+           "MotionSegment::MotionSegment(): expected 4 * width * height < 2^31 and width < 2^27");
     const CvSize size = cvSize(width, height);
+    // Throws for a size that OpenCV refuses, before anything is made: cvCreateImage() would leave a header behind.
+    IplImage header{};
+    cvInitImageHeader(&header, size, IPL_DEPTH_32F, 1);
     allocateFrameRing(mFrames, mFrameCount);
-    for (int k = 0; k < mFrameCount; ++k)
-        mFrames[k] = zeroedImage(size, IPL_DEPTH_8U);
-    mHistory = zeroedImage(size, IPL_DEPTH_32F);
-    mSpareFloat = cvCreateImage(size, IPL_DEPTH_32F, 1);
+    try {
+        for (int k = 0; k < mFrameCount; ++k)
+            createZeroed(mFrames[k], size, IPL_DEPTH_8U);
+        createZeroed(mHistory, size, IPL_DEPTH_32F);
+        mSpareFloat = cvCreateImage(size, IPL_DEPTH_32F, 1);
+    } catch (...) { // no memory
+        releaseImages();
+        std::free(mFrames);
+        throw;
+    }
 }
 
 MotionSegment::~MotionSegment()
+{
+    releaseImages();
+    // The ring itself stays allocated; this is meant.
+}
+
+void MotionSegment::releaseImages()
 {
     cvReleaseImage(&mSpare);
     cvReleaseImage(&mHistory);
     cvReleaseImage(&mSpareFloat);
     for (int k = 0; k < mFrameCount; ++k)
         cvReleaseImage(&mFrames[k]);
-    // The ring itself stays allocated; this is meant.
 }
 
 void MotionSegment::getMHI(const Image* input, Image* output)

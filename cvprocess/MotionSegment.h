@@ -26,6 +26,9 @@ namespace velmor::cvprocess {
 /// that moves now is 255; it fades linearly, and is 0 once it has not moved for 0.4 s, or never has. What moved less
 /// than 0.8 ms before is rounded to 255 too: only its time in getMHIImage() tells it from what moves now.
 ///
+/// In the first 0.4 s of the process's computing time, where t < D, the fraction alone would give a pixel that never
+/// moved more than 0. It is 0 all the same.
+///
 /// The time is that which the process has spent computing, of all its threads together, not that on the wall: a program
 /// that waits for its camera has its motion fade slower, one with four busy threads four times faster.
 ///
@@ -33,7 +36,8 @@ namespace velmor::cvprocess {
 /// GREYSCALE. Both have the size given at construction. The frame before the first one is black: in the first call each
 /// pixel brighter than 20 moves.
 ///
-/// Limits: the history is in float, so after a day of computing a pixel that moves now may be some units below 255. An
+/// Limits: the history is in float, so after a day of computing a pixel that moves now may be some units below 255.
+/// OpenCV describes images of less than 2 GiB, so 4 * width * height < 2^31, and rows of less than 2^27 pixels. An
 /// object serves one stream and one thread at a time. Misuse stops on an assertion.
 ///
 /// The array that holds the addresses of the two frames, 16 bytes, is not freed with the object; this is meant. A
@@ -48,7 +52,9 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT MotionSegment
 {
 public:
-    /// @param width, height  of the frames, at least 1
+    /// @param width, height  of the frames, at least 1; 4 * width * height < 2^31, width < 2^27
+    /// @throws cv::Exception  when there is no memory, or in a build without assertions for a size that OpenCV refuses;
+    ///                        nothing of the object is left then
     MotionSegment(int width, int height);
     MotionSegment(const MotionSegment&) = delete;
     MotionSegment& operator=(const MotionSegment&) = delete;
@@ -68,6 +74,8 @@ public:
     void getMassCenter(core::cvdata::Image* image, math::Vector2* center);
 
 private:
+    void releaseImages();
+
     double mDuration;      ///< how long a motion stays in the history, in seconds
     int mFrameCount;       ///< number of slots in the ring
     IplImage** mFrames;    ///< the ring; the images are owned

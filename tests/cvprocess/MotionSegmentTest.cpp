@@ -18,6 +18,7 @@
 #include <cmath>
 #include <cstring>
 #include <ctime>
+#include <limits>
 #include <thread>
 
 using velmor::core::cvdata::Image;
@@ -458,6 +459,18 @@ TEST_F(MotionSegmentDeathTest, FramesWithoutPixels)
         EXPECT_DEATH(MotionSegment(width, height),
                      assertion("cvprocess/MotionSegment.cpp",
                                "width > 0 && height > 0 && \"ERROR: the frames must have a width and a height!\""));
+}
+
+// The first sizes that are too large, and those whose products overflow.
+TEST_F(MotionSegmentDeathTest, FramesThatOpenCvCannotDescribe)
+{
+    constexpr int most = std::numeric_limits<int>::max();
+    for (const auto& [width, height] : {std::pair{1 << 15, 1 << 14}, std::pair{1, 1 << 29}, std::pair{1 << 27, 1},
+                                        std::pair{1 << 16, 1 << 16}, std::pair{1, most}, std::pair{most, most}})
+        EXPECT_DEATH(MotionSegment(width, height),
+                     assertion("cvprocess/MotionSegment.cpp",
+                               "fitsHeader(width, height) && \"MotionSegment::MotionSegment(): expected 4 * width * "
+                               "height < 2^31 and width < 2^27\""));
 }
 #endif
 

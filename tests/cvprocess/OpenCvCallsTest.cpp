@@ -1,4 +1,4 @@
-// What CPU operators make and release through OpenCV's C functions, and in which order.
+// What CPU operators make and release through OpenCV's C functions, in which order, and what is left when that fails.
 // Compiled without access control, to see fields, and linked with the operators' own objects.
 
 #include "tests/support/OpenCvCalls.h"
@@ -8,6 +8,7 @@
 #include "cvprocess/Moments.h"
 #include "cvprocess/MotionSegment.h"
 #include "math/SquareMatrix.h"
+#include "tests/support/AllocationCounter.h"
 
 #include <gtest/gtest.h>
 
@@ -102,6 +103,54 @@ TEST(OpenCvCalls, FaceDetectClearsItsStorageBeforeEachSearch)
     ofScale.erase(ofScale.begin() + 1);
     EXPECT_EQ(ofScale, expected);
 }
+
+// ---- sizes of MotionSegment
+
+// A float image of just less than 2^31 bytes, in several shapes: 4 * 256999 * 2089 = 2^31 - 4.
+TEST(OpenCvCalls, MotionSegmentTakesEverySizeThatOpenCvDescribes)
+{
+    for (const auto& [width, height] :
+         {std::pair{256999, 2089}, std::pair{2089, 256999}, std::pair{1, (1 << 29) - 1}, std::pair{(1 << 27) - 1, 4}}) {
+        OpenCvCalls calls;
+        calls.leaveOutPixels();
+        const MotionSegment motion(width, height);
+        EXPECT_EQ(motion.mHistory->width, width);
+        EXPECT_EQ(motion.mHistory->imageSize, 4 * width * height);
+        EXPECT_EQ(calls.take().size(), 4u);
+    }
+}
+
+/// Allocations that are left when a constructor with this size ends in OpenCV's exception.
+/// @param refused  index of the image that there is no memory for; negative for none
+std::size_t leftByFailure(OpenCvCalls& calls, int width, int height, int refused)
+{
+    const auto fail = [&] {
+        calls.refuseImage(refused);
+        EXPECT_THROW(MotionSegment(width, height), cv::Exception);
+        calls.take();
+    };
+    fail(); // some things are allocated once
+    const std::size_t before = allocations().alive;
+    fail();
+    return allocations().alive - before;
+}
+
+TEST(OpenCvCalls, MotionSegmentLeavesNothingWhenThereIsNoMemory)
+{
+    OpenCvCalls calls;
+    for (int refused = 0; refused < 4; ++refused)
+        EXPECT_EQ(leftByFailure(calls, 6, 4, refused), 0u) << "image " << refused;
+}
+
+#ifdef NDEBUG
+TEST(OpenCvCalls, MotionSegmentLeavesNothingWhenOpenCvRefusesTheSize)
+{
+    OpenCvCalls calls;
+    for (const auto& [width, height] :
+         {std::pair{65536, 65536}, std::pair{1 << 15, 1 << 14}, std::pair{-6, 4}, std::pair{6, -4}})
+        EXPECT_EQ(leftByFailure(calls, width, height, -1), 0u) << width << " x " << height;
+}
+#endif
 
 } // namespace
 } // namespace velmor::tests
