@@ -1,11 +1,15 @@
 // Order of virtual functions and of fields: what a program that was compiled against the records relies on. This file
 // is compiled without access control, so that it can take the addresses of protected and private fields.
 
+#include "core/cvdata/Blobs.h"
+#include "core/cvdata/ColorGMM.h"
+#include "core/cvdata/GM.h"
 #include "core/cvdata/Image.h"
 #include "core/cvdata/TextureGpu.h"
 #include "core/util/AbstractParameter.h"
 #include "core/util/ParameterContainer.h"
 #include "math/SquareMatrix.h"
+#include "math/Vector.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/VirtualSlot.h"
 
@@ -13,12 +17,16 @@
 
 #include <type_traits>
 
+using velmor::core::cvdata::Blobs;
+using velmor::core::cvdata::ColorGMM;
+using velmor::core::cvdata::GM;
 using velmor::core::cvdata::Image;
 using velmor::core::cvdata::TextureGpu;
 using velmor::core::util::AbstractParameter;
 using velmor::core::util::ParameterContainer;
 using velmor::math::Matrix;
 using velmor::math::SquareMatrix;
+using velmor::math::Vector;
 using velmor::tests::standInOrder;
 using velmor::tests::virtualSlot;
 using velmor::tests::virtualSlotCount;
@@ -94,6 +102,32 @@ TEST(Layout, ParameterContainerIsDoneWithTheFirstListBeforeItDeletesTheSecond)
 TEST(Layout, AbstractParameterHasItsDestructorsAlone)
 {
     EXPECT_EQ(virtualSlotCount<AbstractParameter>(), 2u);
+}
+
+// Their order is tested with each record.
+TEST(Layout, ColourModelsAndBlobsHaveFieldsOfTheStatedTypes)
+{
+    static_assert(std::is_same_v<decltype(GM::invCovariance), SquareMatrix>);
+    static_assert(std::is_same_v<decltype(GM::determinant), float>);
+    static_assert(std::is_same_v<decltype(GM::dimension), std::int32_t>);
+    static_assert(std::is_same_v<decltype(GM::mean), Vector>);
+    static_assert(std::is_same_v<decltype(GM::weight), float>);
+
+    static_assert(std::is_same_v<decltype(ColorGMM::mixture), std::vector<boost::shared_ptr<GM>>>);
+    static_assert(std::is_same_v<decltype(ColorGMM::detectionThreshold), double>);
+
+    using BlobInfo = Blobs::BlobInfo;
+    static_assert(std::is_same_v<decltype(BlobInfo::majorAxis), double>);
+    static_assert(std::is_same_v<decltype(BlobInfo::minorAxis), double>);
+    static_assert(std::is_same_v<decltype(BlobInfo::angle), double>);
+    static_assert(std::is_same_v<decltype(BlobInfo::x), double>);
+    static_assert(std::is_same_v<decltype(BlobInfo::y), double>);
+    static_assert(std::is_same_v<decltype(BlobInfo::area), unsigned int>);
+    static_assert(std::is_same_v<decltype(BlobInfo::nofPoints), int>);
+    static_assert(std::is_same_v<decltype(BlobInfo::boundingBox), CvRect>);
+    static_assert(std::is_same_v<decltype(BlobInfo::covariance), SquareMatrix>);
+    static_assert(std::is_same_v<decltype(BlobInfo::eigenvectors), SquareMatrix>);
+    static_assert(std::is_same_v<decltype(BlobInfo::eigenvalues), Vector>);
 }
 
 TEST(Layout, MathRecordsHaveVirtualElementAccessLoadAndDecomposition)

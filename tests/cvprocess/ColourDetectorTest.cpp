@@ -300,6 +300,22 @@ TEST(ColourDetector, SeesEveryChangeOfTheModel)
     expectChange("another model in the same place");
 }
 
+// All that is left of the model is as it was: only the number of components tells.
+TEST(ColourDetector, SeesThatTheLastComponentIsGone)
+{
+    const Image input = everyColour();
+    ColorGMM model = wideModel();
+    model.mixture.push_back(wideModel().mixture[0]);
+    model.mixture[1]->mean[0] = 200.0;
+    ColourDetector detector(&model, nullptr);
+    Image both(256, 256, Image::GREYSCALE), first(256, 256, Image::GREYSCALE);
+    detector.preProcess(input, both);
+    model.mixture.pop_back();
+    detector.preProcess(input, first);
+    EXPECT_EQ(differences(first, plainMask(model, input)), 0u);
+    EXPECT_GT(differences(first, both), 0u);
+}
+
 TEST(ColourDetector, KeepsNothingOfAModelThatIsGone)
 {
     const Image input = everyColour();

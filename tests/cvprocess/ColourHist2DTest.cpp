@@ -11,6 +11,7 @@
 
 #include <cstring>
 #include <limits>
+#include <vector>
 
 using velmor::core::cvdata::ColourHist2d;
 using velmor::core::cvdata::Image;
@@ -314,6 +315,66 @@ TEST(ColourHist2D, FollowsTheRowsOfPaddedImages)
     compute(image.image, histogram, kEverything, CvtColour::RGB, &mask.image);
     EXPECT_EQ(histogram.getValue(0, 1, 0), 0.5);
     EXPECT_EQ(histogram.getValue(0, 0, 0), 0.5);
+}
+
+/// Pixels of more bytes than a layout has, as of a camera driver that fills up to words.
+class WideImage : public Image
+{
+public:
+    WideImage(unsigned width, unsigned height, unsigned pixelBytes, unsigned char* pixels)
+        : Image(width, height, Image::RGB, pixels, width * pixelBytes), mPixelBytes(pixelBytes)
+    {
+    }
+    unsigned int nofChannels() const override { return mPixelBytes; }
+
+private:
+    unsigned mPixelBytes;
+};
+
+TEST(ColourHist2D, GoesFromColumnToColumnByTheImagesNumberOfChannels)
+{
+    std::mt19937 random(1);
+    constexpr unsigned width = 19, height = 7;
+    Image mask = randomImage(width, height, Image::GREYSCALE, random, 2);
+    for (const unsigned channels : {3u, 4u, 5u}) {
+        std::vector<unsigned char> bytes(std::size_t{width} * height * channels);
+        for (unsigned char& byte : bytes)
+            byte = static_cast<unsigned char>(random() % 256);
+        const WideImage image(width, height, channels, bytes.data());
+        ColourHist2d actual(4, 4, 4), expected(4, 4, 4);
+        for (const Region& region : {kEverything, Region{5, 2, 9, 3}}) {
+            for (Image* const usedMask : {static_cast<Image*>(nullptr), &mask}) {
+                compute(image, actual, region, CvtColour::RGB, usedMask);
+                EXPECT_GT(plainHistogram(image, expected, region, CvtColour::RGB, usedMask), 5u);
+                EXPECT_TRUE(sameBits(actual, expected)) << channels << " channels";
+            }
+        }
+    }
+}
+
+/// Has more to forget than its bins.
+class RecordingHistogram : public ColourHist2d
+{
+public:
+    using ColourHist2d::ColourHist2d;
+    void reset() override
+    {
+        ++resets;
+        ColourHist2d::reset();
+    }
+
+    int resets = 0;
+};
+
+TEST(ColourHist2D, LetsADerivedHistogramResetItself)
+{
+    RecordingHistogram histogram(4, 4, 4);
+    compute(onePixel(9, 9, 9), histogram, kEverything, CvtColour::RGB, nullptr);
+    EXPECT_EQ(histogram.resets, 1);
+    EXPECT_EQ(sumOf(histogram), 1.0);
+    compute(Image(0, 0, Image::RGB), histogram, kEverything, CvtColour::RGB, nullptr);
+    EXPECT_EQ(histogram.resets, 2);
+    EXPECT_EQ(sumOf(histogram), 0.0);
 }
 
 TEST(ColourHist2D, CountsManyPixelsOfOneColour)

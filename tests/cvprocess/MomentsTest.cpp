@@ -407,6 +407,39 @@ TEST(Moments, ClonesTheFirstImageAndCopiesTheOthersIntoTheClone)
     EXPECT_EQ(moments.mWorkImage, workImage);
 }
 
+/// Keeps what it is given, and by when it was decomposed.
+class RecordingMatrix : public math::SquareMatrix
+{
+public:
+    RecordingMatrix() : SquareMatrix(2) {}
+    void load(const math::Matrix& other) override
+    {
+        SquareMatrix::load(other);
+        loaded.push_back(*this);
+    }
+    void eigenSymmetric(math::SquareMatrix& vectors, math::Vector& values) const override
+    {
+        decomposedAfter.push_back(loaded.size());
+        SquareMatrix::eigenSymmetric(vectors, values);
+    }
+
+    std::vector<math::SquareMatrix> loaded;
+    mutable std::vector<std::size_t> decomposedAfter; ///< how many were loaded before each decomposition
+};
+
+TEST_F(MomentsOfSquares, TheWorkMatrixTakesEachCovarianceAndDecomposesIt)
+{
+    auto* const matrix = new RecordingMatrix;
+    delete moments.mEigenMatrix;
+    moments.mEigenMatrix = matrix;
+    areas(-1, 50.0); // of three blobs
+    ASSERT_EQ(matrix->loaded.size(), 3u);
+    for (std::size_t k = 0; k < 3; ++k)
+        for (const auto& [row, column] : {std::pair{0u, 0u}, std::pair{0u, 1u}, std::pair{1u, 0u}, std::pair{1u, 1u}})
+            EXPECT_EQ(matrix->loaded[k][row][column], blobs.blobs[k].covariance[row][column]);
+    EXPECT_EQ(matrix->decomposedAfter, (std::vector<std::size_t>{1, 2, 3}));
+}
+
 // A call adds its contours to the storage; nothing takes them away.
 TEST(Moments, TheStorageGrowsUntilTheObjectGoes)
 {
