@@ -2,6 +2,7 @@
 
 #include "math/Math.h"
 
+#include <algorithm>
 #include <cassert>
 #include <cmath>
 #include <iostream>
@@ -126,16 +127,19 @@ void PixelCount::setMaxNofTiles(unsigned int n)
 {
     mNofTiles = n;
     mDisplayListValid = false;
-    if (mCountBuffer) // so that getCount() before the next pass has room for what it reads
-        mCountBuffer = std::make_unique<std::uint32_t[]>(n);
 }
 
 unsigned int PixelCount::getCount()
 {
     assert(mCountBuffer && "PixelCount::getCount(): expected an execute() before");
+    std::uint32_t count = mNofTiles;
+    if (!mDisplayListValid) { // the number may be a request, for any number of tiles; a row has no more than its texels
+        count = std::min(mNofTiles, static_cast<std::uint32_t>(mXresDstTex1));
+        mCountBuffer = std::make_unique<std::uint32_t[]>(count);
+    }
     glReadBuffer(GL_COLOR_ATTACHMENT1_EXT);
-    glReadPixels(0, 0, static_cast<GLsizei>(mNofTiles), 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, mCountBuffer.get());
-    return std::accumulate(mCountBuffer.get(), mCountBuffer.get() + mNofTiles, 0u);
+    glReadPixels(0, 0, static_cast<GLsizei>(count), 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, mCountBuffer.get());
+    return std::accumulate(mCountBuffer.get(), mCountBuffer.get() + count, 0u);
 }
 
 void PixelCount::prepareDisplayList()

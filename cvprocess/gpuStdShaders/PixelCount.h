@@ -24,9 +24,10 @@ namespace velmor::cvprocess {
 /// tiles at the edge reach beyond the mask and count its edge pixels again.
 /// Regions of interest are ignored. No parameters beside the number of tiles, 32 unless set.
 ///
-/// Limits: 0 tiles, or not fewer than the destination is wide, are an assertion. Tiles of more than 65535 pixels on
-/// average give a warning on std::cerr. The total wraps at 2^32. The shaders are of the classic dialect (integer
-/// varyings of GL_EXT_gpu_shader4).
+/// Limits: 0 tiles, or not fewer than the destination is wide, are an assertion; from 2^31 on a request counts as
+/// negative, passes it, and gets a tile for each pixel, of which the sums beyond the first row are lost. Tiles of more
+/// than 65535 pixels on average give a warning on std::cerr. The total wraps at 2^32. The shaders are of the classic
+/// dialect (integer varyings of GL_EXT_gpu_shader4).
 ///
 /// Example:
 ///
@@ -42,14 +43,15 @@ public:
 
     ~PixelCount() override;
 
-    /// Requests a number of tiles, for the next pass.
+    /// Requests a number of tiles, for the next pass. It allocates nothing.
     void setMaxNofTiles(unsigned int n);
 
     /// The number of tiles requested, and after a pass the number drawn.
     unsigned int getNofTiles() const { return mNofTiles; }
 
     /// The total of the last pass. It reads colour attachment 1 of whatever framebuffer is bound: that is this filter's
-    /// until something else binds another. Before the first pass it is an assertion.
+    /// until something else binds another. After a new request and before its pass it adds up as many texels as were
+    /// requested, or as a row has. Before the first pass it is an assertion.
     unsigned int getCount();
 
     /// Builds a list of one point per tile.

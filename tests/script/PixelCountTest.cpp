@@ -1,8 +1,10 @@
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 
 #include "tests/script/PassCalls.h"
+#include "tests/support/FailingAllocation.h"
 #include "tests/support/ShaderText.h"
 
+#include <algorithm>
 #include <memory>
 #include <sstream>
 
@@ -231,6 +233,38 @@ TEST_F(PixelCountScript, ANewRequestAfterAPassMakesTheListStaleAndRoomForTheRead
               "glReadPixels(0, 0, 100, 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, data)");
     const Output again = capture([&] { filter->execute(); });
     EXPECT_EQ(again.out, "Tiles set to: 100\n");
+}
+
+TEST_F(PixelCountScript, ARequestAllocatesNothingAndACountBeforeItsPassReadsNoMoreThanARow)
+{
+    constexpr unsigned int most = 0xffffffff;
+    pass(640, 480);
+    const std::size_t before = allocationCount();
+    filter->setMaxNofTiles(most);
+    EXPECT_EQ(allocationCount(), before);
+    EXPECT_EQ(filter->getNofTiles(), most);
+
+    gl.readPixels = [](GLsizei width, void* pixels) {
+        std::fill_n(static_cast<GLuint*>(pixels), width, 3u);
+    };
+    const FailingAllocation roomForAll(std::size_t{most} * sizeof(GLuint)); // 16 GiB
+    EXPECT_EQ(filter->getCount(), 3u * 640);
+    EXPECT_EQ(gl.takeOnly({"glReadPixels"}).back(),
+              "glReadPixels(0, 0, 640, 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, data)");
+}
+
+// Compared with the width as an int, such a number is negative. A tile is never smaller than a pixel.
+TEST_F(PixelCountScript, ARequestFrom2To31OnIsATileForEachPixel)
+{
+    for (const unsigned int request : {0x80000000u, 0xffffffffu}) {
+        filter->setMaxNofTiles(request);
+        pass(64, 48);
+        EXPECT_EQ(output.out, "Tiles set to: 3072\n");
+        EXPECT_EQ(filter->getNofTiles(), 64u * 48);
+    }
+    filter->getCount();
+    EXPECT_EQ(gl.takeOnly({"glReadPixels"}).back(),
+              "glReadPixels(0, 0, 3072, 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, data)");
 }
 
 TEST_F(PixelCountScript, AsManyTilesAsTheDestinationIsWideLessOneAreAccepted)
