@@ -8,6 +8,7 @@
 #include "examples/viewer/Chart.h"
 
 #include <algorithm>
+#include <vector>
 
 namespace velmor::viewer {
 namespace {

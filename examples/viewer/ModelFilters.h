@@ -7,9 +7,9 @@
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "examples/viewer/FilterOperator.h"
 
+#include <array>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace velmor::viewer {
 
@@ -42,7 +42,7 @@ protected:
     Outcome outcome() override;
 
 private:
-    std::vector<core::cvdata::ColorGMM> mModels;
+    std::array<core::cvdata::ColorGMM, 3> mModels; ///< they stay in their places, which the filter has the addresses of
     std::unique_ptr<cvprocess::ColorGMM2> mFilter;
     std::unique_ptr<RectTexture> mPicture;
 };

@@ -136,6 +136,21 @@ TEST_F(ViewerMouse, ModelsAreThoseOfThePatchThatWasDrawn)
     quit();
 }
 
+// The filter was made with the models before: it has to see the new ones in their places.
+TEST_F(ViewerMouse, ClassesFollowAPatchThatIsDrawnWhileTheyAreShown)
+{
+    const cv::Vec3b likePatch(90, 170, 60);
+    openBare(file);
+    goTo("ColorGMM2");
+    for (const cv::Rect& patch : {kYellow, kGreen, kYellow}) {
+        drag(kRight, patch.tl() + cv::Point(10, 10), patch.br() - cv::Point(10, 10));
+        await("the patch is of its class",
+              [&] { return largestDifference(shown()(patch), cv::Mat(patch.size(), CV_8UC3, likePatch)) == 0; });
+        EXPECT_NE(shown().at<cv::Vec3b>((patch == kYellow ? kGreen : kYellow).tl()), likePatch);
+    }
+    quit();
+}
+
 TEST_F(ViewerMouse, TheFirstModelIsOfTheMiddle)
 {
     const cv::Rect middle(110, 70, 100, 100); // around the patch that is learnt, of a twelfth of the height
