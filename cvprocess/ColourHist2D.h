@@ -26,7 +26,8 @@ namespace velmor::cvprocess {
 /// lies outside, or is empty, or whose end exceeds the range of an unsigned int, leaves a histogram of zeros or counts
 /// what is inside.
 ///
-/// Limits: no memory is allocated. Misuse stops on an assertion.
+/// Limits: no memory is allocated. The reset() of a derived histogram has to leave zeros, or the shares are nonsense.
+/// Misuse stops on an assertion.
 ///
 /// Example:
 ///

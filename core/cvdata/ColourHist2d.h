@@ -30,7 +30,7 @@ public:
     /// Gives the number of bins of each dimension.
     virtual void getNofBins(unsigned char& bins1, unsigned char& bins2, unsigned char& bins3) const;
 
-    /// Sets every bin to zero.
+    /// Sets every bin to zero. An override has to leave zeros too: operators count on from there.
     virtual void reset();
 
     /// All bins; they can be written.

@@ -22,6 +22,8 @@ namespace velmor::cvprocess {
 /// a, all on 0..1. A colour model over the first two channels behind this filter therefore sees (V, S).
 /// Pixels depend on no neighbour, so there is no border rule. No parameters.
 ///
+/// Limits: a hue just below 360 may be rounded to 1, which is the red of 0. Into 8 bits each hue above 359.3 is.
+///
 /// Example:
 ///
 ///     BGR2HSV toHsv;

@@ -26,9 +26,18 @@ class GlShaderMgr;
 /// After a pass the framebuffer object stays bound, viewport and matrices keep the pass values, and depth testing stays
 /// off. An application that draws itself puts a glsupport::StateGuard around its passes.
 ///
+/// Construction, preparation and destruction change state too. Construction binds for reading what is bound for
+/// drawing. So does a preparation, or it leaves the filter's framebuffer bound. Destruction leaves program 0 and
+/// framebuffer 0. The guard serves there as well.
+///
 /// Behaviour to know:
 /// - The display list keeps the sizes of the preparation before its first execute() until regions change: for textures
 ///   of a new size call resetROIs() first.
+/// - Of two sources the first one's size counts: without regions it is stretched over the destination, and the second
+///   is read at the same places, in pixels; beyond its edge its wrap mode decides.
+/// - Whether a texture is attached already is told by its id. A destination that was deleted while another framebuffer
+///   was bound stays attached, and one that is made again under the same id is taken for it: the pass draws into the
+///   dead one. Make new textures before the old ones go, or the filter anew.
 /// - The list is not deleted with the filter, and a list made stale by addROI() or resetROIs() is replaced without
 ///   being deleted. This is meant. Each such change, followed by an execute(), leaves one list behind in the
 ///   context: four vertices per region, some hundred bytes in usual drivers.
