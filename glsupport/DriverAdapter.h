@@ -7,7 +7,7 @@
 
 namespace velmor::glsupport {
 
-/// Makes drivers behave as the filters' classic dialect of OpenGL expects.
+/// Makes drivers behave as the filters' classic dialect of OpenGL expects, and leaves all other programs alone.
 ///
 /// The filters' shaders are texts without `#version`, as drivers of the OpenGL 2 era took them, and three filters need
 /// more that today's drivers refuse or lack. install() tries each such thing on the current context, by compiling,
@@ -19,13 +19,22 @@ namespace velmor::glsupport {
 /// glewInit() puts the driver's own entry points back: call install() again after it. HeadlessContext does all this
 /// itself.
 ///
-/// Contexts may be used from several threads; install() and remove() may not run beside other OpenGL calls.
+/// A program is adapted where it is of the filters' dialect. One of its texts says so: it has an `#extension` line that
+/// enables GL_ARB_texture_rectangle, GL_EXT_gpu_shader4, GL_EXT_geometry_shader4 or GL_ARB_color_buffer_float, and no
+/// `#version` line, or it enables GL_EXT_geometry_shader4. Any other program that the driver takes is with the adapter
+/// what it is without: to the pixel, the errors and the memory. Of a program of the dialect, a rewritten text that the
+/// driver refuses gives way to the text as it was given.
+///
+/// Contexts may be used from several threads; install() and remove() may not run beside other OpenGL calls. A second
+/// install() for a driver that was tried before writes no entry point.
 ///
 /// Limits: entry points taken before install(), or other than through GLEW, are not adapted, nor are shaders and
-/// programs that were made before. glGetShaderSource() gives the translated text. While a program is in use, colour
-/// attachments that are not drawn into and would clip the drawing are off; they come back with glUseProgram(0). Where
-/// points on corners are adapted, every program with a vertex shader draws an eighth of a pixel further to the right
-/// and up when it draws into a texture.
+/// programs that were made before, nor what goes into a display list. Where a text was translated glGetShaderSource()
+/// gives the translation. A program is linked with the texts that its shaders hold then, so they must be the ones that
+/// were compiled. While a program of the dialect is in use, textures that it may read are off its framebuffer if they
+/// would clip the drawing; they come back with glUseProgram(0). Where points on corners are adapted, such a program
+/// draws an eighth of a pixel further to the right and up when it draws into a texture. Contexts that share objects
+/// delete a program where they linked it.
 ///
 /// Example:
 ///
@@ -67,11 +76,13 @@ public:
     };
 
     /// Tries the current context and replaces the entry points that need it. Leaves OpenGL's state as it was, the queue
-    /// of errors included.
-    /// @throws std::runtime_error  when no context is current, or GLEW is not initialised
+    /// of errors included. Conditional rendering must not be under way: it cannot be asked for.
+    /// @throws std::runtime_error  when no context is current, GLEW is not initialised, or a query, a display list,
+    ///                             transform feedback, feedback or selection is under way, which would get the trials
     static Report install(Mode mode = WhereNeeded);
 
-    /// Puts every entry point back and forgets what was found.
+    /// Puts every entry point back and forgets what was found. Where textures are off a framebuffer of a context that
+    /// is not current, glUseProgram() stays in place: it puts them back when it is called there.
     static void remove();
 };
 

@@ -68,9 +68,8 @@ public:
         Result result;
         const GLuint program = glCreateProgram();
         const GLuint shader = glCreateShader(type);
-        const GLchar* const start = text.data();
-        const auto length = static_cast<GLint>(text.size());
-        glShaderSource(shader, 1, &start, &length);
+        const GLchar* const start = text.c_str();
+        glShaderSource(shader, 1, &start, nullptr);
         glCompileShader(shader);
         glGetShaderiv(shader, GL_COMPILE_STATUS, &result.isCompiled);
         std::array<GLchar, 1024> log = {};
@@ -154,7 +153,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         return 0;
     constexpr GLenum kTypes[] = {GL_FRAGMENT_SHADER, GL_VERTEX_SHADER, GL_GEOMETRY_SHADER_EXT};
     const GLenum type = kTypes[data[0] % 3];
-    const std::string text(reinterpret_cast<const char*>(data) + 1, size - 1);
+    const std::string whole(reinterpret_cast<const char*>(data) + 1, size - 1);
+    const std::string text = whole.c_str(); // drivers read to the first zero
     const bool isEmptyGeometry = type == GL_GEOMETRY_SHADER_EXT && text.find('{') == std::string::npos;
     const Result expected = plain.take(type, text);
     if (std::getenv("VELMOR_FUZZ_DRIVER_ALONE")) // to tell whose fault is what was found
