@@ -575,22 +575,25 @@ std::size_t allocated()
 
 TEST_F(DriverAdapterTest, NothingIsKeptOfWhatIsDeleted)
 {
-    const auto makeAndDelete = [](const std::string& text) {
-        const GLuint program = build({{GL_FRAGMENT_SHADER, text}});
-        glUseProgram(program);
-        glDeleteProgram(program); // which goes when it is put away
-        glUseProgram(0);
+    const std::string filling = "//" + std::string(10000, 'c') + '\n';
+    const std::string texts[] = {
+        kClassic + filling + "uniform mat2 m; void main() { gl_FragColor = vec4(m[0], m[1]); }\n",
+        kClassic + filling + "void main() { int one = 1; float x = one; gl_FragColor = vec4(x); }\n",
+        filling + "void main() { gl_FragColor = vec4(1.0); }\n",
     };
-    const std::string matrix = kClassic + "uniform mat2 m; void main() { gl_FragColor = vec4(m[0], m[1]); }\n";
-    const std::string large = kPassColour + "//" + std::string(1000000, 'c');
-    makeAndDelete(matrix);
-    makeAndDelete(large);
+    const auto makeAndDelete = [&texts](int count) {
+        for (int i = 0; i < count; ++i) {
+            const GLuint program = build({{GL_FRAGMENT_SHADER, texts[i % 3]}});
+            glUseProgram(program);
+            glDeleteProgram(program); // which goes when it is put away
+            glUseProgram(0);
+        }
+    };
+    makeAndDelete(300);
     const std::size_t before = allocated();
-    for (int i = 0; i < 300; ++i)
-        makeAndDelete(matrix);
-    for (int i = 0; i < 10; ++i)
-        makeAndDelete(large);
-    EXPECT_LT(allocated(), before + 100000) << "a hundredth of what the texts need, a byte or two for each program";
+    makeAndDelete(5000);
+    EXPECT_LT(allocated(), before + 300000)
+        << "with the texts it would be 50 million, with records of programs half a million";
 }
 
 TEST_F(DriverAdapterTest, ShadersKeepTheirTextsOrderAndMessagesThroughALink)
@@ -1036,6 +1039,9 @@ TEST_F(DriverAdapterTest, FourNumbersAreForTheProgramThatIsInUse)
         build({{GL_FRAGMENT_SHADER, kClassic + "uniform vec4 v; void main() { gl_FragColor = v; }\n"}});
     ASSERT_EQ(glGetUniformLocation(matrix, "v"), glGetUniformLocation(vector, "v"));
     const GLint location = glGetUniformLocation(vector, "v");
+    glUseProgram(matrix);
+    glUniform4f(location, 1, 2, 3, 4);
+    expectNoGlError("a matrix");
     glUseProgram(vector);
     const GLuint list = glGenLists(1);
     glNewList(list, GL_COMPILE);
