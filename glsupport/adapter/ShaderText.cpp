@@ -1,7 +1,6 @@
 #include "glsupport/adapter/ShaderText.h"
 
 #include <algorithm>
-#include <cctype>
 #include <initializer_list>
 #include <sstream>
 #include <string_view>
@@ -31,12 +30,12 @@ bool isLineEnd(char each)
 
 bool isBlank(char each)
 {
-    return std::isspace(static_cast<unsigned char>(each)) != 0 && !isLineEnd(each);
+    return each == ' ' || each == '\t' || each == '\v' || each == '\f';
 }
 
 bool isOfWord(char each)
 {
-    return std::isalnum(static_cast<unsigned char>(each)) != 0 || each == '_';
+    return ('a' <= each && each <= 'z') || ('A' <= each && each <= 'Z') || ('0' <= each && each <= '9') || each == '_';
 }
 
 /// How long the line end is that begins here; of two characters where they are different.
@@ -315,7 +314,10 @@ TextFacts factsOf(const std::string& text)
 
 bool isClassic(const std::string& text)
 {
-    return beginsWith(text, kHead120) || beginsWith(text, kHead150) || factsOf(text).isClassic;
+    if (beginsWith(text, kHead120) || beginsWith(text, kHead150))
+        return true;
+    const bool mayBe = text.find("extension") != std::string::npos; // the rest, which is most, is not read
+    return mayBe && factsOf(text).isClassic;
 }
 
 std::string inVersion120(const std::string& text)

@@ -36,7 +36,7 @@ TEST(ShaderText, TheClassicDialectSaysSoByItsExtensions)
         for (const std::string& line :
              {"#extension " + name + " : enable\n", "  #  extension " + name + ":require // why\n",
               "/* so */ #extension " + name + " /* and so */ : warn\n",
-              "#ext" + std::string("ension \\\n") + name + " : enable"})
+              std::string("#extension \\\n") + name + " : enable"})
             EXPECT_TRUE(isClassic("uniform int before;\n" + line)) << line;
         EXPECT_FALSE(isClassic("#extension " + name + " : disable\n"));
         EXPECT_FALSE(isClassic("// #extension " + name + " : enable\n"));
