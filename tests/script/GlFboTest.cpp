@@ -367,6 +367,39 @@ TEST_F(GlFboScript, IsValidReportsOnStandardErrorUnlessToldOtherwise)
     EXPECT_EQ(output.out, "");
 }
 
+TEST_F(GlFboScript, WhatAttachesAndTakesOffForOthersGoesThroughTheVirtualFunctions)
+{
+    struct Traced : GlFbo
+    {
+        void attachTexture(GLenum texTarget, GLuint texId, GLenum attachment, int mipLevel, int zSlice) override
+        {
+            calls.push_back({texTarget, texId, attachment, static_cast<GLuint>(mipLevel), static_cast<GLuint>(zSlice)});
+        }
+        void attachRenderBuffer(GLuint buffId, GLenum attachment) override { calls.push_back({buffId, attachment}); }
+
+        std::vector<std::vector<GLuint>> calls;
+    };
+    Traced traced;
+    const auto expectCalls = [&](const std::vector<std::vector<GLuint>>& calls) {
+        EXPECT_EQ(traced.calls, calls);
+        traced.calls.clear();
+    };
+    GLenum targets[] = {GL_TEXTURE_3D, GL_TEXTURE_1D};
+    GLuint ids[] = {7, 8};
+    int levels[] = {1, 2};
+    int slices[] = {3, 4};
+    traced.attachTextures(2, targets, ids, nullptr, levels, slices);
+    expectCalls({{GL_TEXTURE_3D, 7, kPoint0, 1, 3}, {GL_TEXTURE_1D, 8, kPoint1, 2, 4}});
+    traced.attachRenderBuffers(2, ids);
+    expectCalls({{7, kPoint0}, {8, kPoint1}});
+    gl.attachedType = GL_TEXTURE;
+    traced.unattach(kPoint1);
+    expectCalls({{GL_TEXTURE_2D, 0, kPoint1, 0, 0}});
+    gl.attachedType = GL_RENDERBUFFER_EXT;
+    traced.unattach(kPoint1);
+    expectCalls({{0, kPoint1}});
+}
+
 TEST_F(GlFboScript, DerivedClassesHaveTheStepsOfAttaching)
 {
     struct Derived : GlFbo

@@ -5,6 +5,7 @@
 #include "tests/support/TemporaryFolder.h"
 
 #include <cstdio>
+#include <iostream>
 #include <memory>
 
 #include <unistd.h>
@@ -167,9 +168,20 @@ TEST_F(GlShaderMgrScript, AnErrorOfAttachingEndsTheProcess)
 {
     gl.errorOfCall["glAttachShader"] = GL_INVALID_VALUE;
     unsigned int shader = 0;
-    EXPECT_EXIT(load("text", shader), ExitedWithCode(kMinusOne), exactly("Error: invalid value\n"));
+    // Standard output goes to the stream that is compared, to show that the shader is not announced.
+    EXPECT_EXIT(
+        {
+            dup2(2, 1);
+            load("text", shader);
+        },
+        ExitedWithCode(kMinusOne), exactly("Error: invalid value\n"));
     const std::string file = folder.write("a.frag", "void main() {}");
-    EXPECT_EXIT(loadFile(file, shader), ExitedWithCode(kMinusOne), exactly("Error: invalid value\n"));
+    EXPECT_EXIT(
+        {
+            dup2(2, 1);
+            loadFile(file, shader);
+        },
+        ExitedWithCode(kMinusOne), exactly("Error: invalid value\n"));
 }
 
 TEST_F(GlShaderMgrScript, AnOldErrorIsReportedAndDoesNotEndTheProcess)
@@ -318,6 +330,19 @@ TEST_F(ScriptTest, LinkingLinksValidatesAndPrintsTheLogTwice)
     gl.programLog = "a note";
     const Output withLog = capture([] { EXPECT_TRUE(GlShaderMgr::linkShadersToProgram(9)); });
     EXPECT_EQ(withLog.out, "Program InfoLog:\na note\nShader validation\nProgram InfoLog:\na note\n");
+}
+
+TEST_F(ScriptTest, TheValidationIsAnnouncedBeforeItIsMade)
+{
+    gl.onCall = [](const std::string& function) {
+        if (function == "glValidateProgram")
+            std::cout << "the validation" << std::endl;
+    };
+    for (const bool validates : {true, false}) {
+        gl.validates = validates;
+        const Output output = capture([] { GlShaderMgr::linkShadersToProgram(9); });
+        EXPECT_EQ(output.out, "Shader validation\nthe validation\n");
+    }
 }
 
 TEST_F(ScriptTest, AFailedLinkIsReportedAndNotValidated)
@@ -499,6 +524,16 @@ TEST_F(GlShaderMgrScript, DestructionDeletesProgramsThenShadersInTheOrderOfTheir
                                 call("glDeleteShader", m), call("glDeleteShader", z)}));
     EXPECT_TRUE(gl.programs.empty());
     EXPECT_TRUE(gl.shaders.empty());
+}
+
+TEST_F(GlShaderMgrScript, DestructionDeletesTheId0OfAFileThatDidNotOpenToo)
+{
+    unsigned int none = 99, shader = 0;
+    EXPECT_FALSE(loadFile("/nowhere/shader.frag", none));
+    capture([&] { load("text", shader); });
+    gl.take();
+    manager.reset();
+    EXPECT_EQ(gl.take(), (Calls{"glUseProgram(0)", "glDeleteShader(0)", "glDeleteShader(1)"}));
 }
 
 } // namespace

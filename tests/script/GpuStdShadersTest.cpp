@@ -122,6 +122,26 @@ TEST_F(ScriptTest, AProgramThatDoesNotLinkIsReportedAndKept)
     EXPECT_EQ(output.err, "ERROR: Linking failed.\n");
 }
 
+TEST_F(ScriptTest, AProgramThatIsRegisteredAlreadyIsNotBuiltAgain)
+{
+    struct Twice : Filter
+    {
+        Twice() : Filter(false), first(mProgObj)
+        {
+            mProgObj = 0;
+            ScriptedGl::instance().take();
+            buildProgram("_ENFORCE_NEW_", "tests/Filter", "another text");
+        }
+        GLuint first;
+    };
+    const Output output = capture([&] {
+        const Twice filter;
+        EXPECT_EQ(gl.take(), (Calls{"glGenFramebuffersEXT(1)", kReadBinding, bound(4), bound(0)}));
+        EXPECT_EQ(filter.mProgObj, filter.first);
+    });
+    EXPECT_EQ(output.err, "");
+}
+
 TEST_F(GpuStdShadersScript, FieldsWithoutAValueStartHarmless)
 {
     EXPECT_EQ(one->mTexUnit0Loc, -1);
@@ -295,6 +315,17 @@ TEST_F(GpuStdShadersScript, WithoutRegionsOneQuadStretchesTheSourceOverTheDestin
     one->prepareExecution(a, half);
     one->execute();
     EXPECT_EQ(gl.takeOnly(kGeometry), stretchedQuad(64, 48, 32, 24));
+}
+
+TEST_F(GpuStdShadersScript, OfTwoSourcesTheQuadSpansTheFirst)
+{
+    two->prepareExecution(a, half, c);
+    two->execute();
+    EXPECT_EQ(gl.takeOnly(kGeometry), stretchedQuad(64, 48, 64, 48));
+    two->prepareExecution(half, b, c);
+    two->resetROIs();
+    two->execute();
+    EXPECT_EQ(gl.takeOnly(kGeometry), stretchedQuad(32, 24, 64, 48));
 }
 
 TEST_F(GpuStdShadersScript, ARegionIsAQuadOfEqualTextureCoordinates)

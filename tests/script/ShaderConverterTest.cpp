@@ -67,6 +67,16 @@ TEST_F(ShaderConverter, QuotesAreEscaped)
     EXPECT_EQ(converted("\"\"\n"), definition("\\\"\\\"" + kTail));
 }
 
+TEST_F(ShaderConverter, EveryOtherByteStaysAsItIs)
+{
+    EXPECT_EQ(converted("one\r\n\r\ntwo\r"), definition("one\r" + kTail + "\r" + kTail + "two\r" + kTail));
+    std::string bytes; // in an order that makes no mark of a comment
+    for (int code = 0; code < 256; ++code)
+        if (code != '\n' && code != '"')
+            bytes += static_cast<char>(code);
+    EXPECT_EQ(converted(bytes), definition(bytes + kTail));
+}
+
 TEST_F(ShaderConverter, BlockCommentsBecomeLineComments)
 {
     EXPECT_EQ(

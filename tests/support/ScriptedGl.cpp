@@ -201,6 +201,8 @@ std::vector<std::string> ScriptedGl::takeOnly(const std::set<std::string>& funct
 template<typename... Arguments>
 void ScriptedGl::call(const char* function, const Arguments&... arguments)
 {
+    if (onCall)
+        onCall(function);
     const auto error = errorOfCall.find(function);
     if (error != errorOfCall.end())
         errors.push_back(error->second);

@@ -55,6 +55,8 @@ public:
     std::map<GLenum, GLint> integers;               ///< for glGetIntegerv(), 0 for any other name
     std::function<void(GLsizei, void*)> readPixels; ///< fills what glReadPixels() reads, a row of that width
 
+    std::function<void(const std::string& function)> onCall; ///< runs first in every call
+
     // What it knows.
     std::set<GLenum> enabled;
     GLint framebufferBinding = 0;
