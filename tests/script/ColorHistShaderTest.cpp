@@ -270,6 +270,17 @@ TEST_F(ColorHistShaderScript, WithoutARegionTheDestinationIsTheRegion)
                                "glVertex2f(7, 0)", "glEnd()"}));
 }
 
+TEST_F(ColorHistShaderScript, TheShaderIsToldTheSizeOfTheRecordNotThatOfATexture)
+{
+    param.mXres = 40;
+    param.mYres = 30;
+    gl.uniformLocations = {{"nbins1", 1}, {"nbins2", 2}, {"nbins3", 3}, {"xres", 4}, {"yres", 5}};
+    makeAndPrepare();
+    filter->execute();
+    EXPECT_EQ(gl.takeOnly({"glUniform1i"}), (Calls{"glUniform1i(1, 3)", "glUniform1i(2, 3)", "glUniform1i(3, 3)",
+                                                   "glUniform1i(4, 40)", "glUniform1i(5, 30)"}));
+}
+
 TEST_F(ColorHistShaderScript, OnlyTheFirstRegionCounts)
 {
     makeAndPrepare();

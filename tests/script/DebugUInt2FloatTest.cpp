@@ -143,6 +143,22 @@ TEST_F(DebugUInt2FloatScript, WithoutADestinationEverTheScreenIsDrawnWithSizeZer
     EXPECT_EQ(gl.take(), screenCalls("0", "0"));
 }
 
+TEST_F(DebugUInt2FloatScript, TexturesAreAttachedBoundAndEnabledByTheirOwnTargets)
+{
+    TextureGpu line(201, 64, 1, GL_UNSIGNED_INT, GL_RGBA, GL_RGBA8, GL_TEXTURE_1D);
+    TextureGpu plane(202, 64, 1, GL_UNSIGNED_BYTE, GL_RGBA, GL_RGBA8, GL_TEXTURE_2D);
+    view->prepareExecution(line, plane);
+    EXPECT_EQ(gl.takeOnly({"glFramebufferTexture1DEXT", "glFramebufferTexture2DEXT"}),
+              (Calls{"glFramebufferTexture1DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_TEXTURE_1D, 201, 0)",
+                     "glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT1_EXT, GL_TEXTURE_2D, 202, "
+                     "0)"}));
+    view->prepareExecution(line);
+    view->outputToScreen();
+    EXPECT_EQ(gl.takeOnly({"glBindTexture", "glEnable", "glDisable"}),
+              (Calls{"glBindTexture(GL_TEXTURE_1D, 201)", "glEnable(GL_TEXTURE_1D)", "glDisable(GL_DEPTH_TEST)",
+                     "glDisable(GL_TEXTURE_1D)"}));
+}
+
 TEST_F(DebugUInt2FloatScript, PreparingForATextureEndsTheScreenMode)
 {
     view->prepareExecution(source);

@@ -29,6 +29,7 @@
 #include "tests/script/PassCalls.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Models.h"
+#include "tests/support/ShaderText.h"
 #include "tests/support/VirtualSlot.h"
 
 #include <memory>
@@ -199,8 +200,9 @@ const FilterCase kFilters[] = {
     ofOneSource<BGR2HSV>("BGR2HSV", kHsvText + Calls{".rgba"}),
     ofOneSource<RGB2HSV>("RGB2HSV", kHsvText),
     ofOneSource<BayerRG2GRAY>("BayerRG2GRAY",
-                              kBayerText + Calls{"const vec3 lumCoeff = vec3(0.212671, 0.715160, 0.072169);"}),
-    ofOneSource<BayerRG2RGB>("BayerRG2RGB", kBayerText),
+                              kBayerText + Calls{"const vec3 lumCoeff = vec3(0.212671, 0.715160, 0.072169);",
+                                                 "gl_FragData[0].r = dot(beta, lumCoeff);"}), // no other channel
+    ofOneSource<BayerRG2RGB>("BayerRG2RGB", kBayerText + Calls{"gl_FragData[0] = vec4(beta, 0.0);"}),
     ofOneSource<GRAY2Sobel>("GRAY2Sobel", {"// output requires signed texture with doubled bit size!\n",
                                            "// STRONGLY avoid using uniform arrays (=from CPU) as kernels\n",
                                            "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}),
@@ -347,6 +349,72 @@ TEST_P(FilterFamilyScript, HasTheShaderHeadOfTheFamilyAndItsOwnStatedLines)
     EXPECT_EQ(uniforms, statedUniforms);
 }
 
+// Pairs of filters whose shaders are the same text but for the lines in which they differ by purpose.
+
+/// The shader text of a filter, the only one in its context.
+template<typename Filter>
+std::string shaderText()
+{
+    ScriptedGl::instance().reset();
+    capture([] { make<Filter>(); });
+    return ScriptedGl::instance().shaderSources.at(kShader);
+}
+
+/// A text with a part of it, which stands there once, replaced.
+std::string replaced(std::string text, const std::string& part, const std::string& other)
+{
+    const std::size_t place = text.find(part);
+    if (place == std::string::npos || text.find(part, place + 1) != std::string::npos) {
+        ADD_FAILURE() << "not once: " << part;
+        return text;
+    }
+    return text.replace(place, part.size(), other);
+}
+
+TEST_F(ScriptTest, TheGreyFiltersDifferInAnExchangeOfEqualChannelsAlone)
+{
+    EXPECT_EQ(replaced(shaderText<BGR2GRAY>(), "vec4(grey).bgra;", "vec4(grey);"), shaderText<RGB2GRAY>());
+}
+
+TEST_F(ScriptTest, TheHsvFiltersDifferInTheOrderOfTheStoredColoursAlone)
+{
+    EXPECT_EQ(replaced(shaderText<BGR2HSV>(), "gl_TexCoord[0].st).rgba;", "gl_TexCoord[0].st).bgra;"),
+              shaderText<RGB2HSV>());
+}
+
+const char* const kBayerWeights = "    const vec3 lumCoeff = vec3(0.212671, 0.715160, 0.072169);\n";
+
+TEST_F(ScriptTest, TheBayerFiltersDifferInWhatTheyWriteAlone)
+{
+    const std::string withoutWeights = replaced(shaderText<BayerRG2GRAY>(), kBayerWeights, "");
+    EXPECT_EQ(replaced(withoutWeights, "gl_FragData[0].r = dot(beta, lumCoeff);", "gl_FragData[0] = vec4(beta, 0.0);"),
+              shaderText<BayerRG2RGB>());
+}
+
+// What no pixel shows: values that are not written have none, and the composition along the column is never reached.
+TEST_F(ScriptTest, TheBayerFiltersHoldTheirTablesAndTheCompositionThatIsNotUsed)
+{
+    const std::string text = shaderText<BayerRG2RGB>();
+    for (const char* const site : {"if (site == 0) // red_top_left\n", "if (site == 1) // green_top_right\n",
+                                   "if (site == 2) // green_bottom_left\n", "else // blue_bottom_right\n"})
+        EXPECT_NE(text.find(site), std::string::npos) << site;
+
+    const std::string code = withoutBlanks(text);
+    for (const std::string part :
+         {"float lowPassOffset[2]; lowPassOffset[0] = -2.0; lowPassOffset[1] = 2.0;",
+          "float interpolationOffset[2]; interpolationOffset[0] = -1.0; interpolationOffset[1] = 1.0;",
+          "alphaH += raw(lowPassOffset[i], 0.0);", "alphaV += raw(0.0, lowPassOffset[i]);",
+          "gammaH += raw(interpolationOffset[i], 0.0);", "gammaV += raw(0.0, interpolationOffset[i]);",
+          "alphaV = (alphaV + centre) * GRAD;", "float lambdaV = contrast(centre, alphaV);",
+          "if (abs(lambdaH) <= abs(lambdaH))",
+          "else { if (site == 0) beta = vec3(alphaV, gammaV, gammaX);"
+          "else if (site == 1) beta = vec3(gammaH, alphaV, gammaV);"
+          "else if (site == 2) beta = vec3(gammaV, alphaV, gammaH);"
+          "else beta = vec3(gammaX, gammaV, alphaV);"
+          "beta = beta * (1.0 + lambdaV); }"})
+        EXPECT_NE(code.find(withoutBlanks(part)), std::string::npos) << part;
+}
+
 /// The virtual functions of an object, those of its destructor first.
 template<typename Object>
 void* const* functionTable(const Object& object)
@@ -393,6 +461,60 @@ TEST_P(FilterFamilyScript, InstancesOwnProgramsAndFramebuffersOfTheirOwn)
     EXPECT_EQ(gl.framebuffers.size(), 2u);
 }
 
+/// A filter that tells which stages of its pass are reached as virtual calls.
+template<typename Filter>
+struct Traced : Filter
+{
+    using Filter::Filter;
+
+    void prepareDisplayList() override
+    {
+        trace += "list ";
+        Filter::prepareDisplayList();
+    }
+    void setGlOne2OneTexelMapping() override { trace += "mapping "; }
+    void executeInitStage() override
+    {
+        trace += "init ";
+        Filter::executeInitStage();
+    }
+    void executeCleanUpStage() const override { trace += "cleanUp "; }
+
+    mutable std::string trace;
+};
+
+template<typename Filter, typename... Arguments>
+void expectVirtualStages(Arguments&&... arguments)
+{
+    TextureGpu source = texture(101, 64, 48), mask = texture(102, 64, 48), destination = texture(103, 64, 48);
+    std::unique_ptr<Traced<Filter>> filter;
+    capture([&] { filter = std::make_unique<Traced<Filter>>(arguments...); });
+    if (filter->mAdditionalInput)
+        filter->prepareExecution(source, mask, destination);
+    else
+        filter->prepareExecution(source, destination);
+    filter->execute();
+    EXPECT_EQ(filter->trace, "init list mapping cleanUp ");
+}
+
+ColorHistShader::Param smallHistogram()
+{
+    ColorHistShader::Param param;
+    param.mNBins1 = param.mNBins2 = param.mNBins3 = 2;
+    return param;
+}
+
+TEST_F(ScriptTest, FiltersWithAPassOfTheirOwnCallItsStagesVirtually)
+{
+    std::vector<core::cvdata::ColorGMM*> models = {&modelOfTwo()};
+    ColorHistShader::Param histogram = smallHistogram();
+    expectVirtualStages<Laplacian>(nullptr);
+    expectVirtualStages<DebugUInt2Float>();
+    expectVirtualStages<ColorGMM>(&modelOfTwo(), nullptr);
+    expectVirtualStages<ColorGMM2>(models);
+    expectVirtualStages<ColorHistShader>(&histogram, nullptr);
+}
+
 #ifndef NDEBUG
 TEST_P(FilterFamilyScript, TheFormOfPreparationForAnotherNumberOfSourcesIsAnAssertion)
 {
@@ -416,13 +538,6 @@ void expectNames(const GpuStdShaders& filter, const char* program, bool twoSourc
     EXPECT_EQ(filter.mFbos.begin()->first, "_ENFORCE_NEW_00");
     EXPECT_EQ(filter.mShaderMgr->mProgObjs, (std::map<std::string, std::uint32_t>{{program, kProgram}}));
     EXPECT_EQ(filter.mAdditionalInput, twoSources);
-}
-
-ColorHistShader::Param smallHistogram()
-{
-    ColorHistShader::Param param;
-    param.mNBins1 = param.mNBins2 = param.mNBins3 = 2;
-    return param;
 }
 
 TEST_F(ScriptTest, TheReductionsUseTheNamesOfTheirClassAndOverrideTheStatedVirtualFunctionsAlone)
@@ -564,14 +679,22 @@ TEST_F(ScriptTest, FieldsOfTheFrameStandInTheStatedOrder)
     EXPECT_TRUE(standInOrder({&manager.mProgObjs, &manager.mShaderObjs}));
 }
 
+/// Expects a filter to hold the text that it compiled.
 template<typename Filter>
-void expectSourceTextAlone(const std::string Filter::*text)
+void expectSourceText(const std::string Filter::*text)
 {
     ScriptedGl::instance().reset();
     const auto filter = make<Filter>();
+    EXPECT_EQ(static_cast<const Filter&>(*filter).*text, ScriptedGl::instance().shaderSources.at(kShader));
+}
+
+template<typename Filter>
+void expectSourceTextAlone(const std::string Filter::*text)
+{
+    expectSourceText(text);
+    const auto filter = make<Filter>();
     const Filter& typed = static_cast<const Filter&>(*filter);
     EXPECT_TRUE(standInOrder({&typed.mUseROIs, &(typed.*text)}));
-    EXPECT_EQ(typed.*text, ScriptedGl::instance().shaderSources.at(kShader));
     EXPECT_EQ(sizeof(Filter), sizeof(GpuStdShaders) + sizeof(std::string));
 }
 
@@ -589,6 +712,15 @@ TEST_F(ScriptTest, FiltersWithoutParametersHoldTheirShaderTextAlone)
     expectSourceTextAlone(&BayerRG2RGB::mShaderSrc);
     expectSourceTextAlone(&GRAY2Sobel::mShaderSrc);
     expectSourceTextAlone(&FlipV::mShaderSrc);
+}
+
+TEST_F(ScriptTest, FiltersWithFieldsOfTheirOwnHoldTheirShaderTextToo)
+{
+    expectSourceText(&Or::mShaderSrc);
+    expectSourceText(&Not::mShaderSrc);
+    expectSourceText(&Laplacian::mShaderSrc);
+    expectSourceText(&NonMaxSupression::mShaderSrc);
+    expectSourceText(&DebugUInt2Float::mShaderSrc);
 }
 
 TEST_F(ScriptTest, TheLogicFiltersHoldTheirTextAndThenTheirParameters)
