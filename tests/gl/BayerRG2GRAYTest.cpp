@@ -48,6 +48,13 @@ TEST_F(PixelTest, BayerRG2GRAYIntoTexturesOfOneChannel)
     }
 }
 
+TEST_F(PixelTest, BayerRG2GRAYFollowsTheModesOfItsSource)
+{
+    const auto filter = makeQuietly<BayerRG2GRAY>();
+    expectBorderColour(*filter, kGrey);
+    expectLinearFilter(*filter, kGrey);
+}
+
 TEST_F(PixelTest, BayerRG2GRAYOfAConstantPictureIsThatConstant)
 {
     const auto filter = makeQuietly<BayerRG2GRAY>();

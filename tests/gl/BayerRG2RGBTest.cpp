@@ -38,6 +38,13 @@ TEST_F(PixelTest, BayerRG2RGBOfAFrame)
     expectFrame(*filter, kColour, mosaicOf(photograph(Image::RGB)));
 }
 
+TEST_F(PixelTest, BayerRG2RGBFollowsTheModesOfItsSource)
+{
+    const auto filter = makeQuietly<BayerRG2RGB>();
+    expectBorderColour(*filter, kColour);
+    expectLinearFilter(*filter, kColour);
+}
+
 TEST_F(PixelTest, BayerRG2RGBOfAConstantPictureIsThatConstant)
 {
     const auto filter = makeQuietly<BayerRG2RGB>();

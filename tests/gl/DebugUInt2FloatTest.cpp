@@ -36,7 +36,7 @@ protected:
     void expectQuotients(RectTexture::Format format, std::size_t components)
     {
         const auto filter = makeQuietly<DebugUInt2Float>();
-        const unsigned sizes[][2] = {{1, 1}, {1, 7}, {7, 1}, {31, 37}, {64, 48}};
+        const unsigned sizes[][2] = {{1, 1}, {1, 7}, {7, 1}, {31, 37}, {64, 48}, {16384, 1}, {1, 16384}};
         unsigned seed = 1;
         for (const auto& [width, height] : sizes) {
             SCOPED_TRACE(std::to_string(width) + " x " + std::to_string(height));

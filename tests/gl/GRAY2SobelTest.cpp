@@ -46,6 +46,13 @@ TEST_F(PixelTest, GRAY2SobelOfAFrame)
     expectFrame(*filter, kGradients, photograph(Image::GREYSCALE));
 }
 
+TEST_F(PixelTest, GRAY2SobelFollowsTheModesOfItsSource)
+{
+    const auto filter = makeQuietly<GRAY2Sobel>();
+    expectBorderColour(*filter, kGradients);
+    expectLinearFilter(*filter, kGradients);
+}
+
 TEST_F(PixelTest, GRAY2SobelReadsRedAlone)
 {
     const auto filter = makeQuietly<GRAY2Sobel>();

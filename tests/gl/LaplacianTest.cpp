@@ -70,6 +70,17 @@ TEST_F(PixelTest, LaplacianOfAFrame)
     expectFrame(*filter, edges(0), photograph(Image::RGB));
 }
 
+TEST_F(PixelTest, LaplacianFollowsTheModesOfItsSource)
+{
+    const auto filter = makeQuietly<Laplacian>(nullptr);
+    for (const int type : {0, 1, 2}) {
+        SCOPED_TRACE(type);
+        filter->params()->kernelType = type;
+        expectBorderColour(*filter, edges(type));
+        expectLinearFilter(*filter, edges(type));
+    }
+}
+
 TEST_F(PixelTest, LaplacianFollowsTheKernelTypeFromPassToPass)
 {
     const auto filter = makeQuietly<Laplacian>(nullptr);

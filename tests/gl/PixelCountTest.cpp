@@ -99,6 +99,13 @@ protected:
     std::unique_ptr<PixelCount> filter;
 };
 
+TEST_F(PixelCountTest, PicturesOfTheLongestSidesAreSummed)
+{
+    expectSums(randomValues(16384, 2, 256, 1), 1000);
+    filter->resetROIs();
+    expectSums(randomValues(8, 16384, 256, 2), 4);
+}
+
 TEST_F(PixelCountTest, EveryTileHasItsSumInItsOwnTexelForEveryNumberOfTiles)
 {
     struct

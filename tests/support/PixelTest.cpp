@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
 #include <random>
 #include <sstream>
 
@@ -23,6 +24,8 @@ struct Size
     unsigned height;
 };
 constexpr Size kSizes[] = {{1, 1}, {1, 7}, {7, 1}, {2, 2}, {13, 11}, {31, 37}, {64, 48}, {257, 3}};
+
+constexpr unsigned kLongestSide = 16384; // the most that drivers allow
 
 struct Region
 {
@@ -184,6 +187,21 @@ Reference perPixel(const PixelRule& rule, float tolerance)
             tolerance};
 }
 
+void setBorderColour(const RectTexture& texture, const Texel& colour)
+{
+    glBindTexture(texture.getTexTargetType(), texture.getTexId());
+    for (const GLenum direction : std::initializer_list<GLenum>{GL_TEXTURE_WRAP_S, GL_TEXTURE_WRAP_T})
+        glTexParameteri(texture.getTexTargetType(), direction, GL_CLAMP_TO_BORDER);
+    glTexParameterfv(texture.getTexTargetType(), GL_TEXTURE_BORDER_COLOR, colour.data());
+}
+
+void setLinearFilter(const RectTexture& texture)
+{
+    glBindTexture(texture.getTexTargetType(), texture.getTexId());
+    for (const GLenum scaling : std::initializer_list<GLenum>{GL_TEXTURE_MIN_FILTER, GL_TEXTURE_MAG_FILTER})
+        glTexParameteri(texture.getTexTargetType(), scaling, GL_LINEAR);
+}
+
 void expectNear(const Texel& actual, const Texel& expected, float tolerance, std::size_t channels)
 {
     for (std::size_t channel = 0; channel < channels; ++channel)
@@ -265,7 +283,64 @@ void PixelTest::expectPixels(GpuStdShaders& filter, bool twoSources, const Refer
         }
     }
     expectLargerDestination(filter, twoSources, reference);
+    expectLongestSides(filter, twoSources, reference);
     filter.resetROIs();
+}
+
+void PixelTest::expectLongestSides(GpuStdShaders& filter, bool twoSources, const Reference& reference)
+{
+    filter.resetROIs();
+    for (const Size& size : {Size{kLongestSide, 1}, Size{1, kLongestSide}}) {
+        const Picture first = reference.source(size.width, size.height, 1);
+        const Picture second = reference.source(size.width, size.height, 2);
+        const auto expectedAt = [&](int x, int y) -> Expected {
+            return {reference.rule(first, second, x, y), reference.tolerance, reference.channels};
+        };
+        expectPicture(run(filter, twoSources, first, second), expectedAt, "the longest side");
+        filter.resetROIs();
+    }
+}
+
+void PixelTest::expectBorderColour(GpuStdShaders& filter, const Reference& reference)
+{
+    constexpr unsigned kMargin = 4; // as far as any filter reads, and even, as mosaics need
+    constexpr Texel kBorder = {0.25f, 0.75f, 0.5f, 0.125f};
+    const Picture picture = reference.source(13, 11, 1);
+    Picture framed(picture.width + 2 * kMargin, picture.height + 2 * kMargin, kBorder);
+    for (unsigned y = 0; y < picture.height; ++y)
+        for (unsigned x = 0; x < picture.width; ++x)
+            framed.at(x + kMargin, y + kMargin) = picture.at(x, y);
+
+    RectTexture source(picture.width, picture.height, RectTexture::RGBA32F);
+    RectTexture destination(picture.width, picture.height, RectTexture::RGBA32F);
+    source.upload(picture.texels.data());
+    setBorderColour(source, kBorder);
+    filter.resetROIs();
+    const int margin = kMargin;
+    const auto expectedAt = [&](int x, int y) -> Expected {
+        return {reference.rule(framed, framed, x + margin, y + margin), reference.tolerance, reference.channels};
+    };
+    expectPicture(run(filter, source, destination), expectedAt, "a border colour");
+}
+
+void PixelTest::expectLinearFilter(GpuStdShaders& filter, const Reference& reference)
+{
+    Picture picture = reference.source(31, 37, 1);
+    for (Texel& texel : picture.texels)
+        for (float& channel : texel)
+            channel = 0.25f + 0.75f * channel; // no zero, where a quotient would leap
+    RectTexture source(picture.width, picture.height, RectTexture::RGBA32F);
+    RectTexture destination(picture.width, picture.height, RectTexture::RGBA32F);
+    source.upload(picture.texels.data());
+    setLinearFilter(source);
+    filter.resetROIs();
+    // A place lies off the middle by a few roundings of 37, 2e-6 each, and takes as much of its neighbours in. The
+    // weights of a filter add up to 16 at most.
+    const float tolerance = reference.tolerance + 16 * 1e-5f;
+    const auto expectedAt = [&](int x, int y) -> Expected {
+        return {reference.rule(picture, picture, x, y), tolerance, reference.channels};
+    };
+    expectPicture(run(filter, source, destination), expectedAt, "a linear filter");
 }
 
 void PixelTest::expectLargerDestination(GpuStdShaders& filter, bool twoSources, const Reference& reference)

@@ -79,6 +79,12 @@ protected:
     /// Runs a filter of one source on one picture.
     void expectPixels(cvprocess::GpuStdShaders& filter, const Reference& reference, const Picture& source);
 
+    /// Runs a filter of one source, which reads neighbours, on a texture with a border colour.
+    void expectBorderColour(cvprocess::GpuStdShaders& filter, const Reference& reference);
+
+    /// Runs a filter of one source, which reads the middles of texels, on a texture that mixes texels in between.
+    void expectLinearFilter(cvprocess::GpuStdShaders& filter, const Reference& reference);
+
     /// Runs a filter of one source on an image, into floats, and into bytes, which clamp and round.
     void expectFrame(cvprocess::GpuStdShaders& filter, const Reference& reference, const core::cvdata::Image& frame);
 
@@ -99,10 +105,17 @@ protected:
 
 private:
     void expectLargerDestination(cvprocess::GpuStdShaders& filter, bool twoSources, const Reference& reference);
+    void expectLongestSides(cvprocess::GpuStdShaders& filter, bool twoSources, const Reference& reference);
 
     Picture run(cvprocess::GpuStdShaders& filter, bool twoSources, core::cvdata::RectTexture& source1,
                 core::cvdata::RectTexture& source2, core::cvdata::RectTexture& destination);
 };
+
+/// Sets what a shader reads outside a texture of floats: this colour.
+void setBorderColour(const core::cvdata::RectTexture& texture, const Texel& colour);
+
+/// Sets that a shader reads a mean of the nearest texels.
+void setLinearFilter(const core::cvdata::RectTexture& texture);
 
 void expectNear(const Texel& actual, const Texel& expected, float tolerance, std::size_t channels = 4);
 
