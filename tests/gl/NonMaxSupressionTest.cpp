@@ -118,6 +118,60 @@ TEST_F(PixelTest, NonMaxSupressionKeepsAPeakAndSuppressesTies)
     expectNear(middleOf(0.75, 0.5, 0.25), {0.0f, 0.0f, 0.0f}, 0.0f, 3); // a larger one behind
 }
 
+TEST_F(PixelTest, NonMaxSupressionLooksAsFarAsTheDirectionDividedByAllDigitsOfTheFactor)
+{
+    // Six thousand texels away, one in the last digit of 1.4142 moves a look-up by 0.42 of a texel, and so one of the
+    // two below out of its texel. Rounding moves it by 2e-3.
+    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    constexpr unsigned kSeen = 6001;
+    const auto keptWithLargerAt = [&](double distance, std::initializer_list<unsigned> places) {
+        Picture row(kSeen + 3, 1);
+        row.at(1, 0) = pointing(0.5, distance, 0.0); // what lies behind is the black texel before it
+        for (const unsigned place : places)
+            row.at(place, 0)[0] = 0.75f;
+        return run(*filter, row).at(1, 0)[0];
+    };
+    for (const double distance : {5999.7, 6000.3}) { // 0.2 from either end of the texel seen
+        SCOPED_TRACE(distance);
+        EXPECT_EQ(keptWithLargerAt(distance, {kSeen}), 0.0f);
+        EXPECT_NEAR(keptWithLargerAt(distance, {kSeen - 1, kSeen + 1}), 0.70710f, kRounding);
+    }
+}
+
+TEST_F(PixelTest, NonMaxSupressionKeepsAPeakOfAnyMagnitudeButZero)
+{
+    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    for (const double magnitude : {0.5, 0x1p-12, 0x1p-18, -0.5}) {
+        SCOPED_TRACE(magnitude);
+        Picture row(3, 1, {-1.0f, 0.5f, 0.5f, 1.0f}); // below every peak
+        row.at(1, 0) = pointing(magnitude, 1.0, 0.0);
+        EXPECT_NEAR(run(*filter, row).at(1, 0)[0], 1.4142 * magnitude, kRounding * std::abs(magnitude));
+    }
+}
+
+TEST_F(PixelTest, NonMaxSupressionFollowsTheModesOfItsSource)
+{
+    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    expectBorderColour(*filter, kThinned);
+
+    // A quarter of a texel beyond its neighbour a look-up gives three quarters of that and one of the next.
+    const auto middleOf = [&](float beyondLast, float last, float next, float beyondNext) {
+        Picture row(5, 1);
+        const float magnitudes[] = {beyondLast, last, 0.5f, next, beyondNext};
+        for (unsigned x = 0; x < 5; ++x)
+            row.at(x, 0) = pointing(magnitudes[x], 1.25, 0.0);
+        RectTexture source(5, 1, RectTexture::RGBA32F), destination(5, 1, RectTexture::RGBA32F);
+        source.upload(row.texels.data());
+        setLinearFilter(source);
+        filter->resetROIs();
+        return run(*filter, source, destination).at(2, 0)[0];
+    };
+    EXPECT_NEAR(middleOf(0.0f, 0.0f, 0.625f, 0.0f), 0.70710f, kRounding); // 0.469 ahead
+    EXPECT_NEAR(middleOf(0.0f, 0.625f, 0.0f, 0.0f), 0.70710f, kRounding); // 0.469 behind
+    EXPECT_EQ(middleOf(0.0f, 0.0f, 0.375f, 1.0f), 0.0f);                  // 0.531 ahead
+    EXPECT_EQ(middleOf(1.0f, 0.375f, 0.0f, 0.0f), 0.0f);                  // 0.531 behind
+}
+
 TEST_F(PixelTest, NonMaxSupressionLooksAlongTheDirectionAlone)
 {
     const auto filter = makeQuietly<NonMaxSupression>(nullptr);
