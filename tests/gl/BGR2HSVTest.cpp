@@ -45,6 +45,12 @@ TEST_F(PixelTest, BGR2HSVWritesValueSaturationHueAndOne)
     expectHue({1.0f, 0.0f, 1.0f, 0.0f}, 5 * sixth); // and red before blue: 360 is added to -60
 }
 
+TEST_F(PixelTest, BGR2HSVOfAFaintColourHasItsHueAndSaturation)
+{
+    const auto filter = makeQuietly<BGR2HSV>();
+    expectFaintColours([&](float r, float g, float b) { return runOne(*filter, {r, g, b, 0.0f}); }, kRounding);
+}
+
 TEST_F(PixelTest, BGR2HSVOfGreyAndBlackHasNeitherHueNorSaturation)
 {
     const auto filter = makeQuietly<BGR2HSV>();

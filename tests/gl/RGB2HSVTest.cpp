@@ -36,6 +36,12 @@ TEST_F(PixelTest, RGB2HSVTakesTheStoredRedForBlue)
     expectNear(runOne(*filter, {0.0f, 0.0f, 1.0f, 0.0f}), {1.0f, 1.0f, 0.0f, 1.0f}, kRounding);
 }
 
+TEST_F(PixelTest, RGB2HSVOfAFaintColourHasItsHueAndSaturation)
+{
+    const auto filter = makeQuietly<RGB2HSV>();
+    expectFaintColours([&](float r, float g, float b) { return runOne(*filter, {b, g, r, 0.0f}); }, kRounding);
+}
+
 TEST_F(PixelTest, RGB2HSVIsBGR2HSVOfExchangedColours)
 {
     const Picture picture = randomPicture(31, 37, 5);

@@ -33,6 +33,28 @@ Texel hsv(double red, double green, double blue)
     return {static_cast<float>(largest), static_cast<float>(saturation), static_cast<float>(hue / 6.0), 1.0f};
 }
 
+void expectFaintColours(const std::function<Texel(float red, float green, float blue)>& run, float tolerance)
+{
+    // Powers of 2, so that sums and differences are exact. Neither quotient depends on the unit.
+    for (const float unit : {0x1p-3f, 0x1p-12f, 0x1p-24f, 0x1p-60f, 0x1p-100f}) {
+        SCOPED_TRACE(unit);
+        const auto expectColour = [&](float red, float green, float blue, float hue) {
+            const Texel result = run(red * unit, green * unit, blue * unit);
+            EXPECT_EQ(result[0], 4 * unit);
+            expectNear(result, {4 * unit, 0.75f, hue, 1.0f}, tolerance);
+        };
+        expectColour(4, 2, 1, 20.0f / 360.0f);
+        expectColour(1, 4, 2, 140.0f / 360.0f);
+        expectColour(2, 1, 4, 260.0f / 360.0f);
+    }
+    for (const float range : {0x1p-2f, 0x1p-12f, 0x1p-22f}) {
+        SCOPED_TRACE(range);
+        const float larger = 0.5f + range;
+        expectNear(run(0.5f, larger, 0.5f), {larger, range / larger, 120.0f / 360.0f, 1.0f}, tolerance);
+        expectNear(run(0.5f, 0.5f, larger), {larger, range / larger, 240.0f / 360.0f, 1.0f}, tolerance);
+    }
+}
+
 Texel demosaiced(const Picture& mosaic, int x, int y)
 {
     const auto raw = [&](int dx, int dy) -> double {

@@ -13,6 +13,11 @@ Texel luminance(const Texel& colour, const Texel&);
 /// Hue, saturation and value as a shader of the library writes them: (V, S, H / 360, 1).
 Texel hsv(double red, double green, double blue);
 
+/// Expects hue and saturation of colours that are all but black, and of ones that are all but grey.
+/// @param run        what a filter gives for a red, a green and a blue
+/// @param tolerance  of hue and saturation
+void expectFaintColours(const std::function<Texel(float red, float green, float blue)>& run, float tolerance);
+
 /// Red, green and blue at a place of an RGGB mosaic, and 0.
 Texel demosaiced(const Picture& mosaic, int x, int y);
 
