@@ -3,12 +3,16 @@
 #include "cvprocess/gpuStdShaders/GpuStdShaders.h"
 
 #include "core/cvdata/RectTexture.h"
+#include "cvprocess/gpuStdShaders/FlipV.h"
 #include "cvprocess/gpuStdShaders/Not.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "tests/support/PixelTest.h"
 
 using velmor::core::cvdata::RectTexture;
+using velmor::core::cvdata::TextureGpu;
+using velmor::cvprocess::FlipV;
 using velmor::cvprocess::GlFbo;
+using velmor::cvprocess::GpuStdShaders;
 using velmor::cvprocess::Not;
 using velmor::cvprocess::Subtract;
 
@@ -65,6 +69,102 @@ TEST_F(FrameTest, ASmallerDestinationShowsTheSourceStretchedOverIt)
             EXPECT_TRUE(std::abs(value - left) <= kRounding || std::abs(value - right) <= kRounding)
                 << "(" << x << ", " << y << "): " << value;
         }
+}
+
+TEST_F(FrameTest, ALinearFilterMixesTheTexelsOfAStretchedSource)
+{
+    RectTexture source(2, 1, RectTexture::R32F), destination(8, 1, RectTexture::R32F);
+    const float texels[] = {0.0f, 1.0f};
+    source.upload(texels);
+    setLinearFilter(source);
+    const auto expectMixed = [&](GpuStdShaders& filter, const std::vector<float>& expected) {
+        fill(destination, kSentinel);
+        filter.prepareExecution(source, destination);
+        filter.execute();
+        const std::vector<float> result = texelsOf(destination);
+        for (std::size_t x = 0; x < expected.size(); ++x)
+            EXPECT_NEAR(result[x], expected[x], 1e-6f) << x; // the place, on 0..2, and the mean of two are rounded
+    };
+    // Pixel x shows the place (x + 0.5) / 4, and the middles of the texels lie at 0.5 and 1.5.
+    const float e = 0.125f;
+    expectMixed(*makeQuietly<FlipV>(), {0.0f, 0.0f, e, 3 * e, 5 * e, 7 * e, 1.0f, 1.0f});
+    expectMixed(*makeQuietly<Not>(nullptr), {1.0f, 1.0f, 7 * e, 5 * e, 3 * e, e, 0.0f, 0.0f});
+}
+
+TEST_F(FrameTest, SourcesAndDestinationMayBeOfDifferentFormats)
+{
+    const auto filter = makeQuietly<Subtract>();
+    RectTexture bytes(2, 1, RectTexture::RGB8), floats(2, 1, RectTexture::R32F), grey(2, 1, RectTexture::GREY8);
+    RectTexture destination(2, 1, RectTexture::RGBA32F);
+    const unsigned char colours[] = {255, 51, 0, 0, 102, 204}, greys[] = {51, 153};
+    const float values[] = {0.25f, -2.0f};
+    bytes.upload(colours);
+    floats.upload(values);
+    grey.upload(greys);
+    const auto expectDistances = [&](RectTexture& first, RectTexture& second, const Texel& left, const Texel& right) {
+        const Output output = capture([&] {
+            filter->prepareExecution(first, second, destination);
+            filter->execute();
+        });
+        EXPECT_EQ(output.out + output.err, "");
+        expectNoGlError("the pass");
+        Texel result[2];
+        destination.download(result);
+        expectNear(result[0], left, 2 * kRounding); // of a byte that is made a float too
+        expectNear(result[1], right, 2 * kRounding);
+    };
+    // Bytes read as (r, g, b, 1), floats as (v, 0, 0, 1) and greys as (v, v, v, 1).
+    expectDistances(bytes, floats, {0.75f, 0.2f, 0.0f, 0.0f}, {2.0f, 0.4f, 0.8f, 0.0f});
+    expectDistances(floats, bytes, {0.75f, 0.2f, 0.0f, 0.0f}, {2.0f, 0.4f, 0.8f, 0.0f});
+    expectDistances(bytes, grey, {0.8f, 0.0f, 0.2f, 0.0f}, {0.6f, 0.2f, 0.2f, 0.0f});
+}
+
+TEST_F(FrameTest, OfTwoSourcesTheQuadSpansTheFirst)
+{
+    const auto filter = makeQuietly<Subtract>();
+    RectTexture large(6, 6, RectTexture::R32F), small(2, 2, RectTexture::R32F), destination(6, 6, RectTexture::R32F);
+    large.upload(pattern(6, 6).data());
+    fill(small, 0.0f);
+    filter->prepareExecution(large, small, destination);
+    filter->execute();
+    EXPECT_EQ(texelsOf(destination), pattern(6, 6));
+}
+
+TEST_F(FrameTest, ADestinationMadeAgainUnderItsNameIsNotAttachedAgain)
+{
+    // Drivers give a name anew sooner or later. Here it is taken by binding it.
+    const GLenum target = GL_TEXTURE_RECTANGLE_ARB;
+    constexpr GLuint kName = 1000;
+    TextureGpu destination(kName, 4, 3, GL_FLOAT, GL_RED, GL_R32F, target);
+    const auto define = [&] {
+        const std::vector<float> texels(12, kSentinel);
+        glBindTexture(target, kName);
+        glTexImage2D(target, 0, GL_R32F, 4, 3, 0, GL_RED, GL_FLOAT, texels.data());
+    };
+    RectTexture source(4, 3, RectTexture::R32F), elsewhere(4, 3, RectTexture::R32F);
+    fill(source, 0.25f);
+    const auto drawn = [&](GpuStdShaders& filter) {
+        filter.prepareExecution(source, destination);
+        filter.execute();
+        std::vector<float> texels(12);
+        glBindTexture(target, kName);
+        glGetTexImage(target, 0, GL_RED, GL_FLOAT, texels.data());
+        return texels;
+    };
+    const std::vector<float> nothing(12, kSentinel), inverse(12, 0.75f);
+    const auto filter = makeQuietly<Not>(nullptr);
+    const auto other = makeQuietly<Not>(nullptr);
+    define();
+    EXPECT_EQ(drawn(*filter), inverse);
+
+    other->prepareExecution(source, elsewhere);
+    other->execute(); // its framebuffer is bound: the filter's keeps what is deleted now
+    glDeleteTextures(1, &kName);
+    define();
+    // A filter knows textures by name, and draws into the one that had it before. This is meant; a new filter helps.
+    EXPECT_EQ(drawn(*filter), nothing);
+    EXPECT_EQ(drawn(*makeQuietly<Not>(nullptr)), inverse);
+    glDeleteTextures(1, &kName);
 }
 
 TEST_F(FrameTest, NewSizesKeepTheOldQuadUntilTheRegionsAreReset)
