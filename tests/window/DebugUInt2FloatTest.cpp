@@ -145,6 +145,16 @@ TEST_F(DebugUInt2FloatWindow, ASmallerDestinationLimitsWhatIsDrawn)
     expectShown(20, 11);
 }
 
+TEST_F(DebugUInt2FloatWindow, ADestinationLargerThanTheWindowScalesNothing)
+{
+    RectTexture destination(2 * kWidth + 5, 3 * kHeight, RectTexture::RGBA8);
+    view->prepareExecution(*source, destination);
+    view->prepareExecution(*source);
+    awaitWindow();
+    view->outputToScreen();
+    expectShown(kWidth, kHeight);
+}
+
 TEST_F(DebugUInt2FloatWindow, WithoutADestinationEverNothingIsDrawn)
 {
     view->prepareExecution(*source);
