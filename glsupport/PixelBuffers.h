@@ -4,8 +4,8 @@
 
 namespace velmor::glsupport {
 
-/// The buffers bound for transfers of pixels. glPopClientAttrib() is to bind them again, but where Mesa gives OpenGL a
-/// thread of its own it tells the application afterwards that none is bound.
+/// The buffers bound for transfers of pixels. Kept by name, since glPopClientAttrib() does not do: where Mesa gives
+/// OpenGL a thread of its own it tells the application afterwards that none is bound.
 class PixelBuffers
 {
 public:
@@ -19,7 +19,7 @@ public:
         }
     }
 
-    /// Binds those again.
+    /// Binds those again, and none for one that was deleted: binding its name would make a buffer.
     void restore() const { bind(mPack, mUnpack); }
 
     /// Binds none.
@@ -29,9 +29,14 @@ private:
     void bind(GLint pack, GLint unpack) const
     {
         if (mSupported) {
-            glBindBuffer(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(pack));
-            glBindBuffer(GL_PIXEL_UNPACK_BUFFER, static_cast<GLuint>(unpack));
+            bindTo(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(pack));
+            bindTo(GL_PIXEL_UNPACK_BUFFER, static_cast<GLuint>(unpack));
         }
+    }
+
+    static void bindTo(GLenum target, GLuint buffer)
+    {
+        glBindBuffer(target, buffer != 0 && glIsBuffer(buffer) ? buffer : 0);
     }
 
     bool mSupported = false;

@@ -9,26 +9,40 @@ namespace velmor::glsupport {
 /// Keeps an application's OpenGL state apart from that of filter passes.
 ///
 /// A pass changes state that it does not put back, and assumes that nothing alters what it draws. A guard saves on
-/// construction, makes the state neutral, and restores everything on destruction:
+/// construction, makes the state neutral, and restores everything on destruction.
 ///
-/// - framebuffer bindings, draw and read buffer
-/// - program, viewport, projection and model-view matrix, matrix mode
-/// - active texture unit; of units 0 and 1 the rectangle texture, whether it is enabled, and the texture matrix
-/// - current colour and texture coordinates, clear colour, polygon mode
-/// - depth test, blending with its equation and factors, the colour clamps
+/// Restored, as passes leave it changed:
 ///
-/// Neutral while the guard lives, and restored after it as well:
+/// - framebuffers bound for drawing and reading, with their draw buffers and read buffer
+/// - program, viewports, projection and model-view matrix
+/// - of texture units 0 and 1 the rectangle texture, whether it is enabled, and the current coordinates
+/// - current colour, clear colour, polygon mode
+/// - factors and equations of blending, of each draw buffer
 ///
-/// - blending, scissor, stencil and alpha test, logic operation, face culling, polygon stipple and smoothing, size and
-///   smoothing of points, clip planes 0 to 5: off; every channel is written
-/// - texture matrices and coordinate generation of units 0 and 1
-/// - for reading back: the pack buffer, the pixel store of packing but for its row alignment
-/// - scale, bias and colour map of pixel transfer
+/// Neutral while the guard lives, which is OpenGL's initial value, and restored after it:
 ///
-/// The active unit stays as it is at first, and the matrix mode is that of the model-view matrix.
+/// - off: blending and scissor test, of each draw buffer and viewport too; depth, stencil and alpha test, depth bounds,
+///   logic operation, face culling, all clip planes, polygon stipple and smoothing, point smoothing, point sprites,
+///   size of points by the program, rasteriser discard, primitive restart, alpha to coverage and to one, sample
+///   coverage, mask and shading, the sRGB framebuffer, vertex and fragment programs that are no GLSL
+/// - colour masks (every channel is written), colour clamps, clip control
+/// - size of points, its limits and its attenuation
+/// - active texture unit (0) and matrix mode (model-view); of units 0 and 1 the sampler (none), the texture matrix and
+///   the generation of coordinates
+/// - for reading back: no pixel buffer is bound, pixels are packed as at first but for the alignment of rows, and
+///   scale, bias and colour map of pixel transfer do nothing
+/// - a running transform feedback waits
+///
+/// What a driver lacks is left out. What was deleted while the guard lived is not bound again: the binding is 0 then.
+/// The guard uses no entry of OpenGL's attribute stacks, so that an application may have filled them.
 ///
 /// Read results back that come from the framebuffer of the pass (PixelCount::getCount()) before the guard ends. A
 /// guard is used on the thread of its context, and guards end in the reverse of the order in which they began.
+///
+/// Limits: between glBeginConditionalRender() and its end, and in feedback and selection mode, passes draw nothing. A
+/// query that runs counts what passes draw. A program that was deleted before the guard, and lives on only because it
+/// is in use, ends with the first pass. Transform feedback waits where the driver has GL_ARB_transform_feedback2;
+/// elsewhere end it before.
 ///
 /// Example:
 ///
@@ -45,7 +59,7 @@ public:
     StateGuard(const StateGuard&) = delete;
     StateGuard& operator=(const StateGuard&) = delete;
 
-    /// Restores what was saved.
+    /// Restores what was saved, the program last: DriverAdapter then looks at what will be drawn into.
     ~StateGuard();
 
 private:
