@@ -45,36 +45,47 @@ void require(bool condition, const std::string& what)
         throw std::runtime_error(what);
 }
 
+/// Asks EGL for the reason after the call that failed; an argument of require() would ask before.
+void requireEgl(bool succeeded, const char* call)
+{
+    if (!succeeded)
+        throw std::runtime_error(call + (": " + eglErrorText()));
+}
+
 /// An initialised EGL display. EGL hands out one display per platform and device however often it is asked, and
-/// terminating it ends every context on it: so it is shared, and terminated with its last user.
+/// terminating it ends every context on it: so its users are counted, and the last one terminates it, before another
+/// thread can come by it again.
 class Display
 {
 public:
     explicit Display(EGLDisplay handle) : mHandle(handle)
     {
-        require(eglInitialize(handle, nullptr, nullptr), "eglInitialize: " + eglErrorText());
+        require(handle != EGL_NO_DISPLAY, "there is no such display");
+        const std::lock_guard<std::mutex> lock(mutex);
+        const auto users = usersOf.try_emplace(handle, 0).first;
+        requireEgl(users->second > 0 || eglInitialize(handle, nullptr, nullptr), "eglInitialize");
+        ++users->second;
     }
     Display(const Display&) = delete;
     Display& operator=(const Display&) = delete;
-    ~Display() { eglTerminate(mHandle); }
+    ~Display()
+    {
+        const std::lock_guard<std::mutex> lock(mutex);
+        if (--usersOf[mHandle] == 0)
+            eglTerminate(mHandle);
+    }
 
     EGLDisplay handle() const { return mHandle; }
 
-    static std::shared_ptr<Display> shared(EGLDisplay handle)
-    {
-        require(handle != EGL_NO_DISPLAY, "there is no such display");
-        static std::mutex mutex;
-        static std::map<EGLDisplay, std::weak_ptr<Display>> displays;
-        const std::lock_guard<std::mutex> lock(mutex);
-        std::shared_ptr<Display> display = displays[handle].lock();
-        if (!display)
-            displays[handle] = display = std::make_shared<Display>(handle);
-        return display;
-    }
-
 private:
+    static std::mutex mutex;
+    static std::map<EGLDisplay, int> usersOf;
+
     EGLDisplay mHandle;
 };
+
+std::mutex Display::mutex;
+std::map<EGLDisplay, int> Display::usersOf;
 
 /// One way to come to a display, with its name for messages.
 struct Candidate
@@ -115,52 +126,89 @@ std::vector<Candidate> candidates()
     return result;
 }
 
+/// Which API functions of EGL are about is a setting of each thread, OpenGL ES at first.
+void bindOpenGl()
+{
+    require(eglBindAPI(EGL_OPENGL_API), "OpenGL is not offered, only OpenGL ES");
+}
+
 EGLContext createContext(EGLDisplay display)
 {
     require(contains(eglQueryString(display, EGL_EXTENSIONS), "EGL_KHR_surfaceless_context"),
             "EGL_KHR_surfaceless_context is missing");
-    require(eglBindAPI(EGL_OPENGL_API), "OpenGL is not offered, only OpenGL ES");
+    bindOpenGl();
     const EGLint attributes[] = {EGL_SURFACE_TYPE, EGL_PBUFFER_BIT, EGL_RENDERABLE_TYPE, EGL_OPENGL_BIT, EGL_NONE};
     EGLConfig config = nullptr;
     EGLint count = 0;
     require(eglChooseConfig(display, attributes, &config, 1, &count) && count > 0, "no configuration for OpenGL");
     // Without attributes EGL makes a compatibility context of the highest version that the driver has.
     const EGLContext context = eglCreateContext(display, config, EGL_NO_CONTEXT, nullptr);
-    require(context != EGL_NO_CONTEXT, "eglCreateContext: " + eglErrorText());
+    requireEgl(context != EGL_NO_CONTEXT, "eglCreateContext");
     return context;
 }
 
+std::string text(GLenum name)
+{
+    const GLubyte* const value = glGetString(name);
+    return value ? reinterpret_cast<const char*>(value) : "unknown";
+}
+
+/// The current context's driver, as it names itself.
+std::string driverName()
+{
+    return text(GL_VENDOR) + '\n' + text(GL_RENDERER) + '\n' + text(GL_VERSION);
+}
+
+/// Initialises GLEW for the current context's driver, unless it is. It puts the driver's entry points into variables of
+/// the process, in the place of the adapter's: contexts of other threads would be without them for a while.
 void initialiseGlew()
 {
+    static std::string initialisedFor;
+    if (initialisedFor == driverName())
+        return;
     const GLenum status = glewInit();
     // GLEW looks for GLX after it has loaded every OpenGL entry point: without a display that one step fails.
     require(status == GLEW_OK || status == GLEW_ERROR_NO_GLX_DISPLAY,
             std::string("glewInit: ") + reinterpret_cast<const char*>(glewGetErrorString(status)));
+    initialisedFor = driverName();
+}
+
+/// Makes OpenGL ready in the current context, for one thread after the other.
+void prepareOpenGl(bool adaptDriver)
+{
+    static std::mutex mutex;
+    const std::lock_guard<std::mutex> lock(mutex);
+    initialiseGlew();
+    if (adaptDriver)
+        DriverAdapter::install();
+    else
+        adapter::adapt({}); // which keeps other contexts adapted after glewInit()
 }
 
 } // namespace
 
 struct HeadlessContext::Implementation
 {
-    explicit Implementation(EGLDisplay handle) : display(Display::shared(handle)), context(createContext(handle)) {}
+    explicit Implementation(EGLDisplay handle) : display(handle), context(createContext(handle)) {}
     Implementation(const Implementation&) = delete;
     Implementation& operator=(const Implementation&) = delete;
     ~Implementation()
     {
         adapter::forget(context);
         if (eglGetCurrentContext() == context)
-            eglMakeCurrent(display->handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
-        eglDestroyContext(display->handle(), context);
+            eglMakeCurrent(display.handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
+        eglDestroyContext(display.handle(), context);
     }
 
     void makeCurrent()
     {
-        require(eglMakeCurrent(display->handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, context),
-                "eglMakeCurrent: " + eglErrorText());
+        bindOpenGl();
+        requireEgl(eglMakeCurrent(display.handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, context), "eglMakeCurrent");
     }
 
-    std::shared_ptr<Display> display;
+    Display display;
     EGLContext context;
+    std::string description;
 };
 
 HeadlessContext::HeadlessContext(bool adaptDriver)
@@ -171,11 +219,8 @@ HeadlessContext::HeadlessContext(bool adaptDriver)
             try {
                 mImplementation = std::make_unique<Implementation>(candidate.open());
                 mImplementation->makeCurrent();
-                initialiseGlew();
-                if (adaptDriver)
-                    DriverAdapter::install();
-                else
-                    adapter::adapt({}); // which keeps other contexts adapted after glewInit()
+                prepareOpenGl(adaptDriver);
+                mImplementation->description = text(GL_RENDERER) + ", OpenGL " + text(GL_VERSION);
                 return;
             } catch (const std::runtime_error& error) {
                 mImplementation.reset();
@@ -201,11 +246,7 @@ void HeadlessContext::makeCurrent()
 
 std::string HeadlessContext::description() const
 {
-    const auto text = [](GLenum name) {
-        const GLubyte* const value = glGetString(name);
-        return std::string(value ? reinterpret_cast<const char*>(value) : "unknown");
-    };
-    return text(GL_RENDERER) + ", OpenGL " + text(GL_VERSION);
+    return mImplementation->description;
 }
 
 } // namespace velmor::glsupport

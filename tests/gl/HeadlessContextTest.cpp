@@ -1,18 +1,63 @@
 #include "glsupport/HeadlessContext.h"
 
 #include "core/cvdata/RectTexture.h"
+#include "cvprocess/gpuStdShaders/Subtract.h"
+#include "tests/support/Capture.h"
 #include "tests/support/DeathText.h"
 
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
+#include <EGL/egl.h>
+#include <dlfcn.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
 #include <cstdlib>
 #include <memory>
 #include <stdexcept>
 #include <thread>
+#include <vector>
 
 using velmor::core::cvdata::RectTexture;
+using velmor::cvprocess::Subtract;
 using velmor::glsupport::HeadlessContext;
+
+namespace {
+
+std::atomic<bool> isSlow{false}; ///< that what stands below takes its time
+std::atomic<bool> isTerminating{false};
+
+void delay(int milliseconds)
+{
+    if (isSlow)
+        std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
+
+template<typename Function>
+Function* next(const char* name)
+{
+    return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
+}
+
+} // namespace
+
+// These take the place of the libraries' own, for the library under test too, and call them.
+
+extern "C" EGLBoolean eglTerminate(EGLDisplay display)
+{
+    isTerminating = true;
+    delay(300);
+    return next<EGLBoolean(EGLDisplay)>("eglTerminate")(display);
+}
+
+extern "C" GLenum glewInit()
+{
+    const GLenum status = next<GLenum()>("glewInit")();
+    delay(20);
+    return status;
+}
 
 namespace velmor::tests {
 namespace {
@@ -42,6 +87,15 @@ TEST(HeadlessContext, DescribesWhatItRunsOn)
     const HeadlessContext context;
     EXPECT_EQ(context.description(), std::string(reinterpret_cast<const char*>(glGetString(GL_RENDERER))) +
                                          ", OpenGL " + reinterpret_cast<const char*>(glGetString(GL_VERSION)));
+}
+
+TEST(HeadlessContext, DescribesWhatItRunsOnWhereNothingIsCurrent)
+{
+    const HeadlessContext context;
+    const std::string whereCurrent = context.description();
+    std::string elsewhere;
+    std::thread([&] { elsewhere = context.description(); }).join();
+    EXPECT_EQ(elsewhere, whereCurrent);
 }
 
 TEST(HeadlessContext, SeveralContextsAreUsedInTurn)
@@ -82,7 +136,123 @@ TEST(HeadlessContext, AContextThatAnotherThreadHoldsIsRefused)
             message = error.what();
         }
     }).join();
-    EXPECT_EQ(message.rfind("HeadlessContext::makeCurrent(): eglMakeCurrent: ", 0), 0u) << message;
+    EXPECT_EQ(message, "HeadlessContext::makeCurrent(): eglMakeCurrent: EGL_BAD_ACCESS");
+}
+
+/// Has the driver's calls take their time.
+struct Slowly
+{
+    Slowly() { isSlow = true; }
+    Slowly(const Slowly&) = delete;
+    Slowly& operator=(const Slowly&) = delete;
+    ~Slowly() { isSlow = false; }
+};
+
+TEST(HeadlessContext, ADisplayThatIsBeingTerminatedIsNotUsed)
+{
+    auto last = std::make_unique<HeadlessContext>(false);
+    const Slowly slowly;
+    isTerminating = false;
+    std::thread destroys([&] { last.reset(); });
+    for (int i = 0; i < 1000 && !isTerminating; ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    EXPECT_TRUE(isTerminating);
+    std::unique_ptr<HeadlessContext> another;
+    EXPECT_NO_THROW(another = std::make_unique<HeadlessContext>(false));
+    destroys.join();
+    ASSERT_TRUE(another);
+    EXPECT_NE(eglQueryString(eglGetCurrentDisplay(), EGL_VERSION), nullptr) << "the display is terminated";
+    RectTexture texture(1, 1, RectTexture::GREY8);
+    EXPECT_EQ(texelThrough(texture, 7), 7);
+}
+
+TEST(HeadlessContext, BecomesCurrentWhateverApiTheThreadHasBound)
+{
+    HeadlessContext context;
+    const HeadlessContext other; // which this thread has now
+    for (const bool bindsAnother : {false, true})
+        std::thread([&] {
+            if (bindsAnother)
+                eglBindAPI(EGL_OPENGL_ES_API);
+            EXPECT_EQ(eglQueryAPI(), static_cast<EGLenum>(EGL_OPENGL_ES_API)); // of a new thread too
+            context.makeCurrent();
+            EXPECT_EQ(eglQueryAPI(), static_cast<EGLenum>(EGL_OPENGL_API));
+            {
+                RectTexture texture(1, 1, RectTexture::GREY8);
+                EXPECT_EQ(texelThrough(texture, 9), 9);
+            }
+            eglReleaseThread();
+        }).join();
+}
+
+/// Whether the current context takes a text that is no GLSL 1.10, and that the filters' dialect allows.
+bool takesTheDialect()
+{
+    const char* const text = "#extension GL_ARB_texture_rectangle : enable\n"
+                             "void main() { int one = 1; float x = one; gl_FragColor = vec4(x); }\n";
+    const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
+    glShaderSource(shader, 1, &text, nullptr);
+    glCompileShader(shader);
+    GLint status = GL_FALSE;
+    glGetShaderiv(shader, GL_COMPILE_STATUS, &status);
+    glDeleteShader(shader);
+    return status == GL_TRUE;
+}
+
+TEST(HeadlessContext, StaysAdaptedWhileAnotherThreadMakesContexts)
+{
+    const HeadlessContext context;
+    const Slowly slowly;
+    std::atomic<bool> isDone{false};
+    std::atomic<int> made{0};
+    std::thread makesOthers([&] {
+        for (; !isDone; ++made)
+            const HeadlessContext another;
+    });
+    int refused = 0;
+    for (int i = 0; i < 1000 || made < 3; ++i)
+        refused += takesTheDialect() ? 0 : 1;
+    isDone = true;
+    makesOthers.join();
+    EXPECT_EQ(refused, 0);
+}
+
+/// The result of a pass in a context of its own.
+std::array<GLubyte, 4> passInAContextOfItsOwn(GLubyte first, GLubyte second)
+{
+    const HeadlessContext context;
+    const std::array<GLubyte, 4> texels1 = {first, first, 0, 255}, texels2 = {second, 0, second, 0};
+    std::array<GLubyte, 4> result = {};
+    RectTexture source1(1, 1, RectTexture::RGBA8), source2(1, 1, RectTexture::RGBA8);
+    RectTexture destination(1, 1, RectTexture::RGBA8);
+    source1.upload(texels1.data());
+    source2.upload(texels2.data());
+    Subtract filter;
+    filter.prepareExecution(source1, source2, destination);
+    filter.execute();
+    destination.download(result.data());
+    return result;
+}
+
+TEST(HeadlessContext, FourThreadsMakeUseAndDestroyContexts)
+{
+    std::atomic<int> right{0};
+    const auto work = [&](GLubyte first) {
+        for (GLubyte second = 0; second < 3; ++second) {
+            const auto difference = static_cast<GLubyte>(first - second);
+            if (passInAContextOfItsOwn(first, second) == std::array<GLubyte, 4>{difference, first, second, 255})
+                ++right;
+        }
+    };
+    const Output output = capture([&] {
+        std::vector<std::thread> threads;
+        for (GLubyte i = 1; i <= 4; ++i)
+            threads.emplace_back(work, static_cast<GLubyte>(50 * i));
+        for (std::thread& thread : threads)
+            thread.join();
+    });
+    EXPECT_EQ(output.err, "");
+    EXPECT_EQ(right, 4 * 3);
 }
 
 TEST(HeadlessContext, SaysWhatIsMissing)
