@@ -1,6 +1,5 @@
 #include "glsupport/DriverAdapter.h"
 
-#include "glsupport/PixelBuffers.h"
 #include "glsupport/StateGuard.h"
 #include "glsupport/adapter/Contexts.h"
 #include "glsupport/adapter/Driver.h"
@@ -10,10 +9,13 @@
 
 #include <GL/glew.h>
 
+#include <algorithm>
+#include <array>
 #include <initializer_list>
 #include <ostream>
 #include <sstream>
 #include <stdexcept>
+#include <vector>
 
 namespace velmor::glsupport {
 namespace {
@@ -24,7 +26,7 @@ using Finding = DriverAdapter::Finding;
 
 constexpr int kFewestVertices = 8; ///< that the work of a geometry shader is divided down to
 
-/// Keeps the caller's OpenGL errors, and its layout of pixels in memory.
+/// Keeps the caller's OpenGL errors and its layout of pixels in memory for uploads, and keeps messages from it.
 class Unnoticed
 {
 public:
@@ -32,28 +34,42 @@ public:
     {
         for (GLenum error = glGetError(); error != GL_NO_ERROR && mErrors.size() < 16; error = glGetError())
             mErrors.push_back(error);
-        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-        using Names = std::initializer_list<GLenum>;
-        for (const GLenum name : Names{GL_PACK_SWAP_BYTES, GL_PACK_ROW_LENGTH, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
-            glPixelStorei(name, 0);
-        mPixelBuffers.save();
-        mPixelBuffers.release();
+        for (std::size_t i = 0; i < kLayout.size(); ++i) {
+            mLayout[i] = adapter::integer(kLayout[i]);
+            glPixelStorei(kLayout[i], kLayout[i] == GL_UNPACK_ALIGNMENT ? 4 : 0);
+        }
+        if (hasMessages())
+            mGivesMessages = glIsEnabled(GL_DEBUG_OUTPUT);
+        setMessages(false);
     }
     Unnoticed(const Unnoticed&) = delete;
     Unnoticed& operator=(const Unnoticed&) = delete;
     ~Unnoticed()
     {
-        glPopClientAttrib();
-        mPixelBuffers.restore();
+        for (std::size_t i = 0; i < kLayout.size(); ++i)
+            glPixelStorei(kLayout[i], mLayout[i]);
         for (std::size_t i = 0; i < 16 && glGetError() != GL_NO_ERROR; ++i) {
         }
         for (const GLenum error : mErrors)
             adapter::raise(error);
+        setMessages(mGivesMessages);
     }
 
 private:
+    static constexpr std::array<GLenum, 6> kLayout = {GL_UNPACK_SWAP_BYTES, GL_UNPACK_LSB_FIRST,   GL_UNPACK_ROW_LENGTH,
+                                                      GL_UNPACK_SKIP_ROWS,  GL_UNPACK_SKIP_PIXELS, GL_UNPACK_ALIGNMENT};
+
+    static bool hasMessages() { return GLEW_VERSION_4_3 || GLEW_KHR_debug; }
+
+    static void setMessages(bool on)
+    {
+        if (hasMessages())
+            on ? glEnable(GL_DEBUG_OUTPUT) : glDisable(GL_DEBUG_OUTPUT);
+    }
+
     std::vector<GLenum> mErrors;
-    PixelBuffers mPixelBuffers;
+    std::array<GLint, 6> mLayout = {};
+    bool mGivesMessages = false;
 };
 
 void require(bool condition, const std::string& expected)
@@ -62,23 +78,33 @@ void require(bool condition, const std::string& expected)
         throw std::runtime_error("DriverAdapter::install(): expected " + expected);
 }
 
-bool isQueryRunning(bool isSupported, GLenum target)
+/// Whether a query counts what is drawn.
+bool isQueryRunning()
 {
-    GLint query = 0;
-    if (isSupported)
+    const auto isRunning = [](GLenum target) {
+        GLint query = 0;
         glGetQueryiv(target, GL_CURRENT_QUERY, &query);
-    return query != 0;
+        return query != 0;
+    };
+    std::vector<GLenum> targets = {GL_SAMPLES_PASSED};
+    const auto addIf = [&targets](bool isThere, std::initializer_list<GLenum> names) {
+        if (isThere)
+            targets.insert(targets.end(), names);
+    };
+    addIf(GLEW_VERSION_3_0, {GL_PRIMITIVES_GENERATED, GL_TRANSFORM_FEEDBACK_PRIMITIVES_WRITTEN});
+    addIf(GLEW_VERSION_3_3, {GL_ANY_SAMPLES_PASSED, GL_TIME_ELAPSED});
+    addIf(GLEW_VERSION_4_3 || GLEW_ARB_ES3_compatibility, {GL_ANY_SAMPLES_PASSED_CONSERVATIVE});
+    addIf(GLEW_VERSION_4_6 || GLEW_ARB_pipeline_statistics_query,
+          {GL_VERTICES_SUBMITTED_ARB, GL_PRIMITIVES_SUBMITTED_ARB, GL_VERTEX_SHADER_INVOCATIONS_ARB,
+           GL_FRAGMENT_SHADER_INVOCATIONS_ARB, GL_CLIPPING_INPUT_PRIMITIVES_ARB, GL_CLIPPING_OUTPUT_PRIMITIVES_ARB,
+           GL_GEOMETRY_SHADER_PRIMITIVES_EMITTED_ARB});
+    return std::any_of(targets.begin(), targets.end(), isRunning);
 }
 
 /// What the trials would get into, or would be changed by, and nothing could keep them out.
 bool isAnythingRunning()
 {
-    const bool has30 = GLEW_VERSION_3_0;
-    const bool has33 = GLEW_VERSION_3_3;
-    return adapter::isCompilingList() || adapter::integer(GL_RENDER_MODE) != GL_RENDER ||
-           isQueryRunning(true, GL_SAMPLES_PASSED) || isQueryRunning(has33, GL_ANY_SAMPLES_PASSED) ||
-           isQueryRunning(has33, GL_TIME_ELAPSED) || isQueryRunning(has30, GL_PRIMITIVES_GENERATED) ||
-           isQueryRunning(has30, GL_TRANSFORM_FEEDBACK_PRIMITIVES_WRITTEN) ||
+    return adapter::isCompilingList() || adapter::integer(GL_RENDER_MODE) != GL_RENDER || isQueryRunning() ||
            (GLEW_ARB_transform_feedback2 && adapter::integer(GL_TRANSFORM_FEEDBACK_BUFFER_ACTIVE) != 0);
 }
 
@@ -145,7 +171,6 @@ DriverAdapter::Report DriverAdapter::install(Mode mode)
     require(!isAnythingRunning(), "no query, display list, feedback or selection to be under way");
     const Unnoticed unnoticed;
     const StateGuard guard;
-    glActiveTexture(GL_TEXTURE0); // of which the guard keeps the texture
     Adaptations adaptations;
     adapter::adapt(adaptations); // first the driver alone
     adaptations.always = mode == Always;

@@ -33,8 +33,10 @@ namespace velmor::glsupport {
 /// gives the translation. A program is linked with the texts that its shaders hold then, so they must be the ones that
 /// were compiled. While a program of the dialect is in use, textures that it may read are off its framebuffer if they
 /// would clip the drawing; they come back with glUseProgram(0). Where points on corners are adapted, such a program
-/// draws an eighth of a pixel further to the right and up when it draws into a texture. Contexts that share objects
-/// delete a program where they linked it.
+/// draws an eighth of a pixel further to the right and up when it draws into a texture, if it has a geometry stage or
+/// reads rectangle textures for its vertices. Where corners of texels are, such a read of a linear texture is an eighth
+/// of a texel off there. Of contexts that share objects, a program is adapted in the one that linked it. The adapter
+/// asks EGL for the current context, and so takes an error of EGL that was not fetched.
 ///
 /// Example:
 ///
@@ -81,8 +83,9 @@ public:
     ///                             transform feedback, feedback or selection is under way, which would get the trials
     static Report install(Mode mode = WhereNeeded);
 
-    /// Puts every entry point back and forgets what was found. Where textures are off a framebuffer of a context that
-    /// is not current, glUseProgram() stays in place: it puts them back when it is called there.
+    /// Puts every entry point back, but those that a third party has wrapped meanwhile, and forgets what was found.
+    /// Where textures are off a framebuffer of a context that is not current, glUseProgram() and what goes with it stay
+    /// in place: it puts them back when it is called there.
     static void remove();
 };
 

@@ -44,7 +44,7 @@ Context& context()
     return entry->second;
 }
 
-Program* find(Context& context, GLuint program)
+ProgramRecord* find(Context& context, GLuint program)
 {
     const auto entry = context.programs.find(program);
     return entry != context.programs.end() ? &entry->second : nullptr;
@@ -88,7 +88,7 @@ bool forgetAll()
     const std::lock_guard<std::mutex> lock(contextsMutex);
     adaptationsOfNewContexts = {};
     for (auto each = contexts.begin(); each != contexts.end();) {
-        if (each->second.takenOff.textures.empty()) {
+        if (each->second.takenOff.sources.empty()) {
             each = contexts.erase(each);
         } else {
             each->second.adaptations = {};

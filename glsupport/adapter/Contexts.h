@@ -14,7 +14,7 @@
 namespace velmor::glsupport::adapter {
 
 /// A program of the classic dialect, or one with parameters of a geometry stage.
-struct Program
+struct ProgramRecord
 {
     GLint inputType = GL_TRIANGLES;
     GLint outputType = GL_TRIANGLE_STRIP;
@@ -24,17 +24,31 @@ struct Program
     GLint shiftLocation = -1;         ///< of the uniform that moves vertices; -1 where there is none
 };
 
+struct Size
+{
+    GLint width = 0;
+    GLint height = 0;
+};
+
+/// A rectangle texture that a pass may read.
+struct Source
+{
+    GLuint texture = 0;
+    Size size;
+};
+
 /// Sources that are off their framebuffer while a program is in use.
 struct TakenOff
 {
+    GLuint program = 0;
     GLuint framebuffer = 0;
-    std::map<GLenum, GLuint> textures; ///< by attachment
+    std::map<GLenum, Source> sources; ///< by attachment
 };
 
 struct Context
 {
     Adaptations adaptations;
-    std::map<GLuint, Program> programs;
+    std::map<GLuint, ProgramRecord> programs;
     std::set<GLuint> deletedInUse; ///< programs that go when they are put away
     TakenOff takenOff;
 };
@@ -46,7 +60,7 @@ const void* currentContext();
 Context& context();
 
 /// What is known of a program; null where it is not one of those above.
-Program* find(Context& context, GLuint program);
+ProgramRecord* find(Context& context, GLuint program);
 
 /// Drops what is known of programs that are gone.
 void forgetDeleted(Context& context);

@@ -14,7 +14,8 @@ struct Driver
     PFNGLPROGRAMPARAMETERIEXTPROC programParameteri = nullptr;
     PFNGLUSEPROGRAMPROC useProgram = nullptr;
     PFNGLUNIFORM4FPROC uniform4f = nullptr;
-    PFNGLFRAMEBUFFERTEXTURE2DEXTPROC framebufferTexture2D = nullptr;
+    PFNGLFRAMEBUFFERTEXTURE2DEXTPROC framebufferTexture2DExt = nullptr;
+    PFNGLFRAMEBUFFERTEXTURE2DPROC framebufferTexture2D = nullptr;
     PFNGLBINDFRAMEBUFFEREXTPROC bindFramebufferExt = nullptr;
     PFNGLBINDFRAMEBUFFERPROC bindFramebuffer = nullptr;
     PFNGLDELETEFRAMEBUFFERSEXTPROC deleteFramebuffersExt = nullptr;

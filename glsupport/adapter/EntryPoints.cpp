@@ -5,45 +5,66 @@
 #include "glsupport/adapter/Framebuffers.h"
 #include "glsupport/adapter/Programs.h"
 
+#include <GL/glx.h>
+
+#include <set>
+
 namespace velmor::glsupport::adapter {
 
 Driver driver;
 
 namespace {
 
-/// Calls an action with each entry point: GLEW's pointer, where the driver's own is kept, ours, and the adaptations
-/// that need it.
+/// Stands beside the bits of Adaptation for what puts sources back, after everything else is gone.
+constexpr unsigned kPuttingBack = 1u << 31;
+
+/// Calls an action with each entry point: its name, GLEW's pointer, where the driver's own is kept, ours, and the
+/// adaptations that need it.
 template<typename Action>
 void forEachEntryPoint(const Action& action)
 {
-    constexpr unsigned kAll = ~0u;
-    action(__glewCompileShader, driver.compileShader, &compileShader, kAll);
-    action(__glewCreateProgram, driver.createProgram, &createProgram, kAll);
-    action(__glewDeleteProgram, driver.deleteProgram, &deleteProgram, kAll);
-    action(__glewLinkProgram, driver.linkProgram, &linkProgram, kAll);
-    action(__glewProgramParameteriEXT, driver.programParameteri, &programParameteri, kGeometryShaders);
-    action(__glewUseProgram, driver.useProgram, &useProgram, kClippingSources | kCornerPoints);
-    action(__glewUniform4f, driver.uniform4f, &uniform4f, kMatrixUniforms);
-    action(__glewFramebufferTexture2DEXT, driver.framebufferTexture2D, &framebufferTexture2D, kClippingSources);
-    action(__glewDeleteFramebuffersEXT, driver.deleteFramebuffersExt, &deleteFramebuffersExt, kClippingSources);
-    action(__glewDeleteFramebuffers, driver.deleteFramebuffers, &deleteFramebuffers, kClippingSources);
-    action(__glewBindFramebufferEXT, driver.bindFramebufferExt, &bindFramebufferExt, kCornerPoints);
-    action(__glewBindFramebuffer, driver.bindFramebuffer, &bindFramebuffer, kCornerPoints);
+    constexpr unsigned kAll = ~kPuttingBack;
+    constexpr unsigned kInUse = kClippingSources | kCornerPoints | kPuttingBack;
+    action("glCompileShader", __glewCompileShader, driver.compileShader, &compileShader, kAll);
+    action("glCreateProgram", __glewCreateProgram, driver.createProgram, &createProgram, kAll);
+    action("glDeleteProgram", __glewDeleteProgram, driver.deleteProgram, &deleteProgram, kAll);
+    action("glLinkProgram", __glewLinkProgram, driver.linkProgram, &linkProgram, kAll);
+    action("glProgramParameteriEXT", __glewProgramParameteriEXT, driver.programParameteri, &programParameteri,
+           kGeometryShaders);
+    action("glUseProgram", __glewUseProgram, driver.useProgram, &useProgram, kInUse);
+    action("glUniform4f", __glewUniform4f, driver.uniform4f, &uniform4f, kMatrixUniforms);
+    action("glFramebufferTexture2DEXT", __glewFramebufferTexture2DEXT, driver.framebufferTexture2DExt,
+           &framebufferTexture2DExt, kInUse);
+    action("glFramebufferTexture2D", __glewFramebufferTexture2D, driver.framebufferTexture2D, &framebufferTexture2D,
+           kInUse);
+    action("glDeleteFramebuffersEXT", __glewDeleteFramebuffersEXT, driver.deleteFramebuffersExt, &deleteFramebuffersExt,
+           kClippingSources);
+    action("glDeleteFramebuffers", __glewDeleteFramebuffers, driver.deleteFramebuffers, &deleteFramebuffers,
+           kClippingSources | kPuttingBack);
+    action("glBindFramebufferEXT", __glewBindFramebufferEXT, driver.bindFramebufferExt, &bindFramebufferExt,
+           kCornerPoints);
+    action("glBindFramebuffer", __glewBindFramebuffer, driver.bindFramebuffer, &bindFramebuffer, kCornerPoints);
 }
 
 /// The entry points for which ours have been put in place and not been taken away again, by where the driver's own are
 /// kept. Ours may be called for them even where GLEW's pointer is no longer ours: a third party may have wrapped it.
 std::set<const void*> inPlace;
 
-} // namespace
-
-void adapt(const Adaptations& adaptations)
+/// Whether a pointer is what glewInit() puts there.
+template<typename EntryPoint>
+bool isFromGlewInit(const char* name, EntryPoint glew)
 {
-    context().adaptations = adaptations;
-    const unsigned needed = neededAdaptations();
-    forEachEntryPoint([needed](auto& glew, auto& own, auto ours, unsigned adaptationsOfIt) {
-        const bool isFirst = inPlace.count(&own) == 0;
-        if ((needed & adaptationsOfIt) == 0 || glew == ours || !(isFirst || glew == own))
+    return reinterpret_cast<__GLXextFuncPtr>(glew) == glXGetProcAddressARB(reinterpret_cast<const GLubyte*>(name));
+}
+
+/// Puts ours in place where any of the adaptations needs it, and where nobody has wrapped ours.
+void replaceFor(unsigned needed)
+{
+    forEachEntryPoint([needed](const char* name, auto& glew, auto& own, auto ours, unsigned adaptationsOfIt) {
+        const bool mayBeMissing = adaptationsOfIt == kGeometryShaders; // which is what is adapted then
+        if ((needed & adaptationsOfIt) == 0 || glew == ours || !(glew || mayBeMissing))
+            return;
+        if (inPlace.count(&own) != 0 && glew != own && !isFromGlewInit(name, glew))
             return;
         own = glew;
         glew = ours;
@@ -51,21 +72,30 @@ void adapt(const Adaptations& adaptations)
     });
 }
 
+} // namespace
+
+void adapt(const Adaptations& adaptations)
+{
+    context().adaptations = adaptations;
+    replaceFor(neededAdaptations());
+}
+
 void removeAll()
 {
-    if (currentContext())
+    if (currentContext()) {
         putSourcesBack(context());
+        if (const ProgramRecord* const inUse = find(context(), static_cast<GLuint>(integer(GL_CURRENT_PROGRAM))))
+            shiftVerticesBack(*inUse);
+    }
     const bool isPending = forgetAll();
-    forEachEntryPoint([](auto& glew, auto& own, auto ours, unsigned) {
+    forEachEntryPoint([](const char*, auto& glew, auto& own, auto ours, unsigned) {
         if (glew != ours)
             return;
         glew = own;
         inPlace.erase(&own);
     });
-    if (isPending && __glewUseProgram == driver.useProgram) {
-        __glewUseProgram = &useProgram;
-        inPlace.insert(&driver.useProgram);
-    }
+    if (isPending)
+        replaceFor(kPuttingBack);
 }
 
 } // namespace velmor::glsupport::adapter

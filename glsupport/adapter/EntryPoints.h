@@ -10,8 +10,8 @@ namespace velmor::glsupport::adapter {
 /// after each glewInit(), which puts the driver's own back. Pointers that are ours already are not written.
 void adapt(const Adaptations& adaptations);
 
-/// Puts all entry points back and forgets every context. glUseProgram() stays where a context that is not current has
-/// sources to be put back, until it is called there.
+/// Puts all entry points back and forgets every context. Where a context that is not current has sources to be put back
+/// those stay that are needed for it, until the next call.
 void removeAll();
 
 } // namespace velmor::glsupport::adapter

@@ -82,10 +82,10 @@ void raise(GLenum error)
 {
     switch (error) {
     case GL_INVALID_ENUM:
-        glEnable(GL_INVALID_ENUM); // an error's name is no capability
+        integer(GL_INVALID_ENUM); // an error's name is no state
         break;
     case GL_INVALID_VALUE:
-        glLineWidth(0.0f);
+        glGenLists(-1);
         break;
     case GL_INVALID_OPERATION:
         glEnd();

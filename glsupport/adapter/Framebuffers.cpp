@@ -10,26 +10,13 @@
 namespace velmor::glsupport::adapter {
 namespace {
 
-struct Size
-{
-    GLint width = 0;
-    GLint height = 0;
-};
-
-/// Of what cannot be told: everything is smaller, and a part of it is nothing.
+/// The size of what cannot be asked: larger than any.
 constexpr Size kUnknown = {std::numeric_limits<GLint>::max(), std::numeric_limits<GLint>::max()};
 
 bool isSmaller(const Size& size, const Size& than)
 {
     return size.width < than.width || size.height < than.height;
 }
-
-/// A texture that a pass may read.
-struct Source
-{
-    GLuint texture;
-    Size size;
-};
 
 /// The rectangle textures on the two units that filters read.
 std::vector<Source> boundSources()
@@ -81,11 +68,16 @@ GLuint attachedTexture(GLenum attachment)
     return static_cast<GLuint>(name);
 }
 
-/// The size of a texture that is attached. It may have been deleted, and its target is not known, so it cannot be bound
-/// to ask.
+/// Whether textures can be asked without binding them, for which their target would have to be known.
+bool canAskByName()
+{
+    return GLEW_VERSION_4_5 || GLEW_ARB_direct_state_access;
+}
+
+/// The size of a texture that is attached. It may have been deleted.
 Size sizeOf(GLuint texture)
 {
-    if (!(GLEW_VERSION_4_5 || GLEW_ARB_direct_state_access) || !glIsTexture(texture))
+    if (!canAskByName() || !glIsTexture(texture))
         return kUnknown;
     Size size;
     glGetTextureLevelParameteriv(texture, 0, GL_TEXTURE_WIDTH, &size.width);
@@ -105,14 +97,32 @@ Size sizeDrawnInto(const std::vector<GLenum>& drawn)
     return largest;
 }
 
+/// Whether a source is there as it was taken off. Its name may be another texture's by now, of another size as a rule.
+bool isStillThere(const Source& source)
+{
+    if (!canAskByName() || !glIsTexture(source.texture))
+        return glIsTexture(source.texture);
+    const Size size = sizeOf(source.texture);
+    return size.width == source.size.width && size.height == source.size.height;
+}
+
 GLuint boundFramebuffer()
 {
     return static_cast<GLuint>(integer(GL_FRAMEBUFFER_BINDING_EXT));
 }
 
+void setShift(const ProgramRecord& program, const Size& size)
+{
+    const auto eighth = [](GLint pixels) {
+        return pixels > 0 ? 0.25f / static_cast<GLfloat>(pixels) : 0.0f;
+    };
+    if (program.shiftLocation >= 0)
+        glUniform2f(program.shiftLocation, eighth(size.width), eighth(size.height));
+}
+
 } // namespace
 
-void takeSourcesOff(Context& context)
+void takeSourcesOff(Context& context, GLuint program)
 {
     const GLuint framebuffer = boundFramebuffer();
     if (framebuffer == 0)
@@ -126,23 +136,23 @@ void takeSourcesOff(Context& context)
     sources.erase(std::remove_if(sources.begin(), sources.end(), doesNotClip), sources.end());
     if (sources.empty()) // the common case, which is to cost little
         return;
-    context.takenOff = {framebuffer, {}};
+    context.takenOff = {program, framebuffer, {}};
     const auto attachments = static_cast<GLenum>(integer(GL_MAX_COLOR_ATTACHMENTS_EXT));
     for (GLenum i = 0; i < attachments; ++i) {
         const GLenum attachment = GL_COLOR_ATTACHMENT0_EXT + i;
         const GLuint texture = attachedTexture(attachment);
-        const bool isSource = std::any_of(sources.begin(), sources.end(),
-                                          [texture](const Source& source) { return source.texture == texture; });
-        if (!isSource || std::find(drawn.begin(), drawn.end(), attachment) != drawn.end())
+        const auto source = std::find_if(sources.begin(), sources.end(),
+                                         [texture](const Source& each) { return each.texture == texture; });
+        if (source == sources.end() || std::find(drawn.begin(), drawn.end(), attachment) != drawn.end())
             continue;
-        driver.framebufferTexture2D(GL_FRAMEBUFFER_EXT, attachment, GL_TEXTURE_RECTANGLE_ARB, 0, 0);
-        context.takenOff.textures.emplace(attachment, texture);
+        driver.framebufferTexture2DExt(GL_FRAMEBUFFER_EXT, attachment, GL_TEXTURE_RECTANGLE_ARB, 0, 0);
+        context.takenOff.sources.emplace(attachment, *source);
     }
 }
 
 void putSourcesBack(Context& context)
 {
-    if (context.takenOff.textures.empty())
+    if (context.takenOff.sources.empty())
         return;
     const TakenOff takenOff = std::move(context.takenOff);
     context.takenOff = {};
@@ -150,34 +160,43 @@ void putSourcesBack(Context& context)
     const GLenum target = GLEW_VERSION_3_0 ? GL_DRAW_FRAMEBUFFER_EXT : GL_FRAMEBUFFER_EXT;
     if (bound != takenOff.framebuffer)
         glBindFramebufferEXT(target, takenOff.framebuffer);
-    for (const auto& [attachment, texture] : takenOff.textures)
-        if (glIsTexture(texture) && attachedTexture(attachment) == 0)
-            driver.framebufferTexture2D(target, attachment, GL_TEXTURE_RECTANGLE_ARB, texture, 0);
+    for (const auto& [attachment, source] : takenOff.sources)
+        if (attachedTexture(attachment) == 0 && isStillThere(source))
+            driver.framebufferTexture2DExt(target, attachment, GL_TEXTURE_RECTANGLE_ARB, source.texture, 0);
     if (bound != takenOff.framebuffer)
         glBindFramebufferEXT(target, bound);
 }
 
-void shiftVertices(const Program& program)
+void shiftVertices(const ProgramRecord& program)
 {
-    if (program.shiftLocation < 0)
-        return;
-    const Size size = boundFramebuffer() != 0 ? sizeDrawnInto(drawnAttachments()) : Size();
-    const auto eighth = [](GLint pixels) {
-        return pixels > 0 ? 0.25f / static_cast<GLfloat>(pixels) : 0.0f;
-    };
-    glUniform2f(program.shiftLocation, eighth(size.width), eighth(size.height));
+    if (program.shiftLocation >= 0)
+        setShift(program, boundFramebuffer() != 0 ? sizeDrawnInto(drawnAttachments()) : Size());
+}
+
+void shiftVerticesBack(const ProgramRecord& program)
+{
+    setShift(program, Size());
 }
 
 namespace {
 
-/// The program in use draws into another framebuffer from now on.
+/// The program in use draws into something else from now on.
 void follow(GLenum target)
 {
     if (target == GL_READ_FRAMEBUFFER_EXT)
         return;
-    const Program* const program = find(context(), static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)));
+    const ProgramRecord* const program = find(context(), static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)));
     if (program && !isCompilingList())
         shiftVertices(*program);
+}
+
+/// What is attached or taken away meanwhile stays so.
+void noteAttached(GLenum target, GLenum attachment)
+{
+    TakenOff& takenOff = context().takenOff;
+    if (!takenOff.sources.empty() && boundFramebuffer() == takenOff.framebuffer)
+        takenOff.sources.erase(attachment);
+    follow(target);
 }
 
 /// What was off a framebuffer is not put on a later one of its name.
@@ -190,13 +209,18 @@ void forgetFramebuffers(GLsizei count, const GLuint* framebuffers)
 
 } // namespace
 
+void GLAPIENTRY framebufferTexture2DExt(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
+                                        GLint level)
+{
+    driver.framebufferTexture2DExt(target, attachment, textureTarget, texture, level);
+    noteAttached(target, attachment);
+}
+
 void GLAPIENTRY framebufferTexture2D(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
                                      GLint level)
 {
     driver.framebufferTexture2D(target, attachment, textureTarget, texture, level);
-    TakenOff& takenOff = context().takenOff;
-    if (!takenOff.textures.empty() && boundFramebuffer() == takenOff.framebuffer)
-        takenOff.textures.erase(attachment); // what is attached meanwhile stays
+    noteAttached(target, attachment);
 }
 
 void GLAPIENTRY bindFramebufferExt(GLenum target, GLuint framebuffer)

@@ -334,13 +334,19 @@ void main()
 /// A point on the lower left corner of every pixel. Many, so that some round to less than the corner where they can.
 std::string cornerPoints()
 {
-    const Program program(
-        {{GL_VERTEX_SHADER, "void main() { gl_Position = ftransform(); gl_FrontColor = gl_Color; }\n"},
-         {GL_FRAGMENT_SHADER, kPassColour}});
+    const Program program({{GL_VERTEX_SHADER, kClassic + R"(uniform sampler2DRect texels;
+void main()
+{
+    gl_Position = ftransform();
+    gl_FrontColor = gl_Color + 0.0 * texture2DRect(texels, vec2(0.5));
+}
+)"},
+                           {GL_FRAGMENT_SHADER, kPassColour}});
     if (!program.shortfall().empty())
         return program.shortfall();
     constexpr GLsizei width = 720, height = 3;
     const Canvas canvas(width, height);
+    const Texture texture(1, 1, &kBlack);
     glMatrixMode(GL_PROJECTION);
     glOrtho(0, width, 0, height, -1, 1);
     program.use();
@@ -379,7 +385,7 @@ void main()
     glMatrixMode(GL_PROJECTION);
     glOrtho(0, width, 0, height, -1, 1);
     program.use();
-    glUniform1i(program.location("texels"), integer(GL_ACTIVE_TEXTURE) - GL_TEXTURE0);
+    glUniform1i(program.location("texels"), 0);
     glBegin(GL_POINTS);
     for (GLsizei i = 0; i < width * height; ++i)
         glVertex2i(i % width, i / width);

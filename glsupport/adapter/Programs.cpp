@@ -151,12 +151,12 @@ bool isLinked(GLuint program)
     return status == GL_TRUE;
 }
 
-/// Which shader stands for a stage in a link: its own, or one of ours; 0 where it is left out. Where the driver refuses
-/// ours, the stage's own does; a geometry stage has none of its own that could be linked.
+/// Which shader stands for a stage in a link: its own, or one of ours for another text. Where the driver refuses ours,
+/// the stage's own does; a geometry stage has none of its own that could be linked.
 GLuint shaderFor(const Stage& stage, const std::string& text)
 {
-    if (text.empty() || text == stage.text)
-        return text.empty() ? 0 : stage.shader;
+    if (text == stage.text)
+        return stage.shader;
     const GLuint shader = glCreateShader(stage.type);
     if (compiles(shader, text) || isTranslatedGeometry(stage))
         return shader;
@@ -164,7 +164,7 @@ GLuint shaderFor(const Stage& stage, const std::string& text)
     return stage.shader;
 }
 
-/// Links a program with other texts in the place of its stages' own; an empty one leaves the stage out. Its shaders,
+/// Links a program with other texts in the place of its stages' own, and without those that are left out. Its shaders,
 /// their order and what they hold are the same afterwards.
 bool linksWith(GLuint program, const std::vector<Stage>& stages, const std::vector<std::string>& texts)
 {
@@ -173,8 +173,8 @@ bool linksWith(GLuint program, const std::vector<Stage>& stages, const std::vect
     for (std::size_t i = 0; i < stages.size(); ++i) {
         glAttachShader(holder, stages[i].shader);
         glDetachShader(program, stages[i].shader);
-        if (const GLuint shader = shaderFor(stages[i], texts[i]))
-            linked.push_back(shader);
+        if (!isLeftOut(stages[i]))
+            linked.push_back(shaderFor(stages[i], texts[i]));
     }
     for (const GLuint shader : linked)
         glAttachShader(program, shader);
@@ -214,8 +214,6 @@ std::string layoutName(GLint primitive)
 std::string definite(const Adaptations& adaptations, const Stage& stage, bool isBeforeFragments)
 {
     std::string text = stage.text;
-    if (isLeftOut(stage))
-        return "";
     if (stage.type == GL_FRAGMENT_SHADER && adapts(adaptations, kUnwrittenColours))
         text = withInitialColour(text);
     if (stage.type == GL_VERTEX_SHADER && adapts(adaptations, kCornerTexels))
@@ -225,64 +223,68 @@ std::string definite(const Adaptations& adaptations, const Stage& stage, bool is
     return text;
 }
 
-/// The texts that a program of the classic dialect is linked with.
-std::vector<std::string> classicTexts(const Adaptations& adaptations, const std::vector<Stage>& stages,
-                                      const Program& parameters, int verticesAnInvocation)
+/// The texts of the stages as they are.
+std::vector<std::string> ownTexts(const std::vector<Stage>& stages)
+{
+    std::vector<std::string> texts;
+    for (const Stage& stage : stages)
+        texts.push_back(stage.text);
+    return texts;
+}
+
+/// The texts with what the driver leaves undefined, or to rounding, made definite.
+std::vector<std::string> definiteTexts(const Adaptations& adaptations, const std::vector<Stage>& stages)
 {
     const bool hasGeometry = hasAny(stages, isGeometry);
     std::vector<std::string> texts;
     for (const Stage& stage : stages)
-        texts.push_back(isTranslatedGeometry(stage)
-                            ? withLayout(stage.text, {layoutName(parameters.inputType),
-                                                      layoutName(parameters.outputType), parameters.verticesOut,
-                                                      verticesAnInvocation, adapts(adaptations, kCornerPoints)})
-                            : definite(adaptations, stage, !hasGeometry));
+        texts.push_back(definite(adaptations, stage, !hasGeometry));
     return texts;
 }
 
 /// Links with the geometry stage for the parameters of the program. Where the driver refuses so many vertices from one
 /// invocation, the work is spread over more and more of them.
-void linkWithGeometry(GLuint program, const std::vector<Stage>& stages, const Context& current,
-                      const Program& parameters)
+bool linksWithGeometry(GLuint program, const std::vector<Stage>& stages, std::vector<std::string> texts,
+                       const Adaptations& adaptations, const ProgramRecord& parameters)
 {
     const auto links = [&](int verticesAnInvocation) {
-        return linksWith(program, stages, classicTexts(current.adaptations, stages, parameters, verticesAnInvocation));
+        const GeometryLayout layout = {layoutName(parameters.inputType), layoutName(parameters.outputType),
+                                       parameters.verticesOut, verticesAnInvocation,
+                                       adapts(adaptations, kCornerPoints)};
+        for (std::size_t i = 0; i < stages.size(); ++i)
+            if (isTranslatedGeometry(stages[i]))
+                texts[i] = withLayout(stages[i].text, layout);
+        return linksWith(program, stages, texts);
     };
-    int share = current.adaptations.verticesAnInvocation;
+    int share = adaptations.verticesAnInvocation;
     bool isDone = links(share);
     for (share = std::min(share, parameters.verticesOut); !isDone && parameters.outputType == GL_POINTS && share > 1;) {
         share /= 2;
         isDone = links(share);
     }
-    if (!isDone) // so that the message is about the whole
-        links(current.adaptations.verticesAnInvocation);
+    return isDone || links(adaptations.verticesAnInvocation); // so that the message is about the whole
 }
 
 /// Links with what is to be left out left out, and all other stages as they are.
 void linkAsGiven(GLuint program, const std::vector<Stage>& stages)
 {
-    if (!hasAny(stages, isLeftOut)) {
+    if (hasAny(stages, isLeftOut))
+        linksWith(program, stages, ownTexts(stages));
+    else
         driver.linkProgram(program);
-        return;
-    }
-    std::vector<std::string> texts;
-    for (const Stage& stage : stages)
-        texts.push_back(isLeftOut(stage) ? "" : stage.text);
-    linksWith(program, stages, texts);
 }
 
-void linkClassic(GLuint program, const std::vector<Stage>& stages, const Context& current, const Program& parameters)
+void linkClassic(GLuint program, const std::vector<Stage>& stages, const Adaptations& adaptations,
+                 const ProgramRecord& parameters)
 {
+    const std::vector<std::string> own = ownTexts(stages);
+    const std::vector<std::string> definite = definiteTexts(adaptations, stages);
     if (hasAny(stages, isTranslatedGeometry)) {
-        linkWithGeometry(program, stages, current, parameters);
-        return;
-    }
-    const std::vector<std::string> texts = classicTexts(current.adaptations, stages, parameters, 0);
-    const auto isOwnText = [](const std::string& text, const Stage& stage) {
-        return text == stage.text;
-    };
-    if (std::equal(texts.begin(), texts.end(), stages.begin(), isOwnText) || !linksWith(program, stages, texts))
+        if (!linksWithGeometry(program, stages, definite, adaptations, parameters) && definite != own)
+            linksWithGeometry(program, stages, own, adaptations, parameters);
+    } else if (definite == own || !linksWith(program, stages, definite)) {
         linkAsGiven(program, stages);
+    }
 }
 
 // Uniforms
@@ -357,27 +359,28 @@ void GLAPIENTRY linkProgram(GLuint program)
         return;
     }
     const std::vector<Stage> stages = stagesOf(program);
-    Program* known = find(current, program);
-    if (!hasAny(stages, [](const Stage& stage) { return isClassic(stage.text); })) {
+    const bool isOfDialect = hasAny(stages, [](const Stage& stage) { return isClassic(stage.text); });
+    if (!isOfDialect && !find(current, program)) {
         linkAsGiven(program, stages);
-        if (known)
-            known->isClassic = false;
         return;
     }
-    known = &current.programs[program];
-    linkClassic(program, stages, current, *known);
-    known->isClassic = isLinked(program);
-    known->mat2Locations = known->isClassic && adapts(current.adaptations, kMatrixUniforms) ? mat2LocationsOf(program)
+    ProgramRecord& record = current.programs[program];
+    if (isOfDialect)
+        linkClassic(program, stages, current.adaptations, record);
+    else
+        linkAsGiven(program, stages);
+    record.isClassic = isOfDialect && isLinked(program);
+    record.mat2Locations = record.isClassic && adapts(current.adaptations, kMatrixUniforms) ? mat2LocationsOf(program)
                                                                                             : std::vector<GLint>();
-    known->shiftLocation = known->isClassic ? shiftLocationOf(program, stages) : -1;
+    record.shiftLocation = record.isClassic ? shiftLocationOf(program, stages) : -1;
     if (isInUse(program)) // a link sets uniforms back
-        shiftVertices(*known);
+        shiftVertices(record);
 }
 
 namespace {
 
 /// Keeps a parameter of the geometry stage; false when the value is none that it may have.
-bool keepParameter(Program& program, GLenum name, GLint value)
+bool keepParameter(ProgramRecord& program, GLenum name, GLint value)
 {
     const auto isOneOf = [value](std::initializer_list<GLint> values) {
         return std::find(values.begin(), values.end(), value) != values.end();
@@ -402,36 +405,66 @@ void GLAPIENTRY programParameteri(GLuint program, GLenum name, GLint value)
     Context& current = context();
     const bool ofGeometry = name == GL_GEOMETRY_INPUT_TYPE_EXT || name == GL_GEOMETRY_OUTPUT_TYPE_EXT ||
                             name == GL_GEOMETRY_VERTICES_OUT_EXT;
-    if (!adapts(current.adaptations, kGeometryShaders) || !ofGeometry) {
-        driver.programParameteri ? driver.programParameteri(program, name, value) : raise(GL_INVALID_ENUM);
+    const bool isOurs = adapts(current.adaptations, kGeometryShaders) && ofGeometry;
+    if (driver.programParameteri) // for geometry stages that are none of the dialect
+        driver.programParameteri(program, name, value);
+    else if (!isOurs)
+        raise(GL_INVALID_ENUM);
+    if (!isOurs)
         return;
-    }
     if (!glIsProgram(program)) {
-        raise(GL_INVALID_VALUE);
+        if (!driver.programParameteri)
+            raise(GL_INVALID_VALUE);
         return;
     }
-    const Program* const known = find(current, program);
-    Program changed = known ? *known : Program();
+    const ProgramRecord* const known = find(current, program);
+    ProgramRecord changed = known ? *known : ProgramRecord();
     if (keepParameter(changed, name, value))
         current.programs[program] = changed;
-    else
+    else if (!driver.programParameteri)
         raise(GL_INVALID_VALUE);
 }
 
+namespace {
+
+/// What the program in use has changed is as it was.
+void putAway(Context& current, GLuint program)
+{
+    if (current.takenOff.program == program)
+        putSourcesBack(current);
+    current.takenOff = {}; // of another program: then this is another context, at the place of one that is gone
+    if (const ProgramRecord* const record = find(current, program))
+        shiftVerticesBack(*record);
+}
+
+void takeUp(Context& current, GLuint program)
+{
+    const ProgramRecord* const record = find(current, program);
+    if (!record || !record->isClassic)
+        return;
+    if (adapts(current.adaptations, kClippingSources))
+        takeSourcesOff(current, program);
+    shiftVertices(*record);
+}
+
+GLuint programInUse()
+{
+    return static_cast<GLuint>(integer(GL_CURRENT_PROGRAM));
+}
+
+} // namespace
+
 void GLAPIENTRY useProgram(GLuint program)
 {
-    driver.useProgram(program);
     Context& current = context();
-    const Program* const known = find(current, program);
-    const bool isClassic = known && known->isClassic;
-    const bool concernsUs = isClassic || !current.takenOff.textures.empty();
-    if (concernsUs && isInUse(program) && !isCompilingList()) {
-        putSourcesBack(current);
-        if (isClassic && adapts(current.adaptations, kClippingSources))
-            takeSourcesOff(current);
-        if (isClassic)
-            shiftVertices(*known);
+    const bool concernsUs = !current.programs.empty() || !current.takenOff.sources.empty();
+    if (!concernsUs || isCompilingList()) {
+        driver.useProgram(program);
+        return;
     }
+    putAway(current, programInUse());
+    driver.useProgram(program);
+    takeUp(current, programInUse()); // the one before, where the driver refuses
     if (!current.deletedInUse.empty())
         forgetDeleted(current);
 }
@@ -439,7 +472,7 @@ void GLAPIENTRY useProgram(GLuint program)
 void GLAPIENTRY uniform4f(GLint location, GLfloat x, GLfloat y, GLfloat z, GLfloat w)
 {
     Context& current = context();
-    const Program* const program =
+    const ProgramRecord* const program =
         current.programs.empty() ? nullptr : find(current, static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)));
     const bool isMat2 = location >= 0 && program &&
                         std::binary_search(program->mat2Locations.begin(), program->mat2Locations.end(), location);

@@ -46,8 +46,19 @@ std::size_t lineEndLength(string_view text, std::size_t at)
     return at + 1 < text.size() && isLineEnd(text[at + 1]) && text[at + 1] != text[at] ? 2 : 1;
 }
 
+/// Where the comment ends that begins here, or here where none begins; nowhere where it does not end.
+std::size_t endOfComment(string_view code, std::size_t at)
+{
+    if (code.substr(at, 2) == "//")
+        return std::min(code.find_first_of("\r\n", at), code.size());
+    if (code.substr(at, 2) != "/*")
+        return at;
+    const std::size_t end = code.find("*/", at + 2);
+    return end == string_view::npos ? end : end + 2;
+}
+
 /// The text with blanks for comments and for continuations of lines, as long as before. All line ends that are left
-/// end a line of code.
+/// end a line of code. A comment that does not end is code: no compiler takes it.
 std::string codeOf(string_view text)
 {
     std::string code(text);
@@ -59,11 +70,9 @@ std::string codeOf(string_view text)
         if (const std::size_t length = lineEndLength(text, at + 1))
             blank(at, at + 1 + length);
     for (std::size_t at = code.find('/'); at != std::string::npos; at = code.find('/', at + 1)) {
-        std::size_t end = at;
-        if (code.compare(at, 2, "//") == 0)
-            end = std::min(code.find_first_of("\r\n", at), code.size());
-        else if (code.compare(at, 2, "/*") == 0)
-            end = std::min(code.find("*/", at + 2), code.size() - 2) + 2;
+        const std::size_t end = endOfComment(code, at);
+        if (end == std::string::npos)
+            break;
         blank(at, end);
     }
     return code;
@@ -191,10 +200,21 @@ std::size_t lineOf(string_view text, std::size_t at)
     return lines;
 }
 
-/// `#line` with which the line at a place keeps its number, in versions before 3.30.
-std::string keepLine(string_view text, std::size_t at)
+/// `#line` with which messages about what follows keep their numbers.
+std::string keepLine(std::size_t lines)
 {
-    return "#line " + std::to_string(lineOf(text, at)) + "\n";
+    return "#line " + std::to_string(lines) + "\n";
+}
+
+/// `#line` with which `__LINE__` keeps its value behind a place, where no message is seen: Mesa gives it one less than
+/// messages. Translated texts count as their beginning has it.
+std::string keepLineMacro(string_view text, std::size_t at)
+{
+    const std::size_t lines = lineOf(text, at);
+    if (!beginsWith(text, kHead120))
+        return keepLine(lines + 1);
+    constexpr std::size_t ofOurs = 2; // the second of which is such a line itself
+    return lines < ofOurs ? "" : keepLine(lines - ofOurs);
 }
 
 std::string shiftBy(const std::string& uniform)
@@ -208,7 +228,8 @@ std::string withMainAround(const std::string& text, const std::string& globals, 
                            const std::string& last)
 {
     std::string result = text;
-    result.insert(factsOf(text).behindVersion, "#define main velmorMain\n");
+    const std::size_t at = factsOf(text).behindVersion;
+    result.insert(at, "#define main velmorMain\n" + keepLineMacro(text, at));
     return result + "\n\n#undef main\n" + globals + "void main() { " + first + "velmorMain(); " + last + "}\n";
 }
 
@@ -352,7 +373,7 @@ std::string inVersion150(const std::string& text)
             if (code[at] != ' ') // comments stay: one may go on in the next line
                 body[at] = ' ';
     });
-    body.insert(behindExtensions, provisionalDeclarations() + keepLine(body, behindExtensions));
+    body.insert(behindExtensions, provisionalDeclarations() + keepLine(lineOf(body, behindExtensions)));
     return std::string(kHead150).append(kFirstLine) + body;
 }
 
@@ -383,6 +404,8 @@ std::string withInitialColour(const std::string& text)
 
 std::string withShiftedVertices(const std::string& text)
 {
+    if (!hasWord(codeOf(text), "texture2DRect"))
+        return text;
     return withMainAround(text, "uniform vec2 velmorVertexShift; ", "", shiftBy("velmorVertexShift") + ' ');
 }
 
@@ -397,7 +420,8 @@ std::string withInnerTexels(const std::string& text)
     return result.insert(facts.behindExtensions,
                          "vec2 velmorInner(vec2 place)"
                          " { return place + 0.125 * vec2(equal(fract(place), vec2(0.0))); }\n"
-                         "#define texture2DRect(sampler, place) texture2DRect(sampler, velmorInner(place))\n");
+                         "#define texture2DRect(sampler, place) texture2DRect(sampler, velmorInner(place))\n" +
+                             keepLineMacro(text, facts.behindExtensions));
 }
 
 } // namespace velmor::glsupport::adapter

@@ -26,7 +26,7 @@ TextFacts factsOf(const std::string& text);
 /// EXT_geometry_shader4. So is what the functions below have made of such a text.
 bool isClassic(const std::string& text);
 
-// For the compiler. No line moves: the line numbers of messages stay those of the original.
+// For the compiler. The line numbers of messages stay those of the original.
 
 /// The text in version 1.20, which converts int to float and has array constructors. Unchanged where it has a version.
 std::string inVersion120(const std::string& text);
@@ -61,7 +61,9 @@ std::string withLayout(const std::string& text, const GeometryLayout& layout);
 /// With `gl_FragColor` set to 0 before main() begins. Unchanged where gl_FragColor does not occur, or gl_FragData does.
 std::string withInitialColour(const std::string& text);
 
-/// A vertex shader that moves each vertex by the uniform `velmorVertexShift`, in parts of half the picture.
+/// A vertex shader that moves each vertex by the uniform `velmorVertexShift`, in parts of half the picture. Unchanged
+/// where it reads no rectangle texture: it draws areas then, whose smooth colours would change, and no results as
+/// points.
 std::string withShiftedVertices(const std::string& text);
 
 /// With every coordinate for a rectangle texture that is a corner of texels a little inside the texel beyond. Unchanged

@@ -40,6 +40,15 @@ const std::string kClassic = "#extension GL_ARB_texture_rectangle : enable\n";
 
 const char* const kPassVertex = "void main() { gl_Position = gl_Vertex; gl_FrontColor = gl_Color; }\n";
 const std::string kPassColour = kClassic + "void main() { gl_FragColor = gl_Color; }\n";
+/// Places results as points, as shaders do that read texels for their vertices.
+const std::string kPointVertex = kClassic + R"(uniform sampler2DRect texels;
+void main()
+{
+    gl_Position = gl_Vertex;
+    gl_FrontColor = gl_Color + 0.0 * texture2DRect(texels, vec2(0.5));
+}
+)";
+
 const char* const kGeometryHead = "#version 130\n#extension GL_EXT_geometry_shader4 : enable\n";
 
 bool compiles(GLuint shader, const std::string& text)
@@ -353,6 +362,11 @@ TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
     glBufferData(GL_PIXEL_PACK_BUFFER, 4, "abc", GL_STATIC_READ);
     glPixelStorei(GL_PACK_ROW_LENGTH, 7);
     glPixelStorei(GL_PACK_SWAP_BYTES, GL_TRUE);
+    glPixelStorei(GL_UNPACK_ROW_LENGTH, 1 << 20); // beyond what a trial has in memory
+    while (integer(GL_CLIENT_ATTRIB_STACK_DEPTH) < integer(GL_MAX_CLIENT_ATTRIB_STACK_DEPTH))
+        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
+    while (integer(GL_ATTRIB_STACK_DEPTH) < integer(GL_MAX_ATTRIB_STACK_DEPTH))
+        glPushAttrib(GL_CURRENT_BIT);
     glEnable(GL_SCISSOR_TEST);
     glClearColor(0.25f, 0.25f, 0.25f, 0.25f);
     for (const auto& [error, cause] : causesOfErrors()) {
@@ -373,6 +387,9 @@ TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
     EXPECT_EQ(integer(GL_PIXEL_PACK_BUFFER_BINDING), static_cast<GLint>(buffer));
     EXPECT_EQ(integer(GL_PACK_ROW_LENGTH), 7);
     EXPECT_EQ(integer(GL_PACK_SWAP_BYTES), GL_TRUE);
+    EXPECT_EQ(integer(GL_UNPACK_ROW_LENGTH), 1 << 20);
+    EXPECT_EQ(integer(GL_CLIENT_ATTRIB_STACK_DEPTH), integer(GL_MAX_CLIENT_ATTRIB_STACK_DEPTH));
+    EXPECT_EQ(integer(GL_ATTRIB_STACK_DEPTH), integer(GL_MAX_ATTRIB_STACK_DEPTH));
     EXPECT_EQ(integer(GL_SCISSOR_TEST), GL_TRUE);
     GLfloat clear[4];
     glGetFloatv(GL_COLOR_CLEAR_VALUE, clear);
@@ -422,14 +439,21 @@ TEST(DriverAdapterInstall, KeepsOutOfWhatIsUnderWay)
     const HeadlessContext context(false);
     const std::string text =
         "DriverAdapter::install(): expected no query, display list, feedback or selection to be under way";
-    GLuint query = 0;
-    glGenQueries(1, &query);
-    glBeginQuery(GL_SAMPLES_PASSED, query);
-    EXPECT_EQ(thrownText<std::runtime_error>([] { DriverAdapter::install(); }), text);
-    glEndQuery(GL_SAMPLES_PASSED);
-    GLuint samples = 1;
-    glGetQueryObjectuiv(query, GL_QUERY_RESULT, &samples);
-    EXPECT_EQ(samples, 0u);
+    std::vector<GLenum> targets = {GL_SAMPLES_PASSED, GL_ANY_SAMPLES_PASSED, GL_PRIMITIVES_GENERATED};
+    if (GLEW_VERSION_4_3 || GLEW_ARB_ES3_compatibility)
+        targets.push_back(GL_ANY_SAMPLES_PASSED_CONSERVATIVE);
+    if (GLEW_ARB_pipeline_statistics_query)
+        targets.push_back(GL_VERTICES_SUBMITTED_ARB);
+    for (const GLenum target : targets) {
+        GLuint query = 0;
+        glGenQueries(1, &query);
+        glBeginQuery(target, query);
+        EXPECT_EQ(thrownText<std::runtime_error>([] { DriverAdapter::install(); }), text) << target;
+        glEndQuery(target);
+        GLuint count = 1;
+        glGetQueryObjectuiv(query, GL_QUERY_RESULT, &count);
+        EXPECT_EQ(count, 0u) << target;
+    }
     const GLuint list = glGenLists(1);
     glNewList(list, GL_COMPILE);
     EXPECT_EQ(thrownText<std::runtime_error>([] { DriverAdapter::install(); }), text);
@@ -440,6 +464,30 @@ TEST(DriverAdapterInstall, KeepsOutOfWhatIsUnderWay)
     EXPECT_EQ(thrownText<std::runtime_error>([] { DriverAdapter::install(); }), text);
     EXPECT_EQ(glRenderMode(GL_RENDER), 0);
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_NO_ERROR));
+}
+
+void GLAPIENTRY countMessage(GLenum, GLenum, GLuint, GLenum, GLsizei, const GLchar*, const void* count)
+{
+    ++*static_cast<int*>(const_cast<void*>(count));
+}
+
+TEST(DriverAdapterInstall, GivesTheApplicationNoMessages)
+{
+    const HeadlessContext context(false);
+    if (!GLEW_KHR_debug)
+        GTEST_SKIP() << "the driver gives none";
+    int count = 0;
+    glEnable(GL_DEBUG_OUTPUT);
+    glEnable(GL_DEBUG_OUTPUT_SYNCHRONOUS);
+    glDebugMessageCallback(countMessage, &count);
+    const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
+    EXPECT_FALSE(compiles(shader, "nothing"));
+    const int ownMessages = count;
+    EXPECT_GT(ownMessages, 0) << "or the test would prove nothing";
+    DriverAdapter::install();
+    EXPECT_EQ(count, ownMessages);
+    EXPECT_TRUE(glIsEnabled(GL_DEBUG_OUTPUT));
+    DriverAdapter::remove();
 }
 
 PFNGLUSEPROGRAMPROC wrappedUseProgram = nullptr;
@@ -471,6 +519,25 @@ TEST(DriverAdapterInstall, BearsWithAThirdPartyThatWrapsOurEntryPoints)
     __glewUseProgram = wrappedUseProgram;
     DriverAdapter::remove();
     EXPECT_EQ(entryPoints(), driversOwn);
+}
+
+TEST(DriverAdapterInstall, BearsWithAThirdPartyThatWasThereFirst)
+{
+    DriverAdapter::remove();
+    const HeadlessContext context(false);
+    wrappedUseProgram = __glewUseProgram;
+    __glewUseProgram = wrapUseProgram;
+    DriverAdapter::install(DriverAdapter::Always);
+    callsOfTheWrapper = 0;
+    glUseProgram(0);
+    EXPECT_EQ(callsOfTheWrapper, 1);
+    glewInit(); // which takes both away
+    glUseProgram(0);
+    EXPECT_EQ(callsOfTheWrapper, 1);
+    for (const DriverAdapter::Finding& finding : DriverAdapter::install(DriverAdapter::Always).findings)
+        EXPECT_EQ(finding.outcome, DriverAdapter::Finding::Adapted) << finding.expectation;
+    DriverAdapter::remove();
+    EXPECT_EQ(__glewUseProgram, wrappedUseProgram);
 }
 
 // Texts
@@ -670,6 +737,60 @@ TEST_F(DriverAdapterTest, AnUnwrittenColourIsZero)
     EXPECT_EQ(row.reds(), (std::vector<float>{0, 0, 1, 1}));
 }
 
+TEST(DriverAdapterAccepted, LinesKeepTheirNumbersInTheProgram)
+{
+    const HeadlessContext context;
+    glClampColorARB(GL_CLAMP_FRAGMENT_COLOR_ARB, GL_FALSE);
+    const Row row(1);
+    glUseProgram(build({{GL_FRAGMENT_SHADER, kClassic + "\nvoid main() { gl_FragColor = vec4(__LINE__); }\n"}}));
+    drawQuad();
+    EXPECT_EQ(row.reds(), std::vector<float>{3});
+    glUseProgram(0);
+}
+
+TEST_F(DriverAdapterTest, AStageWhoseTextWasDroppedIsLinkedAsItWasCompiled)
+{
+    const GLuint program = glCreateProgram();
+    for (const auto& [type, text] :
+         {std::pair<GLenum, std::string>(GL_VERTEX_SHADER, "void main() { gl_Position = gl_Vertex;"
+                                                           " gl_FrontColor = vec4(0.25); }\n"),
+          {GL_FRAGMENT_SHADER, kPassColour}}) {
+        const GLuint shader = glCreateShader(type);
+        ASSERT_TRUE(compiles(shader, text));
+        glAttachShader(program, shader);
+        const GLchar* const nothing = "";
+        if (type == GL_VERTEX_SHADER)
+            glShaderSource(shader, 1, &nothing, nullptr);
+    }
+    ASSERT_TRUE(links(program));
+    const Row row(1);
+    glUseProgram(program);
+    drawQuad();
+    EXPECT_EQ(row.reds(), std::vector<float>{0.25f});
+}
+
+TEST_F(DriverAdapterTest, AProgramThatIsOfTheDialectNoMoreIsLeftAlone)
+{
+    const GLuint program = glCreateProgram();
+    const GLuint vertex = glCreateShader(GL_VERTEX_SHADER);
+    const GLuint fragment = glCreateShader(GL_FRAGMENT_SHADER);
+    glAttachShader(program, vertex);
+    glAttachShader(program, fragment);
+    ASSERT_TRUE(compiles(vertex, kPointVertex));
+    ASSERT_TRUE(compiles(fragment, kClassic + "uniform mat2 v; void main() { gl_FragColor = vec4(v[0], v[1]); }\n"));
+    ASSERT_TRUE(links(program));
+    ASSERT_TRUE(compiles(vertex, std::string("#version 120\n") + kPassVertex));
+    ASSERT_TRUE(compiles(fragment, "#version 120\nuniform vec4 v; void main() { gl_FragColor = v; }\n"));
+    ASSERT_TRUE(links(program));
+    const Row row(1);
+    glUseProgram(program);
+    glUniform4f(glGetUniformLocation(program, "v"), 1, 2, 3, 4);
+    const Row other(1);
+    drawQuad();
+    expectNoGlError("the uniform");
+    EXPECT_EQ(other.texels(), (std::vector<Texel>{{1, 2, 3, 4}}));
+}
+
 // Places
 
 constexpr int kPlaces = 72; ///< no power of two, so that places are rounded
@@ -700,7 +821,7 @@ void drawNumberedCorners()
 TEST_F(DriverAdapterTest, APointOnACornerFillsThePixelBeyond)
 {
     const Row row(kPlaces);
-    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    glUseProgram(build({{GL_VERTEX_SHADER, kPointVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
     drawNumberedCorners();
     EXPECT_EQ(row.reds(), numbersTo(kPlaces));
 }
@@ -742,7 +863,7 @@ TEST_F(DriverAdapterTest, PointsOnCornersFollowTheFramebuffer)
 {
     const Row row(kPlaces);
     const Row small(1); // is bound when the program comes into use
-    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    glUseProgram(build({{GL_VERTEX_SHADER, kPointVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
     glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, row.framebuffer());
     glViewport(0, 0, kPlaces, 1);
     drawNumberedCorners();
@@ -752,11 +873,18 @@ TEST_F(DriverAdapterTest, PointsOnCornersFollowTheFramebuffer)
     glClear(GL_COLOR_BUFFER_BIT);
     drawNumberedCorners();
     EXPECT_EQ(row.reds(), numbersTo(kPlaces));
+    glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_TEXTURE_RECTANGLE_ARB,
+                              small.texture().getTexId(), 0);
+    glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, GL_COLOR_ATTACHMENT0_EXT, GL_TEXTURE_RECTANGLE_ARB,
+                              row.texture().getTexId(), 0);
+    glClear(GL_COLOR_BUFFER_BIT);
+    drawNumberedCorners();
+    EXPECT_EQ(row.reds(), numbersTo(kPlaces));
 }
 
 TEST_F(DriverAdapterTest, PointsOnCornersAreRightAfterALinkOfTheProgramInUse)
 {
-    const GLuint program = build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLuint program = build({{GL_VERTEX_SHADER, kPointVertex}, {GL_FRAGMENT_SHADER, kPassColour}});
     const Row row(kPlaces);
     glUseProgram(program);
     ASSERT_TRUE(links(program));
@@ -764,9 +892,22 @@ TEST_F(DriverAdapterTest, PointsOnCornersAreRightAfterALinkOfTheProgramInUse)
     EXPECT_EQ(row.reds(), numbersTo(kPlaces));
 }
 
+TEST_F(DriverAdapterTest, SmoothColoursOfAreasStay)
+{
+    const Row row(4);
+    glUseProgram(build({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    glBegin(GL_QUADS);
+    for (const auto& [x, y] : {std::pair{-1.0f, -1.0f}, {1.0f, -1.0f}, {1.0f, 1.0f}, {-1.0f, 1.0f}}) {
+        glColor4f(4.0f * (x + 1.0f), 0.0f, 0.0f, 0.0f);
+        glVertex2f(x, y);
+    }
+    glEnd();
+    EXPECT_EQ(row.reds(), (std::vector<float>{1, 3, 5, 7}));
+}
+
 TEST_F(DriverAdapterTest, CapturedPositionsAreNotMoved)
 {
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex}, {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPointVertex}, {GL_FRAGMENT_SHADER, kPassColour}});
     const GLchar* const position = "gl_Position";
     glTransformFeedbackVaryings(program, 1, &position, GL_INTERLEAVED_ATTRIBS);
     ASSERT_TRUE(links(program));
@@ -978,6 +1119,39 @@ TEST_F(DriverAdapterTest, AnEmptyGeometryStageIsLeftOutOfEveryLink)
         glGetAttachedShaders(program, 8, &count, attached);
         EXPECT_EQ(std::count(attached, attached + count, geometry), 1);
     }
+}
+
+TEST_F(DriverAdapterTest, OtherStagesThatCannotBeRewrittenAreLinkedAsTheyAre)
+{
+    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
+                                         {GL_GEOMETRY_SHADER_EXT, kNumberedPoints},
+                                         {GL_FRAGMENT_SHADER, kClassic + "void main(); vec4 one() {"
+                                                                         " if (false) gl_FragColor = vec4(0.0);"
+                                                                         " return vec4(1.0); }\n"},
+                                         {GL_FRAGMENT_SHADER, kClassic + "vec4 one();"
+                                                                         " void main() { gl_FragColor = one(); }\n"}});
+    setGeometry(program, GL_POINTS, GL_POINTS, 1);
+    ASSERT_TRUE(links(program));
+    const Row row(1);
+    glUseProgram(program);
+    setInt(program, "count", 1);
+    setInt(program, "width", 1);
+    drawPoints(1);
+    EXPECT_EQ(row.reds(), std::vector<float>{1});
+}
+
+TEST_F(DriverAdapterTest, AWrongParameterIsAnErrorAlsoWhileAListIsCompiled)
+{
+    const GLuint list = glGenLists(1);
+    glNewList(list, GL_COMPILE);
+    glProgramParameteriEXT(999, GL_GEOMETRY_VERTICES_OUT_EXT, 1);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_VALUE));
+    glProgramParameteriEXT(999, GL_TEXTURE_2D, 1);
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_ENUM));
+    glEndList();
+    glCallList(list);
+    expectNoGlError("the list");
+    glDeleteLists(list, 1);
 }
 
 // Uniforms
@@ -1196,6 +1370,24 @@ TEST_F(DriverAdapterClipping, ATextureThatWasDeletedWhileItsFramebufferWasNotBou
     expectNoGlError("the use");
     glUseProgram(0);
     expectNoGlError("the end of it");
+}
+
+TEST_F(DriverAdapterClipping, WhatHasTheNameOfADeletedSourceIsNotAttached)
+{
+    const GLuint name = small->getTexId();
+    for (const GLenum target : std::initializer_list<GLenum>{GL_TEXTURE_2D, GL_TEXTURE_RECTANGLE_ARB}) {
+        glUseProgram(program);
+        glDeleteTextures(1, &name);
+        glBindTexture(target, name); // made anew, of another kind or size
+        glTexImage2D(target, 0, GL_RGBA8, 1, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        glUseProgram(0);
+        expectNoGlError("the end of the use");
+        EXPECT_EQ(attachedSource(), 0u);
+        glDeleteTextures(1, &name);
+        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, name);
+        glTexImage2D(GL_TEXTURE_RECTANGLE_ARB, 0, GL_RGBA8, 2, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+        attachSource(name);
+    }
 }
 
 TEST_F(DriverAdapterClipping, AProgramThatThereIsNotChangesNothing)

@@ -23,9 +23,10 @@ TEST(ShaderText, AVersionIsALineOfItsOwn)
 TEST(ShaderText, EmptyTextsHoldNoCode)
 {
     for (const char* const text :
-         {"", " \t\n", "// nothing", "/* nothing\n here */\n// at all\n", "/**/", "//", "/*", "\\\n"})
+         {"", " \t\n", "// nothing", "/* nothing\n here */\n// at all\n", "/**/", "//", "\\\n"})
         EXPECT_TRUE(factsOf(text).isEmpty) << text;
-    for (const char* const text : {"void main() {}", "// comment\n;", "/* comment */ #", "/", "/*/ */ x", "\\"})
+    for (const char* const text :
+         {"void main() {}", "// comment\n;", "/* comment */ #", "/", "/*/ */ x", "\\", "/* no end"})
         EXPECT_FALSE(factsOf(text).isEmpty) << text;
 }
 
@@ -74,7 +75,7 @@ TEST(ShaderText, FlatVaryingsLoseOutOutsideComments)
 TEST(ShaderText, TheColourIsSetBeforeMain)
 {
     EXPECT_EQ(withInitialColour(kClassic + "void main(void)\n{\ngl_FragColor = x;\n}"),
-              "#define main velmorMain\n" + kClassic +
+              "#define main velmorMain\n#line 1\n" + kClassic +
                   "void main(void)\n{\ngl_FragColor = x;\n}\n\n#undef main\n"
                   "void main() { gl_FragColor = vec4(0.0); velmorMain(); }\n");
     EXPECT_EQ(withInitialColour(inVersion120("void main(){gl_FragColor[0]=1.0;}")),
@@ -87,12 +88,15 @@ TEST(ShaderText, TheColourIsSetBeforeMain)
         EXPECT_EQ(withInitialColour(other), other);
 }
 
-TEST(ShaderText, VerticesAreShiftedWhereverMainReturns)
+TEST(ShaderText, VerticesOfShadersThatReadTexelsAreShiftedWhereverMainReturns)
 {
-    EXPECT_EQ(withShiftedVertices("#version 130\nvoid main( void )\n{ if (x) return; }"),
-              "#version 130\n#define main velmorMain\nvoid main( void )\n{ if (x) return; }\n\n#undef main\n"
+    EXPECT_EQ(withShiftedVertices("#version 130\nvoid main( void )\n{ if (x == texture2DRect(s, p)) return; }"),
+              "#version 130\n#define main velmorMain\n#line 2\n"
+              "void main( void )\n{ if (x == texture2DRect(s, p)) return; }\n\n#undef main\n"
               "uniform vec2 velmorVertexShift; void main() { velmorMain();"
               " gl_Position.xy += velmorVertexShift * gl_Position.w; }\n");
+    const std::string other = "void main() {} // texture2DRect\n";
+    EXPECT_EQ(withShiftedVertices(other), other);
 }
 
 TEST(ShaderText, CornersOfTexelsAreReadInside)
@@ -101,9 +105,11 @@ TEST(ShaderText, CornersOfTexelsAreReadInside)
                                  " { return place + 0.125 * vec2(equal(fract(place), vec2(0.0))); }\n"
                                  "#define texture2DRect(sampler, place) texture2DRect(sampler, velmorInner(place))\n";
     const std::string code = "void main() { x = texture2DRect(s, p); }\n";
-    EXPECT_EQ(withInnerTexels(kClassic + code), kClassic + function + code);
+    EXPECT_EQ(withInnerTexels(kClassic + code), kClassic + function + "#line 2\n" + code);
     EXPECT_EQ(withInnerTexels(inVersion120(code)),
               "#version 120 // of the classic dialect\n" + function + "#line 0\n" + code);
+    EXPECT_EQ(withInnerTexels(inVersion120(kClassic + code)),
+              "#version 120 // of the classic dialect\n#line 0\n" + kClassic + function + "#line 1\n" + code);
     for (const std::string& other : {"#version 130\n" + code, std::string("void main() {} // texture2DRect\n")})
         EXPECT_EQ(withInnerTexels(other), other);
 }
