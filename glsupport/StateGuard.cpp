@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
+#include <initializer_list>
 #include <vector>
 
 // The state is read and set piece by piece. The attribute stacks of OpenGL would do much of it, but they are the
@@ -61,10 +62,11 @@ class Capabilities
 public:
     void save()
     {
-        for (const GLenum name :
-             {GL_STENCIL_TEST, GL_ALPHA_TEST, GL_DEPTH_TEST, GL_COLOR_LOGIC_OP, GL_CULL_FACE, GL_POLYGON_STIPPLE,
-              GL_POLYGON_SMOOTH, GL_POINT_SMOOTH, GL_POINT_SPRITE, GL_VERTEX_PROGRAM_POINT_SIZE,
-              GL_SAMPLE_ALPHA_TO_COVERAGE, GL_SAMPLE_ALPHA_TO_ONE, GL_SAMPLE_COVERAGE})
+        mCapabilities.reserve(64); // more than there are
+        for (const GLenum name : std::initializer_list<GLenum>{
+                 GL_STENCIL_TEST, GL_ALPHA_TEST, GL_DEPTH_TEST, GL_COLOR_LOGIC_OP, GL_CULL_FACE, GL_POLYGON_STIPPLE,
+                 GL_POLYGON_SMOOTH, GL_POINT_SMOOTH, GL_POINT_SPRITE, GL_VERTEX_PROGRAM_POINT_SIZE,
+                 GL_SAMPLE_ALPHA_TO_COVERAGE, GL_SAMPLE_ALPHA_TO_ONE, GL_SAMPLE_COVERAGE})
             keep(name);
         const GLint planes = integer(GL_MAX_CLIP_PLANES); // GL_MAX_CLIP_DISTANCES is the same
         for (GLint i = 0; i < planes; ++i)
@@ -82,35 +84,30 @@ public:
     }
     void makeNeutral() const
     {
-        for (std::size_t i = 0; i < mCount; ++i)
-            glDisable(mNames[i]);
+        for (const Capability& capability : mCapabilities)
+            glDisable(capability.name);
     }
     void restore() const
     {
-        for (std::size_t i = 0; i < mCount; ++i)
-            enable(mNames[i], mAreOn[i]);
+        for (const Capability& capability : mCapabilities)
+            enable(capability.name, capability.isOn);
     }
 
 private:
-    static constexpr std::size_t kMost = 64;
-
-    void keep(GLenum name)
+    struct Capability
     {
-        if (mCount == kMost)
-            return;
-        mNames[mCount] = name;
-        mAreOn[mCount] = glIsEnabled(name);
-        ++mCount;
-    }
+        GLenum name;
+        bool isOn;
+    };
+
+    void keep(GLenum name) { mCapabilities.push_back({name, glIsEnabled(name) == GL_TRUE}); }
     void keepIf(bool isThere, GLenum name)
     {
         if (isThere)
             keep(name);
     }
 
-    std::size_t mCount = 0;
-    GLenum mNames[kMost] = {};
-    bool mAreOn[kMost] = {};
+    std::vector<Capability> mCapabilities;
 };
 
 /// The restart of primitives as a client state, as drivers had it before it became a capability.
@@ -212,20 +209,38 @@ private:
     }
     void restoreBlendings() const
     {
-        const auto at = [](const Blending& blending, std::size_t k) {
-            return static_cast<GLenum>(blending[k]);
+        setBlending(mBlendings[0]);
+        for (std::size_t i = 1; i < mBlendings.size() && !areAllEqual(mBlendings); ++i)
+            setBlendingOf(static_cast<GLuint>(i), mBlendings[i]);
+    }
+
+    // An advanced equation is for colours and alpha together.
+
+    static void setBlending(const Blending& values)
+    {
+        const auto at = [&](std::size_t k) {
+            return static_cast<GLenum>(values[k]);
         };
-        const auto setFactors = GLEW_ARB_draw_buffers_blend ? glBlendFuncSeparateiARB : glBlendFuncSeparatei;
-        const auto setEquations = GLEW_ARB_draw_buffers_blend ? glBlendEquationSeparateiARB : glBlendEquationSeparatei;
-        const Blending& first = mBlendings[0];
-        glBlendFuncSeparate(at(first, 0), at(first, 1), at(first, 2), at(first, 3));
-        glBlendEquationSeparate(at(first, 4), at(first, 5));
-        for (std::size_t i = 1; i < mBlendings.size() && !areAllEqual(mBlendings); ++i) {
-            const Blending& blending = mBlendings[i];
-            const auto index = static_cast<GLuint>(i);
-            setFactors(index, at(blending, 0), at(blending, 1), at(blending, 2), at(blending, 3));
-            setEquations(index, at(blending, 4), at(blending, 5));
-        }
+        glBlendFuncSeparate(at(0), at(1), at(2), at(3));
+        if (at(4) == at(5))
+            glBlendEquation(at(4));
+        else
+            glBlendEquationSeparate(at(4), at(5));
+    }
+    static void setBlendingOf(GLuint buffer, const Blending& values)
+    {
+        const bool isExtension = GLEW_ARB_draw_buffers_blend;
+        const auto setFactors = isExtension ? glBlendFuncSeparateiARB : glBlendFuncSeparatei;
+        const auto setEquation = isExtension ? glBlendEquationiARB : glBlendEquationi;
+        const auto setEquations = isExtension ? glBlendEquationSeparateiARB : glBlendEquationSeparatei;
+        const auto at = [&](std::size_t k) {
+            return static_cast<GLenum>(values[k]);
+        };
+        setFactors(buffer, at(0), at(1), at(2), at(3));
+        if (at(4) == at(5))
+            setEquation(buffer, at(4));
+        else
+            setEquations(buffer, at(4), at(5));
     }
 
     std::vector<GLboolean> mEnables;

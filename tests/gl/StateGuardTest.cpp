@@ -225,6 +225,9 @@ Items blending()
          kWhichever},
         {"colour mask", [] { glColorMask(GL_FALSE, GL_TRUE, GL_FALSE, GL_FALSE); },
          [] { return values<4>(GL_COLOR_WRITEMASK); }, Values{1, 1, 1, 1}}};
+    if (GLEW_KHR_blend_equation_advanced)
+        items.push_back(setting("advanced blend equation", GL_BLEND_EQUATION_RGB, kWhichever,
+                                [] { glBlendEquation(GL_MULTIPLY_KHR); }));
     if (GLEW_EXT_draw_buffers2)
         append(
             items,
@@ -251,6 +254,9 @@ Items blending()
                             return result;
                         },
                         kWhichever},
+                       {"blend equation of a buffer",
+                        [] { glBlendEquationiARB(5, GLEW_KHR_blend_equation_advanced ? GL_SCREEN_KHR : GL_MAX); },
+                        [] { return indexedValues<1>(GL_BLEND_EQUATION_ALPHA, 5); }, kWhichever},
                        {"blend equations of a buffer", [] { glBlendEquationSeparateiARB(7, GL_MAX, GL_FUNC_SUBTRACT); },
                         [] {
                             return Values{indexedValues<1>(GL_BLEND_EQUATION_RGB, 7)[0],
@@ -702,6 +708,7 @@ void StateGuardTest::expectKeptByAnOldDriver(bool hasDrawBuffersApart)
                 continue;
             EXPECT_EQ(item.read(), Values{1.0}) << item.name;
         }
+        glViewport(0, 0, 1, 1); // as a pass does; it would draw nothing with what is still on
     }
     for (std::size_t i = 0; i < all.size(); ++i)
         EXPECT_EQ(all[i].read(), set[i]) << all[i].name;
@@ -719,12 +726,20 @@ TEST_F(StateGuardTest, AnOldDriverWithDrawBuffersApartKeepsEach)
 
 TEST_F(StateGuardTest, AnApplicationWithoutAFramebufferOfItsOwnIsLeftInPeace)
 {
-    {
-        const StateGuard guard;
-        disturb();
+    for (const GLenum drawBuffer : Names{GL_FRONT, GL_FRONT_AND_BACK, GL_NONE, GL_BACK}) {
+        glDrawBuffer(drawBuffer);
+        glReadBuffer(GL_BACK);
+        {
+            const StateGuard guard;
+            disturb();
+            glDrawBuffer(GL_BACK_LEFT);
+            glReadBuffer(GL_FRONT);
+        }
+        EXPECT_EQ(bound(GL_FRAMEBUFFER_BINDING_EXT), 0u);
+        EXPECT_EQ(bound(GL_DRAW_BUFFER), drawBuffer);
+        EXPECT_EQ(bound(GL_READ_BUFFER), static_cast<GLuint>(GL_BACK));
+        expectNoGlError("the guard");
     }
-    EXPECT_EQ(values<1>(GL_FRAMEBUFFER_BINDING_EXT), Values{0});
-    expectNoGlError("the guard");
 }
 
 TEST_F(StateGuardTest, WhatWasDeletedInsideIsNotBoundAgain)
