@@ -369,7 +369,11 @@ Items textureUnit(GLenum unit, GLuint texture, GLuint sampler)
                        [] { return values<1>(GL_TEXTURE_BINDING_RECTANGLE_ARB); }, kWhichever),
                    enable("rectangle enable", GL_TEXTURE_RECTANGLE_ARB, kWhichever),
                    item(
-                       "texture matrix", [] { setMatrix(GL_TEXTURE, 0.5f); },
+                       "texture matrix",
+                       [] {
+                           setMatrix(GL_TEXTURE, 0.5f);
+                           glMatrixMode(GL_PROJECTION);
+                       },
                        [] { return values<16>(GL_TEXTURE_MATRIX); }, kIdentity),
                    item(
                        "texture coordinates", [=] { glMultiTexCoord4f(unit, 0.5f, 0.25f, 0.125f, 2.0f); },
