@@ -1,0 +1,174 @@
+// Prints a line for each CPU operator: its name, and a digest of what it makes of frames that are the same everywhere.
+// Two systems on which all lines are equal compute the same, to the bit.
+
+#include "core/cvdata/Blobs.h"
+#include "core/cvdata/ColorGMM.h"
+#include "core/cvdata/ColourHist2d.h"
+#include "core/cvdata/Image.h"
+#include "cvprocess/ColourDetector.h"
+#include "cvprocess/ColourHist2D.h"
+#include "cvprocess/Moments.h"
+#include "cvprocess/MotionSegment.h"
+#include "math/SquareMatrix.h"
+#include "math/Vector.h"
+#include "math/Vector2.h"
+
+#include <opencv2/core.hpp>
+
+#include <cstdint>
+#include <iomanip>
+#include <iostream>
+#include <random>
+#include <string>
+
+namespace {
+
+using velmor::core::cvdata::Blobs;
+using velmor::core::cvdata::ColorGMM;
+using velmor::core::cvdata::ColourHist2d;
+using velmor::core::cvdata::GM;
+using velmor::core::cvdata::Image;
+
+constexpr unsigned kWidth = 320;
+constexpr unsigned kHeight = 240;
+constexpr int kFrames = 20;
+
+/// FNV-1a.
+class Digest
+{
+public:
+    void add(const void* data, std::size_t size)
+    {
+        for (std::size_t i = 0; i < size; ++i)
+            mValue = (mValue ^ static_cast<const unsigned char*>(data)[i]) * 1099511628211u;
+    }
+    template<typename Number>
+    void add(Number number)
+    {
+        add(&number, sizeof(number));
+    }
+    void add(const Image& image)
+    {
+        for (unsigned y = 0; y < image.height(); ++y)
+            add(image.imageBuffer() + std::size_t{y} * image.allocatedWidth(), image.width() * image.nofChannels());
+    }
+
+    std::uint64_t value() const { return mValue; }
+
+private:
+    std::uint64_t mValue = 14695981039346656037u;
+};
+
+/// A frame of noise with a disc of another colour that moves.
+Image frame(int number)
+{
+    std::mt19937 random(static_cast<unsigned>(number));
+    Image image(kWidth, kHeight, Image::RGB);
+    const int centreX = 40 + 12 * number;
+    const int centreY = 60 + 6 * number;
+    for (int y = 0; y < static_cast<int>(kHeight); ++y) {
+        for (int x = 0; x < static_cast<int>(kWidth); ++x) {
+            const int dx = x - centreX;
+            const int dy = y - centreY;
+            const unsigned brightness = dx * dx + dy * dy < 900 ? 140 : 60;
+            unsigned char* const pixel =
+                image.imageBuffer() + static_cast<unsigned>(y) * image.allocatedWidth() + 3 * x;
+            for (int channel = 0; channel < 3; ++channel)
+                pixel[channel] = static_cast<unsigned char>(brightness + random() % 40);
+        }
+    }
+    return image;
+}
+
+/// The colours of the disc, as two Gaussians.
+ColorGMM model()
+{
+    ColorGMM result;
+    for (const double centre : {150.0, 170.0}) {
+        velmor::math::SquareMatrix covariance(2);
+        covariance.at(0, 0) = 120.0;
+        covariance.at(1, 1) = 90.0;
+        covariance.at(0, 1) = covariance.at(1, 0) = 15.0;
+        velmor::math::Vector mean(2);
+        mean[0] = mean[1] = centre;
+        result.mixture.push_back(GM::fromCovariance(covariance, mean, 0.5f));
+    }
+    result.detectionThreshold = 1e-4;
+    return result;
+}
+
+void print(const std::string& name, const Digest& digest)
+{
+    std::cout << name << ' ' << std::hex << std::setw(16) << std::setfill('0') << digest.value() << '\n';
+}
+
+/// Masks, and what follows from them: blobs, mass centres.
+void digestMasks()
+{
+    ColorGMM colours = model();
+    velmor::cvprocess::ColourDetector::Param cleaned(2);
+    cleaned.useMorphology = true;
+    velmor::cvprocess::ColourDetector detector(&colours, &cleaned);
+    velmor::cvprocess::Moments moments;
+    velmor::cvprocess::MotionSegment motion(kWidth, kHeight);
+    Digest masks, blobs, centres;
+    for (int number = 0; number < kFrames; ++number) {
+        Image mask(kWidth, kHeight, Image::GREYSCALE);
+        detector.preProcess(frame(number), mask);
+        masks.add(mask);
+        Blobs found;
+        blobs.add(moments.findBlobs(mask, found, -1, 1.0));
+        for (const Blobs::BlobInfo& blob : found.blobs)
+            for (const double each : {blob.x, blob.y, blob.majorAxis, blob.minorAxis, blob.angle,
+                                      static_cast<double>(blob.area), static_cast<double>(blob.nofPoints)})
+                blobs.add(each);
+        velmor::math::Vector2 centre;
+        motion.getMassCenter(&mask, &centre);
+        centres.add(centre[0]);
+        centres.add(centre[1]);
+    }
+    print("ColourDetector", masks);
+    print("Moments", blobs);
+    print("MotionSegment::getMassCenter", centres);
+}
+
+void digestHistograms()
+{
+    Digest histograms;
+    for (int number = 0; number < kFrames; ++number) {
+        ColourHist2d histogram(16, 8, 4);
+        velmor::cvprocess::ColourHist2D::computeHistogram(frame(number), histogram, 0, 0, kWidth, kHeight,
+                                                          velmor::cvprocess::CvtColour::RGB, nullptr);
+        for (unsigned i = 0; i < histogram.data().size(); ++i)
+            histograms.add(histogram.data()[i]);
+    }
+    print("ColourHist2D", histograms);
+}
+
+/// Where pixels moved last. When they did is a matter of the clock.
+void digestSilhouettes()
+{
+    velmor::cvprocess::MotionSegment motion(kWidth, kHeight);
+    Digest silhouettes;
+    for (int number = 0; number < kFrames; ++number) {
+        const Image input = frame(number);
+        Image history(kWidth, kHeight, Image::GREYSCALE);
+        motion.getMHI(&input, &history);
+        const cv::Mat times = cv::cvarrToMat(motion.getMHIImage());
+        double newest = 0.0;
+        cv::minMaxLoc(times, nullptr, &newest);
+        for (int y = 0; y < times.rows; ++y)
+            for (int x = 0; x < times.cols; ++x)
+                silhouettes.add(static_cast<double>(times.at<float>(y, x)) == newest);
+    }
+    print("MotionSegment::getMHI", silhouettes);
+}
+
+} // namespace
+
+int main()
+{
+    digestMasks();
+    digestHistograms();
+    digestSilhouettes();
+}
