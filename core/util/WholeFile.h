@@ -2,6 +2,8 @@
 
 #include "core/Export.h"
 
+#include <cstddef>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -16,11 +18,18 @@ VELMOR_CORE_EXPORT std::runtime_error fileError(const std::string& attempt, cons
                                                 const std::string& reason);
 
 /// The bytes of a file.
-/// @throws std::runtime_error  when it cannot be read or is empty
-VELMOR_CORE_EXPORT std::vector<unsigned char> readWholeFile(const std::string& attempt, const std::string& file);
+/// @param limit  the largest number of bytes; no more than this is read, whatever the file says of its size
+/// @throws std::runtime_error  when it cannot be read, is empty or is larger
+VELMOR_CORE_EXPORT std::vector<unsigned char>
+readWholeFile(const std::string& attempt, const std::string& file,
+              std::size_t limit = std::numeric_limits<std::size_t>::max());
 
-/// Writes a file, which appears complete or not at all.
-/// @throws std::runtime_error  when it cannot be written; a file that was there stays as it was
+/// Writes a file, which appears complete or not at all: the bytes go into a file beside it, which is then renamed. A
+/// file that is replaced is whole at every moment, also after a loss of power, and keeps its permissions where
+/// the file system has them; a link stays
+/// a link, and what it leads to is replaced.
+/// @throws std::runtime_error  when it cannot be written, or is there and no regular file; what was there stays as it
+///                             was, and nothing is left beside it
 VELMOR_CORE_EXPORT void writeWholeFile(const std::string& attempt, const std::string& file,
                                        const std::vector<unsigned char>& bytes);
 
