@@ -37,6 +37,7 @@ set(DOXYGEN_FILE_PATTERNS *.h *.md *.dox)
 set(DOXYGEN_EXCLUDE # what is not installed
     ${PROJECT_SOURCE_DIR}/glsupport/adapter
     ${PROJECT_SOURCE_DIR}/core/util/AnyBitSet.h
+    ${PROJECT_SOURCE_DIR}/core/util/EntryText.h
     ${PROJECT_SOURCE_DIR}/core/util/WholeFile.h)
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${PROJECT_SOURCE_DIR}/docs/mainpage.md)
 set(DOXYGEN_IMAGE_PATH ${PROJECT_SOURCE_DIR}/docs ${folder}/demo/gallery)

@@ -1,16 +1,25 @@
 #include "core/cvdata/ColorGMM.h"
 
 #include "core/cvdata/Image.h"
+#include "core/util/EntryText.h"
 #include "core/util/WholeFile.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/ml.hpp>
 
+#include <algorithm>
+#include <charconv>
+#include <cmath>
 #include <filesystem>
+#include <iterator>
 #include <stdexcept>
+#include <string_view>
 
 namespace velmor::core::cvdata {
 namespace {
+
+using util::TextDamage;
+using util::TextEntry;
 
 using Components = std::vector<boost::shared_ptr<GM>>;
 
@@ -27,85 +36,178 @@ const char* const kMeanKey = "mean";
 const char* const kDeterminantKey = "determinant";
 const char* const kInverseKey = "inverse_covariance";
 
-/// What is wrong with the text of a model file.
-struct Damage : std::runtime_error
+/// The largest files: those of some ten thousand components in two dimensions, which nobody has. What so many entries
+/// are written in is less than so many bytes, so that a model that was loaded can be saved.
+constexpr std::size_t kMostBytes = 16 << 20;
+constexpr std::size_t kMostEntries = 200000;
+
+struct Contents
 {
-    using std::runtime_error::runtime_error;
+    double threshold = 0.0;
+    Components components;
 };
 
-void writeNumbers(cv::FileStorage& storage, const char* key, const double* numbers, unsigned count)
+// ---- writing
+
+/// The shortest digits that come back as the same bits. There is always a point or an exponent: readers take a number
+/// without for an int, and some make another number of one that no int holds.
+std::string numberText(double number)
 {
-    storage << key << "[:";
+    if (std::isnan(number))
+        return ".Nan";
+    if (std::isinf(number))
+        return number < 0.0 ? "-.Inf" : ".Inf";
+    char digits[32]; // a double takes 24 at most
+    const std::to_chars_result result = std::to_chars(std::begin(digits), std::end(digits), number);
+    std::string text(std::begin(digits), result.ptr);
+    return text.find_first_of(".e") == std::string::npos ? text + '.' : text;
+}
+
+/// Numbers, four to a line.
+std::string numbersText(const double* numbers, unsigned count, const char* separator, const char* newLine)
+{
+    std::string text;
     for (unsigned k = 0; k < count; ++k)
-        storage << numbers[k];
-    storage << "]";
+        text += (k == 0 ? "" : separator) + std::string(k % 4 == 0 && k > 0 ? newLine : "") + numberText(numbers[k]);
+    return text;
 }
 
-void writeComponent(cv::FileStorage& storage, const GM& component)
+std::string meanText(const GM& component, const char* separator, const char* newLine)
 {
-    storage << "{" << kWeightKey << component.weight << kDimensionKey << component.dimension;
-    writeNumbers(storage, kMeanKey, &component.mean[0], component.mean.size());
-    storage << kDeterminantKey << component.determinant;
+    return numbersText(&component.mean[0], component.mean.size(), separator, newLine);
+}
+
+std::string inverseText(const GM& component, const char* separator, const char* newLine)
+{
     const unsigned order = component.invCovariance.rows();
-    writeNumbers(storage, kInverseKey, component.invCovariance[0], order * order);
-    storage << "}";
+    return numbersText(component.invCovariance[0], order * order, separator, newLine);
 }
 
-std::string modelText(const ColorGMM& model, const std::string& extension)
+std::string yamlText(const ColorGMM& model)
 {
-    cv::FileStorage storage(extension, cv::FileStorage::WRITE | cv::FileStorage::MEMORY);
-    storage << kThresholdKey << model.detectionThreshold << kComponentsKey << "[";
-    for (const boost::shared_ptr<GM>& component : model.mixture)
-        writeComponent(storage, *component);
-    storage << "]" << kCountKey << static_cast<int>(model.mixture.size());
-    return storage.releaseAndGetString();
+    const auto line = [](const char* indent, const char* key, const std::string& value) {
+        return std::string(indent) + key + ':' + value + '\n';
+    };
+    const char* const indent = "      ";
+    const char* const newLine = "\n          ";
+    std::string text = "%YAML:1.0\n---\n";
+    text += line("", kThresholdKey, ' ' + numberText(model.detectionThreshold));
+    text += line("", kComponentsKey, model.mixture.empty() ? " []" : "");
+    for (const boost::shared_ptr<GM>& component : model.mixture) {
+        text += "   -\n";
+        text += line(indent, kWeightKey, ' ' + numberText(component->weight));
+        text += line(indent, kDimensionKey, ' ' + std::to_string(component->dimension));
+        text += line(indent, kMeanKey, " [ " + meanText(*component, ", ", newLine) + " ]");
+        text += line(indent, kDeterminantKey, ' ' + numberText(component->determinant));
+        text += line(indent, kInverseKey, " [ " + inverseText(*component, ", ", newLine) + " ]");
+    }
+    return text + line("", kCountKey, ' ' + std::to_string(model.mixture.size()));
 }
 
-cv::FileNode entry(const cv::FileNode& parent, const char* key)
+std::string xmlText(const ColorGMM& model)
 {
-    const cv::FileNode node = parent[key];
-    if (node.empty())
-        throw Damage("it has no " + std::string(key));
-    return node;
+    const auto element = [](const char* indent, const char* key, const std::string& value) {
+        return std::string(indent) + '<' + key + '>' + value + "</" + key + ">\n";
+    };
+    const char* const indent = "    ";
+    const char* const newLine = "\n      ";
+    std::string components = "\n";
+    for (const boost::shared_ptr<GM>& component : model.mixture) {
+        components += "  <_>\n";
+        components += element(indent, kWeightKey, numberText(component->weight));
+        components += element(indent, kDimensionKey, std::to_string(component->dimension));
+        components += element(indent, kMeanKey, newLine + meanText(*component, " ", newLine));
+        components += element(indent, kDeterminantKey, numberText(component->determinant));
+        components += element(indent, kInverseKey, newLine + inverseText(*component, " ", newLine));
+        components += "  </_>\n";
+    }
+    return "<?xml version=\"1.0\"?>\n<opencv_storage>\n" +
+           element("", kThresholdKey, numberText(model.detectionThreshold)) + element("", kComponentsKey, components) +
+           element("", kCountKey, std::to_string(model.mixture.size())) + "</opencv_storage>\n";
 }
 
-double readNumber(const cv::FileNode& node)
+// ---- reading
+
+const TextEntry& entry(const TextEntry& parent, const char* key)
 {
-    if (!node.isReal() && !node.isInt())
-        throw Damage("it has something else where a number is expected");
-    return static_cast<double>(node);
+    const TextEntry* found = nullptr;
+    for (const TextEntry& each : parent.elements) {
+        if (each.key != key)
+            continue;
+        if (found)
+            throw TextDamage("it has two entries " + std::string(key));
+        found = &each;
+    }
+    if (!found)
+        throw TextDamage("it has no " + std::string(key));
+    return *found;
 }
 
-void readNumbers(const cv::FileNode& component, const char* key, double* numbers, std::size_t count)
+double readNumber(const TextEntry& entry)
 {
-    const cv::FileNode list = entry(component, key);
-    if (list.size() != count) // XML has no lists of a single number
-        throw Damage("it has another number of elements than " + std::to_string(count) + " in " + key);
-    for (const cv::FileNode& number : list)
-        *numbers++ = readNumber(number);
+    if (entry.kind != TextEntry::Number)
+        throw TextDamage("it has something else where a number is expected");
+    return entry.number;
 }
 
-/// Refuses XML that does not end with a tag: OpenCV's parser may read beyond the end of such a text.
-void checkEnd(const std::string& text)
+float readFloat(const TextEntry& entry)
 {
-    if (text.front() == '<' && text[text.find_last_not_of(" \t\r\n")] != '>')
-        throw Damage("it is cut off");
+    const double number = readNumber(entry);
+    const auto rounded = static_cast<float>(number);
+    if (std::isinf(rounded) && !std::isinf(number))
+        throw TextDamage("it has a number that is too large for a " + std::string(entry.key));
+    return rounded;
 }
 
-boost::shared_ptr<GM> readComponent(const cv::FileNode& node)
+/// The numbers of a list. One of a single number is not told from a number in XML.
+std::vector<double> readNumbers(const TextEntry& entry)
 {
-    // The list of the means tells the dimension before anything is made of that size.
-    const double dimension = readNumber(entry(node, kDimensionKey));
-    const std::size_t order = entry(node, kMeanKey).size();
+    if (entry.kind != TextEntry::List)
+        return {readNumber(entry)};
+    std::vector<double> numbers;
+    for (const TextEntry& element : entry.elements)
+        numbers.push_back(readNumber(element));
+    return numbers;
+}
+
+boost::shared_ptr<GM> readComponent(const TextEntry& component)
+{
+    // Both lists are there before anything is made of the size that one of them says.
+    const double dimension = readNumber(entry(component, kDimensionKey));
+    const std::vector<double> mean = readNumbers(entry(component, kMeanKey));
+    const std::vector<double> inverse = readNumbers(entry(component, kInverseKey));
+    const std::size_t order = mean.size();
     if (order == 0 || dimension != static_cast<double>(order))
-        throw Damage("its dimension is not the number of elements of a " + std::string(kMeanKey));
-    boost::shared_ptr<GM> component(new GM(static_cast<int>(order)));
-    component->weight = static_cast<float>(readNumber(entry(node, kWeightKey)));
-    component->determinant = static_cast<float>(readNumber(entry(node, kDeterminantKey)));
-    readNumbers(node, kMeanKey, &component->mean[0], order);
-    readNumbers(node, kInverseKey, component->invCovariance[0], order * order);
-    return component;
+        throw TextDamage("its dimension is not the number of elements of a " + std::string(kMeanKey));
+    if (inverse.size() != order * order)
+        throw TextDamage("it has another number of elements than " + std::to_string(order * order) + " in " +
+                         kInverseKey);
+    boost::shared_ptr<GM> gaussian(new GM(static_cast<int>(order)));
+    gaussian->weight = readFloat(entry(component, kWeightKey));
+    gaussian->determinant = readFloat(entry(component, kDeterminantKey));
+    std::copy(mean.begin(), mean.end(), &gaussian->mean[0]);
+    std::copy(inverse.begin(), inverse.end(), gaussian->invCovariance[0]);
+    return gaussian;
 }
+
+Contents readContents(std::string_view text)
+{
+    if (text.size() > kMostBytes)
+        throw TextDamage("it is larger than " + std::to_string(kMostBytes) + " bytes");
+    const TextEntry root = util::parseEntries(text, kMostEntries);
+    Contents contents;
+    contents.threshold = readNumber(entry(root, kThresholdKey));
+    const TextEntry& list = entry(root, kComponentsKey);
+    if (list.kind != TextEntry::List && list.kind != TextEntry::Empty)
+        throw TextDamage("its " + std::string(kComponentsKey) + " are no list");
+    for (const TextEntry& component : list.elements)
+        contents.components.push_back(readComponent(component));
+    if (readNumber(entry(root, kCountKey)) != static_cast<double>(contents.components.size()))
+        throw TextDamage("it has another number of components than it says");
+    return contents;
+}
+
+// ---- training
 
 /// The pixels that a mask selects, a row of two numbers each.
 cv::Mat selectedColours(const Image& samples, const Image* mask)
@@ -192,31 +294,24 @@ void ColorGMM::save(const std::string& file) const
     const std::string extension = std::filesystem::path(file).extension().string();
     if (extension != ".yml" && extension != ".yaml" && extension != ".xml")
         throw util::fileError(kSave, file, "no model format has the extension '" + extension + "'");
-    const std::string text = modelText(*this, extension);
+    const std::string text = extension == ".xml" ? xmlText(*this) : yamlText(*this);
+    try {
+        readContents(text); // a file that load() would refuse replaces none
+    } catch (const TextDamage& damage) {
+        throw util::fileError(kSave, file, damage.what());
+    }
     util::writeWholeFile(kSave, file, {text.begin(), text.end()});
 }
 
 void ColorGMM::load(const std::string& file)
 {
-    const std::vector<unsigned char> bytes = util::readWholeFile(kLoad, file);
-    const std::string text(bytes.begin(), bytes.end());
+    const std::vector<unsigned char> bytes = util::readWholeFile(kLoad, file, kMostBytes);
     try {
-        checkEnd(text);
-        const cv::FileStorage storage(text, cv::FileStorage::READ | cv::FileStorage::MEMORY);
-        const cv::FileNode root = storage.root();
-        const double threshold = readNumber(entry(root, kThresholdKey));
-        const cv::FileNode list = entry(root, kComponentsKey);
-        Components components;
-        for (const cv::FileNode& node : list)
-            components.push_back(readComponent(node));
-        if (readNumber(entry(root, kCountKey)) != static_cast<double>(components.size()))
-            throw Damage("it has another number of components than it says");
-        mixture.swap(components);
-        detectionThreshold = threshold;
-    } catch (const cv::Exception& exception) {
-        throw util::fileError(kLoad, file, exception.err);
-    } catch (const std::exception& exception) {
-        throw util::fileError(kLoad, file, exception.what());
+        Contents contents = readContents({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+        mixture.swap(contents.components);
+        detectionThreshold = contents.threshold;
+    } catch (const TextDamage& damage) {
+        throw util::fileError(kLoad, file, damage.what());
     }
 }
 

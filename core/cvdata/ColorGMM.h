@@ -19,6 +19,16 @@ class Image;
 ///
 /// A copy of a model shares its components with the original.
 ///
+/// Files are YAML or XML. They hold `detection_threshold`, the list `components` and, last, `number_of_components`;
+/// each component has `weight`, `dimension`, `mean`, `determinant` and `inverse_covariance`, the matrix row by row.
+/// Every number comes back with the same bits, whichever version of OpenCV reads or wrote the file; of a value that is
+/// no number only that comes back. Files of every earlier version load, and every earlier version loads these.
+///
+/// A file may be edited by hand: the order of entries, spaces and comments do not matter, and entries of other names
+/// are passed over. Anything else that save() would not write is refused. A file has at most 16 MiB and 200,000
+/// entries, those of lists counted, which is ten thousand components of two dimensions, and 16 levels of lists within
+/// lists.
+///
 /// Example:
 ///
 ///     ColorGMM skin;
@@ -39,14 +49,16 @@ public:
 
     virtual ~ColorGMM();
 
-    /// Writes the model. The file appears complete or not at all: a file that was there stays as it was when writing
-    /// fails. Every number comes back from load() as it was, but for the sign of a zero.
+    /// Writes the model. The file appears complete or not at all: a file that was there is whole at every moment, stays
+    /// as it was when writing fails, and keeps its permissions.
     /// @param file  its extension names the format: .yml or .yaml for YAML, .xml for XML
-    /// @throws std::runtime_error  naming the file and the reason
+    /// @throws std::runtime_error  naming the file and the reason: it cannot be written, or load() would refuse it
     virtual void save(const std::string& file) const;
 
-    /// Reads a model that save() has written, in either format.
-    /// @throws std::runtime_error  naming the file and the reason; the model stays as it was
+    /// Reads a model that save() has written; its content tells the format. No file, whatever it holds, takes long or
+    /// much memory.
+    /// @throws std::runtime_error  naming the file and the reason, with the line where it is not understood; the model
+    ///                             stays as it was
     virtual void load(const std::string& file);
 
     /// Number of components.
