@@ -2,8 +2,8 @@
 
 #include "core/cvdata/Image.h"
 
+#include <array>
 #include <cstring>
-#include <initializer_list>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -128,13 +128,11 @@ public:
             glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &mSavedUnpackBuffer);
             glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &mSavedPackBuffer);
         }
-        glPushClientAttrib(GL_CLIENT_PIXEL_STORE_BIT);
-        for (const GLenum flag : std::initializer_list<GLenum>{
-                 GL_UNPACK_SWAP_BYTES, GL_UNPACK_LSB_FIRST, GL_UNPACK_SKIP_ROWS, GL_UNPACK_SKIP_PIXELS,
-                 GL_PACK_SWAP_BYTES, GL_PACK_LSB_FIRST, GL_PACK_SKIP_ROWS, GL_PACK_SKIP_PIXELS})
-            glPixelStorei(flag, 0);
+        for (std::size_t i = 0; i < kLayout.size(); ++i) { // the attribute stack may be full of the application's
+            glGetIntegerv(kLayout[i], &mSavedLayout[i]);
+            glPixelStorei(kLayout[i], kLayout[i] == GL_UNPACK_ALIGNMENT || kLayout[i] == GL_PACK_ALIGNMENT ? 1 : 0);
+        }
         bindBuffers(0, 0);
-        setRows({});
         glBindTexture(kTarget, texture);
     }
     TransferScope(const TransferScope&) = delete;
@@ -142,8 +140,9 @@ public:
     ~TransferScope()
     {
         glBindTexture(kTarget, static_cast<GLuint>(mSavedTexture));
-        glPopClientAttrib();
-        bindBuffers(mSavedUnpackBuffer, mSavedPackBuffer); // not all drivers do with the attributes
+        for (std::size_t i = 0; i < kLayout.size(); ++i)
+            glPixelStorei(kLayout[i], mSavedLayout[i]);
+        bindBuffers(mSavedUnpackBuffer, mSavedPackBuffer);
     }
 
     void setRows(const RowLayout& rows)
@@ -163,7 +162,13 @@ private:
         }
     }
 
+    static constexpr std::array<GLenum, 12> kLayout = {
+        GL_UNPACK_SWAP_BYTES,  GL_UNPACK_LSB_FIRST, GL_UNPACK_ROW_LENGTH, GL_UNPACK_SKIP_ROWS,
+        GL_UNPACK_SKIP_PIXELS, GL_UNPACK_ALIGNMENT, GL_PACK_SWAP_BYTES,   GL_PACK_LSB_FIRST,
+        GL_PACK_ROW_LENGTH,    GL_PACK_SKIP_ROWS,   GL_PACK_SKIP_PIXELS,  GL_PACK_ALIGNMENT};
+
     const bool mHasBuffers = GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object;
+    std::array<GLint, 12> mSavedLayout = {};
     GLint mSavedTexture = 0;
     GLint mSavedUnpackBuffer = 0;
     GLint mSavedPackBuffer = 0;

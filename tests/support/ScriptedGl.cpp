@@ -483,16 +483,6 @@ void GLAPIENTRY glPixelStorei(GLenum name, GLint value)
     gl().call("glPixelStorei", Enum{name}, value);
 }
 
-void GLAPIENTRY glPushClientAttrib(GLbitfield mask)
-{
-    gl().call("glPushClientAttrib", mask);
-}
-
-void GLAPIENTRY glPopClientAttrib()
-{
-    gl().call("glPopClientAttrib");
-}
-
 void GLAPIENTRY gluOrtho2D(GLdouble left, GLdouble right, GLdouble bottom, GLdouble top)
 {
     gl().call("gluOrtho2D", left, right, bottom, top);
