@@ -15,6 +15,7 @@
 #include <cstdlib>
 #include <initializer_list>
 #include <iostream>
+#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -117,6 +118,18 @@ bool mayBeClassic(std::string_view text)
     return text.find("extension") != std::string_view::npos || text.find('\\') != std::string_view::npos;
 }
 
+/// Whether a text may hold no code, by a rule that is wider and simpler than the adapter's: comments take a line each.
+bool mayBeEmpty(const std::string& text)
+{
+    std::istringstream lines(text);
+    bool hasCode = false;
+    for (std::string line; std::getline(lines, line);) {
+        const std::size_t begin = line.find_first_not_of(" \t\r\v\f");
+        hasCode = hasCode || (begin != std::string::npos && line[begin] != '/');
+    }
+    return !hasCode || text.find("/*") != std::string::npos || text.find('\r') != std::string::npos;
+}
+
 void require(bool condition, const char* what, const std::string& text)
 {
     if (condition)
@@ -155,12 +168,12 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const GLenum type = kTypes[data[0] % 3];
     const std::string whole(reinterpret_cast<const char*>(data) + 1, size - 1);
     const std::string text = whole.substr(0, whole.find('\0')); // drivers read to there
-    const bool isEmptyGeometry = type == GL_GEOMETRY_SHADER_EXT && text.find('{') == std::string::npos;
+    const bool mayBeLeftOut = type == GL_GEOMETRY_SHADER_EXT && mayBeEmpty(text);
     const Result expected = plain.take(type, text);
     if (std::getenv("VELMOR_FUZZ_DRIVER_ALONE")) // to tell whose fault is what was found
         return 0;
     for (Bench* const bench : {&adapted, &forced})
-        if (!isEmptyGeometry) // which the adapter leaves out
+        if (!mayBeLeftOut)
             compare(expected, bench->take(type, text), text);
     return 0;
 }
