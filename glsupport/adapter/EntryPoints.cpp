@@ -38,7 +38,7 @@ void forEachEntryPoint(const Action& action)
     action("glFramebufferTexture2D", __glewFramebufferTexture2D, driver.framebufferTexture2D, &framebufferTexture2D,
            kInUse);
     action("glDeleteFramebuffersEXT", __glewDeleteFramebuffersEXT, driver.deleteFramebuffersExt, &deleteFramebuffersExt,
-           kClippingSources);
+           kClippingSources | kPuttingBack);
     action("glDeleteFramebuffers", __glewDeleteFramebuffers, driver.deleteFramebuffers, &deleteFramebuffers,
            kClippingSources | kPuttingBack);
     action("glBindFramebufferEXT", __glewBindFramebufferEXT, driver.bindFramebufferExt, &bindFramebufferExt,

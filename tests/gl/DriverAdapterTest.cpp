@@ -1412,6 +1412,20 @@ TEST_F(DriverAdapterClipping, AttachmentsOfAnotherContextAreBackWhenItIsCurrentA
     DriverAdapter::remove();
 }
 
+TEST_F(DriverAdapterClipping, AttachmentsOfAnotherContextAreNotPutOnALaterFramebufferOfTheName)
+{
+    const GLuint name = row->framebuffer();
+    glUseProgram(program);
+    HeadlessContext other(false);
+    DriverAdapter::remove();
+    context->makeCurrent();
+    glDeleteFramebuffersEXT(1, &name);
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, name);
+    glUseProgram(0);
+    EXPECT_EQ(attachedSource(), 0u);
+    DriverAdapter::remove();
+}
+
 TEST_F(DriverAdapterClipping, AttachmentsAreBackWhenTheAdapterGoes)
 {
     glUseProgram(program);
