@@ -192,8 +192,6 @@ boost::shared_ptr<GM> readComponent(const TextEntry& component)
 
 Contents readContents(std::string_view text)
 {
-    if (text.size() > kMostBytes)
-        throw TextDamage("it is larger than " + std::to_string(kMostBytes) + " bytes");
     const TextEntry root = util::parseEntries(text, kMostEntries);
     Contents contents;
     contents.threshold = readNumber(entry(root, kThresholdKey));

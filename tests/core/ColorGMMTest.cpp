@@ -170,6 +170,7 @@ ColorGMM randomModel()
         }
         model.mixture.push_back(gm);
     }
+    model.mixture[0]->weight = -std::numeric_limits<float>::infinity();
     return model;
 }
 
@@ -259,6 +260,21 @@ TEST_P(ColorGMMFile, HasTheSameNumbersForOpenCv)
     ASSERT_EQ(numbers.size(), expected.size());
     for (std::size_t k = 0; k < expected.size(); ++k)
         EXPECT_TRUE(sameBits(numbers[k], expected[k])) << numbers[k] << " and " << expected[k];
+}
+
+TEST_P(ColorGMMFile, BringsBackThatAValueIsNoNumber)
+{
+    ColorGMM model = twoComponents();
+    model.detectionThreshold = std::nan("1");
+    model.mixture[1]->weight = -std::nanf("");
+    model.save(file());
+    ColorGMM loaded;
+    loaded.load(file());
+    EXPECT_TRUE(std::isnan(loaded.detectionThreshold));
+    EXPECT_TRUE(std::isnan(loaded.mixture[1]->weight));
+    EXPECT_EQ(loaded.mixture[0]->weight, model.mixture[0]->weight);
+    const cv::FileStorage storage(file(), cv::FileStorage::READ);
+    EXPECT_TRUE(std::isnan(static_cast<double>(storage["detection_threshold"])));
 }
 
 TEST_P(ColorGMMFile, SavingReplacesAFileAsAWhole)
@@ -427,6 +443,7 @@ TEST(ColorGMMFiles, MayBeEditedByHand)
              {kYaml, "[ ", "\n         [\n# a comment\n"},
              {kYaml, "dimension", "name: \"skin: #1\"\n      colours: [ [ red, [] ], green ]\n      dimension"},
              {kYaml, "number", "seen:\n   by: [ me ]\n   at: { day: 3 }\n   and:\n   - 1\n   -\nnumber"},
+             {kYaml, "dimension", "other-name:\n      dimension"},
              {kYaml, "components: 2\n", "components: 2\n...\n"},
              {kYaml, "components: 2\n", "components: 2"},
              {kXml, "<?", "\xEF\xBB\xBF<?"},
@@ -463,6 +480,9 @@ TEST(ColorGMMFiles, SaysWhatIsWrong)
               "it has another number of components than it says");
     EXPECT_EQ(errorWith("dimension: 2", "dimension: 3"), "its dimension is not the number of elements of a mean");
     EXPECT_EQ(errorWith("mean: [ ", "mean: [] # "), "its dimension is not the number of elements of a mean");
+    EXPECT_EQ(loadReason("%YAML:1.0\n---\ndetection_threshold: 1\ncomponents:\n - weight: 1\n   determinant: 1\n"
+                         "   dimension: 0\n   mean: []\n   inverse_covariance: []\nnumber_of_components: 1\n"),
+              "its dimension is not the number of elements of a mean");
     EXPECT_EQ(errorWith("dimension: 2", "dimension: two"), "it has something else where a number is expected");
     EXPECT_EQ(errorWith("inverse_covariance: [", "inverse_covariance: [ 1,"),
               "it has another number of elements than 4 in inverse_covariance");
@@ -480,12 +500,15 @@ TEST(ColorGMMFiles, SaysWhatIsWrong)
                   "it has something else where a number is expected")
             << number;
     EXPECT_EQ(loadReason("{ \"detection_threshold\": 1 }"), "it begins neither with %YAML nor with <?xml");
-    EXPECT_EQ(errorWith("weight", std::string("w\0ight", 6)), "it has a byte that no text has in line 6");
+    for (const char byte : {'\0', '\x1F', '\x7F'})
+        EXPECT_EQ(errorWith("weight", std::string("weight") + byte), "it has a byte that no text has in line 6");
     EXPECT_EQ(errorWith("%YAML:1.0", "%YAML:2.0"), "it is not understood in line 1");
-    EXPECT_EQ(errorWith("---", "--"), "it is not understood in line 2");
+    for (const char* const start : {"--", " ---", "----"})
+        EXPECT_EQ(errorWith("---", start), "it is not understood in line 2");
     EXPECT_EQ(errorWith(" ]\n   -\n", " ]\n -\n"), "it is not understood in line 11");
     EXPECT_EQ(errorWith("number_of_components:", "number_of_components"), "it is not understood in line 17");
     EXPECT_EQ(errorWith(" ]\n", " ] 1.\n"), "it is not understood in line 8");
+    EXPECT_EQ(errorWith(" ]\n", " ]#\n"), "it is not understood in line 8");
     EXPECT_EQ(errorWith(" ]\n", ", ]\n"), "it is not understood in line 8");
     EXPECT_EQ(errorWith(" ]\n", "\n"), "it is not understood in line 9");
     EXPECT_EQ(xmlErrorWith("<weight>", "<weight type=\"real\">"), "it is not understood in line 6");
@@ -606,7 +629,7 @@ TEST_P(DamagedModel, WithAnyByteChangedHasWhatTheTextSaysOrIsRefused)
 {
     const std::string text = GetParam();
     for (std::size_t place = 0; place < text.size(); ++place) {
-        for (const int mask : {1, 2, 4, 8, 16, 32, 64, 128, 256}) {
+        for (const int mask : {1, 2, 16, 64, 256}) {
             std::string damaged = text;
             damaged[place] = mask == 256 ? '\0' : static_cast<char>(text[place] ^ mask);
             load(damaged);
@@ -629,6 +652,7 @@ TEST(ColorGMMFiles, ErrorsNameTheFileAndTheReason)
     EXPECT_EQ(reasonFor(folder.file("none.yml")), "No such file or directory");
     EXPECT_EQ(reasonFor(folder.file("")), "it is a folder");
     EXPECT_EQ(reasonFor(folder.write("empty.yml", "")), "it is empty");
+    EXPECT_EQ(reasonFor("/dev/zero"), "it is larger than 16777216 bytes");
     EXPECT_EQ(reasonFor(folder.write("other.yml", "%YAML:1.0\n---\na: 1\n")), "it has no detection_threshold");
     EXPECT_FALSE(reasonFor(folder.write("picture.yml", "\x89PNG\r\n\x1a\n and more")).empty());
     EXPECT_FALSE(reasonFor(folder.write("text.xml", "<?xml version=\"1.0\"?>\n<opencv_storage>\n<a>")).empty());
@@ -657,12 +681,9 @@ TEST(ColorGMMFiles, ThatCouldNotBeLoadedReplaceNone)
     other.mixture[1]->dimension = 3;
     EXPECT_EQ(errorOf(other), prefix + "its dimension is not the number of elements of a mean");
     ColorGMM large;
-    large.mixture.assign(20000, component(1.0, 2.0, 3.0, 1.0, 2.0, 1.0f));
+    large.mixture.assign(16667, component(1.0, 2.0, 3.0, 1.0, 2.0, 1.0f)); // of 12 entries each
     EXPECT_EQ(errorOf(large), prefix + "it has more than 200000 entries");
-    large.mixture.resize(10000);
-    EXPECT_EQ(errorOf(large), "no exception");
-    large.load(file);
-    EXPECT_EQ(large.nofComponents(), 10000);
+    EXPECT_EQ(contentOf(file), "the old one");
 }
 
 TEST(ColorGMMFiles, AreNotTouchedWhenTheDiskIsFull)
