@@ -5,6 +5,7 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <system_error>
 #include <utility>
 
@@ -112,6 +113,11 @@ private:
 std::runtime_error fileError(const std::string& attempt, const std::string& file, const std::string& reason)
 {
     return std::runtime_error(attempt + " '" + file + "': " + reason);
+}
+
+std::vector<unsigned char> readWholeFile(const std::string& attempt, const std::string& file)
+{
+    return readWholeFile(attempt, file, std::numeric_limits<std::size_t>::max());
 }
 
 std::vector<unsigned char> readWholeFile(const std::string& attempt, const std::string& file, std::size_t limit)

@@ -3,7 +3,6 @@
 #include "core/Export.h"
 
 #include <cstddef>
-#include <limits>
 #include <stdexcept>
 #include <string>
 #include <vector>
@@ -18,11 +17,13 @@ VELMOR_CORE_EXPORT std::runtime_error fileError(const std::string& attempt, cons
                                                 const std::string& reason);
 
 /// The bytes of a file.
-/// @param limit  the largest number of bytes; no more than this is read, whatever the file says of its size
+/// @throws std::runtime_error  when it cannot be read or is empty
+VELMOR_CORE_EXPORT std::vector<unsigned char> readWholeFile(const std::string& attempt, const std::string& file);
+
+/// The bytes of a file that has no more than so many: no more are read, whatever it says of its size.
 /// @throws std::runtime_error  when it cannot be read, is empty or is larger
-VELMOR_CORE_EXPORT std::vector<unsigned char>
-readWholeFile(const std::string& attempt, const std::string& file,
-              std::size_t limit = std::numeric_limits<std::size_t>::max());
+VELMOR_CORE_EXPORT std::vector<unsigned char> readWholeFile(const std::string& attempt, const std::string& file,
+                                                            std::size_t limit);
 
 /// Writes a file, which appears complete or not at all: the bytes go into a file beside it, which is then renamed. A
 /// file that is replaced is whole at every moment, also after a loss of power, and keeps its permissions where
