@@ -26,10 +26,15 @@ namespace velmor::cvprocess {
 /// Input: an image of any layout; the bytes of colour images are taken as blue, green, red. Output: upright rectangles
 /// in pixels of that image, by row, then column. A face that the image's border cuts is not found.
 ///
-/// Cascade files of both formats load, Haar cascades of OpenCV 1.x and those of today; opencv-data has a set of them.
+/// Cascade files of both formats load: the Haar cascades of OpenCV 1.x, and those of today with Haar features or local
+/// binary patterns; opencv-data has a set of them. They are XML of at most 16 MiB. A file is read and checked before
+/// OpenCV sees it, so one that is damaged, cut off or made to do harm counts as one without a cascade: every index has
+/// to point to what is there, every rectangle has to lie in the window, every count and number has to be one.
 ///
 /// Limits: an object serves one thread at a time. OpenCV may use threads of its own inside a search (see
 /// cv::setNumThreads()). Misuse, a reduction to an image without pixels among it, stops on an assertion.
+/// OpenCV compares each detection with each other one: with a cascade that takes most of an image for faces, which is
+/// no cascade that was trained, a search lasts minutes.
 ///
 /// The search with a scale makes its reduced image anew in each call and does not free it: this is meant. A program
 /// that searches for long reduces the image itself, into memory that it keeps, takes the overload without a scale, and

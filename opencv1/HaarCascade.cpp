@@ -1,14 +1,17 @@
 #include "opencv1/HaarCascade.h"
 
+#include "opencv1/CascadeFile.h"
+
 #include <opencv2/core.hpp>
 #include <opencv2/core/core_c.h>
 #include <opencv2/objdetect.hpp>
 
 #include <algorithm>
-#include <cctype>
+#include <cstddef>
 #include <exception>
 #include <fstream>
 #include <memory>
+#include <string>
 #include <tuple>
 #include <vector>
 
@@ -19,18 +22,17 @@ struct CvHaarClassifierCascade
 
 namespace {
 
-/// Whether a file can be read and, if it is XML, ends with a tag. OpenCV prints about the former, and its parser may
-/// read beyond the end of a text that is cut off elsewhere.
-bool looksComplete(const char* filename)
+constexpr std::size_t kMaxSize = 16 << 20; ///< the largest of Debian's opencv-data has 2.7 MB
+
+/// What a file holds; nothing when it cannot be read or is larger than any cascade, as what never ends.
+std::string contentOf(const char* filename)
 {
     std::ifstream stream(filename, std::ios::binary);
-    if (stream.peek() != '<')
-        return stream.good();
-    char last = 0;
-    for (std::streamoff back = -1; stream.seekg(back, std::ios::end) && stream.get(last); --back)
-        if (!std::isspace(static_cast<unsigned char>(last)))
-            break;
-    return last == '>';
+    std::string content;
+    char part[65536];
+    while (content.size() <= kMaxSize && (stream.read(part, sizeof(part)) || stream.gcount() > 0))
+        content.append(part, static_cast<std::size_t>(stream.gcount()));
+    return content.size() <= kMaxSize ? content : std::string();
 }
 
 bool comesBefore(const CvAvgComp& a, const CvAvgComp& b)
@@ -45,14 +47,14 @@ bool comesBefore(const CvAvgComp& a, const CvAvgComp& b)
 
 void* cvLoad(const char* filename, CvMemStorage*, const char*, const char**)
 {
-    if (!looksComplete(filename))
-        return nullptr;
     try {
+        const std::string text = velmor::opencv1::checkedCascade(contentOf(filename));
+        const cv::FileStorage storage(text, cv::FileStorage::READ | cv::FileStorage::MEMORY);
         auto cascade = std::make_unique<CvHaarClassifierCascade>();
-        if (cascade->classifier.load(filename))
+        if (cascade->classifier.read(storage.getFirstTopLevelNode()))
             return cascade.release();
     } catch (const std::exception&) {
-        // Text that is no XML or YAML, or is cut off.
+        // No cascade, or one that is not safe to use.
     }
     return nullptr;
 }

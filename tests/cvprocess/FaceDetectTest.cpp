@@ -3,6 +3,7 @@
 #include "cvprocess/FaceDetect.h"
 
 #include "imageio/ImageIo.h"
+#include "tests/support/Cascades.h"
 #include "tests/support/DeathText.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Pictures.h"
@@ -215,13 +216,13 @@ TEST(FaceDetect, SearchesRandomImagesAsOpenCvDoes)
 
 TEST(FaceDetect, LoadsCascadesOfBothFormats)
 {
-    for (const char* const name : {"haarcascades/haarcascade_licence_plate_rus_16stages.xml", // OpenCV 1.x
-                                   "haarcascades/haarcascade_eye.xml", "lbpcascades/lbpcascade_frontalface.xml"}) {
-        FaceDetect detector(kCascades + name);
+    for (const std::string& file : {oldFormatCascade(), kCascades + "haarcascades/haarcascade_eye.xml",
+                                    kCascades + "lbpcascades/lbpcascade_frontalface.xml"}) {
+        FaceDetect detector(file);
         const Image image = photograph(Image::BGR);
         std::vector<Vector4> faces;
         detector.findFaces(&image, faces);
-        EXPECT_EQ(rectanglesOf(faces), expectedFaces(kCascades + name, image.mat())) << name;
+        EXPECT_EQ(rectanglesOf(faces), expectedFaces(file, image.mat())) << file;
     }
 }
 
@@ -248,7 +249,7 @@ TEST(FaceDetectDeathTest, AFileWithoutACascade)
 {
     const TemporaryFolder folder;
     const std::string cascade = contentOf(kFaces);
-    const std::string oldCascade = contentOf(kCascades + "haarcascades/haarcascade_licence_plate_rus_16stages.xml");
+    const std::string oldCascade = contentOf(oldFormatCascade());
     ASSERT_GT(oldCascade.size(), 40000u);
     const std::string nothing =
         assertion("cvprocess/FaceDetect.cpp", "mCascade && \"ERROR: Haar classifier not found!\"");
@@ -260,6 +261,8 @@ TEST(FaceDetectDeathTest, AFileWithoutACascade)
     EXPECT_DEATH(FaceDetect(folder.write("cut.xml", cascade.substr(0, cascade.size() / 2))), nothing);
     EXPECT_DEATH(FaceDetect(folder.write("cut-old.xml", oldCascade.substr(0, oldCascade.size() / 2))), nothing);
     EXPECT_DEATH(FaceDetect(VELMOR_TEST_PHOTOGRAPH), nothing);
+    EXPECT_DEATH(FaceDetect(folder.write("feature.xml", cascadeWithoutItsFeature())), nothing);
+    EXPECT_DEATH(FaceDetect(folder.write("zeros.xml", cascadeWithZeros())), nothing);
 }
 
 TEST(FaceDetectDeathTest, AnImageWithoutPixels)
