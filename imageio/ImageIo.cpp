@@ -1,6 +1,7 @@
 #include "imageio/ImageIo.h"
 
 #include "core/util/WholeFile.h"
+#include "imageio/PictureHeader.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>
@@ -20,6 +21,7 @@ namespace {
 
 const char* const kLoad = "load(): cannot load";
 const char* const kSave = "save(): cannot save";
+constexpr std::size_t kMaxFileSize = 2147483647; ///< what decoders count in an int
 
 /// Whether a JPEG file ends before its picture does. Its codec would take it and make up the missing rows.
 bool isJpegCutShort(const std::vector<unsigned char>& bytes)
@@ -65,11 +67,13 @@ std::vector<unsigned char> encode(const std::string& extension, const cv::Mat& p
 Image load(const std::string& file, Image::ChannelLayout layout)
 {
     const int flags = layout == Image::GREYSCALE ? cv::IMREAD_GRAYSCALE : cv::IMREAD_COLOR;
-    const cv::Mat picture = decode(core::util::readWholeFile(kLoad, file), flags);
+    const std::vector<unsigned char> bytes = core::util::readWholeFile(kLoad, file, kMaxFileSize);
+    const std::string reason = reasonAgainstDecoding(bytes);
+    if (!reason.empty())
+        throw fileError(kLoad, file, reason);
+    const cv::Mat picture = decode(bytes, flags);
     if (picture.empty())
-        throw fileError(kLoad, file,
-                        cv::haveImageReader(file) ? "its picture is damaged, cut short or too large"
-                                                  : "it holds no picture of a known format");
+        throw fileError(kLoad, file, kDamaged);
     Image image(static_cast<unsigned>(picture.cols), static_cast<unsigned>(picture.rows), layout);
     cv::Mat pixels = image.mat();
     if (layout == Image::RGB)

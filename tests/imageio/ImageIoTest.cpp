@@ -1,10 +1,12 @@
 #include "imageio/ImageIo.h"
 
+#include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/ThrownText.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgcodecs.hpp>
+#include <valgrind/valgrind.h>
 
 #include <sys/resource.h>
 #include <unistd.h>
@@ -19,6 +21,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -322,7 +325,227 @@ TEST_F(ImageIo, LoadRefusesASizeBeyondTheCodecs)
 {
     const char header[] = "P6 2000000 1 255\n";
     write(path("wide.ppm"), Bytes(header, header + sizeof(header) - 1));
-    expectRefused("wide.ppm", "its picture is damaged, cut short or too large");
+    expectRefused("wide.ppm", "its picture of 2000000 x 1 pixels is too large");
+}
+
+/// Bytes with some of them replaced.
+Bytes patched(Bytes bytes, std::size_t place, const Bytes& by)
+{
+    EXPECT_LE(place + by.size(), bytes.size());
+    std::copy(by.begin(), by.end(), bytes.begin() + static_cast<std::ptrdiff_t>(place));
+    return bytes;
+}
+
+Bytes bytesOf(const std::string& text)
+{
+    return {text.begin(), text.end()};
+}
+
+Bytes operator+(Bytes bytes, const Bytes& more)
+{
+    bytes.insert(bytes.end(), more.begin(), more.end());
+    return bytes;
+}
+
+/// A picture of 7 x 5 pixels in a format.
+Bytes encoded(const char* ending, const std::vector<int>& parameters = {})
+{
+    cv::Mat colours(5, 7, CV_8UC3);
+    for (int i = 0; i < 35; ++i)
+        colours.at<cv::Vec3b>(i / 7, i % 7) = cv::Vec3b(cv::Vec3i(7 * i, 250 - 6 * i, 60 + i));
+    Bytes bytes;
+    EXPECT_TRUE(cv::imencode(ending, colours, bytes, parameters));
+    return bytes;
+}
+
+constexpr const char* kUnknown = "it holds no picture of a known format";
+constexpr const char* kDamaged = "its picture is damaged, cut short or too large";
+
+// One of OpenCV's decoders, that of medical images, ends the process on these.
+TEST_F(ImageIo, AFileWithTheMarkOfAMedicalImageReachesNoDecoder)
+{
+    Bytes medical(132, 0);
+    medical = patched(medical, 128, bytesOf("DICM"));
+    write(path("medical"), medical);
+    expectRefused("medical", kUnknown);
+    write(path("disguised.webp"), patched(patched(medical, 0, bytesOf("RIFF")), 8, bytesOf("WEBPVP8X")));
+    expectRefused("disguised.webp", kUnknown);
+
+    Image image = randomImage(40, 3, Image::BGR); // a BMP's rows stand upside down behind 54 bytes
+    std::copy_n("DICM", 4, pixel(image, 0, 2) + 128 - 54);
+    save(image, path("picture.bmp"));
+    ASSERT_EQ(read(path("picture.bmp"))[128], 'D');
+    expectNear(load(path("picture.bmp"), Image::BGR), image, 0);
+}
+
+TEST_F(ImageIo, LoadTakesTheFormatsOfItsPageAndNoOther)
+{
+    for (const char* const ending : {".png", ".jpg", ".bmp", ".pbm", ".pgm", ".ppm", ".tiff", ".webp"}) {
+        cv::Mat bright(5, 7, std::string(ending) == ".pbm" || std::string(ending) == ".pgm" ? CV_8UC1 : CV_8UC3,
+                       cv::Scalar::all(255));
+        ASSERT_TRUE(cv::imwrite(path(std::string("picture") + ending), bright));
+        const Image image = load(path(std::string("picture") + ending), Image::GREYSCALE);
+        EXPECT_EQ(image.width(), 7u) << ending;
+        EXPECT_EQ(image.height(), 5u) << ending;
+        EXPECT_NEAR(*pixel(image, 3, 2), 255, 2) << ending;
+    }
+    for (const char* const ending : {".hdr", ".jp2", ".pam", ".ras"}) {
+        ASSERT_TRUE(cv::imwrite(path(std::string("other") + ending), cv::Mat(50, 70, CV_8UC3, cv::Scalar(1, 2, 3))));
+        expectRefused(std::string("other") + ending, kUnknown);
+    }
+    for (const char* const text : {"GIF89a", "P7\nWIDTH 7\n", "P6", "P0 7 5 255\n", "PF\n7 5\n-1\n", "BN", "II+", "II*",
+                                   "RIFF1234WAVE", "\x89PNG", "\xFF\xD8", "<svg/>"}) {
+        write(path("other"), bytesOf(text));
+        expectRefused("other", kUnknown);
+    }
+}
+
+TEST_F(ImageIo, LoadNamesASizeBeforeADecoderAsksMemoryForIt)
+{
+    const auto expectTooLarge = [&](const Bytes& bytes, const std::string& size) {
+        write(path("large"), bytes);
+        expectRefused("large", "its picture of " + size + " pixels is too large for a file of " +
+                                   std::to_string(bytes.size()) + " bytes");
+    };
+    const Bytes bigEndian = {0, 0, 0x10, 0, 0, 0, 0x20, 0}; // 4096 and 8192
+    const Bytes littleEndian = {0, 0x10, 0, 0, 0, 0x20, 0, 0};
+    expectTooLarge(patched(encoded(".png"), 16, bigEndian), "4096 x 8192");
+    expectTooLarge(patched(encoded(".bmp"), 18, littleEndian), "4096 x 8192");
+    expectTooLarge(patched(encoded(".bmp"), 18, {0, 0x10, 0, 0, 0, 0xE0, 0xFF, 0xFF}), "4096 x 8192"); // from the top
+    expectTooLarge(bytesOf("P5\n# 1 1\n4096\t# 2\n8192 255\n"), "4096 x 8192");
+    expectTooLarge(bytesOf("RIFF1234WEBPVP8X12341234") + Bytes{0xFF, 0x0F, 0, 0xFF, 0x1F, 0}, "4096 x 8192");
+    expectTooLarge(bytesOf("RIFF1234WEBPVP8L1234/") + Bytes{0xFF, 0xCF, 0xFF, 0x07}, "4096 x 8192");
+    expectTooLarge(bytesOf("RIFF1234WEBPVP8 1234123\x9D\x01*") + Bytes{0, 0x10, 0, 0x20}, "4096 x 8192");
+    const Bytes frame = {0xFF, 0xC0, 0, 17, 8};
+    Bytes jpeg = encoded(".jpg");
+    const auto place = std::search(jpeg.begin(), jpeg.end(), frame.begin(), frame.end()) - jpeg.begin();
+    expectTooLarge(patched(jpeg, static_cast<std::size_t>(place) + 5, {0x20, 0, 0x10, 0}), "4096 x 8192");
+
+    write(path("large"), patched(encoded(".png"), 16, {0, 0, 0x80, 0, 0, 1, 0, 0}));
+    expectRefused("large", "its picture of 32768 x 65536 pixels is too large");
+    write(path("large"), patched(encoded(".bmp"), 18, {1, 0, 0, 0, 0, 0, 0, 0x80}));
+    expectRefused("large", "its picture of 1 x 2147483648 pixels is too large");
+    write(path("none"), patched(encoded(".png"), 16, {0, 0, 0, 0}));
+    expectRefused("none", kDamaged);
+}
+
+/// A TIFF file of one directory without anything behind it.
+Bytes tiff(const std::vector<std::pair<unsigned, unsigned>>& values)
+{
+    Bytes bytes = {'I', 'I', '*', 0, 8, 0, 0, 0, static_cast<unsigned char>(values.size()), 0};
+    for (const auto& [tag, value] : values) {
+        bytes.insert(bytes.end(),
+                     {static_cast<unsigned char>(tag), static_cast<unsigned char>(tag >> 8), 4, 0, 1, 0, 0, 0});
+        for (unsigned k = 0; k < 4; ++k)
+            bytes.push_back(static_cast<unsigned char>(value >> 8 * k));
+    }
+    return bytes + Bytes(4, 0);
+}
+
+TEST_F(ImageIo, LoadNamesWhatATiffFileWouldAskMemoryFor)
+{
+    const auto expectReason = [&](const std::vector<std::pair<unsigned, unsigned>>& values, std::string reason) {
+        const Bytes bytes = tiff(values);
+        write(path("large.tiff"), bytes);
+        if (reason.rfind("it", 0) != 0)
+            reason = "its picture of " + reason + " pixels is too large for a file of " + std::to_string(bytes.size()) +
+                     " bytes";
+        expectRefused("large.tiff", reason);
+    };
+    expectReason({{256, 4096}, {257, 8192}}, "4096 x 8192");
+    expectReason({{256, 7}, {257, 5}, {278, 1000000}}, "7 x 1000000");           // rows of a strip
+    expectReason({{256, 7}, {257, 5}, {322, 4096}, {323, 8192}}, "4096 x 8192"); // a tile
+    expectReason({{256, 7}, {257, 5}, {278, 0xFFFFFFFF}}, kDamaged);             // one strip, which is not there
+    expectReason({{256, 7}, {257, 5}, {256, 7}}, kDamaged);                      // twice
+    expectReason({{257, 5}}, kDamaged);                                          // no width
+    expectReason({{256, 7}, {257, 5}, {277, 5}},
+                 "it holds TIFF of 5 channels of 1 bits, compression 1, which is not read");
+    expectReason({{256, 7}, {257, 5}, {258, 65}},
+                 "it holds TIFF of 1 channels of 65 bits, compression 1, which is not read");
+    expectReason({{256, 7}, {257, 5}, {259, 34925}}, // LZMA: takes any amount of memory
+                 "it holds TIFF of 1 channels of 1 bits, compression 34925, which is not read");
+    expectReason({{256, 7}, {257, 5}, {322, 16}}, kDamaged); // a tile without a height
+}
+
+TEST_F(ImageIo, LargePicturesOfOneColourLoad)
+{
+    // As few bytes as the packers of PNG and JPEG make of one channel.
+    for (const char* const ending : {".png", ".jpg"}) {
+        ASSERT_TRUE(cv::imwrite(path(std::string("plain") + ending), cv::Mat(3000, 4000, CV_8UC1, cv::Scalar(77)),
+                                {cv::IMWRITE_PNG_COMPRESSION, 9, cv::IMWRITE_JPEG_OPTIMIZE, 1}));
+        const Image image = load(path(std::string("plain") + ending), Image::GREYSCALE);
+        EXPECT_EQ(image.width(), 4000u);
+        EXPECT_EQ(image.height(), 3000u);
+        EXPECT_NEAR(*pixel(image, 3999, 2999), 77, 1);
+    }
+}
+
+/// What a file is loaded as: an image, or nothing with an error of the usual form.
+std::optional<Image> imageOrError(const std::string& file)
+{
+    std::optional<Image> image;
+    const std::string thrown = thrownText<std::runtime_error>([&] { image.emplace(load(file, Image::BGR)); });
+    if (!image) {
+        EXPECT_EQ(thrown.rfind("load(): cannot load '" + file + "': it", 0), 0u) << thrown;
+    }
+    return image;
+}
+
+/// Loads a picture with each of its bytes cut off with all behind it, zeroed and flipped, and hands over what has
+/// loaded. Cut files are refused.
+template<typename Check>
+void sweep(const std::string& file, const Bytes& whole, const Check& check)
+{
+    const std::size_t step = RUNNING_ON_VALGRIND ? 17 : 1;
+    for (std::size_t place = 0; place < whole.size(); place += step) {
+        if (place > 0) { // else it is empty
+            write(file, firstPart(whole, place));
+            EXPECT_FALSE(imageOrError(file)) << place << " bytes";
+        }
+        for (const unsigned byte : {0u, whole[place] ^ (1u << place % 8), whole[place] ^ 0xFFu}) {
+            write(file, patched(whole, place, {static_cast<unsigned char>(byte)}));
+            if (const auto image = imageOrError(file))
+                check(place, *image);
+        }
+    }
+}
+
+TEST_F(ImageIo, EveryBytePositionOfAPngIsAnErrorOrTheRightPicture)
+{
+    const Bytes whole = encoded(".png");
+    write(path("whole.png"), whole);
+    const Image expected = load(path("whole.png"), Image::BGR);
+    sweep(path("damaged.png"), whole, [&](std::size_t, const Image& image) { expectNear(image, expected, 0); });
+    expectNear(load(path("whole.png"), Image::BGR), expected, 0);
+}
+
+TEST_F(ImageIo, EveryBytePositionOfAJpegIsAnErrorOrAPictureOfItsSize)
+{
+    const Bytes whole = encoded(".jpg");
+    const Bytes frame = {0xFF, 0xC0, 0, 17, 8};
+    const auto start =
+        static_cast<std::size_t>(std::search(whole.begin(), whole.end(), frame.begin(), frame.end()) - whole.begin());
+    sweep(path("damaged.jpg"), whole, [&](std::size_t place, const Image& image) {
+        const bool isSize = place >= start + 5 && place < start + 9;
+        EXPECT_TRUE(isSize || (image.width() == 7 && image.height() == 5)) << place;
+    });
+}
+
+TEST_F(ImageIo, EveryBytePositionOfAPpmIsAnErrorOrWhatItSays)
+{
+    const Bytes whole = encoded(".ppm");
+    write(path("whole.ppm"), whole);
+    const Image expected = load(path("whole.ppm"), Image::RGB);
+    const std::size_t header = whole.size() - 7 * 5 * 3;
+    sweep(path("damaged.ppm"), whole, [&](std::size_t place, const Image& image) {
+        if (place < header)
+            return;
+        expectSameShape(image, Image(7, 5, Image::BGR));
+        const Bytes bytes = read(path("damaged.ppm"));
+        for (unsigned k = 0; k < 105; ++k) // red, green, blue in the file
+            ASSERT_EQ(pixel(image, 0, k / 21)[k % 21 / 3 * 3 + 2 - k % 3], bytes[header + k]) << place;
+    });
+    expectNear(load(path("whole.ppm"), Image::RGB), expected, 0);
 }
 
 TEST_F(ImageIo, DamagedFilesDoNotCrash)
@@ -405,6 +628,33 @@ TEST_F(ImageIo, WhenTheDiskHasNoRoomTheOldFileStays)
     EXPECT_EQ(thrown, "save(): cannot save '" + path("picture.png") + "': File too large");
     EXPECT_EQ(read(path("picture.png")), before);
     EXPECT_EQ(filesInFolder(), 1u);
+}
+
+TEST_F(ImageIo, OnAFullDiskTheOldPictureStaysAndNothingBesideIt)
+{
+    const Image image = randomImage(5, 4, Image::RGB);
+    const std::string result = onSmallDisk(folder(), [&](const std::string& full) -> std::string {
+        save(image, path("picture.png"));
+        const Bytes before = read(path("picture.png"));
+        const std::string thrown =
+            thrownText<std::runtime_error>([&] { save(randomImage(200, 200, Image::RGB), path("picture.png")); });
+        if (thrown != "save(): cannot save '" + path("picture.png") + "': " + full)
+            return thrown;
+        if (read(path("picture.png")) != before)
+            return "the old picture has changed";
+        return filesInFolder() == 1 ? "as it was" : "something is left beside it";
+    });
+    EXPECT_EQ(result, "as it was");
+}
+
+TEST_F(ImageIo, InAFolderThatIsLostNothingIsSaved)
+{
+    const fs::path lost = folder() / "lost";
+    fs::create_directory(lost);
+    save(randomImage(5, 4, Image::RGB), (lost / "picture.png").string());
+    fs::rename(lost, folder() / "moved");
+    expectNotSaved(randomImage(6, 6, Image::RGB), (lost / "picture.png").string(), "No such file or directory");
+    EXPECT_EQ(load((folder() / "moved" / "picture.png").string(), Image::RGB).width(), 5u);
 }
 
 } // namespace
