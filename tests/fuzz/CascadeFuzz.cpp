@@ -22,21 +22,20 @@ constexpr int kWidth = 64, kHeight = 48;
 /// A bright disc, a slope and noise, so that features differ from place to place.
 IplImage picture()
 {
-    static std::array<unsigned char, kWidth* kHeight> pixels = [] {
-        std::array<unsigned char, kWidth * kHeight> result{};
+    static std::array<std::array<unsigned char, kWidth>, kHeight> pixels = [] {
+        std::array<std::array<unsigned char, kWidth>, kHeight> result{};
         std::uint32_t random = 1;
-        for (int y = 0; y < kHeight; ++y)
-            for (int x = 0; x < kWidth; ++x) {
+        for (unsigned y = 0; y < kHeight; ++y)
+            for (unsigned x = 0; x < kWidth; ++x) {
                 random = 1664525 * random + 1013904223;
                 const bool isInside = (x - 30) * (x - 30) + (y - 20) * (y - 20) < 150;
-                result[static_cast<std::size_t>(y * kWidth + x)] =
-                    static_cast<unsigned char>((isInside ? 120 : x) + static_cast<int>(random >> 26 & 63));
+                result[y][x] = static_cast<unsigned char>((isInside ? 120 : x) + (random >> 26));
             }
         return result;
     }();
     IplImage image;
     cvInitImageHeader(&image, cvSize(kWidth, kHeight), IPL_DEPTH_8U, 1);
-    cvSetData(&image, pixels.data(), kWidth);
+    cvSetData(&image, pixels[0].data(), kWidth);
     return image;
 }
 
