@@ -20,9 +20,10 @@ enum
     CV_HAAR_DO_CANNY_PRUNING = 1 ///< accepted, and without effect: cv::CascadeClassifier has no such step
 };
 
-/// Loads a cascade from a file, of the old format (a tree of nodes) or of the one of today. Storage and names are
-/// ignored.
-/// @return  to be released by cvReleaseHaarClassifierCascade(); null when the file cannot be read or holds no cascade
+/// Loads a cascade from an XML file, of the old format (a tree of nodes) or of the one of today. Storage and names are
+/// ignored. The file is checked first, see checkedCascade().
+/// @return  to be released by cvReleaseHaarClassifierCascade(); null when the file cannot be read or holds no cascade,
+///          or one that is not safe to use
 void* cvLoad(const char* filename, CvMemStorage* memstorage = nullptr, const char* name = nullptr,
              const char** real_name = nullptr);
 

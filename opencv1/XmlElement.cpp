@@ -9,7 +9,8 @@
 namespace velmor::opencv1 {
 namespace {
 
-constexpr std::size_t kMaxDepth = 16; ///< the old format needs 10
+constexpr std::size_t kMaxDepth = 16;         ///< the old format needs 10
+constexpr std::size_t kMaxElements = 1 << 20; ///< the largest of Debian's opencv-data has 130,000
 
 std::runtime_error errorAt(unsigned long line, const std::string& reason)
 {
@@ -70,6 +71,8 @@ private:
     {
         if (mOpen.size() == kMaxDepth)
             return stop("elements nest too deep");
+        if (++mCount > kMaxElements)
+            return stop("there are too many elements");
         guarded([&] {
             mOpen.emplace_back();
             mOpen.back().name = name;
@@ -100,6 +103,7 @@ private:
     std::unique_ptr<XML_ParserStruct, void (*)(XML_Parser)> mParser;
     std::vector<XmlElement> mOpen; ///< from the outermost to the innermost
     XmlElement mRoot;
+    std::size_t mCount = 0;
     std::exception_ptr mFailure;
 };
 

@@ -28,7 +28,8 @@ struct XmlElement
 
 /// The outermost element of a text. Attributes, comments and processing instructions are left out.
 /// @throws std::runtime_error  naming the line and the reason when the text is not well-formed, has a document type
-///                             (whose entities may grow without bound) or nests deeper than any cascade does
+///                             (whose entities may grow without bound), nests deeper or has more elements than any
+///                             cascade
 XmlElement parseXml(const std::string& text);
 
 } // namespace velmor::opencv1

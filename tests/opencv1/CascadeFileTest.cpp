@@ -100,6 +100,11 @@ TEST(CascadeFile, NamesLineAndReasonOfWhatIsNoXml)
         deep += "<a>\n";
     EXPECT_EQ(reasonAgainst(deep), "line 17: no element found");
     EXPECT_EQ(reasonAgainst(deep + "<a>"), "line 17: elements nest too deep");
+    std::string many = "<a>\n";
+    for (int k = 1; k < 1 << 20; ++k)
+        many += "<b/>";
+    EXPECT_EQ(reasonAgainst(many), "line 2: no element found");
+    EXPECT_EQ(reasonAgainst(many + "\n<b/>"), "line 3: there are too many elements");
 }
 
 TEST(CascadeFile, NamesLineAndReasonOfWhatIsNoCascade)
