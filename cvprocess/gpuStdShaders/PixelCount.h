@@ -26,9 +26,10 @@ namespace velmor::cvprocess {
 ///
 /// Limits: 0 tiles, or not fewer than the destination is wide, are an assertion; from 2^31 on a request counts as
 /// negative, passes it, and gets a tile for each pixel, of which the sums beyond the first row are lost. Tiles of more
-/// than 65535 pixels on average give a warning on std::cerr. Mesa's llvmpipe ends loops after some 65535 steps in all and
-/// may miss pixels of smaller tiles already, seen from 49152 pixels on where a tile's width is no multiple of 4: ask for
-/// more tiles. The total wraps at 2^32. The shaders are of the classic dialect (integer varyings of GL_EXT_gpu_shader4).
+/// than 65535 pixels on average give a warning on std::cerr. Mesa's llvmpipe ends loops after some 65535 steps in all
+/// and may miss pixels of smaller tiles already, seen from 49152 pixels on where a tile's width is no multiple of 4:
+/// ask for more tiles. The total wraps at 2^32. The shaders are of the classic dialect (integer varyings of
+/// GL_EXT_gpu_shader4).
 ///
 /// Example:
 ///
