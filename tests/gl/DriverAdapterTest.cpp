@@ -7,9 +7,6 @@
 #include "tests/support/ThrownText.h"
 
 #include <malloc.h>
-#ifdef __SANITIZE_ADDRESS__
-#include <sanitizer/allocator_interface.h>
-#endif
 
 #include <algorithm>
 #include <array>
@@ -28,6 +25,10 @@
 using velmor::core::cvdata::RectTexture;
 using velmor::glsupport::DriverAdapter;
 using velmor::glsupport::HeadlessContext;
+
+#ifdef __SANITIZE_ADDRESS__
+extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // g++ has no header with it
+#endif
 
 namespace velmor::tests {
 namespace {
