@@ -12,6 +12,7 @@
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "glsupport/HeadlessContext.h"
 
+#include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
@@ -124,7 +125,8 @@ int main(int argc, char** argv)
     try {
         if (argc != 7)
             throw std::invalid_argument("expected a video to read, one to write, and left, top, width, height");
-        setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0); // errors are reported below, in one line
+        cv::utils::logging::setLogLevel(cv::utils::logging::LOG_LEVEL_SILENT); // errors are reported below, in one line
+        setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);
         cv::VideoCapture video(argv[1], cv::CAP_FFMPEG);
         cv::Mat frame;
         if (!video.read(frame))
