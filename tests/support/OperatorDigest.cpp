@@ -1,5 +1,6 @@
 // Prints a line for each CPU operator: its name, and a digest of what it makes of frames that are the same everywhere.
-// Two systems on which all lines are equal compute the same, to the bit.
+// Then one for the files of colour models, and one for what is loaded from them. Two systems on which all lines are
+// equal compute the same and take each other's files, to the bit.
 
 #include "core/cvdata/Blobs.h"
 #include "core/cvdata/ColorGMM.h"
@@ -15,11 +16,17 @@
 
 #include <opencv2/core.hpp>
 
+#include <cmath>
 #include <cstdint>
+#include <filesystem>
+#include <fstream>
 #include <iomanip>
 #include <iostream>
+#include <iterator>
 #include <random>
 #include <string>
+
+#include <unistd.h>
 
 namespace {
 
@@ -164,6 +171,84 @@ void digestSilhouettes()
     print("MotionSegment::getMHI", silhouettes);
 }
 
+/// Numbers of every size and precision, a third of them whole.
+class AnyNumber
+{
+public:
+    double next()
+    {
+        const std::uint64_t bits = mRandom();
+        const double fraction = static_cast<double>(bits >> 11) / 9007199254740992.0; // below 1
+        const double number = std::ldexp(bits % 2 == 0 ? fraction : -fraction, static_cast<int>(mRandom() % 200) - 100);
+        return mRandom() % 3 == 0 ? std::nearbyint(number) : number;
+    }
+
+private:
+    std::mt19937_64 mRandom;
+};
+
+/// A model of any numbers, of components of one and of two dimensions.
+ColorGMM anyModel()
+{
+    AnyNumber number;
+    ColorGMM result;
+    result.detectionThreshold = number.next();
+    for (int i = 0; i < 200; ++i) {
+        const boost::shared_ptr<GM> component(new GM(1 + i % 2));
+        component->weight = static_cast<float>(number.next());
+        component->determinant = static_cast<float>(number.next());
+        for (unsigned row = 0; row < component->mean.size(); ++row) {
+            component->mean[row] = number.next();
+            for (unsigned column = 0; column < component->mean.size(); ++column)
+                component->invCovariance[row][column] = number.next();
+        }
+        result.mixture.push_back(component);
+    }
+    return result;
+}
+
+void add(Digest& digest, const ColorGMM& model)
+{
+    digest.add(model.detectionThreshold);
+    for (const boost::shared_ptr<GM>& component : model.mixture) {
+        digest.add(component->weight);
+        digest.add(component->determinant);
+        for (unsigned row = 0; row < component->mean.size(); ++row) {
+            digest.add(component->mean[row]);
+            for (unsigned column = 0; column < component->mean.size(); ++column)
+                digest.add(component->invCovariance[row][column]);
+        }
+    }
+}
+
+/// What is loaded is what was saved, so that a digest of it says that another system's file brings the same numbers.
+bool digestFiles()
+{
+    const std::filesystem::path folder =
+        std::filesystem::temp_directory_path() / ("velmor-digest-" + std::to_string(getpid()));
+    std::filesystem::create_directory(folder);
+    const ColorGMM saved = anyModel();
+    Digest numbers, files;
+    add(numbers, saved);
+    bool isSame = true;
+    for (const char* const ending : {".xml", ".yml", ".yaml"}) {
+        const std::string file = folder / (std::string("model") + ending);
+        saved.save(file);
+        std::ifstream in(file, std::ios::binary);
+        const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+        files.add(bytes.data(), bytes.size());
+        ColorGMM loaded;
+        loaded.load(file);
+        Digest ofFile;
+        add(ofFile, loaded);
+        isSame = isSame && ofFile.value() == numbers.value();
+    }
+    std::filesystem::remove_all(folder);
+    print("ColorGMM::save", files);
+    print("ColorGMM::load", numbers);
+    return isSame;
+}
+
 } // namespace
 
 int main()
@@ -171,4 +256,5 @@ int main()
     digestMasks();
     digestHistograms();
     digestSilhouettes();
+    return digestFiles() ? 0 : 1;
 }
