@@ -101,7 +101,8 @@ Header bmpHeader(const Bytes& bytes)
     return {reader.number(18, 4), static_cast<std::uint64_t>(rows < 0 ? -rows : rows)};
 }
 
-/// The next number of a PNM header, behind space and comments; 0 when there is none.
+/// The next number of a PNM header, behind space and comments; 0 when there is none, or when a comment follows it
+/// directly: the decoder drops the character behind a number, and would take the comment for the next one.
 std::uint64_t pnmNumber(const Bytes& bytes, std::size_t& place)
 {
     const auto isSpace = [](unsigned char each) {
@@ -113,7 +114,8 @@ std::uint64_t pnmNumber(const Bytes& bytes, std::size_t& place)
     std::uint64_t number = 0;
     for (; place < bytes.size() && bytes[place] >= '0' && bytes[place] <= '9' && number < kMaxPixels; ++place)
         number = 10 * number + (bytes[place] - '0');
-    return number;
+    const bool isFollowedByComment = place < bytes.size() && bytes[place] == '#';
+    return isFollowedByComment ? 0 : number;
 }
 
 Header pnmHeader(const Bytes& bytes)
@@ -122,6 +124,9 @@ Header pnmHeader(const Bytes& bytes)
     Header header;
     header.width = pnmNumber(bytes, place);
     header.height = pnmNumber(bytes, place);
+    const bool hasLargestValue = bytes[1] != '1' && bytes[1] != '4';
+    if (hasLargestValue && pnmNumber(bytes, place) == 0)
+        return {};
     return header;
 }
 

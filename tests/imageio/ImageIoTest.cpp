@@ -429,6 +429,19 @@ TEST_F(ImageIo, LoadNamesASizeBeforeADecoderAsksMemoryForIt)
     expectRefused("none", kDamaged);
 }
 
+TEST_F(ImageIo, LoadRefusesCommentsThatTheDecoderWouldTakeForNumbers)
+{
+    const std::string pixels = "\n123456";
+    write(path("picture"), bytesOf("P6 # 9 9\n1\t#9\n2 #9\n255" + pixels));
+    EXPECT_EQ(load(path("picture"), Image::RGB).height(), 2u);
+    for (const std::string header :
+         {"P6 1#9\n2 255", "P6 1 2#9\n255", "P6 1 2 255#9\n", "P3 1 2 9#9\n", "P4\r333#333333P"}) {
+        SCOPED_TRACE(header);
+        write(path("picture"), bytesOf(header + pixels));
+        expectRefused("picture", kDamaged);
+    }
+}
+
 /// A TIFF file of one directory without anything behind it.
 Bytes tiff(const std::vector<std::pair<unsigned, unsigned>>& values)
 {
