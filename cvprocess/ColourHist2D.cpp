@@ -2,7 +2,7 @@
 
 #include "core/cvdata/ColourHist2d.h"
 #include "core/cvdata/Image.h"
-#include "core/util/AnyBitSet.h"
+#include "core/util/internal/AnyBitSet.h"
 #include "math/Math.h"
 
 #include <cassert>

@@ -1,6 +1,6 @@
 #include "glsupport/StateGuard.h"
 
-#include "glsupport/PixelBuffers.h"
+#include "glsupport/internal/PixelBuffers.h"
 
 #include <GL/glew.h>
 

@@ -1,7 +1,7 @@
 #include "imageio/ImageIo.h"
 
-#include "core/util/WholeFile.h"
-#include "imageio/PictureHeader.h"
+#include "core/util/internal/WholeFile.h"
+#include "imageio/internal/PictureHeader.h"
 
 #include <opencv2/imgcodecs.hpp>
 #include <opencv2/imgproc.hpp>

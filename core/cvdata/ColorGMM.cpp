@@ -1,8 +1,8 @@
 #include "core/cvdata/ColorGMM.h"
 
 #include "core/cvdata/Image.h"
-#include "core/util/EntryText.h"
-#include "core/util/WholeFile.h"
+#include "core/util/internal/EntryText.h"
+#include "core/util/internal/WholeFile.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/ml.hpp>

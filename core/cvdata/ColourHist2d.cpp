@@ -1,6 +1,6 @@
 #include "core/cvdata/ColourHist2d.h"
 
-#include "core/util/AnyBitSet.h"
+#include "core/util/internal/AnyBitSet.h"
 
 #include <algorithm>
 #include <stdexcept>

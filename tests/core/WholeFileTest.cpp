@@ -1,4 +1,4 @@
-#include "core/util/WholeFile.h"
+#include "core/util/internal/WholeFile.h"
 
 #include "tests/support/SmallDisk.h"
 #include "tests/support/TemporaryFolder.h"

@@ -1,4 +1,4 @@
-#include "core/util/EntryText.h"
+#include "core/util/internal/EntryText.h"
 
 #include <algorithm>
 #include <charconv>

@@ -1,4 +1,4 @@
-#include "imageio/PictureHeader.h"
+#include "imageio/internal/PictureHeader.h"
 
 #include <algorithm>
 #include <cstddef>
