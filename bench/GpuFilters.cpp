@@ -3,7 +3,6 @@
 // the driver adapter beside one without.
 
 #include "bench/Ratio.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/And.h"
 #include "cvprocess/gpuStdShaders/BGR2GRAY.h"
 #include "cvprocess/gpuStdShaders/BGR2HSV.h"
@@ -22,6 +21,7 @@
 #include "cvprocess/gpuStdShaders/Xor.h"
 #include "glsupport/DriverAdapter.h"
 #include "glsupport/HeadlessContext.h"
+#include "glsupport/RectTexture.h"
 
 #include <benchmark/benchmark.h>
 
@@ -37,8 +37,8 @@
 namespace velmor::bench {
 namespace {
 
-using core::cvdata::RectTexture;
 using cvprocess::GpuStdShaders;
+using glsupport::RectTexture;
 
 /// A filter that shows its program.
 class Measured

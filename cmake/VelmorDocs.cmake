@@ -37,7 +37,7 @@ set(DOXYGEN_FILE_PATTERNS *.h *.md *.dox)
 set(DOXYGEN_EXCLUDE_PATTERNS */internal/* */glsupport/adapter/*) # what is not installed
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${PROJECT_SOURCE_DIR}/docs/mainpage.md)
 set(DOXYGEN_IMAGE_PATH ${PROJECT_SOURCE_DIR}/docs ${folder}/demo/gallery)
-foreach(library IN ITEMS MATH CORE IMAGEIO CVPROCESS GLSUPPORT)
+foreach(library IN ITEMS MATH CORE IMAGEIO ANALYSIS CVPROCESS GLSUPPORT)
     list(APPEND DOXYGEN_PREDEFINED VELMOR_${library}_EXPORT=)
 endforeach()
 set(DOXYGEN_MACRO_EXPANSION YES)

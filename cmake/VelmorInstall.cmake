@@ -8,15 +8,16 @@ set(VELMOR_INSTALL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/velmor)
 # Called by velmor_add_library() in the folder of the library.
 function(velmor_install_library name)
     cmake_parse_arguments(arg "" "" "HEADERS;REQUIRES;LIBS" ${ARGN})
-    set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/velmor/${name})
+    set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/velmor)
+    file(RELATIVE_PATH room ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
 
     install(TARGETS velmor_${name} EXPORT velmorTargets
         LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT ${name} NAMELINK_COMPONENT development)
     foreach(header IN LISTS arg_HEADERS)
         get_filename_component(folder ${header} DIRECTORY)
-        install(FILES ${header} DESTINATION ${include_dir}/${folder} COMPONENT development)
+        install(FILES ${header} DESTINATION ${include_dir}/${room}/${folder} COMPONENT development)
     endforeach()
-    install(FILES ${PROJECT_BINARY_DIR}/generated/${name}/Export.h DESTINATION ${include_dir} COMPONENT development)
+    install(FILES ${PROJECT_BINARY_DIR}/generated/${name}/Export.h DESTINATION ${include_dir}/${name} COMPONENT development)
 
     list(JOIN arg_REQUIRES " " VELMOR_PC_REQUIRES)
     list(TRANSFORM arg_LIBS PREPEND "-l")

@@ -1,9 +1,10 @@
 # velmor_add_library(<name> SOURCES ... HEADERS ... [PUBLIC ...] [PRIVATE ...] [PC_REQUIRES ...] [PC_LIBS ...])
 #
 # Makes the shared library velmor_<name> (target velmor::<name>) with hidden visibility, its export macro
-# VELMOR_<NAME>_EXPORT in <name>/Export.h, its install rules and its pkg-config file. The objects stand in a target of
-# their own, velmor_<name>_objects, so that tests can link them against another OpenGL. PC_REQUIRES and PC_LIBS are
-# what a program that includes the headers needs beside the library: pkg-config packages and plain libraries.
+# VELMOR_<NAME>_EXPORT in <name>/Export.h, its install rules and its pkg-config file. The headers are installed with the
+# paths that they have here. The objects stand in a target of their own, velmor_<name>_objects, so that tests can link
+# them against another OpenGL. PC_REQUIRES and PC_LIBS are what a program that includes the headers needs beside the
+# library: pkg-config packages and plain libraries.
 
 include(GenerateExportHeader)
 

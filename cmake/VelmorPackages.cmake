@@ -42,7 +42,7 @@ Small dense matrices and vectors, eigenvalues of symmetric matrices, and
 conversion of units.")
     velmor_add_library_package(core
 "images, textures and colour models for visual object tracking
-What the operators of velmor work on: images in main memory, OpenGL rectangle
+What the operators of velmor work on: images in main memory, descriptions of
 textures, Gaussian mixtures of colours, colour histograms and blobs."
         math)
     velmor_add_library_package(imageio
@@ -50,17 +50,22 @@ textures, Gaussian mixtures of colours, colour histograms and blobs."
 Reads picture files into images of velmor and writes images to picture files.
 No other library of velmor needs a codec."
         core)
-    velmor_add_library_package(cvprocess
-"image operators for visual object tracking
-Twenty-one filters that run as OpenGL shaders over rectangle textures, and
-five operators on images in main memory: colour detection, colour histograms,
-moments of regions, motion segmentation and face detection."
+    velmor_add_library_package(analysis
+"operators on images in main memory for visual object tracking
+Colour detection, colour histograms, moments of regions, motion segmentation
+and face detection, without OpenGL."
         core math)
+    velmor_add_library_package(cvprocess
+"image filters on the GPU for visual object tracking
+Filters that run as OpenGL shaders over rectangle textures: logic, colour
+conversion, Bayer mosaics, edges, colour mixtures, counts and histograms."
+        core)
     velmor_add_library_package(glsupport
 "OpenGL without a window for visual object tracking
-An OpenGL context without a display or a GPU, an adapter for drivers that lack
-what the filters of velmor expect, and a guard for the OpenGL state of an
-application.")
+Rectangle textures, an OpenGL context without a display or a GPU, an adapter
+for drivers that lack what the filters of velmor expect, and a guard for the
+OpenGL state of an application."
+        core)
     velmor_add_package(development NAME libvelmor-dev SECTION libdevel DESCRIPTION
 "image operators for visual object tracking - development files
 The headers of all velmor libraries, the CMake package and the pkg-config

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cvprocess/Export.h"
+#include "analysis/Export.h"
 #include "math/SquareMatrix.h"
 
 #include <vector>
@@ -45,11 +45,11 @@ namespace velmor::cvprocess {
 ///
 ///     ColourDetector detector(&skin, nullptr);
 ///     detector.preProcess(frame, mask); // per frame
-class VELMOR_CVPROCESS_EXPORT ColourDetector
+class VELMOR_ANALYSIS_EXPORT ColourDetector
 {
 public:
     /// Settings.
-    struct VELMOR_CVPROCESS_EXPORT Param
+    struct VELMOR_ANALYSIS_EXPORT Param
     {
         /// The defaults; the argument is not used.
         explicit Param(unsigned int);

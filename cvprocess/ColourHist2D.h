@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cvprocess/CvtColour.h"
-#include "cvprocess/Export.h"
+#include "analysis/Export.h"
 
 namespace velmor::core::cvdata {
 class ColourHist2d;
@@ -33,7 +33,7 @@ namespace velmor::cvprocess {
 ///
 ///     core::cvdata::ColourHist2d histogram(16, 16, 8);
 ///     ColourHist2D::computeHistogram(frame, histogram, 100, 80, 64, 64, CvtColour::RGB, nullptr);
-class VELMOR_CVPROCESS_EXPORT ColourHist2D
+class VELMOR_ANALYSIS_EXPORT ColourHist2D
 {
 public:
     /// Replaces the content of a histogram by the colours of a region.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cvprocess/Export.h"
+#include "analysis/Export.h"
 #include "math/Vector4.h"
 
 #include <opencv2/core/types_c.h>
@@ -46,7 +46,7 @@ namespace velmor::cvprocess {
 ///     std::vector<math::Vector4> faces;
 ///     if (detector.findFaces(&photograph, faces) > 0)
 ///         std::cout << "at " << faces[0][0] << ", " << faces[0][1] << '\n';
-class VELMOR_CVPROCESS_EXPORT FaceDetect
+class VELMOR_ANALYSIS_EXPORT FaceDetect
 {
 public:
     /// Loads a cascade; ends the process on an assertion when there is none in the file.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cvprocess/Export.h"
+#include "analysis/Export.h"
 
 #include <opencv2/core/types_c.h>
 
@@ -48,7 +48,7 @@ namespace velmor::cvprocess {
 ///     core::cvdata::Blobs blobs;
 ///     if (moments.findBlobs(mask, blobs, -1, 25.0) > 0)
 ///         std::cout << blobs.blobs.front().x << ", " << blobs.blobs.front().y << '\n';
-class VELMOR_CVPROCESS_EXPORT Moments
+class VELMOR_ANALYSIS_EXPORT Moments
 {
 public:
     /// Makes the storage of the contours.

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "cvprocess/Export.h"
+#include "analysis/Export.h"
 
 #include <opencv2/core/types_c.h>
 
@@ -49,7 +49,7 @@ namespace velmor::cvprocess {
 ///     motion.getMHI(&frame, &history); // per frame
 ///     math::Vector2 centre;
 ///     motion.getMassCenter(&history, &centre);
-class VELMOR_CVPROCESS_EXPORT MotionSegment
+class VELMOR_ANALYSIS_EXPORT MotionSegment
 {
 public:
     /// @param width, height  of the frames, at least 1; 4 * width * height < 2^31, width < 2^27

@@ -6,11 +6,11 @@
 #include "core/cvdata/Blobs.h"
 #include "core/cvdata/ColorGMM.h"
 #include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/Moments.h"
 #include "cvprocess/gpuStdShaders/ColorGMM.h"
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "glsupport/HeadlessContext.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/core/utils/logger.hpp>
 #include <opencv2/imgproc.hpp>
@@ -28,7 +28,7 @@ namespace {
 using namespace velmor;
 using core::cvdata::Blobs;
 using core::cvdata::Image;
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 using ColourModel = core::cvdata::ColorGMM;
 
 const cv::Scalar kMarkColour(0, 60, 230);

@@ -2,9 +2,9 @@
 //     first_filter photograph.jpg edges.png
 
 #include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/Laplacian.h"
 #include "glsupport/HeadlessContext.h"
+#include "glsupport/RectTexture.h"
 #include "imageio/ImageIo.h"
 
 #include <iostream>
@@ -12,7 +12,7 @@
 
 using namespace velmor;
 using core::cvdata::Image;
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 int main(int argc, char** argv)
 {

@@ -8,7 +8,6 @@
 // some were skipped, 1 when the run could not begin.
 
 #include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/BGR2HSV.h"
 #include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
@@ -17,6 +16,7 @@
 #include "cvprocess/gpuStdShaders/Not.h"
 #include "cvprocess/gpuStdShaders/RGB2GRAY.h"
 #include "glsupport/HeadlessContext.h"
+#include "glsupport/RectTexture.h"
 #include "imageio/ImageIo.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -49,8 +49,8 @@ namespace {
 
 using namespace velmor;
 using core::cvdata::Image;
-using core::cvdata::RectTexture;
 using cvprocess::GpuStdShaders;
+using glsupport::RectTexture;
 namespace fs = std::filesystem;
 
 // ---- The work on one file

@@ -2,9 +2,11 @@
 
 #include "core/Export.h"
 
-#include <GL/glew.h>
-
 namespace velmor::core::cvdata {
+
+// OpenGL's types, without its headers: a texture is described where there is no OpenGL too.
+using GLenum = unsigned int;
+using GLint = int;
 
 /// Describes an OpenGL texture that exists and belongs to somebody else. Copies describe the same texture.
 class VELMOR_CORE_EXPORT TextureGpu

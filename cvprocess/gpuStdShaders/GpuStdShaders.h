@@ -4,6 +4,8 @@
 #include "core/util/ParameterContainer.h"
 #include "cvprocess/Export.h"
 
+#include <GL/glew.h>
+
 #include <cstdint>
 #include <map>
 #include <string>

@@ -25,7 +25,7 @@ namespace {
 
 using core::cvdata::ColorGMM;
 using core::cvdata::ColourHist2d;
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 const char* const kClassNames[kClasses] = {"dark", "middling", "bright"};
 

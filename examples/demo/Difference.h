@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/core.hpp>
 
@@ -23,9 +23,9 @@ public:
     cv::Mat of(const cv::Mat& earlier, const cv::Mat& later);
 
 private:
-    std::unique_ptr<core::cvdata::RectTexture> mEarlier;
-    std::unique_ptr<core::cvdata::RectTexture> mLater;
-    std::unique_ptr<core::cvdata::RectTexture> mResult;
+    std::unique_ptr<glsupport::RectTexture> mEarlier;
+    std::unique_ptr<glsupport::RectTexture> mLater;
+    std::unique_ptr<glsupport::RectTexture> mResult;
     cvprocess::Subtract mFilter;
 };
 

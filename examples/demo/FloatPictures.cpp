@@ -4,7 +4,7 @@
 
 namespace velmor::demo {
 
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 std::unique_ptr<RectTexture> makeFloatTexture(const cv::Size& size)
 {

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/core.hpp>
 
@@ -9,10 +9,10 @@
 namespace velmor::demo {
 
 /// A texture of four floats, for values that are signed or above 1.
-std::unique_ptr<core::cvdata::RectTexture> makeFloatTexture(const cv::Size& size);
+std::unique_ptr<glsupport::RectTexture> makeFloatTexture(const cv::Size& size);
 
 /// Copies such a texture into a matrix of CV_32FC4: r, g, b, a.
-cv::Mat downloadFloats(const core::cvdata::RectTexture& texture);
+cv::Mat downloadFloats(const glsupport::RectTexture& texture);
 
 /// A channel of such a matrix, as CV_32F.
 cv::Mat channelOf(const cv::Mat& floats, int channel);

@@ -5,7 +5,7 @@
 namespace velmor::demo {
 
 using core::cvdata::Image;
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 std::unique_ptr<RectTexture> makeTexture(const cv::Size& size)
 {

@@ -15,7 +15,7 @@
 namespace velmor::demo {
 namespace {
 
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 /// Shows the pixels of a texture that have the colours of a model.
 void showKept(const std::string& title, core::cvdata::ColorGMM& model, RectTexture& source, bool binary,

@@ -1,7 +1,7 @@
 #include "examples/demo/PatchModel.h"
 
 #include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/imgproc.hpp>
 
@@ -46,7 +46,7 @@ std::array<cv::Rect, 3> calmPatches(const cv::Mat& picture)
     return {patches.front().place, patches[patches.size() / 2].place, patches.back().place};
 }
 
-core::cvdata::ColorGMM patchModel(const core::cvdata::RectTexture& texture, const cv::Rect& patch)
+core::cvdata::ColorGMM patchModel(const glsupport::RectTexture& texture, const cv::Rect& patch)
 {
     Image picture(texture.width(), texture.height(), Image::RGB); // red first, as in the texture
     texture.download(picture);

@@ -6,7 +6,7 @@
 
 #include <array>
 
-namespace velmor::core::cvdata {
+namespace velmor::glsupport {
 class RectTexture;
 }
 
@@ -18,6 +18,6 @@ namespace velmor::demo {
 std::array<cv::Rect, 3> calmPatches(const cv::Mat& picture);
 
 /// A model of two components of the first two channels, as a shader reads them, of a patch of a texture.
-core::cvdata::ColorGMM patchModel(const core::cvdata::RectTexture& texture, const cv::Rect& patch);
+core::cvdata::ColorGMM patchModel(const glsupport::RectTexture& texture, const cv::Rect& patch);
 
 } // namespace velmor::demo

@@ -33,8 +33,8 @@ void Showcase::leaveOut(const std::string& what, const std::string& why)
 }
 
 void Showcase::showFilter(const std::string& title, cvprocess::GpuStdShaders& filter,
-                          const core::cvdata::RectTexture& destination, const Finding& found,
-                          const std::string& sentence, double brightness)
+                          const glsupport::RectTexture& destination, const Finding& found, const std::string& sentence,
+                          double brightness)
 {
     const auto read = [&] {
         const cv::Mat result = download(destination);

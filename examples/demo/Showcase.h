@@ -6,11 +6,11 @@
 #include <string>
 
 namespace velmor {
-namespace core::cvdata {
-class RectTexture;
-}
 namespace cvprocess {
 class GpuStdShaders;
+}
+namespace glsupport {
+class RectTexture;
 }
 } // namespace velmor
 
@@ -49,7 +49,7 @@ public:
     /// @param destination  a texture of colours
     /// @param brightness   the picture is shown so many times brighter than it is
     void showFilter(const std::string& title, cvprocess::GpuStdShaders& filter,
-                    const core::cvdata::RectTexture& destination, const Finding& found, const std::string& sentence,
+                    const glsupport::RectTexture& destination, const Finding& found, const std::string& sentence,
                     double brightness = 1);
 
     /// What a pass left, made visible.

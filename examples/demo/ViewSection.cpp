@@ -18,7 +18,7 @@
 namespace velmor::demo {
 namespace {
 
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 void showBrighter(const Scene& scene, Showcase& showcase)
 {

@@ -9,7 +9,7 @@ FilterOperator::FilterOperator(const Material& material, RectTexture::Format for
 {
 }
 
-std::unique_ptr<core::cvdata::RectTexture> FilterOperator::makeTexture(RectTexture::Format format) const
+std::unique_ptr<glsupport::RectTexture> FilterOperator::makeTexture(RectTexture::Format format) const
 {
     return std::make_unique<RectTexture>(mMaterial.frameTexture->width(), mMaterial.frameTexture->height(), format);
 }

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/GpuStdShaders.h"
 #include "examples/viewer/Material.h"
 #include "examples/viewer/Operator.h"
+#include "glsupport/RectTexture.h"
 
 #include <memory>
 #include <vector>
@@ -18,7 +18,7 @@ public:
     Result run(const Values& values) final;
 
 protected:
-    using RectTexture = core::cvdata::RectTexture;
+    using RectTexture = glsupport::RectTexture;
 
     /// @param material  must outlive the operator
     /// @param format    of the destination

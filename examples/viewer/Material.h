@@ -1,7 +1,7 @@
 #pragma once
 
-#include "core/cvdata/RectTexture.h"
 #include "examples/viewer/Models.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/core.hpp>
 
@@ -27,8 +27,8 @@ struct Material
 
     cv::Mat frame;  ///< 8-bit BGR
     cv::Mat second; ///< the second picture of operators that take two
-    std::unique_ptr<core::cvdata::RectTexture> frameTexture;
-    std::unique_ptr<core::cvdata::RectTexture> secondTexture;
+    std::unique_ptr<glsupport::RectTexture> frameTexture;
+    std::unique_ptr<glsupport::RectTexture> secondTexture;
     Models models;
     std::vector<cv::Rect> regions; ///< of interest; none for all of the frame
 };

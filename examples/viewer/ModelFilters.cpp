@@ -24,7 +24,7 @@ std::unique_ptr<cvprocess::ColorGMM> mixtureFilter(core::cvdata::ColorGMM& model
     return std::make_unique<cvprocess::ColorGMM>(&model, &param);
 }
 
-cvprocess::ColorHistShader::Param histogramParam(const core::cvdata::RectTexture& frame)
+cvprocess::ColorHistShader::Param histogramParam(const glsupport::RectTexture& frame)
 {
     cvprocess::ColorHistShader::Param param;
     param.mNBins1 = param.mNBins2 = param.mNBins3 = kBinStep;
@@ -130,10 +130,10 @@ FilterOperator::Outcome ColourHistOperator::outcome()
 }
 
 CountOperator::CountOperator(const Material& material)
-    : mMask(material.frameTexture->width(), material.frameTexture->height(), core::cvdata::RectTexture::RGB8),
+    : mMask(material.frameTexture->width(), material.frameTexture->height(), glsupport::RectTexture::RGB8),
       // wider than there are tiles, of which there is at least one
-      mSums(std::max(2U, mMask.width()), mMask.height(), core::cvdata::RectTexture::R32UI),
-      mModel(material.models.chosen), mMaterial(material), mToMask(mixtureFilter(mModel, true))
+      mSums(std::max(2U, mMask.width()), mMask.height(), glsupport::RectTexture::R32UI), mModel(material.models.chosen),
+      mMaterial(material), mToMask(mixtureFilter(mModel, true))
 {
     mToMask->prepareExecution(*material.frameTexture, mMask);
 }

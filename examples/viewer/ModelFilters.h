@@ -73,8 +73,8 @@ public:
     Result run(const Values& values) override;
 
 private:
-    core::cvdata::RectTexture mMask;
-    core::cvdata::RectTexture mSums;
+    glsupport::RectTexture mMask;
+    glsupport::RectTexture mSums;
     core::cvdata::ColorGMM mModel;
     const Material& mMaterial;
     std::unique_ptr<cvprocess::ColorGMM> mToMask;

@@ -1,7 +1,7 @@
 #include "examples/viewer/Models.h"
 
-#include "core/cvdata/RectTexture.h"
 #include "examples/demo/PatchModel.h"
+#include "glsupport/RectTexture.h"
 
 #include <algorithm>
 
@@ -12,7 +12,7 @@ constexpr int kPatchShare = 12; ///< the middle patch is that part of the frame'
 
 } // namespace
 
-void Models::learn(const cv::Mat& frame, const core::cvdata::RectTexture& texture, const cv::Rect& newPatch)
+void Models::learn(const cv::Mat& frame, const glsupport::RectTexture& texture, const cv::Rect& newPatch)
 {
     const auto calm = demo::calmPatches(frame);
     chosen = demo::patchModel(texture, newPatch);

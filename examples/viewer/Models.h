@@ -4,7 +4,7 @@
 
 #include <opencv2/core.hpp>
 
-namespace velmor::core::cvdata {
+namespace velmor::glsupport {
 class RectTexture;
 }
 
@@ -22,7 +22,7 @@ struct Models
     /// Learns all three.
     /// @param frame    8-bit BGR
     /// @param texture  holds the frame
-    void learn(const cv::Mat& frame, const core::cvdata::RectTexture& texture, const cv::Rect& newPatch);
+    void learn(const cv::Mat& frame, const glsupport::RectTexture& texture, const cv::Rect& newPatch);
 };
 
 /// A small square in the middle of a frame.

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-namespace velmor::core::cvdata {
+namespace velmor::glsupport {
 class RectTexture;
 }
 
@@ -20,10 +20,10 @@ public:
 
     struct Result
     {
-        core::cvdata::RectTexture* texture; ///< of the operator's own
-        Colours colours;                    ///< how the texture is to be seen
-        std::string found;                  ///< what the result says, in a few words; may be empty
-        double milliseconds;                ///< that the pass took
+        glsupport::RectTexture* texture; ///< of the operator's own
+        Colours colours;                 ///< how the texture is to be seen
+        std::string found;               ///< what the result says, in a few words; may be empty
+        double milliseconds;             ///< that the pass took
     };
 
     Operator() = default;

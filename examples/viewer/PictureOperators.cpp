@@ -48,7 +48,7 @@ cv::Mat detectedMask(const cv::Mat& frame, core::cvdata::ColorGMM model, bool mo
 
 PictureOperator::PictureOperator(const Material& material)
     : mMaterial(material),
-      mPicture(material.frameTexture->width(), material.frameTexture->height(), core::cvdata::RectTexture::RGB8)
+      mPicture(material.frameTexture->width(), material.frameTexture->height(), glsupport::RectTexture::RGB8)
 {
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/FaceDetect.h"
 #include "examples/demo/MotionHistory.h"
 #include "examples/viewer/Material.h"
 #include "examples/viewer/Operator.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/core.hpp>
 
@@ -36,7 +36,7 @@ protected:
 
 private:
     const Material& mMaterial;
-    core::cvdata::RectTexture mPicture;
+    glsupport::RectTexture mPicture;
 };
 
 /// ColourDetector with the model of the patch. Parameters: whether with morphology, the threshold.

@@ -11,7 +11,7 @@
 namespace velmor::viewer {
 namespace {
 
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 /// A picture whose channels below a level are 0.
 cv::Mat brightPart(const cv::Mat& picture, double level)

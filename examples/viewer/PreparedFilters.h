@@ -34,9 +34,9 @@ private:
 /// How a filter's source is made of the frame, and how its result is seen.
 struct Preparation
 {
-    core::cvdata::RectTexture::Format source;
-    void (*fill)(const cv::Mat& frame, core::cvdata::RectTexture& source);
-    core::cvdata::RectTexture::Format result;
+    glsupport::RectTexture::Format source;
+    void (*fill)(const cv::Mat& frame, glsupport::RectTexture& source);
+    glsupport::RectTexture::Format result;
     Colours seen;
 };
 

@@ -10,7 +10,7 @@
 namespace velmor::viewer {
 namespace {
 
-using core::cvdata::RectTexture;
+using glsupport::RectTexture;
 
 constexpr int kVisiblePixels = 4; ///< enlarged so much or more, pixels are shown as squares
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/core.hpp>
 
@@ -14,7 +14,7 @@ public:
     explicit Screen(const cv::Size& window);
 
     /// Draws a texture, its row 0 at the top, as large as the place.
-    void texture(core::cvdata::RectTexture& texture, const cv::Rect& place);
+    void texture(glsupport::RectTexture& texture, const cv::Rect& place);
 
     /// Draws a picture, 8-bit BGR, over what is there.
     /// @param opacity  0..1
@@ -25,7 +25,7 @@ public:
     void frame(const cv::Rect2d& place, const cv::Vec3b& colour);
 
 private:
-    void quad(core::cvdata::RectTexture& texture, const cv::Rect& place, double opacity);
+    void quad(glsupport::RectTexture& texture, const cv::Rect& place, double opacity);
 };
 
 } // namespace velmor::viewer

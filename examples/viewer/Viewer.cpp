@@ -52,7 +52,7 @@ std::string freeName(const std::string& shown)
 
 Viewer::Viewer(Player& player, const demo::MessageLog& log)
     : mPlayer(player), mLog(log), mMaterial(player.frame()),
-      mPicture(mMaterial.frameTexture->width(), mMaterial.frameTexture->height(), core::cvdata::RectTexture::RGB8),
+      mPicture(mMaterial.frameTexture->width(), mMaterial.frameTexture->height(), glsupport::RectTexture::RGB8),
       mValues(initialValues()), mWindow(player.frame().size())
 {
 }

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "core/cvdata/RectTexture.h"
 #include "examples/viewer/ColourView.h"
 #include "examples/viewer/Material.h"
 #include "examples/viewer/Operator.h"
@@ -8,6 +7,7 @@
 #include "examples/viewer/PassTimes.h"
 #include "examples/viewer/Placement.h"
 #include "examples/viewer/Player.h"
+#include "glsupport/RectTexture.h"
 
 #include <opencv2/core.hpp>
 
@@ -108,7 +108,7 @@ private:
     Player& mPlayer;
     const demo::MessageLog& mLog;
     Material mMaterial;
-    core::cvdata::RectTexture mPicture;    ///< what is shown, of the frame's size
+    glsupport::RectTexture mPicture;       ///< what is shown, of the frame's size
     std::vector<Operator::Values> mValues; ///< of each operator
     std::size_t mIndex = 0;                ///< of the operator
     std::size_t mParameter = 0;            ///< the chosen one of the operator

@@ -13,6 +13,7 @@
 #include "tests/support/FieldOrder.h"
 #include "tests/support/VirtualSlot.h"
 
+#include <GL/glew.h>
 #include <gtest/gtest.h>
 
 #include <type_traits>

@@ -1,5 +1,6 @@
 #include "core/cvdata/TextureGpu.h"
 
+#include <GL/glew.h>
 #include <gtest/gtest.h>
 
 #include <type_traits>

@@ -3,8 +3,8 @@
 #include "core/cvdata/ColorGMM.h"
 #include "core/cvdata/ColourHist2d.h"
 #include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/And.h"
+#include "glsupport/RectTexture.h"
 
 #include <iostream>
 #include <vector>
@@ -13,10 +13,10 @@
 
 namespace velmor {
 
-extern core::cvdata::RectTexture source, source1, source2, destination;
-extern core::cvdata::RectTexture picture, colour, grey, raw, counts, mask, maskA, maskB, magnitudeAndDirection;
-extern core::cvdata::RectTexture background, frame, frameBefore, frameNow, before, after;
-extern core::cvdata::RectTexture result, classes, edges, flipped, gradients, sums;
+extern glsupport::RectTexture source, source1, source2, destination;
+extern glsupport::RectTexture picture, colour, grey, raw, counts, mask, maskA, maskB, magnitudeAndDirection;
+extern glsupport::RectTexture background, frame, frameBefore, frameNow, before, after;
+extern glsupport::RectTexture result, classes, edges, flipped, gradients, sums;
 extern core::cvdata::Image samples, sampleMask;
 extern core::cvdata::ColorGMM skin, grass, road;
 extern cvprocess::And filter;

@@ -1,6 +1,6 @@
 #include "cvprocess/gpuStdShaders/And.h"
 
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 #include "tests/support/PixelTest.h"
 
 #include <algorithm>
@@ -46,7 +46,7 @@ TEST_F(PixelTest, TwoAndFiltersDoNotDisturbEachOther)
 {
     const auto first = makeQuietly<And>();
     const auto second = makeQuietly<And>();
-    using velmor::core::cvdata::RectTexture;
+    using velmor::glsupport::RectTexture;
     const float ones[4] = {1, 1, 1, 1}, zeros[4] = {};
     RectTexture set(1, 1, RectTexture::RGBA32F), clear(1, 1, RectTexture::RGBA32F);
     RectTexture result1(1, 1, RectTexture::RGBA32F), result2(1, 1, RectTexture::RGBA32F);

@@ -3,8 +3,8 @@
 #include "tests/support/ReferenceRules.h"
 
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::BayerRG2GRAY;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

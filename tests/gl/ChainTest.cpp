@@ -24,7 +24,7 @@ extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // g++ comes w
 using velmor::core::cvdata::ColorGMM;
 using velmor::core::cvdata::ColourHist2d;
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
+using velmor::glsupport::RectTexture;
 using namespace velmor::cvprocess;
 
 namespace velmor::tests {

@@ -6,8 +6,8 @@
 #include <random>
 
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::ColorGMM2;
+using velmor::glsupport::RectTexture;
 using Model = velmor::core::cvdata::ColorGMM;
 
 namespace velmor::tests {

@@ -10,10 +10,10 @@
 
 using velmor::core::cvdata::ColourHist2d;
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::ColorHistShader;
 using velmor::cvprocess::ColourHist2D;
 using velmor::cvprocess::CvtColour;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

@@ -6,8 +6,8 @@
 #include <random>
 
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::DebugUInt2Float;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

@@ -1,7 +1,7 @@
 #include "glsupport/DriverAdapter.h"
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
+#include "glsupport/RectTexture.h"
 #include "tests/gl/GlTest.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/ThrownText.h"
@@ -22,9 +22,9 @@
 #include <utility>
 #include <vector>
 
-using velmor::core::cvdata::RectTexture;
 using velmor::glsupport::DriverAdapter;
 using velmor::glsupport::HeadlessContext;
+using velmor::glsupport::RectTexture;
 
 #ifdef __SANITIZE_ADDRESS__
 extern "C" std::size_t __sanitizer_get_current_allocated_bytes(); // g++ has no header with it

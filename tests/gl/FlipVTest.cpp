@@ -5,8 +5,8 @@
 #include <cmath>
 
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::FlipV;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

@@ -1,12 +1,12 @@
 #include "cvprocess/gpuStdShaders/GlFbo.h"
 
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 #include "tests/gl/GlTest.h"
 
 #include <sstream>
 
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::GlFbo;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

@@ -2,19 +2,19 @@
 
 #include "cvprocess/gpuStdShaders/GpuStdShaders.h"
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
 #include "cvprocess/gpuStdShaders/Not.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
+#include "glsupport/RectTexture.h"
 #include "tests/support/PixelTest.h"
 
-using velmor::core::cvdata::RectTexture;
 using velmor::core::cvdata::TextureGpu;
 using velmor::cvprocess::FlipV;
 using velmor::cvprocess::GlFbo;
 using velmor::cvprocess::GpuStdShaders;
 using velmor::cvprocess::Not;
 using velmor::cvprocess::Subtract;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

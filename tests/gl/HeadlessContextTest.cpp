@@ -1,7 +1,7 @@
 #include "glsupport/HeadlessContext.h"
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
+#include "glsupport/RectTexture.h"
 #include "tests/support/Capture.h"
 #include "tests/support/DeathText.h"
 
@@ -20,9 +20,9 @@
 #include <thread>
 #include <vector>
 
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::Subtract;
 using velmor::glsupport::HeadlessContext;
+using velmor::glsupport::RectTexture;
 
 namespace {
 

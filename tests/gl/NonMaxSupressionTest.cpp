@@ -6,8 +6,8 @@
 #include <random>
 
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::NonMaxSupression;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

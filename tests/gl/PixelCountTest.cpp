@@ -1,6 +1,6 @@
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 #include "tests/gl/GlTest.h"
 
 #include <algorithm>
@@ -9,8 +9,8 @@
 #include <random>
 #include <vector>
 
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::PixelCount;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

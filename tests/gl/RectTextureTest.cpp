@@ -1,4 +1,4 @@
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 
 #include "core/cvdata/Image.h"
 #include "cvprocess/gpuStdShaders/Or.h"
@@ -10,7 +10,7 @@
 #include <vector>
 
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

@@ -2,8 +2,8 @@
 
 #include "glsupport/DriverAdapter.h"
 
-#include "core/cvdata/RectTexture.h"
 #include "glsupport/HeadlessContext.h"
+#include "glsupport/RectTexture.h"
 #include "tests/support/ApplicationTexts.h"
 
 #include <GL/glew.h>
@@ -16,9 +16,9 @@
 #include <utility>
 #include <vector>
 
-using velmor::core::cvdata::RectTexture;
 using velmor::glsupport::DriverAdapter;
 using velmor::glsupport::HeadlessContext;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

@@ -1,7 +1,6 @@
 #include "glsupport/StateGuard.h"
 
 #include "core/cvdata/ColourHist2d.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/BGR2HSV.h"
 #include "cvprocess/gpuStdShaders/ColorHistShader.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
@@ -9,6 +8,7 @@
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "cvprocess/gpuStdShaders/RGB2GRAY.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
+#include "glsupport/RectTexture.h"
 #include "tests/support/ReferenceRules.h"
 
 #include <algorithm>
@@ -20,7 +20,6 @@
 #include <vector>
 
 using velmor::core::cvdata::ColourHist2d;
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::BGR2HSV;
 using velmor::cvprocess::ColorHistShader;
 using velmor::cvprocess::FlipV;
@@ -28,6 +27,7 @@ using velmor::cvprocess::Not;
 using velmor::cvprocess::PixelCount;
 using velmor::cvprocess::RGB2GRAY;
 using velmor::cvprocess::Subtract;
+using velmor::glsupport::RectTexture;
 using velmor::glsupport::StateGuard;
 
 namespace velmor::tests {

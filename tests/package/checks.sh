@@ -8,7 +8,7 @@ sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 prefix=$SCRATCH/moved
 packages=$SCRATCH/packages
 root=$packages/root
-libraries=(math core imageio cvprocess glsupport)
+libraries=(math core imageio analysis cvprocess glsupport)
 export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
 read -ra flags <<<"$FLAGS"
 
@@ -122,7 +122,7 @@ media_libraries_of()
 media_libraries_stay_out()
 {
     local name found
-    for name in math core cvprocess glsupport; do
+    for name in math core analysis cvprocess glsupport; do
         found=$(media_libraries_of "$(library $name)")
         [[ -z $found ]] || fail "velmor_$name needs ${found//$'\n'/ }"
     done
@@ -316,7 +316,7 @@ media_packages_of()
 media_packages_stay_out()
 {
     local name found major=${VERSION%%.*}
-    for name in math core cvprocess glsupport; do
+    for name in math core analysis cvprocess glsupport; do
         dependencies_of libvelmor-$name$major | grep -qx libc6 || fail "libvelmor-$name$major does not depend on libc6"
         found=$(media_packages_of libvelmor-$name$major)
         [[ -z $found ]] || fail "libvelmor-$name$major depends on ${found//$'\n'/ }"

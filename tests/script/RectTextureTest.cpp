@@ -1,12 +1,12 @@
 // What no driver can be made to do: refusing textures that it announced, and unusual limits.
 
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 
 #include "tests/script/ScriptTest.h"
 
 #include <stdexcept>
 
-using velmor::core::cvdata::RectTexture;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

@@ -12,8 +12,8 @@ namespace velmor::tests {
 namespace {
 
 using core::cvdata::Image;
-using core::cvdata::RectTexture;
 using cvprocess::GpuStdShaders;
+using glsupport::RectTexture;
 
 constexpr Texel kSentinel = {-7.0f, -8.0f, -9.0f, -10.0f}; // no filter writes it
 constexpr float kCorners[] = {0.0f, 1.0f, 0.5f, 1.0f / 255.0f, 254.0f / 255.0f};

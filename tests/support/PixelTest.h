@@ -1,8 +1,8 @@
 #pragma once
 
 #include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/GpuStdShaders.h"
+#include "glsupport/RectTexture.h"
 #include "tests/gl/GlTest.h"
 
 #include <array>
@@ -96,8 +96,7 @@ protected:
     Picture run(cvprocess::GpuStdShaders& filter, const Picture& source);
 
     /// One pass of a filter of one source, from one texture into another; what lies in the destination is overwritten.
-    Picture run(cvprocess::GpuStdShaders& filter, core::cvdata::RectTexture& source,
-                core::cvdata::RectTexture& destination);
+    Picture run(cvprocess::GpuStdShaders& filter, glsupport::RectTexture& source, glsupport::RectTexture& destination);
 
     /// One pass over single texels.
     Texel runOne(cvprocess::GpuStdShaders& filter, const Texel& first, const Texel& second);
@@ -107,15 +106,15 @@ private:
     void expectLargerDestination(cvprocess::GpuStdShaders& filter, bool twoSources, const Reference& reference);
     void expectLongestSides(cvprocess::GpuStdShaders& filter, bool twoSources, const Reference& reference);
 
-    Picture run(cvprocess::GpuStdShaders& filter, bool twoSources, core::cvdata::RectTexture& source1,
-                core::cvdata::RectTexture& source2, core::cvdata::RectTexture& destination);
+    Picture run(cvprocess::GpuStdShaders& filter, bool twoSources, glsupport::RectTexture& source1,
+                glsupport::RectTexture& source2, glsupport::RectTexture& destination);
 };
 
 /// Sets what a shader reads outside a texture of floats: this colour.
-void setBorderColour(const core::cvdata::RectTexture& texture, const Texel& colour);
+void setBorderColour(const glsupport::RectTexture& texture, const Texel& colour);
 
 /// Sets that a shader reads a mean of the nearest texels.
-void setLinearFilter(const core::cvdata::RectTexture& texture);
+void setLinearFilter(const glsupport::RectTexture& texture);
 
 void expectNear(const Texel& actual, const Texel& expected, float tolerance, std::size_t channels = 4);
 

@@ -681,6 +681,12 @@ GLint GLAPIENTRY GetUniformLocation(GLuint program, const GLchar* name)
     return location == gl().uniformLocations.end() ? -1 : location->second;
 }
 
+GLboolean GLAPIENTRY IsBuffer(GLuint buffer)
+{
+    gl().call("glIsBuffer", buffer);
+    return buffer != 0;
+}
+
 void GLAPIENTRY LinkProgram(GLuint program)
 {
     gl().call("glLinkProgram", program);
@@ -783,6 +789,7 @@ VELMOR_ENTRY(GetProgramiv)
 VELMOR_ENTRY(GetShaderInfoLog)
 VELMOR_ENTRY(GetShaderiv)
 VELMOR_ENTRY(GetUniformLocation)
+VELMOR_ENTRY(IsBuffer)
 VELMOR_ENTRY(LinkProgram)
 VELMOR_ENTRY(ShaderSource)
 VELMOR_ENTRY(BindFragDataLocationEXT)

@@ -2,8 +2,8 @@
 
 #include "cvprocess/gpuStdShaders/DebugUInt2Float.h"
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "glsupport/RectTexture.h"
 #include "tests/support/Capture.h"
 #include "tests/support/ShownWindow.h"
 #include "tests/window/Glut.h"
@@ -15,9 +15,9 @@
 #include <random>
 #include <thread>
 
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::DebugUInt2Float;
 using velmor::cvprocess::GlFbo;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

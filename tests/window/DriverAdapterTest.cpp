@@ -2,17 +2,17 @@
 
 #include "glsupport/DriverAdapter.h"
 
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/PixelCount.h"
+#include "glsupport/RectTexture.h"
 #include "tests/support/Capture.h"
 #include "tests/window/Glut.h"
 
 #include <memory>
 #include <vector>
 
-using velmor::core::cvdata::RectTexture;
 using velmor::cvprocess::PixelCount;
 using velmor::glsupport::DriverAdapter;
+using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {

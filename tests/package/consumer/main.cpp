@@ -1,9 +1,9 @@
 // Uses something of every library: combines two pictures on a headless context and checks the pixels.
 
 #include "core/cvdata/Image.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/And.h"
 #include "glsupport/HeadlessContext.h"
+#include "glsupport/RectTexture.h"
 #include "glsupport/StateGuard.h"
 #include "imageio/ImageIo.h"
 #include "math/SquareMatrix.h"
@@ -15,7 +15,7 @@
 #include <string>
 
 using velmor::core::cvdata::Image;
-using velmor::core::cvdata::RectTexture;
+using velmor::glsupport::RectTexture;
 
 namespace {
 

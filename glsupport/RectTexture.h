@@ -1,16 +1,19 @@
 #pragma once
 
 #include "core/cvdata/TextureGpu.h"
+#include "glsupport/Export.h"
 
 namespace velmor::core::cvdata {
-
 class Image;
+}
+
+namespace velmor::glsupport {
 
 /// A rectangle texture that owns its OpenGL texture: nearest filter, clamp to edge.
 ///
 /// Every operation needs the OpenGL context of the texture to be current and GLEW to be initialised. Texture binding,
 /// pixel-store state and pixel buffer bindings are left as they were. Texel row 0 is row 0 of the image.
-class VELMOR_CORE_EXPORT RectTexture : public TextureGpu
+class VELMOR_GLSUPPORT_EXPORT RectTexture : public core::cvdata::TextureGpu
 {
 public:
     /// What a texel holds, and what a shader reads of it.
@@ -46,7 +49,7 @@ public:
     /// becomes 1. A greyscale image goes into every format: into all three colours, but in integer formats into red
     /// alone. A colour image goes into formats of three and four channels.
     /// @throws std::runtime_error  when size or layout do not fit; the texture stays as it was
-    void upload(const Image& image);
+    void upload(const core::cvdata::Image& image);
 
     /// Copies tightly packed rows of texels, in the texture's own channel order and data type.
     /// @param texels  width * height texels of 1, 3 or 4 components of getTexDataType()
@@ -55,7 +58,7 @@ public:
     /// Copies the texture into an image of the same size, whatever the image's row stride. Floats are clamped to
     /// 0..1 and scaled to bytes. GREY8 and R32F go into greyscale images, RGB8, RGBA8 and RGBA32F into colour images.
     /// @throws std::runtime_error  when size, layout or format do not fit; the image stays as it was
-    void download(Image& image) const;
+    void download(core::cvdata::Image& image) const;
 
     /// Copies the texture into tightly packed rows of texels, in the texture's own channel order and data type.
     /// @param[out] texels  room for width * height texels of 1, 3 or 4 components of getTexDataType()
@@ -65,4 +68,4 @@ private:
     Format mFormat;
 };
 
-} // namespace velmor::core::cvdata
+} // namespace velmor::glsupport

@@ -1,6 +1,9 @@
-#include "core/cvdata/RectTexture.h"
+#include "glsupport/RectTexture.h"
 
 #include "core/cvdata/Image.h"
+#include "glsupport/internal/PixelBuffers.h"
+
+#include <GL/glew.h>
 
 #include <array>
 #include <cstring>
@@ -9,7 +12,11 @@
 #include <string>
 #include <vector>
 
-namespace velmor::core::cvdata {
+namespace velmor::glsupport {
+
+using core::cvdata::Image;
+using core::cvdata::TextureGpu;
+
 namespace {
 
 constexpr GLenum kTarget = GL_TEXTURE_RECTANGLE_ARB;
@@ -124,15 +131,12 @@ public:
     explicit TransferScope(GLuint texture)
     {
         glGetIntegerv(GL_TEXTURE_BINDING_RECTANGLE_ARB, &mSavedTexture);
-        if (mHasBuffers) {
-            glGetIntegerv(GL_PIXEL_UNPACK_BUFFER_BINDING, &mSavedUnpackBuffer);
-            glGetIntegerv(GL_PIXEL_PACK_BUFFER_BINDING, &mSavedPackBuffer);
-        }
+        mBuffers.save();
         for (std::size_t i = 0; i < kLayout.size(); ++i) { // the attribute stack may be full of the application's
             glGetIntegerv(kLayout[i], &mSavedLayout[i]);
             glPixelStorei(kLayout[i], kLayout[i] == GL_UNPACK_ALIGNMENT || kLayout[i] == GL_PACK_ALIGNMENT ? 1 : 0);
         }
-        bindBuffers(0, 0);
+        mBuffers.release();
         glBindTexture(kTarget, texture);
     }
     TransferScope(const TransferScope&) = delete;
@@ -142,7 +146,7 @@ public:
         glBindTexture(kTarget, static_cast<GLuint>(mSavedTexture));
         for (std::size_t i = 0; i < kLayout.size(); ++i)
             glPixelStorei(kLayout[i], mSavedLayout[i]);
-        bindBuffers(mSavedUnpackBuffer, mSavedPackBuffer);
+        mBuffers.restore();
     }
 
     void setRows(const RowLayout& rows)
@@ -154,24 +158,14 @@ public:
     }
 
 private:
-    void bindBuffers(GLint unpack, GLint pack) const
-    {
-        if (mHasBuffers) {
-            glBindBuffer(GL_PIXEL_UNPACK_BUFFER, static_cast<GLuint>(unpack));
-            glBindBuffer(GL_PIXEL_PACK_BUFFER, static_cast<GLuint>(pack));
-        }
-    }
-
     static constexpr std::array<GLenum, 12> kLayout = {
         GL_UNPACK_SWAP_BYTES,  GL_UNPACK_LSB_FIRST, GL_UNPACK_ROW_LENGTH, GL_UNPACK_SKIP_ROWS,
         GL_UNPACK_SKIP_PIXELS, GL_UNPACK_ALIGNMENT, GL_PACK_SWAP_BYTES,   GL_PACK_LSB_FIRST,
         GL_PACK_ROW_LENGTH,    GL_PACK_SKIP_ROWS,   GL_PACK_SKIP_PIXELS,  GL_PACK_ALIGNMENT};
 
-    const bool mHasBuffers = GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object;
+    PixelBuffers mBuffers;
     std::array<GLint, 12> mSavedLayout = {};
     GLint mSavedTexture = 0;
-    GLint mSavedUnpackBuffer = 0;
-    GLint mSavedPackBuffer = 0;
 };
 
 GLsizei size(unsigned extent)
@@ -292,4 +286,4 @@ void RectTexture::download(void* texels) const
     glGetTexImage(kTarget, 0, mTexChanSeq, mTexDataType, texels);
 }
 
-} // namespace velmor::core::cvdata
+} // namespace velmor::glsupport
