@@ -6,12 +6,12 @@
 
 namespace velmor::cvprocess {
 
-/// Tells where both of two pictures are set, channel by channel.
+/// Marks where both of two pictures are set, channel by channel.
 ///
 /// A channel is 1 where both inputs are above 0, else 0: `out = (A > 0 and B > 0) ? 1 : 0`, alpha included.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: 0 or 1 in each of r, g, b, a.
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
 /// Example:
 ///
@@ -21,7 +21,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT And : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     And();
 
     ~And() override;

@@ -6,14 +6,15 @@
 
 namespace velmor::cvprocess {
 
-/// Turns a colour picture into grey by luminance.
+/// Turns a colour picture into grey by its luminance.
 ///
-/// `grey = 0.212671 r + 0.715160 g + 0.072169 b`, the luminance weights of ITU-R BT.709, written to all four channels.
-/// Both BGR2GRAY and RGB2GRAY weight the stored red channel by 0.212671: they give the same result, and this is
-/// meant. A texture whose red is red (RectTexture, whatever the layout of the image) needs no thought about it.
+/// `grey = 0.212671 r + 0.715160 g + 0.072169 b`, written to all four channels. The weights are those of ITU-R BT.709.
+/// By design BGR2GRAY and RGB2GRAY give the same result: both weight the red channel of the texture by 0.212671. This
+/// is right for every texture whose red is red. A RectTexture is one, whatever the layout of the image that was
+/// uploaded.
 ///
 /// Input: one rectangle texture of at least three colour channels. Output: grey in r, g, b, a; 0..1 for inputs of 0..1.
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
 /// Example:
 ///
@@ -23,7 +24,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT BGR2GRAY : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     BGR2GRAY();
 
     ~BGR2GRAY() override;

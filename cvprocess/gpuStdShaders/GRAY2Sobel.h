@@ -8,14 +8,17 @@ namespace velmor::cvprocess {
 
 /// Finds edges: the Sobel gradients of a grey picture and their magnitude.
 ///
-/// Correlates the red channel with two kernels of 3 x 3 (Sobel and Feldman, 1968), row by row from above:
+/// The filter correlates the red channel with two kernels of 3 x 3 (Sobel and Feldman, 1968), here row by row from the
+/// top:
 ///
 ///     horizontal edges h:  -1 -2 -1 / 0 0 0 / 1 2 1
 ///     vertical edges v:     1 0 -1 / 2 0 -2 / 1 0 -1
 ///
 /// Input: one rectangle texture with grey in r. Output: h in r, v in g, sqrt(h^2 + v^2) in b; a has no defined value.
-/// For inputs of 0..1, r and g lie in -4..4 and b in 0..5.657: the destination needs a float format, others clamp.
-/// Border: places outside take what the texture's wrap mode gives, the edge pixel for RectTexture. No parameters.
+/// For inputs of 0..1, r and g lie in -4..4 and b in 0..5.657: the destination needs a float format, because others
+/// clamp.
+/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels. There are no
+/// parameters.
 ///
 /// Example:
 ///
@@ -25,7 +28,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT GRAY2Sobel : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     GRAY2Sobel();
 
     ~GRAY2Sobel() override;

@@ -12,13 +12,13 @@ namespace velmor::cvprocess {
 
 /// A framebuffer object of GL_EXT_framebuffer_object, which filters render into.
 ///
-/// Operations bind the object only as long as they need it ("guarded" binding). There is one slot for the binding
-/// that was found, and a guarded operation inside another one overwrites it: so after attachTexture(),
-/// attachRenderBuffer(), unattach() and unattachAll() this framebuffer stays bound, while the queries and isValid()
-/// restore the binding. This is meant: filters attach and then draw. With NDEBUG, attachTexture() and
-/// attachRenderBuffer() have no query inside and restore the binding.
+/// Operations bind the object only as long as they need it ("guarded" binding). The binding that was found is kept in
+/// one slot, and a guarded operation inside another one overwrites it. So after attachTexture(), attachRenderBuffer(),
+/// unattach() and unattachAll() this framebuffer stays bound, while the queries and isValid() restore the binding. This
+/// is by design: filters attach and then draw. With NDEBUG, attachTexture() and attachRenderBuffer() make no query
+/// inside and restore the binding.
 ///
-/// All operations need the OpenGL context of the object to be current on the calling thread.
+/// All operations need the object's OpenGL context to be current on the calling thread.
 class VELMOR_CVPROCESS_EXPORT GlFbo
 {
 public:
@@ -41,32 +41,33 @@ public:
     virtual void attachTexture(GLenum texTarget, GLuint texId, GLenum attachment = GL_COLOR_ATTACHMENT0_EXT,
                                int mipLevel = 0, int zSlice = 0);
 
-    /// Attaches several textures, as attachTexture() each.
+    /// Attaches several textures, each as attachTexture() does.
     /// @param numTextures  length of the arrays
     /// @param texTarget    target of each texture
     /// @param texId        the textures
     /// @param attachment   null: the colour attachments from 0 on
-    /// @param mipLevel     null: level 0 each
-    /// @param zSlice       null: slice 0 each
+    /// @param mipLevel     null: level 0 for each
+    /// @param zSlice       null: slice 0 for each
     virtual void attachTextures(int numTextures, GLenum* texTarget, GLuint* texId, GLenum* attachment = nullptr,
                                 int* mipLevel = nullptr, int* zSlice = nullptr);
 
-    /// Attaches a renderbuffer, which stays the caller's; redundancy as for attachTexture().
+    /// Attaches a renderbuffer, which stays the caller's. One that is attached already is treated as in
+    /// attachTexture().
     virtual void attachRenderBuffer(GLuint buffId, GLenum attachment = GL_COLOR_ATTACHMENT0_EXT);
 
-    /// Attaches several renderbuffers, as attachRenderBuffer() each.
+    /// Attaches several renderbuffers, each as attachRenderBuffer() does.
     /// @param numBuffers  length of the arrays
     /// @param buffId      the renderbuffers
     /// @param attachment  null: the colour attachments from 0 on
     virtual void attachRenderBuffers(int numBuffers, GLuint* buffId, GLenum* attachment = nullptr);
 
-    /// Takes off whatever is attached at a point; nothing if nothing is.
+    /// Takes off what is attached at a point, if anything is.
     void unattach(GLenum attachment);
 
-    /// Takes off whatever is attached at every colour attachment; depth and stencil stay.
+    /// Takes off what is attached at every colour attachment; depth and stencil stay.
     void unattachAll();
 
-    /// Binds this framebuffer for drawing and reading, for good.
+    /// Binds this framebuffer for drawing and reading, until another one is bound.
     void bind() { glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, mFboId); }
 
     /// Binds the window system's framebuffer.
@@ -81,11 +82,11 @@ public:
     /// Id of what is attached; 0 for nothing.
     GLuint getAttachedId(GLenum attachment);
 
-    /// Level of the attached texture. Like the face and the slice it exists where a texture is attached: elsewhere the
-    /// result is 0 and OpenGL records an error, which is the caller's to drain (checkGlErrors()).
+    /// Level of the attached texture. Level, face and slice exist only where a texture is attached. Elsewhere the
+    /// result is 0 and OpenGL records an error; the caller drains it with checkGlErrors().
     GLint getAttachedMipLevel(GLenum attachment);
 
-    /// Cube map face of the attached texture, 0 if it is no cube map; see getAttachedMipLevel() for errors.
+    /// Cube map face of the attached texture, 0 if it is not a cube map; see getAttachedMipLevel() for errors.
     GLint getAttachedCubeFace(GLenum attachment);
 
     /// Slice of the attached 3-D texture; see getAttachedMipLevel() for errors.
@@ -94,7 +95,7 @@ public:
     /// Number of colour attachments that the driver offers.
     static int getMaxColorAttachments();
 
-    /// Drains the OpenGL error queue onto std::cerr, a line per error.
+    /// Empties the OpenGL error queue onto std::cerr, one line per error.
     /// @param location  put behind each message after " at "; null for none
     /// @return          whether there was any error
     static bool checkGlErrors(const char* location);

@@ -10,9 +10,9 @@ namespace velmor::cvprocess {
 
 /// The GLSL programs and shaders of one filter: creates, compiles, attaches, links, validates and deletes them.
 ///
-/// Every program and shader that it makes belongs to the manager; ids that it hands out are borrowed. Progress goes to
-/// std::cout, errors to std::cerr. What leaves no usable shader ends the process with exit(); a program that does not
-/// link or validate is reported and kept.
+/// The manager owns every program and shader that it makes, and lends out their ids. Progress goes to std::cout, errors
+/// to std::cerr. Where no usable shader is left the process ends with exit(). A program that does not link or validate
+/// is reported and kept.
 ///
 /// All operations need an OpenGL context that is current on the calling thread, and GLEW to be initialised.
 class VELMOR_CVPROCESS_EXPORT GlShaderMgr
@@ -26,29 +26,29 @@ public:
     /// Stops using any program, then deletes the programs and the shaders, each in the order of their keys.
     virtual ~GlShaderMgr();
 
-    /// Gives the program of a name, and makes an empty one when the name is new.
+    /// Finds the program of a name, or makes an empty one when the name is new.
     /// @param name          any text; filters take the path of their source file
     /// @param[out] progObj  the program's id
     /// @return              true when the name was new; false means that the program is built already
     bool registerProgObj(const std::string& name, unsigned int& progObj);
 
-    /// Compiles a shader and attaches it to a program. The source text is the key: a text that was loaded before is
-    /// neither compiled nor attached again, not even to another program.
+    /// Compiles a shader and attaches it to a program. The source text is the key: a text that was loaded before is not
+    /// compiled or attached again, not even to another program.
     /// @param progObj         the program's id
-    /// @param shaderType      GL_VERTEX_SHADER, GL_FRAGMENT_SHADER, or what else the driver takes
+    /// @param shaderType      GL_VERTEX_SHADER, GL_FRAGMENT_SHADER, or another one that the driver takes
     /// @param source          GLSL text
     /// @param[out] shaderObj  the shader's id
     /// @return                true; a shader that does not compile or attach ends the process with exit(-1)
     bool loadAndAttachShaderFromString(const unsigned int& progObj, unsigned int shaderType, const std::string& source,
                                        unsigned int& shaderObj);
 
-    /// As loadAndAttachShaderFromString(), with the text read from a file. The path is the key.
+    /// Does what loadAndAttachShaderFromString() does, with the text of a file. The path is the key.
     /// @param progObj         the program's id
     /// @param shaderType      as for loadAndAttachShaderFromString()
     /// @param path            file of GLSL text
     /// @param[out] shaderObj  the shader's id; 0 for a path that could not be opened before
     /// @return                false when the file cannot be opened. A file that cannot be read whole, does not compile
-    ///                        or attach ends the process with exit(-1)
+    ///                        or does not attach ends the process with exit(-1)
     bool loadAndAttachShaderFromFile(const unsigned int& progObj, unsigned int shaderType, const char* path,
                                      unsigned int& shaderObj);
 
@@ -63,8 +63,8 @@ public:
     /// Prints a program's info log, if it holds text.
     static void printProgramInfoLog(unsigned int progObj);
 
-    /// Prints a shader's info log, if it holds text. Errors that are pending in OpenGL are reported first, so that an
-    /// old one is not taken for a failure of what follows.
+    /// Prints a shader's info log, if it holds text. Errors that OpenGL still holds are reported first, so that an old
+    /// one is not blamed on what follows.
     static void printShaderInfoLog(unsigned int shaderObj);
 
     /// Makes a program current.
@@ -73,7 +73,7 @@ public:
     /// Makes no program current.
     static void resetProgObj();
 
-    /// Version of OpenGL; 0.0 and a message when the driver's text makes no sense.
+    /// Version of OpenGL; 0.0 and a message when the driver's text cannot be read.
     static void getGlVersion(int& major, int& minor);
 
     /// Version of GLSL: 1.9 for OpenGL 1.x with GL_ARB_shading_language_100, 0.0 where there is none.
@@ -84,9 +84,9 @@ public:
 
     /// Turns a GLSL file into the source text of a std::string constant, as filters carry their shaders.
     ///
-    /// The constant has the name of the file with its first dot replaced by an underscore: give a bare file name, such
-    /// as "flip.frag" for `flip_frag`. Lines inside block comments become line comments; what opens and closes a block
-    /// comment on one line comes out one character off behind its end, which is meant.
+    /// The constant gets the name of the file with its first dot replaced by an underscore. So give a bare file name,
+    /// such as "flip.frag" for `flip_frag`. Lines inside block comments become line comments. By design, where a block
+    /// comment opens and closes on one line, the text behind its end comes out one character off.
     /// @param inFile   GLSL file
     /// @param outFile  source file to write
     /// @param append   whether to write behind what the file holds
@@ -94,8 +94,8 @@ public:
     /// @throws std::out_of_range  when inFile has no dot
     static int convertShaderFileToString(const char* inFile, const char* outFile, bool append);
 
-    /// Reads a shader file into a new buffer. The file is read twice, the second time from its end, so that every file
-    /// but an empty one ends the process with exit(-1). This is meant to stay; nothing here uses it. To load a shader
+    /// Reads a shader file into a new buffer. By design the file is read twice, the second time from its end, so that
+    /// every file but an empty one ends the process with exit(-1). Nothing here uses this function. To load a shader
     /// use loadAndAttachShaderFromFile().
     /// @return  an empty text to be freed with delete[], or null when the file does not open
     static char* readShaderFile(const char* path);

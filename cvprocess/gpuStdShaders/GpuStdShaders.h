@@ -21,32 +21,32 @@ class GlShaderMgr;
 /// The base owns the framebuffer objects, the shader manager, the display list and the fixed OpenGL state of a pass. A
 /// filter adds its shader text, builds its program in its constructor, and overrides a stage where it needs more.
 ///
-/// Textures are rectangle textures, addressed in pixels, and stay the caller's; the filter keeps their addresses, so
-/// they outlive its last execute(). The pass draws into colour attachment 1 (the destination) of the filter's own
-/// framebuffer; the sources hang on attachments 0 and 2.
+/// Textures are rectangle textures, addressed in pixels. They belong to the caller; the filter keeps their addresses,
+/// so they must outlive its last execute(). The pass draws into colour attachment 1 (the destination) of the filter's
+/// own framebuffer; the sources are attached to 0 and 2.
 ///
-/// After a pass the framebuffer object stays bound, viewport and matrices keep the pass values, and depth testing stays
-/// off. An application that draws itself puts a glsupport::StateGuard around its passes.
+/// After a pass the framebuffer object stays bound, viewport and matrices keep the values of the pass, and depth
+/// testing stays off. An application that draws too puts a glsupport::StateGuard around its passes.
 ///
-/// Construction, preparation and destruction change state too. Construction binds for reading what is bound for
-/// drawing. So does a preparation, or it leaves the filter's framebuffer bound. Destruction leaves program 0 and
-/// framebuffer 0. The guard serves there as well.
+/// Construction, preparation and destruction change state as well, and the guard helps there too. Construction binds
+/// for reading what is bound for drawing. A preparation does the same, or leaves the filter's framebuffer bound.
+/// Destruction leaves program 0 and framebuffer 0.
 ///
 /// Behaviour to know:
-/// - The display list keeps the sizes of the preparation before its first execute() until regions change: for textures
+/// - The display list keeps the sizes of the preparation before its first execute() until regions change. For textures
 ///   of a new size call resetROIs() first.
-/// - Of two sources the first one's size counts: without regions it is stretched over the destination, and the second
-///   is read at the same places, in pixels; beyond its edge its wrap mode decides.
-/// - Whether a texture is attached already is told by its id. A destination that was deleted while another framebuffer
-///   was bound stays attached, and one that is made again under the same id is taken for it: the pass draws into the
-///   dead one. Make new textures before the old ones go, or the filter anew.
-/// - The list is not deleted with the filter, and a list made stale by addROI() or resetROIs() is replaced without
-///   being deleted. This is meant. Each such change, followed by an execute(), leaves one list behind in the
-///   context: four vertices per region, some hundred bytes in usual drivers.
+/// - Of two sources the size of the first one counts. Without regions the first is stretched over the destination, and
+///   the second is read at the same places, in pixels. Beyond the edge of the second its wrap mode decides.
+/// - The id of a texture tells whether it is attached already. A destination that was deleted while another framebuffer
+///   was bound stays attached. A new texture that gets the same id is mistaken for it, and the pass draws into the dead
+///   one. Make new textures before the old ones go, or make the filter anew.
+/// - By design the display list is not deleted with the filter, and neither is a list that addROI() or resetROIs() has
+///   made stale. Each such change, followed by an execute(), leaves one list behind in the context: four vertices per
+///   region, some hundred bytes in usual drivers.
 /// - Misuse (the wrong form of prepareExecution(), execute() before it) stops on an assertion. An incomplete
 ///   framebuffer and OpenGL errors are reported on std::cerr, and the pass goes on.
 ///
-/// To run a filter the context is current and GLEW initialised.
+/// To run a filter, a context must be current and GLEW initialised.
 ///
 /// Example:
 ///
@@ -72,14 +72,14 @@ public:
     /// Runs the pass; it is complete when the function returns.
     virtual void execute();
 
-    /// Adds a region of interest, the pixels x0 <= x < x1, y0 <= y < y1 of the destination. With regions a pass
-    /// touches them alone, and reads the source at the same places. Regions are not checked.
+    /// Adds a region of interest, the pixels x0 <= x < x1, y0 <= y < y1 of the destination. With regions a pass writes
+    /// nothing outside them, and reads the source at the same places. Regions are not checked.
     virtual void addROI(int x0, int y0, int x1, int y1);
 
     /// Removes all regions: the pass covers the whole destination again, with the source stretched over it.
     virtual void resetROIs();
 
-    /// Prepares a filter of one source. Textures that are attached already, as told by their ids, stay attached.
+    /// Prepares a filter of one source. Textures whose ids are attached already stay attached.
     virtual void prepareExecution(TextureGpu& src, TextureGpu& dst);
 
     /// Prepares a filter of two sources.
@@ -93,14 +93,14 @@ public:
     /// Sets viewport and matrices so that a unit of vertex position is a pixel of the destination.
     virtual void setGlOne2OneTexelMapping();
 
-    /// Everything of a pass before the drawing.
+    /// Does everything in a pass that comes before the drawing.
     virtual void executeInitStage();
 
-    /// Everything of a pass after the drawing.
+    /// Does everything in a pass that comes after the drawing.
     virtual void executeCleanUpStage() const;
 
     /// Makes a framebuffer object current for this filter.
-    /// @param name   "_ENFORCE_NEW_" for a fresh one; any other name finds the one made for that name and index before
+    /// @param name   "_ENFORCE_NEW_" for a fresh one; any other name finds the one made before for that name and index
     /// @param index  tells framebuffers of one name apart
     /// @return       owned by the filter
     GlFbo* getGlFbo(const std::string& name, int index);
@@ -109,12 +109,12 @@ public:
     GlShaderMgr* getGlShaderMgr();
 
 protected:
-    // The steps that filters build their program in. A filter that acts between them takes them one by one.
+    // The steps in which filters build their program. A filter that has to act between them calls them one by one.
 
     /// Gets a framebuffer object and registers the program.
     /// @param framebufferName  as for getGlFbo()
     /// @param programName      path of the filter's source file, without its ending
-    /// @return                 whether the program is new and is to be built
+    /// @return                 true when the program is new and has to be built
     bool beginProgram(const std::string& framebufferName, const std::string& programName);
 
     /// Compiles a shader and attaches it to the program.
@@ -123,11 +123,11 @@ protected:
     /// Links the program.
     void linkProgram();
 
-    /// All steps, for a program of one fragment shader.
+    /// Takes all these steps, for a program of one fragment shader.
     void buildProgram(const std::string& framebufferName, const std::string& programName,
                       const std::string& fragmentSource);
 
-    // What filters with a preparation or a geometry of their own share with the base.
+    // For filters that have a preparation or a geometry of their own.
 
     /// Records the first source and its size.
     void setSource1(TextureGpu& texture);
@@ -141,7 +141,7 @@ protected:
     /// Closes the display list, which is valid from now on.
     void endDisplayList();
 
-    /// A corner of a quad, with the place in the source that it shows.
+    /// Draws a corner of a quad, with the place in the source that it shows.
     static void corner(int sourceX, int sourceY, int x, int y);
 
     std::map<std::string, GlFbo*> mFbos;          ///< owned, by name, counter and index

@@ -11,7 +11,7 @@ namespace velmor::cvprocess {
 /// Alpha is complemented too: an opaque input gives a transparent output.
 ///
 /// Input: one rectangle texture of any float or normalised format. Output: r, g, b, a; 0..1 for inputs of 0..1.
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
 /// Example:
 ///
@@ -21,19 +21,19 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT Not : public GpuStdShaders
 {
 public:
-    /// There is nothing to set.
+    /// Empty: this filter has no settings.
     struct Param
     {
         Param() {}
     };
 
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     /// @param param  not read, may be null
     explicit Not(Param* param);
 
     ~Not() override;
 
-    /// The filter's own record, never the one that was given to the constructor.
+    /// The filter's own record, not the one that the constructor was given.
     Param* params() { return &mParam; }
 
 private:

@@ -6,12 +6,12 @@
 
 namespace velmor::cvprocess {
 
-/// Joins two masks by a saturated sum, channel by channel: `out = clamp(A + B, 0, 1)`.
+/// Joins two masks: adds them channel by channel and clamps the sum, `out = clamp(A + B, 0, 1)`.
 ///
-/// The result is not thresholded: two inputs of 0.3 give 0.6. With inputs of 0 and 1 it is the logical or.
+/// There is no threshold: two inputs of 0.3 give 0.6. For inputs of 0 and 1 the result is the logical or.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: 0..1 in each of r, g, b, a.
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
 /// Example:
 ///
@@ -21,19 +21,19 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT Or : public GpuStdShaders
 {
 public:
-    /// There is nothing to set.
+    /// Empty: this filter has no settings.
     struct Param
     {
         Param() {}
     };
 
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     /// @param param  not read, may be null
     explicit Or(Param* param);
 
     ~Or() override;
 
-    /// The filter's own record, never the one that was given to the constructor.
+    /// The filter's own record, not the one that the constructor was given.
     Param* params() { return &mParam; }
 
 private:

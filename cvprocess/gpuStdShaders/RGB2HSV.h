@@ -8,21 +8,23 @@ namespace velmor::cvprocess {
 
 /// Turns a colour picture into hue, saturation and value.
 ///
-/// The hexcone model (Smith, Color gamut transform pairs, 1978) on (R, G, B) = (b, g, r) of the texel, with MAX and MIN
-/// their largest and smallest: `V = MAX`, `S = (MAX - MIN) / MAX`, 0 for black, and the hue in degrees
+/// The model is the hexcone (Smith, Color gamut transform pairs, 1978). (R, G, B) are the channels (b, g, r) of the
+/// texel, MAX is their largest and MIN their smallest. Then `V = MAX`, `S = (MAX - MIN) / MAX`, or 0 for black, and the
+/// hue in degrees is
 ///
 ///     0                                  where MAX = MIN
 ///     60 (G - B) / (MAX - MIN)           where MAX = R, else
 ///     120 + 60 (B - R) / (MAX - MIN)     where MAX = G, else
 ///     240 + 60 (R - G) / (MAX - MIN)
 ///
-/// plus 360 where that is below 0. This is the one to use where red and blue of the texture are exchanged.
+/// plus 360 where that is below 0. Use this filter where red and blue of the texture are exchanged.
 ///
 /// Input: one rectangle texture of at least three colour channels on 0..1. Output: V in r, S in g, hue / 360 in b, 1 in
-/// a, all on 0..1. A colour model over the first two channels behind this filter therefore sees (V, S).
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// a, all on 0..1. A colour model over the first two channels therefore sees (V, S) when it stands behind this filter.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
-/// Limits: a hue just below 360 may be rounded to 1, which is the red of 0. Into 8 bits each hue above 359.3 is.
+/// Limits: a hue just below 360 may be rounded to 1, which is the same red as 0. In 8 bits this happens to every hue
+/// above 359.3.
 ///
 /// Example:
 ///
@@ -32,7 +34,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT RGB2HSV : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     RGB2HSV();
 
     ~RGB2HSV() override;

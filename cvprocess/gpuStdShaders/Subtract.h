@@ -6,12 +6,12 @@
 
 namespace velmor::cvprocess {
 
-/// The absolute difference of two pictures, channel by channel: `out = |A - B|`.
+/// Computes the absolute difference of two pictures, channel by channel: `out = |A - B|`.
 ///
 /// The order of the sources does not matter. Alpha is subtracted too: two opaque inputs give a transparent output.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: r, g, b, a; 0..1 for inputs of 0..1.
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
 /// Example:
 ///
@@ -21,7 +21,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT Subtract : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     Subtract();
 
     ~Subtract() override;

@@ -6,14 +6,15 @@
 
 namespace velmor::cvprocess {
 
-/// Keeps the difference of two pictures where the second is nowhere below the first.
+/// Subtracts the first picture from the second, and keeps the result of a pixel where no channel is negative.
 ///
-/// With D = B - A, the second source less the first: `out = D` where no channel of D is below 0, alpha included, and
-/// (0, 0, 0, 0) elsewhere. Despite its name this is not an exclusive or: a pixel that is set in the first source alone
-/// comes out as 0. For the exclusive or of two masks, use Subtract.
+/// D is the second source minus the first: `D = B - A`. Where no channel of D is below 0, alpha included, `out = D`;
+/// elsewhere out is (0, 0, 0, 0). A difference of exactly 0 is kept.
+/// By design this is not an exclusive or, despite its name: a pixel that is set in the first source alone comes out as
+/// 0. For the exclusive or of two masks, use Subtract.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: r, g, b, a, none below 0.
-/// Pixels depend on no neighbour, so there is no border rule. No parameters.
+/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
 /// Example:
 ///
@@ -23,7 +24,7 @@ namespace velmor::cvprocess {
 class VELMOR_CVPROCESS_EXPORT Xor : public GpuStdShaders
 {
 public:
-    /// Compiles the program; needs the context.
+    /// Compiles the program; a context must be current.
     Xor();
 
     ~Xor() override;
