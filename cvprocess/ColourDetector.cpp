@@ -113,7 +113,7 @@ ColourDetector::Component ColourDetector::readComponent(int k)
 bool ColourDetector::rememberModel()
 {
     const auto replace = [](auto& remembered, const auto& now) {
-        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): bits are meant, and neither type has padding
+        // NOLINTNEXTLINE(bugprone-suspicious-memory-comparison): compares bits; neither type has padding
         const bool differs = std::memcmp(&remembered, &now, sizeof(now)) != 0;
         remembered = now;
         return differs;
@@ -129,7 +129,7 @@ bool ColourDetector::rememberModel()
 
 double ColourDetector::likelihoodShare(const Component& component)
 {
-    // The second difference is taken from the mean's first element too; this is meant.
+    // By design the second difference is taken from the mean's first element too.
     mDifference[0] = component.mean - mPixel[0];
     mDifference[1] = component.mean - mPixel[1];
     const auto& m = component.inverse;

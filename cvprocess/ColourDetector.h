@@ -12,34 +12,36 @@ class Image;
 
 namespace velmor::cvprocess {
 
-/// Marks the pixels of a colour image whose colour a Gaussian mixture takes for its own.
+/// Marks the pixels of a colour image whose colour fits a Gaussian mixture.
 ///
-/// Likelihood of a pixel whose first two bytes are c0 and c1, over the components k of the model, in double precision:
+/// c0 and c1 are the first two bytes of a pixel. Its likelihood is a sum over the components k of the model, in double
+/// precision:
 ///
 ///     d0 = mean[0] - c0        d1 = mean[0] - c1
 ///     q  = (M[0][0] * d0 + M[1][0] * d1) * d0 + (M[0][1] * d0 + M[1][1] * d1) * d1        M = invCovariance
 ///     p  = sum of exp(-q / 2) / (2 pi sqrt(determinant)) * weight
 ///
-/// The mask is 255 where p is greater than the model's detection threshold, else 0: also where p equals it or is not a
-/// number.
+/// The mask is 255 where p is greater than the model's detection threshold. Elsewhere it is 0, also where p equals the
+/// threshold or is not a number.
 ///
-/// Both differences are taken from the first element of the mean. This is meant: the second one has no part in the
-/// mask, so a model whose two means are far apart marks colours that one would not expect. Choose a colour whose two
+/// By design both differences are taken from the first element of the mean, and the second one has no part in the mask.
+/// So a model whose two means are far apart marks colours that one would not expect. Choose a colour whose two
 /// components are close to each other. The third byte of a pixel is never read.
 ///
 /// Input: RGB, any size. Output: GREYSCALE, of the input's size; its memory is not replaced. If only one of the two
-/// dimensions agrees, the output has to be the larger image in the other one: the input's size is what is written. The
-/// two images share no pixels.
+/// dimensions agrees, the output must be the larger image in the other one; the mask is then written at the input's
+/// size. The two images must not share pixels.
 ///
 /// Parameters: Param::useMorphology (default false) erodes and then dilates the mask once, with a rectangle of 3 x 3
-/// pixels; neighbours outside the image do not count.
+/// pixels.
+/// Border: neighbours outside the image do not count in the morphology. Classifying a pixel reads no neighbour.
 ///
-/// Each colour is evaluated once as long as the numbers of the model stay the same, in a table of 64 KiB; a model may
-/// be changed at any time between two calls. A model of a class derived from ColorGMM may answer differently each time,
-/// and is asked for every pixel and component. The model is only read, so detectors can share one; a detector itself
-/// serves one thread at a time.
+/// The detector evaluates each colour once and keeps the answer in a table of 64 KiB, as long as the numbers of the
+/// model stay the same. The model may be changed at any time between two calls. A class derived from ColorGMM may
+/// answer differently each time, so such a model is asked for every pixel and component. Models are only read, so
+/// detectors can share one. A detector itself serves one thread at a time.
 ///
-/// Misuse (image layouts, sizes, a model that is not of two components) stops on an assertion.
+/// Misuse (image layouts, sizes, a model that does not have two colour components) stops on an assertion.
 ///
 /// Example:
 ///

@@ -12,22 +12,23 @@ namespace velmor::cvprocess {
 
 /// Fills a histogram with the colours of a region of an image, as shares that sum to 1.
 ///
-/// A pixel with the bytes B0, B1, B2 falls into the bin (floor(B0 b1 / 256), floor(B1 b2 / 256), floor(B2 b3 / 256)) of
-/// a histogram of b1 x b2 x b3 bins. Each bin is the number of its pixels times `1.0 / number of all counted pixels`.
+/// In a histogram of b1 x b2 x b3 bins, a pixel with the bytes B0, B1, B2 falls into the bin (floor(B0 b1 / 256),
+/// floor(B1 b2 / 256), floor(B2 b3 / 256)). Each bin ends as the number of its pixels times `1.0 / number of all
+/// counted pixels`.
 ///
-/// Pixels that carry no colour information are not counted: with the format HSV those whose third byte is 0, with any
-/// other format those with a 0 among their three bytes. A mask excludes more.
+/// Pixels that carry no colour are not counted. With the format HSV these are the pixels whose third byte is 0, with
+/// any other format those with a 0 among their three bytes. A mask excludes more.
 ///
-/// Input: an image of three channels; optionally a mask, GREYSCALE and of the same size, that selects pixels by bytes
-/// that are not 0. Output: a histogram whose numbers of bins are set.
+/// Input: an image of three channels, and optionally a mask, GREYSCALE and of the same size, which selects the pixels
+/// where its byte is not 0. Output: a histogram whose numbers of bins are set.
 ///
 /// Border rule: both ends of the region are clamped to the last column and the last row, and the end is exclusive. So
-/// the last column and the last row of an image are never counted, whatever the region; this is meant. A region that
-/// lies outside, or is empty, or whose end exceeds the range of an unsigned int, leaves a histogram of zeros or counts
-/// what is inside.
+/// by design the last column and the last row of an image are never counted, whatever the region. The region may lie
+/// outside, be empty, or have an end that exceeds the range of an unsigned int: then the histogram is all zeros, or
+/// counts what is inside.
 ///
-/// Limits: no memory is allocated. The reset() of a derived histogram has to leave zeros, or the shares are nonsense.
-/// Misuse stops on an assertion.
+/// Limits: no memory is allocated. A derived histogram's reset() has to leave zeros, or the shares are nonsense. Misuse
+/// stops on an assertion.
 ///
 /// Example:
 ///

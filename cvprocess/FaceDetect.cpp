@@ -72,7 +72,7 @@ int FaceDetect::findFaces(Image* image, std::vector<CvRect>& faces, int scale)
 {
     cvClearMemStorage(mStorage);
     faces.clear();
-    CvSeq* const found = detect(createReducedImage(*image, scale)); // the image stays; this is meant
+    CvSeq* const found = detect(createReducedImage(*image, scale)); // by design the image stays
     if (!found || found->total == 0)
         return -1;
     for (int k = 0; k < found->total; ++k) {

@@ -16,29 +16,30 @@ class Image;
 
 namespace velmor::cvprocess {
 
-/// Finds faces, or whatever its cascade was trained for, in an image.
+/// Finds faces, or whatever else its cascade was trained for, in an image.
 ///
 /// The method is the cascade of boosted features of P. Viola and M. Jones (Rapid object detection using a boosted
-/// cascade of simple features, 2001), as in OpenCV's cv::CascadeClassifier. Its settings are fixed: sizes in steps of
-/// 1.1, at least 2 neighbouring detections to make a face, faces of at least 40 x 40 pixels of the image that is
-/// searched, pruning asked for (which newer versions of OpenCV ignore).
+/// cascade of simple features, 2001), as in OpenCV's cv::CascadeClassifier. Its settings are fixed: sizes grow in steps
+/// of 1.1, a face needs at least 2 neighbouring detections and at least 40 x 40 pixels of the image that is searched,
+/// and pruning is asked for (newer versions of OpenCV ignore that).
 ///
 /// Input: an image of any layout; the bytes of colour images are taken as blue, green, red. Output: upright rectangles
-/// in pixels of that image, by row, then column. A face that the image's border cuts is not found.
+/// in pixels of that image, ordered by row, then column. A face that the image's border cuts is not found.
 ///
-/// Cascade files of both formats load: the Haar cascades of OpenCV 1.x, and those of today with Haar features or local
-/// binary patterns; opencv-data has a set of them. They are XML of at most 16 MiB. A file is read and checked before
-/// OpenCV sees it, so one that is damaged, cut off or made to do harm counts as one without a cascade: every index has
-/// to point to what is there, every rectangle has to lie in the window, every count and number has to be one.
+/// Cascade files of both formats load: the Haar cascades of OpenCV 1.x, and today's with Haar features or local binary
+/// patterns. The package opencv-data has a set of them. They are XML of at most 16 MiB. A file is read and checked
+/// before OpenCV sees it: every index has to point to what is there, every rectangle has to lie in the window, and
+/// every count and number has to be valid. A file that is damaged, cut off or made to do harm therefore counts as one
+/// without a cascade.
 ///
 /// Limits: an object serves one thread at a time. OpenCV may use threads of its own inside a search (see
-/// cv::setNumThreads()). Misuse, a reduction to an image without pixels among it, stops on an assertion.
-/// OpenCV compares each detection with each other one: with a cascade that takes most of an image for faces, which is
-/// no cascade that was trained, a search lasts minutes.
+/// cv::setNumThreads()). Misuse stops on an assertion; so does a reduction to an image without pixels.
+/// OpenCV compares each detection with every other one. A cascade that takes most of an image for faces, as no trained
+/// one does, makes a search last minutes.
 ///
-/// The search with a scale makes its reduced image anew in each call and does not free it: this is meant. A program
-/// that searches for long reduces the image itself, into memory that it keeps, takes the overload without a scale, and
-/// multiplies the results.
+/// By design the search with a scale makes its reduced image anew in each call and does not free it. A program that
+/// searches for long should reduce the image itself, into memory that it keeps, take the overload without a scale, and
+/// multiply the results.
 ///
 /// Example:
 ///
@@ -49,7 +50,7 @@ namespace velmor::cvprocess {
 class VELMOR_ANALYSIS_EXPORT FaceDetect
 {
 public:
-    /// Loads a cascade; ends the process on an assertion when there is none in the file.
+    /// Loads a cascade. A file without one stops the process on an assertion.
     explicit FaceDetect(std::string cascadeFile);
     FaceDetect(const FaceDetect&) = delete;
     FaceDetect& operator=(const FaceDetect&) = delete;
@@ -61,8 +62,8 @@ public:
     /// @return            the number of faces, -1 for none
     int findFaces(const core::cvdata::Image* image, std::vector<math::Vector4>& faces);
 
-    /// Searches an image reduced to 1 / scale of its width and height, with linear interpolation: so faces have at
-    /// least 40 * scale pixels a side.
+    /// Searches an image after reducing it to 1 / scale of its width and height, with linear interpolation. So only
+    /// faces of at least 40 * scale pixels a side are found.
     /// @param image       any layout; not changed
     /// @param[out] faces  in pixels of the image given; multiples of scale; replaced
     /// @param scale       at least 1; dividing by 0 is not caught

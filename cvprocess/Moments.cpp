@@ -26,7 +26,7 @@ void describe(Blobs::BlobInfo& blob, CvSeq* contour, CvMoments& moments, math::S
     blob.boundingBox = cvBoundingRect(contour);
     blob.nofPoints = contour->total;
 
-    // The factor is the area in whole pixels and the off-diagonal is negated; both are meant.
+    // By design the factor is the area in whole pixels and the off-diagonal is negated.
     const double area = blob.area;
     blob.covariance[0][0] = cvGetNormalizedCentralMoment(&moments, 2, 0) * area;
     blob.covariance[1][1] = cvGetNormalizedCentralMoment(&moments, 0, 2) * area;

@@ -17,7 +17,7 @@ namespace velmor::cvprocess {
 
 /// Finds the connected regions of a binary image and describes each by the moments of its outer contour.
 ///
-/// With m the moments of the contour's polygon, nu its normalised central moments and A = floor(m00):
+/// m are the moments of the contour's polygon, nu its normalised central moments, and A = floor(m00). Then
 ///
 ///     x = m10 / m00        y = m01 / m00        area = A
 ///     covariance = | nu20 A   -nu11 A |   = E' diag(d0, d1) E,   d0 >= d1
@@ -25,22 +25,22 @@ namespace velmor::cvprocess {
 ///     majorAxis = 2 sqrt(d0)      minorAxis = 2 sqrt(d1)      angle = -atan2(E01, E00) in degrees
 ///
 /// These are the half axes of the ellipse with the same second moments, as for a filled region (M.-K. Hu, Visual
-/// pattern recognition by moment invariants, 1962). The off-diagonal is negated, and the whole-numbered area is a
-/// factor; both are meant. So the angle, -90 <= angle < 90, is that of the longer axis against the rows, positive
-/// towards growing y.
+/// pattern recognition by moment invariants, 1962). By design the off-diagonal is negated, and the area that is a
+/// factor is rounded down to whole pixels. So the angle, -90 <= angle < 90, is that of the longer axis against the
+/// rows, positive towards growing y.
 ///
 /// A contour runs through the centres of the outermost pixels of its region: a filled square of 10 x 10 pixels has an
-/// area of 81. Pixels that touch at a corner are connected. Holes have no part in a region's description.
+/// area of 81. Pixels that touch at a corner are connected. Holes do not change the description of a region.
 ///
-/// Input: GREYSCALE; all bytes but 0 are foreground; it is not changed. Output: a list of blobs in the order in which
-/// OpenCV's C interface finds their contours, by the row and then the column where each begins.
+/// Input: GREYSCALE; every byte but 0 is foreground. It is not changed. Output: a list of blobs, in the order in which
+/// OpenCV's C interface finds their contours: by the row and then the column where each begins.
 ///
 /// Border rule: the outermost rows and columns of the image count as background.
 ///
-/// Limits: the contours of all calls stay in a storage that is released with the object, and grows by some hundred
-/// bytes per region and call. A program that runs for long makes a new Moments now and then.
-/// With a negative minimum area, contours without an area (single pixels, lines) become blobs whose centroid is not a
-/// number and whose axes are 0. An object serves one thread at a time. Misuse stops on an assertion.
+/// Limits: the contours of all calls stay in a storage that is released with the object. It grows by some hundred bytes
+/// per region and call, so a program that runs for long should make a new Moments now and then.
+/// With a negative minimum area, contours without an area (single pixels, lines) become blobs too; their centroid is
+/// not a number and their axes are 0. An object serves one thread at a time. Misuse stops on an assertion.
 ///
 /// Example:
 ///
@@ -59,10 +59,10 @@ public:
     /// Releases the contours of all calls.
     ~Moments();
 
-    /// Replaces the content of the list by the regions of an image.
+    /// Replaces what is in the list by the regions of an image.
     /// @param inputImage  GREYSCALE
     /// @param[out] blobs  replaced
-    /// @param maxBlobs    largest number of blobs; the first ones found are kept; negative for no limit
+    /// @param maxBlobs    the most blobs to keep, the first ones found; negative for no limit
     /// @param minArea     area, m00, that a blob must exceed
     /// @return            the number of blobs
     int findBlobs(const core::cvdata::Image& inputImage, core::cvdata::Blobs& blobs, int maxBlobs, double minArea);
@@ -71,7 +71,7 @@ private:
     CvSeq* mContours;                 ///< of the last call; lies in the storage
     CvMemStorage* mStorage;           ///< owned
     math::SquareMatrix* mEigenMatrix; ///< owned; the covariance that is decomposed
-    core::cvdata::Image* mWorkImage;  ///< owned; null until the first call; the scan writes into it
+    core::cvdata::Image* mWorkImage;  ///< owned; null until the first call; the search for contours writes into it
 };
 
 } // namespace velmor::cvprocess

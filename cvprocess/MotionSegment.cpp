@@ -115,7 +115,7 @@ MotionSegment::MotionSegment(int width, int height)
 MotionSegment::~MotionSegment()
 {
     releaseImages();
-    // The ring itself stays allocated; this is meant.
+    // By design the ring itself stays allocated.
 }
 
 void MotionSegment::releaseImages()

@@ -14,34 +14,37 @@ class Vector2;
 
 namespace velmor::cvprocess {
 
-/// Finds motion in a stream of colour frames and keeps, for each pixel, when it moved last.
+/// Finds motion in a stream of colour frames and keeps, for each pixel, when it last moved.
 ///
-/// With g the grey value of a frame (OpenCV's BGR2GRAY), t the time of the call and D = 0.4 s:
+/// g is the grey value of a frame (OpenCV's BGR2GRAY), t the time of the call and D = 0.4 s:
 ///
 ///     moving   = |g - g of the frame before| > 20
 ///     history  = t where moving; 0 where it was before t - D; else as it was       (cvUpdateMotionHistory)
 ///     output   = 255 (history + D - t) / D, rounded and clamped to 0..255;  0 where history is 0
 ///
 /// (J. Davis and G. Bradski, Motion segmentation and pose recognition with motion history gradients, 2002.) A pixel
-/// that moves now is 255; it fades linearly, and is 0 once it has not moved for 0.4 s, or never has. What moved less
-/// than 0.8 ms before is rounded to 255 too: only its time in getMHIImage() tells it from what moves now.
+/// that moves now is 255. It fades linearly, and is 0 once it has not moved for 0.4 s, or if it never has. A pixel that
+/// moved less than 0.8 ms before is rounded to 255 too; only its time in getMHIImage() tells it from one that moves
+/// now.
 ///
 /// In the first 0.4 s of the process's computing time, where t < D, the fraction alone would give a pixel that never
 /// moved more than 0. It is 0 all the same.
 ///
-/// The time is that which the process has spent computing, of all its threads together, not that on the wall: a program
-/// that waits for its camera has its motion fade slower, one with four busy threads four times faster.
+/// The time is what the process has spent computing, all its threads together, not the time on the wall. While a
+/// program waits for its camera its motion fades slower; with four busy threads it fades four times faster.
 ///
-/// Input: frames of three channels, whose bytes are taken as blue, green, red whatever their layout says. Output:
-/// GREYSCALE. Both have the size given at construction. The frame before the first one is black: in the first call each
-/// pixel brighter than 20 moves.
+/// Input: frames of three channels. Their bytes are taken as blue, green, red, whatever their layout says. Output:
+/// GREYSCALE. Both have the size given at construction. The frame before the first one is black, so in the first call
+/// each pixel brighter than 20 moves.
+/// Border: each pixel is computed from its own place alone, so there is no border rule. The 0.4 s and the threshold of
+/// 20 are fixed.
 ///
 /// Limits: the history is in float, so after a day of computing a pixel that moves now may be some units below 255.
-/// OpenCV describes images of less than 2 GiB, so 4 * width * height < 2^31, and rows of less than 2^27 pixels. An
+/// OpenCV describes images of less than 2 GiB and rows of less than 2^27 pixels, so 4 * width * height < 2^31. An
 /// object serves one stream and one thread at a time. Misuse stops on an assertion.
 ///
-/// The array that holds the addresses of the two frames, 16 bytes, is not freed with the object; this is meant. A
-/// program keeps one object for a stream rather than one for each frame.
+/// By design the array that holds the addresses of the two frames, 16 bytes, is not freed with the object. Keep one
+/// object for a stream rather than one for each frame.
 ///
 /// Example:
 ///
@@ -53,8 +56,8 @@ class VELMOR_ANALYSIS_EXPORT MotionSegment
 {
 public:
     /// @param width, height  of the frames, at least 1; 4 * width * height < 2^31, width < 2^27
-    /// @throws cv::Exception  when there is no memory, or in a build without assertions for a size that OpenCV refuses;
-    ///                        nothing of the object is left then
+    /// @throws cv::Exception  when there is no memory, or, in a build without assertions, for a size that OpenCV
+    ///                        refuses; nothing of the object is left then
     MotionSegment(int width, int height);
     MotionSegment(const MotionSegment&) = delete;
     MotionSegment& operator=(const MotionSegment&) = delete;
