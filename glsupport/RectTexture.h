@@ -11,8 +11,8 @@ namespace velmor::glsupport {
 
 /// A rectangle texture that owns its OpenGL texture: nearest filter, clamp to edge.
 ///
-/// Every operation needs the OpenGL context of the texture to be current and GLEW to be initialised. Texture binding,
-/// pixel-store state and pixel buffer bindings are left as they were. Texel row 0 is row 0 of the image.
+/// For every operation the OpenGL context of the texture must be current and GLEW initialised. Texture binding,
+/// pixel-store state and pixel buffer bindings stay as they were. Texel row 0 is row 0 of the image.
 class VELMOR_GLSUPPORT_EXPORT RectTexture : public core::cvdata::TextureGpu
 {
 public:
@@ -44,10 +44,10 @@ public:
     /// What a texel holds.
     Format format() const { return mFormat; }
 
-    /// Copies an image of the same size into the texture, whatever the image's row stride. The texture's red is the
-    /// image's red in every layout. In float formats a byte b becomes b / 255, in integer formats it stays b. Alpha
-    /// becomes 1. A greyscale image goes into every format: into all three colours, but in integer formats into red
-    /// alone. A colour image goes into formats of three and four channels.
+    /// Copies an image of the same size into the texture, whatever the image's row stride. In every layout the
+    /// texture's red is the image's red. A byte b becomes b / 255 in float formats and stays b in integer formats.
+    /// Alpha becomes 1. A greyscale image goes into every format: into all three colours, but in integer formats only
+    /// into red. A colour image goes into formats of three and four channels.
     /// @throws std::runtime_error  when size or layout do not fit; the texture stays as it was
     void upload(const core::cvdata::Image& image);
 

@@ -7,7 +7,7 @@
 
 namespace velmor::core::cvdata {
 
-/// A colour histogram over up to three components of a byte each, as one flat vector of doubles.
+/// A colour histogram over up to three components of one byte each, kept in one flat vector of doubles.
 ///
 /// Bin (i, j, k) lies at index `i + b1 * j + b1 * b2 * k`, where b1, b2, b3 are the numbers of bins. A dimension that
 /// is not used has one bin.
@@ -30,13 +30,13 @@ public:
     /// Gives the number of bins of each dimension.
     virtual void getNofBins(unsigned char& bins1, unsigned char& bins2, unsigned char& bins3) const;
 
-    /// Sets every bin to zero. An override has to leave zeros too: operators count on from there.
+    /// Sets every bin to zero. An override has to leave zeros too, because operators count on from there.
     virtual void reset();
 
-    /// All bins; they can be written.
+    /// All bins, for reading and writing.
     math::Vector& data() const;
 
-    /// Bin (i, j, k). The indices are not checked, but for the assertion of the flat vector.
+    /// Bin (i, j, k). Of the indices only the place in the flat vector is checked, by an assertion.
     double& getValue(unsigned char i, unsigned char j, unsigned char k) const
     {
         return mData[i + mBins1 * j + mThirdStride * k];

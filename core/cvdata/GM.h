@@ -8,9 +8,9 @@
 
 namespace velmor::core::cvdata {
 
-/// One Gaussian of a colour mixture, in the form that evaluating it takes.
+/// One Gaussian of a colour mixture, stored in the form in which it is evaluated.
 ///
-/// Density at a colour c, in n dimensions: `exp(-(c - mean)' invCovariance (c - mean) / 2) / sqrt((2 pi)^n
+/// The density at a colour c, in n dimensions, is `exp(-(c - mean)' invCovariance (c - mean) / 2) / sqrt((2 pi)^n
 /// determinant)`. The operators of this library work in two dimensions, on colour components of 0..255.
 class VELMOR_CORE_EXPORT GM
 {
@@ -21,12 +21,12 @@ public:
     explicit GM(int dimension = 2);
 
     /// Makes a Gaussian from its covariance.
-    /// @param covariance  symmetric and positive definite, of the order of the mean; of two elements that mirror each
-    ///                    other the upper right one is read
+    /// @param covariance  symmetric and positive definite, of the order of the mean; only the diagonal and what is
+    ///                    above it are read
     /// @param mean        one element per colour component
     /// @param weight      share in the mixture, 0..1
-    /// @throws std::invalid_argument  when the sizes differ, the covariance has no such inverse, or its determinant is
-    ///                                too small or too large for a float
+    /// @throws std::invalid_argument  when the sizes differ, the covariance is not positive definite, or its
+    ///                                determinant is too small or too large for a float
     static boost::shared_ptr<GM> fromCovariance(const math::SquareMatrix& covariance, const math::Vector& mean,
                                                 float weight);
 

@@ -11,12 +11,12 @@ namespace velmor::core::cvdata {
 
 /// A picture in main memory with 8-bit channels.
 ///
-/// Pixel (x, y), channel k lies at `imageBuffer()[y * allocatedWidth() + x * nofChannels() + k]`; row 0 is the top of
-/// the picture. `imageBuffer()`, `iplImage()` and `mat()` are three views of one memory: what is written through one
-/// is seen through the others. Either the image owns its pixels, or it borrows them from the caller, who keeps them
-/// alive as long as the image. A copy always owns its pixels.
+/// Channel k of pixel (x, y) lies at `imageBuffer()[y * allocatedWidth() + x * nofChannels() + k]`; row 0 is the top of
+/// the picture. `imageBuffer()`, `iplImage()` and `mat()` are three views of the same memory: a change through one
+/// shows in the others. An image either owns its pixels, or borrows them from the caller, who keeps them alive as long
+/// as the image. A copy always owns its pixels.
 ///
-/// A const image is one whose size and layout stay; its pixels can be written.
+/// A const image keeps its size and layout, but its pixels can be written.
 class VELMOR_CORE_EXPORT Image
 {
 public:
@@ -34,7 +34,7 @@ public:
     /// @throws std::invalid_argument  when the image would exceed 2 GiB, the limit of OpenCV's image header
     Image(unsigned width, unsigned height, ChannelLayout layout);
 
-    /// Makes an image over the caller's pixels, which are neither copied nor changed nor freed.
+    /// Makes an image over the caller's pixels, without copying, changing or ever freeing them.
     /// @param width, height  in pixels; either may be 0
     /// @param layout         order of the channels
     /// @param pixels         first byte of row 0
@@ -42,7 +42,7 @@ public:
     /// @throws std::invalid_argument  when rowStride is too small, pixels is null, or the image exceeds 2 GiB
     Image(unsigned width, unsigned height, ChannelLayout layout, unsigned char* pixels, unsigned rowStride);
 
-    /// A deep copy with the layout and the row stride of a new image of that size.
+    /// Makes a deep copy. Its row stride is that of a new image of the same size and layout.
     Image(const Image& other);
 
     virtual ~Image();
@@ -50,14 +50,14 @@ public:
     /// Makes every pixel black.
     virtual void clear();
 
-    /// A new deep copy, which the caller owns.
+    /// Makes a deep copy, which the caller owns.
     virtual Image* clone() const;
 
     /// Bytes per pixel: 1 for GREYSCALE, else 3.
     virtual unsigned int nofChannels() const;
 
-    /// Copies size, layout and pixels. Pixels go into the memory that is there when size and layout agree; otherwise
-    /// the image gets new memory of its own, and borrowed memory is left as it is.
+    /// Copies size, layout and pixels. When size and layout agree, the pixels go into the memory that is there.
+    /// Otherwise the image gets new memory of its own, and borrowed memory stays as it is.
     Image& operator=(const Image& other);
 
     /// Width in pixels.

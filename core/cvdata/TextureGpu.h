@@ -8,7 +8,7 @@ namespace velmor::core::cvdata {
 using GLenum = unsigned int;
 using GLint = int;
 
-/// Describes an OpenGL texture that exists and belongs to somebody else. Copies describe the same texture.
+/// Describes an existing OpenGL texture, which it does not own. Copies describe the same texture.
 class VELMOR_CORE_EXPORT TextureGpu
 {
 public:

@@ -9,14 +9,14 @@ namespace velmor::core::util {
 
 class AbstractParameter;
 
-/// Base of everything that has tunable parameters: it owns them and keeps a status word.
+/// Base of every class with tunable parameters: it owns them and keeps a status word.
 ///
 /// A derived class puts its parameters into one of the two lists with `new`; from then on they belong to the
 /// container. A null entry is allowed and skipped.
 class VELMOR_CORE_EXPORT ParameterContainer
 {
 public:
-    /// Both lists start empty, the status is 1.
+    /// Starts with two empty lists and the status 1.
     ParameterContainer();
     ParameterContainer(const ParameterContainer&) = delete;
     ParameterContainer& operator=(const ParameterContainer&) = delete;
@@ -27,7 +27,7 @@ public:
     /// Brings the object into its initial state.
     virtual void init() = 0;
 
-    /// Called when a parameter was changed while the object is in use. Does nothing here.
+    /// Is called when a parameter has changed while the object is in use. Does nothing here.
     /// @param index  the parameter's place in its list
     virtual void onlineParameterChangedCallBack(unsigned int index);
 

@@ -6,9 +6,9 @@
 
 namespace velmor::core::util {
 
-/// Whether some bit of a group of doubles is set: a group of zeros is told from others without a branch for each.
+/// Whether any bit of a group of doubles is set. It finds groups of zeros without a branch for each double.
 /// @tparam kCount   an even number
-/// @param  doubles  so many of them, or their bytes; need not be aligned
+/// @param  doubles  kCount doubles, or their bytes; need not be aligned
 template<std::size_t kCount>
 bool isAnyBitSet(const void* doubles)
 {
