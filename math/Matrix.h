@@ -9,7 +9,7 @@ namespace velmor::math {
 /// A dense matrix of doubles, stored row by row.
 ///
 /// Up to four elements lie inside the object itself, so 2 x 2 matrices and vectors of up to four elements never
-/// allocate. A matrix is a handle to its elements in this sense: elements of a const matrix can be written.
+/// allocate memory. The elements of a const matrix can be written: const protects only the size.
 class VELMOR_MATH_EXPORT Matrix
 {
 public:
@@ -23,7 +23,7 @@ public:
 
     virtual ~Matrix();
 
-    /// Takes the size and the elements of another matrix.
+    /// Copies the size and the elements of another matrix.
     Matrix& operator=(const Matrix& other);
 
     unsigned rows() const { return mRows; } ///< number of rows

@@ -18,12 +18,12 @@ public:
     /// @throws std::invalid_argument  when the sizes differ
     virtual void load(const Matrix& other);
 
-    /// Eigen-decomposition of a symmetric matrix, by Jacobi rotations (Golub and Van Loan, Matrix Computations,
-    /// section 8.5). Only the upper triangle is read.
+    /// Decomposes a symmetric matrix into eigenvectors and eigenvalues, by Jacobi rotations (Golub and Van Loan, Matrix
+    /// Computations, section 8.5). Only the upper triangle is read.
     ///
     /// Eigenvalues come in descending order, and row k of `vectors` is the unit eigenvector of value k. The first
     /// element of each row that is not zero is positive, so that results repeat. A diagonal matrix is decomposed
-    /// exactly. Elements that are not finite give values and vectors that are not numbers.
+    /// exactly. If an element is not finite, the values and vectors are not numbers.
     /// @param[out] vectors  becomes a matrix of this order
     /// @param[out] values   becomes a vector of this order
     virtual void eigenSymmetric(SquareMatrix& vectors, Vector& values) const;

@@ -7,7 +7,7 @@ namespace velmor::math {
 /// Conversions between units.
 struct VELMOR_MATH_EXPORT Units
 {
-    /// Radians to degrees: `radians * 180.0 / 3.141592653589793`, multiplied first.
+    /// Converts radians to degrees: `radians * 180.0 / 3.141592653589793`, with the multiplication first.
     static double toDeg(double radians);
 };
 

@@ -17,7 +17,7 @@ public:
     /// A deep copy.
     Vector(const Vector&) = default;
 
-    /// Takes the size and the elements of another vector.
+    /// Copies the size and the elements of another vector.
     Vector& operator=(const Vector& other);
 
     /// Number of elements.
