@@ -5,14 +5,14 @@
 
 namespace velmor::imageio {
 
-/// Why a file of a known format does not load, where no more can be told.
+/// Says why a file of a known format does not load, where nothing more precise is known.
 inline constexpr const char* kDamaged = "its picture is damaged, cut short or too large";
 
-/// Why the bytes of a file are not to be handed to a decoder; nothing when they are.
+/// Says why the bytes of a file must not be handed to a decoder; an empty text when they may.
 ///
-/// Decoders choose themselves by what a file begins with, there are more of them than the formats that load() takes,
-/// and some end the process on a damaged file. They also trust the size that a header claims, and ask for memory to
-/// hold it. So both are looked at before.
+/// A decoder is chosen by the first bytes of a file. There are more decoders than formats that load() takes, and some
+/// end the process on a damaged file. They also trust the size that a header claims, and ask for memory to hold it. So
+/// this function looks at both before.
 std::string reasonAgainstDecoding(const std::vector<unsigned char>& bytes);
 
 } // namespace velmor::imageio
