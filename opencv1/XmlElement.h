@@ -10,25 +10,25 @@ namespace velmor::opencv1 {
 struct XmlElement
 {
     std::string name;
-    std::string text; ///< what stands in it outside of its children
+    std::string text; ///< its own text, without that of its children
     std::vector<XmlElement> children;
     unsigned long line = 0; ///< where it begins, from 1
 
     /// An error about this element: "line 7: <name> <reason>".
     std::runtime_error error(const std::string& reason) const;
 
-    /// A child of a name; null when there is none.
+    /// The child of this name; null when there is none.
     /// @throws std::runtime_error  when there are several
     const XmlElement* find(const char* childName) const;
 
-    /// The child of a name.
+    /// The child of this name.
     /// @throws std::runtime_error  when there is not exactly one
     const XmlElement& child(const char* childName) const;
 };
 
-/// The outermost element of a text. Attributes, comments and processing instructions are left out.
+/// Reads the outermost element of a text. Attributes, comments and processing instructions are left out.
 /// @throws std::runtime_error  naming the line and the reason when the text is not well-formed, has a document type
-///                             (whose entities may grow without bound), nests deeper or has more elements than any
+///                             (whose entities may grow without bound), or nests deeper or has more elements than any
 ///                             cascade
 XmlElement parseXml(const std::string& text);
 
