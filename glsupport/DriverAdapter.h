@@ -9,34 +9,39 @@ namespace velmor::glsupport {
 
 /// Makes drivers behave as the filters' classic dialect of OpenGL expects, and leaves all other programs alone.
 ///
-/// The filters' shaders are texts without `#version`, as drivers of the OpenGL 2 era took them, and three filters need
-/// more that today's drivers refuse or lack. install() tries each such thing on the current context, by compiling,
-/// linking and drawing a few pixels. For what fails it replaces GLEW's entry points by thin ones that translate and
-/// pass on; what the driver accepts is not touched. Filters and applications call OpenGL as before.
+/// The filters' shaders are texts without `#version`, as drivers of the OpenGL 2 era took them. ColorGMM2,
+/// ColorHistShader and PixelCount need more that today's drivers refuse or lack. install() tries each such thing on the
+/// current context: it compiles, links and draws a few pixels. Where a trial fails, it replaces GLEW's entry points by
+/// thin ones that translate and pass on. What the driver accepts is not touched. Filters and applications call OpenGL
+/// as before.
 ///
-/// Call it once, after GLEW is initialised and before the first filter is made. It serves contexts that are made
-/// current later too, with what it found for the last one that it tried; call it again to try another driver's context.
-/// glewInit() puts the driver's own entry points back: call install() again after it. HeadlessContext does all this
-/// itself.
+/// Call install() once, after GLEW is initialised and before the first filter is made. It also serves contexts that
+/// become current later, with what it found on the last context that it tried. To try the context of another driver,
+/// call it again. glewInit() puts the driver's own entry points back, so call install() again after it too.
+/// HeadlessContext does all this itself.
 ///
-/// A program is adapted where it is of the filters' dialect. One of its texts says so: it has an `#extension` line that
-/// enables GL_ARB_texture_rectangle, GL_EXT_gpu_shader4, GL_EXT_geometry_shader4 or GL_ARB_color_buffer_float, and no
-/// `#version` line, or it enables GL_EXT_geometry_shader4. Any other program that the driver takes is with the adapter
-/// what it is without: to the pixel, the errors and the memory. Of a program of the dialect, a rewritten text that the
-/// driver refuses gives way to the text as it was given.
+/// A program is adapted if it is of the filters' dialect, and it is if one of its texts says so. Such a text has an
+/// `#extension` line that enables GL_ARB_texture_rectangle, GL_EXT_gpu_shader4, GL_EXT_geometry_shader4 or
+/// GL_ARB_color_buffer_float, and no `#version` line; or it enables GL_EXT_geometry_shader4 under any version. Any
+/// other program that the driver takes behaves with the adapter as it does without, to the pixel, the errors and the
+/// memory. If the driver refuses a rewritten text, it gets the text as it was given.
 ///
-/// Contexts may be used from several threads; install() and remove() may not run beside other OpenGL calls. A second
+/// Contexts may be used from several threads. install() and remove() must not run beside other OpenGL calls. A second
 /// install() for a driver that was tried before writes no entry point.
 ///
-/// Limits: entry points taken before install(), or other than through GLEW, are not adapted, nor are shaders and
-/// programs that were made before, nor what goes into a display list. Where a text was translated glGetShaderSource()
-/// gives the translation. A program is linked with the texts that its shaders hold then, so they must be the ones that
-/// were compiled. While a program of the dialect is in use, textures that it may read are off its framebuffer if they
-/// would clip the drawing; they come back with glUseProgram(0). Where points on corners are adapted, such a program
-/// draws an eighth of a pixel further to the right and up when it draws into a texture, if it has a geometry stage or
-/// reads rectangle textures for its vertices. Where corners of texels are, such a read of a linear texture is an eighth
-/// of a texel off there. Of contexts that share objects, a program is adapted in the one that linked it. The adapter
-/// asks EGL for the current context, and so takes an error of EGL that was not fetched.
+/// Limits:
+/// - Not adapted are entry points taken before install() or other than through GLEW, shaders and programs made before,
+///   and what goes into a display list.
+/// - Where a text was translated, glGetShaderSource() gives the translation.
+/// - A program is linked with the texts that its shaders hold at that time, so they must be the ones that were
+///   compiled.
+/// - While a program of the dialect is in use, textures that it may read are taken off its framebuffer if they would
+///   clip the drawing. They come back with glUseProgram(0).
+/// - Where points on corners are adapted, such a program draws an eighth of a pixel further to the right and up when it
+///   draws into a texture, if it has a geometry stage or reads rectangle textures for its vertices. Where corners of
+///   texels are adapted, such a read of a linear texture is an eighth of a texel off.
+/// - Of contexts that share objects, a program is adapted in the one that linked it.
+/// - The adapter asks EGL for the current context, and so takes an EGL error that the application has not fetched.
 ///
 /// Example:
 ///
@@ -45,7 +50,7 @@ namespace velmor::glsupport {
 class VELMOR_GLSUPPORT_EXPORT DriverAdapter
 {
 public:
-    /// What install() found out about one expectation, and did.
+    /// What install() found out about one expectation, and what it did.
     struct Finding
     {
         /// How a trial ended.
@@ -77,15 +82,16 @@ public:
         Always       ///< adapts everything that can be adapted, for tests
     };
 
-    /// Tries the current context and replaces the entry points that need it. Leaves OpenGL's state as it was, the queue
-    /// of errors included. Conditional rendering must not be under way: it cannot be asked for.
+    /// Tries the current context and replaces the entry points that need it. OpenGL's state stays as it was, and so
+    /// does the queue of errors. Conditional rendering must not be under way; there is no way to ask OpenGL for it.
     /// @throws std::runtime_error  when no context is current, GLEW is not initialised, or a query, a display list,
-    ///                             transform feedback, feedback or selection is under way, which would get the trials
+    ///                             transform feedback, feedback or selection is under way, which would pick up the
+    ///                             trials
     static Report install(Mode mode = WhereNeeded);
 
-    /// Puts every entry point back, but those that a third party has wrapped meanwhile, and forgets what was found.
-    /// Where textures are off a framebuffer of a context that is not current, glUseProgram() and what goes with it stay
-    /// in place: it puts them back when it is called there.
+    /// Puts every entry point back, except those that a third party has wrapped meanwhile, and forgets what was found.
+    /// If textures are off a framebuffer of a context that is not current, glUseProgram() and what belongs to it stay
+    /// in place, to put the textures back when it is called there.
     static void remove();
 };
 

@@ -4,12 +4,12 @@
 
 namespace velmor::glsupport {
 
-/// The buffers bound for transfers of pixels. Kept by name, since glPopClientAttrib() does not do: where Mesa gives
-/// OpenGL a thread of its own it tells the application afterwards that none is bound.
+/// The buffers bound for transfers of pixels. They are kept by name, because glPopClientAttrib() is not enough: where
+/// Mesa runs OpenGL in a thread of its own, it tells the application afterwards that no buffer is bound.
 class PixelBuffers
 {
 public:
-    /// Keeps which are bound.
+    /// Notes which buffers are bound.
     void save()
     {
         mSupported = GLEW_VERSION_2_1 || GLEW_ARB_pixel_buffer_object;
@@ -19,10 +19,10 @@ public:
         }
     }
 
-    /// Binds those again, and none for one that was deleted: binding its name would make a buffer.
+    /// Binds them again. For one that was deleted it binds none, because binding its name would make a new buffer.
     void restore() const { bind(mPack, mUnpack); }
 
-    /// Binds none.
+    /// Binds no buffer.
     void release() const { bind(0, 0); }
 
 private:
