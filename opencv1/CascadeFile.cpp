@@ -63,7 +63,7 @@ struct Cascade
 std::vector<std::string_view> wordsOf(const XmlElement& element)
 {
     if (!element.children.empty())
-        throw element.error("holds elements, not numbers or a word");
+        throw element.error("holds elements instead of numbers or a word");
     constexpr std::string_view space = " \t\r\n";
     const std::string_view text = element.text;
     std::vector<std::string_view> words;
@@ -90,7 +90,7 @@ Number numberOf(const XmlElement& element, std::string_view word)
     Number number = 0;
     const auto [end, error] = std::from_chars(word.data(), word.data() + word.size(), number);
     if (error != std::errc() || end != word.data() + word.size())
-        throw element.error("holds '" + std::string(word.substr(0, 40)) + "' where a number is due");
+        throw element.error("holds '" + std::string(word.substr(0, 40)) + "' instead of a number");
     return number;
 }
 
@@ -112,7 +112,7 @@ float realOf(const XmlElement& element, std::string_view word)
 {
     const double number = numberOf<double>(element, word);
     if (!(std::abs(number) <= std::numeric_limits<float>::max()))
-        throw element.error("holds " + std::string(word.substr(0, 40)) + ", which is no number of single precision");
+        throw element.error("holds " + std::string(word.substr(0, 40)) + ", which is not a single-precision number");
     return static_cast<float>(number);
 }
 
@@ -126,18 +126,18 @@ const std::vector<XmlElement>& itemsOf(const XmlElement& list)
 {
     for (const XmlElement& each : list.children)
         if (each.name != "_")
-            throw each.error("stands in a list");
+            throw each.error("has no place in a list");
     if (list.children.empty())
         throw list.error("is empty");
     return list.children;
 }
 
-/// Checks a number of items that a file gives beside them.
+/// Checks a count that a file gives beside its items.
 void checkCount(const XmlElement& parent, const char* name, std::size_t count)
 {
     const XmlElement* const element = parent.find(name);
     if (element && numberOf<std::size_t>(*element, wordsOf(*element, 1)[0]) != count)
-        throw element->error("does not say that there are " + std::to_string(count));
+        throw element->error("should be " + std::to_string(count));
 }
 
 // ---- features, of both formats
@@ -158,7 +158,7 @@ Rectangle rectangleOf(const XmlElement& element, const Cascade& cascade, bool is
     const int right = result.x + blocks * result.width;
     const int bottom = result.y + blocks * result.height + (isTilted ? result.width : 0);
     if (left < 0 || right > cascade.width || bottom > cascade.height)
-        throw element.error("lies outside of the window");
+        throw element.error("lies outside the window");
     return result;
 }
 
@@ -183,7 +183,7 @@ void checkBranch(const XmlElement& element, int branch, std::size_t node, const 
     const std::size_t end = branch > 0 ? tree.nodes.size() : tree.leaves.size();
     const std::size_t target = static_cast<std::size_t>(branch > 0 ? branch : -static_cast<long>(branch));
     if (target >= end || (branch > 0 && target <= node))
-        throw element.error("has a branch of node " + std::to_string(node) + " to " + std::to_string(branch));
+        throw element.error("has a branch from node " + std::to_string(node) + " to " + std::to_string(branch));
 }
 
 void checkTree(const XmlElement& element, const Tree& tree)
@@ -220,8 +220,7 @@ Tree treeOf(const XmlElement& element, const Cascade& cascade)
     const std::vector<std::string_view> words = wordsOf(nodes);
     const std::size_t step = cascade.isLbp ? 3 + kSubsetWords : 4;
     if (words.empty() || words.size() % step != 0)
-        throw nodes.error("holds " + std::to_string(words.size()) + " values, " + std::to_string(step) +
-                          " make a node");
+        throw nodes.error("holds " + std::to_string(words.size()) + " values, but a node has " + std::to_string(step));
     for (std::size_t k = 0; k < words.size(); k += step)
         tree.nodes.push_back(nodeOf(nodes, &words[k], cascade));
     const XmlElement& leaves = element.child("leafValues");

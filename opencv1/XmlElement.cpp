@@ -121,7 +121,7 @@ const XmlElement* XmlElement::find(const char* childName) const
         if (each.name != childName)
             continue;
         if (found)
-            throw each.error("is there twice");
+            throw each.error("is given twice");
         found = &each;
     }
     return found;

@@ -135,7 +135,7 @@ const TextEntry& entry(const TextEntry& parent, const char* key)
         if (each.key != key)
             continue;
         if (found)
-            throw TextDamage("it has two entries " + std::string(key));
+            throw TextDamage("it has two entries named " + std::string(key));
         found = &each;
     }
     if (!found)
@@ -146,7 +146,7 @@ const TextEntry& entry(const TextEntry& parent, const char* key)
 double readNumber(const TextEntry& entry)
 {
     if (entry.kind != TextEntry::Number)
-        throw TextDamage("it has something else where a number is expected");
+        throw TextDamage("it has something other than a number where it needs one");
     return entry.number;
 }
 
@@ -178,10 +178,10 @@ boost::shared_ptr<GM> readComponent(const TextEntry& component)
     const std::vector<double> inverse = readNumbers(entry(component, kInverseKey));
     const std::size_t order = mean.size();
     if (order == 0 || dimension != static_cast<double>(order))
-        throw TextDamage("its dimension is not the number of elements of a " + std::string(kMeanKey));
+        throw TextDamage("its dimension differs from the number of elements of its " + std::string(kMeanKey));
     if (inverse.size() != order * order)
-        throw TextDamage("it has another number of elements than " + std::to_string(order * order) + " in " +
-                         kInverseKey);
+        throw TextDamage("its " + std::string(kInverseKey) + " does not have " + std::to_string(order * order) +
+                         " elements");
     boost::shared_ptr<GM> gaussian(new GM(static_cast<int>(order)));
     gaussian->weight = readFloat(entry(component, kWeightKey));
     gaussian->determinant = readFloat(entry(component, kDeterminantKey));
@@ -197,11 +197,11 @@ Contents readContents(std::string_view text)
     contents.threshold = readNumber(entry(root, kThresholdKey));
     const TextEntry& list = entry(root, kComponentsKey);
     if (list.kind != TextEntry::List && list.kind != TextEntry::Empty)
-        throw TextDamage("its " + std::string(kComponentsKey) + " are no list");
+        throw TextDamage("its " + std::string(kComponentsKey) + " are not a list");
     for (const TextEntry& component : list.elements)
         contents.components.push_back(readComponent(component));
     if (readNumber(entry(root, kCountKey)) != static_cast<double>(contents.components.size()))
-        throw TextDamage("it has another number of components than it says");
+        throw TextDamage("it does not have as many components as it says");
     return contents;
 }
 

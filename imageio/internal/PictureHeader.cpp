@@ -214,7 +214,7 @@ Header tiffHeader(const Bytes& bytes)
     if (*bits > 64 || *channels > 4 || !isBound(*compression))
         return {0, 0,
                 "it holds TIFF of " + std::to_string(*channels) + " channels of " + std::to_string(*bits) +
-                    " bits, compression " + std::to_string(*compression) + ", which is not read"};
+                    " bits, compression " + std::to_string(*compression) + ", which is not supported"};
     const bool isTiled = *tileWidth != 0 || *tileHeight != 0;
     if (isTiled && (*tileWidth == 0 || *tileHeight == 0))
         return {};

@@ -477,19 +477,20 @@ TEST(ColorGMMFiles, SaysWhatIsWrong)
     EXPECT_EQ(errorWith("weight", "width"), "it has no weight");
     EXPECT_EQ(errorWith("determinant", "terminant"), "it has no determinant");
     EXPECT_EQ(errorWith("number_of_components: 2", "number_of_components: 3"),
-              "it has another number of components than it says");
-    EXPECT_EQ(errorWith("dimension: 2", "dimension: 3"), "its dimension is not the number of elements of a mean");
-    EXPECT_EQ(errorWith("mean: [ ", "mean: [] # "), "its dimension is not the number of elements of a mean");
+              "it does not have as many components as it says");
+    EXPECT_EQ(errorWith("dimension: 2", "dimension: 3"),
+              "its dimension differs from the number of elements of its mean");
+    EXPECT_EQ(errorWith("mean: [ ", "mean: [] # "), "its dimension differs from the number of elements of its mean");
     EXPECT_EQ(loadReason("%YAML:1.0\n---\ndetection_threshold: 1\ncomponents:\n - weight: 1\n   determinant: 1\n"
                          "   dimension: 0\n   mean: []\n   inverse_covariance: []\nnumber_of_components: 1\n"),
-              "its dimension is not the number of elements of a mean");
-    EXPECT_EQ(errorWith("dimension: 2", "dimension: two"), "it has something else where a number is expected");
+              "its dimension differs from the number of elements of its mean");
+    EXPECT_EQ(errorWith("dimension: 2", "dimension: two"), "it has something other than a number where it needs one");
     EXPECT_EQ(errorWith("inverse_covariance: [", "inverse_covariance: [ 1,"),
-              "it has another number of elements than 4 in inverse_covariance");
-    EXPECT_EQ(errorWith("dimension", "mean: [ 1., 2. ]\n      dimension"), "it has two entries mean");
+              "its inverse_covariance does not have 4 elements");
+    EXPECT_EQ(errorWith("dimension", "mean: [ 1., 2. ]\n      dimension"), "it has two entries named mean");
     EXPECT_EQ(errorWith("number_of_components", "detection_threshold: 1.\nnumber_of_components"),
-              "it has two entries detection_threshold");
-    EXPECT_EQ(errorWith("\ncomponents:", "\ncomponents: 3.\nothers:"), "its components are no list");
+              "it has two entries named detection_threshold");
+    EXPECT_EQ(errorWith("\ncomponents:", "\ncomponents: 3.\nothers:"), "its components are not a list");
     EXPECT_EQ(errorWith("weight: 0", "weight: 1e39 #"), "it has a number that is too large for a weight");
     EXPECT_EQ(errorWith("determinant: ", "determinant: -1e39 #"),
               "it has a number that is too large for a determinant");
@@ -497,11 +498,11 @@ TEST(ColorGMMFiles, SaysWhatIsWrong)
               "it has a number that is too large or too small in line 3");
     for (const char* const number : {"0x10", "1,5", "1.5.", "1e", "--1", ".", "-", "inf", "nan", "1_000", "1 2"})
         EXPECT_EQ(errorWith("threshold: 3", std::string("threshold: ") + number + " #"),
-                  "it has something else where a number is expected")
+                  "it has something other than a number where it needs one")
             << number;
     EXPECT_EQ(loadReason("{ \"detection_threshold\": 1 }"), "it begins neither with %YAML nor with <?xml");
     for (const char byte : {'\0', '\x1F', '\x7F'})
-        EXPECT_EQ(errorWith("weight", std::string("weight") + byte), "it has a byte that no text has in line 6");
+        EXPECT_EQ(errorWith("weight", std::string("weight") + byte), "it has a byte that no text may have in line 6");
     EXPECT_EQ(errorWith("%YAML:1.0", "%YAML:2.0"), "it is not understood in line 1");
     for (const char* const start : {"--", " ---", "----"})
         EXPECT_EQ(errorWith("---", start), "it is not understood in line 2");
@@ -516,7 +517,7 @@ TEST(ColorGMMFiles, SaysWhatIsWrong)
     EXPECT_EQ(xmlErrorWith("<weight>", "1<weight>"), "it is not understood in line 6");
     EXPECT_EQ(xmlErrorWith("<weight>", "<_>1</_><weight>"), "it is not understood in line 13");
     EXPECT_EQ(xmlErrorWith("</opencv_storage>", "</opencv_storage> more"), "it is not understood in line 25");
-    EXPECT_EQ(xmlErrorWith("opencv_storage", "storage"), "its root is no opencv_storage");
+    EXPECT_EQ(xmlErrorWith("opencv_storage", "storage"), "its root is not opencv_storage");
     EXPECT_EQ(xmlErrorWith("</opencv_storage>", "<!-- "), "it is cut off");
     EXPECT_EQ(xmlErrorWith("?>", ">"), "it is not understood in line 1");
 }
@@ -679,7 +680,7 @@ TEST(ColorGMMFiles, ThatCouldNotBeLoadedReplaceNone)
     const std::string prefix = "ColorGMM::save(): cannot save '" + file + "': ";
     ColorGMM other = twoComponents();
     other.mixture[1]->dimension = 3;
-    EXPECT_EQ(errorOf(other), prefix + "its dimension is not the number of elements of a mean");
+    EXPECT_EQ(errorOf(other), prefix + "its dimension differs from the number of elements of its mean");
     ColorGMM large;
     large.mixture.assign(16667, component(1.0, 2.0, 3.0, 1.0, 2.0, 1.0f)); // of 12 entries each
     EXPECT_EQ(errorOf(large), prefix + "it has more than 200000 entries");

@@ -122,7 +122,7 @@ TEST_F(WholeFile, ReplacesNothingElseThanFiles)
     folder.write("file", "old");
     const std::set<std::string> before = namesIn(folder.path());
     EXPECT_EQ(saveError(folder.file("folder"), {1}), "Is a directory");
-    EXPECT_EQ(saveError(folder.file("queue"), {1}), "it is no regular file");
+    EXPECT_EQ(saveError(folder.file("queue"), {1}), "it is not a regular file");
     EXPECT_EQ(saveError(folder.file("circle"), {1}), "Too many levels of symbolic links");
     EXPECT_EQ(saveError(folder.file("file/below"), {1}), "Not a directory");
     EXPECT_EQ(saveError(folder.file("missing/below"), {1}), "No such file or directory");

@@ -472,11 +472,11 @@ TEST_F(ImageIo, LoadNamesWhatATiffFileWouldAskMemoryFor)
     expectReason({{256, 7}, {257, 5}, {256, 7}}, kDamaged);                      // twice
     expectReason({{257, 5}}, kDamaged);                                          // no width
     expectReason({{256, 7}, {257, 5}, {277, 5}},
-                 "it holds TIFF of 5 channels of 1 bits, compression 1, which is not read");
+                 "it holds TIFF of 5 channels of 1 bits, compression 1, which is not supported");
     expectReason({{256, 7}, {257, 5}, {258, 65}},
-                 "it holds TIFF of 1 channels of 65 bits, compression 1, which is not read");
+                 "it holds TIFF of 1 channels of 65 bits, compression 1, which is not supported");
     expectReason({{256, 7}, {257, 5}, {259, 34925}}, // LZMA: takes any amount of memory
-                 "it holds TIFF of 1 channels of 1 bits, compression 34925, which is not read");
+                 "it holds TIFF of 1 channels of 1 bits, compression 34925, which is not supported");
     expectReason({{256, 7}, {257, 5}, {322, 16}}, kDamaged); // a tile without a height
 }
 

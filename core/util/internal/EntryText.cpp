@@ -296,7 +296,7 @@ public:
             failHere();
         TextEntry root = element(1);
         if (root.key != "opencv_storage")
-            throw TextDamage("its root is no opencv_storage");
+            throw TextDamage("its root is not opencv_storage");
         skipBlank();
         if (!atEnd())
             failHere();
@@ -380,7 +380,7 @@ void checkBytes(std::string_view text)
     };
     const auto place = std::find_if(text.begin(), text.end(), isControl);
     if (place != text.end())
-        throw TextDamage("it has a byte that no text has in line " +
+        throw TextDamage("it has a byte that no text may have in line " +
                          std::to_string(std::count(text.begin(), place, '\n') + 1));
 }
 

@@ -44,7 +44,7 @@ public:
         if (mIsReplacing && S_ISDIR(mOld.st_mode))
             throwError(EISDIR);
         if (mIsReplacing && !S_ISREG(mOld.st_mode))
-            throw std::runtime_error("it is no regular file");
+            throw std::runtime_error("it is not a regular file");
         create();
     }
     Replacement(const Replacement&) = delete;
