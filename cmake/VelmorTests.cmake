@@ -1,0 +1,93 @@
+# How tests are declared. The tests of a file XTest.cpp are in the suite X, or in suites whose names begin with X
+# (tests/support/TestMain.cpp sees to that), and make up one CTest test, <kind>.X.
+
+# velmor_test_environment(<kind> <variable>): what tests run with
+function(velmor_test_environment kind variable)
+    # Mesa's cache of compiled shaders would answer "compiled" for a text that it compiled under other settings.
+    set(environment MESA_SHADER_CACHE_DISABLE=true)
+    if(VELMOR_SANITIZE)
+        set(support ${PROJECT_SOURCE_DIR}/tests/support)
+        list(APPEND environment LSAN_OPTIONS=suppressions=${support}/lsan.supp:print_suppressions=0)
+        list(APPEND environment TSAN_OPTIONS=suppressions=${support}/tsan.supp:print_suppressions=0)
+        # The runtime guesses where the thread-local memory of loaded libraries begins, and the leak checker crashes on a
+        # wrong guess: whether there is one depends on the contents of the heap, down to the length of the build's path.
+        set(asan_options intercept_tls_get_addr=0)
+        if(kind STREQUAL unit) # the quick way through a stack misses callers of OpenCV, and suppressions name them
+            string(APPEND asan_options :fast_unwind_on_malloc=0)
+        endif()
+        list(APPEND environment ASAN_OPTIONS=${asan_options})
+    endif()
+    set(${variable} "${environment}" PARENT_SCOPE)
+endfunction()
+
+# velmor_add_test_program(<name> SOURCES ... LIBRARIES ...): the executable velmor_<name>_tests
+function(velmor_add_test_program name)
+    cmake_parse_arguments(arg "" "" "SOURCES;LIBRARIES" ${ARGN})
+    set(target velmor_${name}_tests)
+    add_executable(${target} ${arg_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp)
+    target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
+    target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} GTest::gtest velmor_build_settings)
+endfunction()
+
+# velmor_add_suites(<kind> <target> [NAME <name>] [SWEEPS <suite> ...] [EXCEPT <suite> ...] [LAUNCHER ...]
+#     [ENVIRONMENT ...] [LABELS ...]): the CTest tests <name>.<suite>, where the name is the kind unless given: one for
+# each test file of the program and one for each sweep, which is a suite that takes long and is labelled thorough
+function(velmor_add_suites kind target)
+    cmake_parse_arguments(arg "" NAME "SWEEPS;EXCEPT;LAUNCHER;ENVIRONMENT;LABELS" ${ARGN})
+    if(NOT arg_NAME)
+        set(arg_NAME ${kind})
+    endif()
+    velmor_test_environment(${kind} environment)
+    get_target_property(suites ${target} SOURCES)
+    list(FILTER suites INCLUDE REGEX "^[^/]+Test\\.cpp$")
+    list(TRANSFORM suites REPLACE "Test\\.cpp$" "")
+    list(APPEND suites ${arg_SWEEPS})
+    foreach(suite IN LISTS suites)
+        if(suite IN_LIST arg_EXCEPT)
+            continue()
+        endif()
+        # What begins with the name of another suite is that one's.
+        set(longer ${suites})
+        list(FILTER longer INCLUDE REGEX "^${suite}.")
+        list(TRANSFORM longer REPLACE "(.+)" "\\1*:*/\\1*.*")
+        list(JOIN longer ":" longer)
+        set(labels ${kind} ${arg_LABELS})
+        if(suite IN_LIST arg_SWEEPS)
+            list(APPEND labels thorough)
+        endif()
+        set(test ${arg_NAME}.${suite})
+        add_test(NAME ${test}
+            COMMAND ${arg_LAUNCHER} $<TARGET_FILE:${target}> "--gtest_filter=${suite}*:*/${suite}*.*-${longer}")
+        set_tests_properties(${test} PROPERTIES LABELS "${labels}" TIMEOUT 1200
+            ENVIRONMENT "${environment};${arg_ENVIRONMENT}"
+            FAIL_REGULAR_EXPRESSION "Running 0 tests")
+    endforeach()
+endfunction()
+
+# velmor_add_tests(<kind> [NAME <program>] SOURCES ... LIBRARIES ... [SWEEPS ...] [EXCEPT ...] [LAUNCHER ...]): a test
+# program, named after its kind unless told otherwise, and its CTest tests
+function(velmor_add_tests kind)
+    cmake_parse_arguments(arg "" NAME "SOURCES;LIBRARIES;SWEEPS;EXCEPT;LAUNCHER" ${ARGN})
+    if(NOT arg_NAME)
+        set(arg_NAME ${kind})
+    endif()
+    velmor_add_test_program(${arg_NAME} SOURCES ${arg_SOURCES} LIBRARIES ${arg_LIBRARIES})
+    velmor_add_suites(${kind} velmor_${arg_NAME}_tests
+        SWEEPS ${arg_SWEEPS} EXCEPT ${arg_EXCEPT} LAUNCHER ${arg_LAUNCHER})
+endfunction()
+
+# velmor_add_memcheck(<program> [EXCEPT <filter>]): a program of tests that need no driver once more, under valgrind. The
+# sanitizers would be in its way. Children that death tests start are not followed.
+function(velmor_add_memcheck program)
+    cmake_parse_arguments(arg "" EXCEPT "" ${ARGN})
+    if(VELMOR_ASSERTIONS AND NOT VELMOR_SANITIZE)
+        add_test(NAME memcheck.${program}
+            COMMAND valgrind --quiet --error-exitcode=99
+                --leak-check=full --errors-for-leak-kinds=definite,indirect,possible
+                --suppressions=${PROJECT_SOURCE_DIR}/tests/support/valgrind.supp
+                $<TARGET_FILE:velmor_${program}_tests> --gtest_brief=1 --gtest_death_test_use_fork
+                --gtest_filter=-${arg_EXCEPT})
+        set_tests_properties(memcheck.${program} PROPERTIES LABELS "memcheck;thorough" TIMEOUT 1200
+            ENVIRONMENT OPENCV_FOR_THREADS_NUM=1)
+    endif()
+endfunction()
