@@ -14,10 +14,10 @@
 #include <vector>
 
 using velmor::core::cvdata::Image;
-using velmor::tests::thrownText;
 
 static_assert(std::has_virtual_destructor_v<Image>);
 
+namespace velmor::tests {
 namespace {
 
 constexpr unsigned char kPadding = 0xEE;
@@ -86,8 +86,6 @@ struct Borrowed
     std::vector<unsigned char> memory;
     Image image;
 };
-
-} // namespace
 
 TEST(Image, OwnsBlackPixelsInRowsOfAMultipleOfFourBytes)
 {
@@ -363,3 +361,6 @@ TEST(Image, RefusesToBorrowFromNowhere)
     EXPECT_EQ(thrownText<std::invalid_argument>([] { Image(5, 4, Image::RGB, nullptr, 16); }),
               "Image::Image(): expected the address of the pixels, got null");
 }
+
+} // namespace
+} // namespace velmor::tests

@@ -28,10 +28,8 @@ using velmor::core::util::ParameterContainer;
 using velmor::math::Matrix;
 using velmor::math::SquareMatrix;
 using velmor::math::Vector;
-using velmor::tests::standInOrder;
-using velmor::tests::virtualSlot;
-using velmor::tests::virtualSlotCount;
 
+namespace velmor::tests {
 namespace {
 
 struct Container : ParameterContainer
@@ -48,8 +46,6 @@ struct Counting : AbstractParameter
     const ParameterContainer& container;
     std::size_t& count;
 };
-
-} // namespace
 
 TEST(Layout, ImageHasCloneInTheFourthSlotAndNofChannelsInTheFifth)
 {
@@ -137,3 +133,6 @@ TEST(Layout, MathRecordsHaveVirtualElementAccessLoadAndDecomposition)
     EXPECT_NE(virtualSlot(&SquareMatrix::load), 0u);
     EXPECT_NE(virtualSlot(&SquareMatrix::eigenSymmetric), 0u);
 }
+
+} // namespace
+} // namespace velmor::tests

@@ -16,6 +16,7 @@ static_assert(std::has_virtual_destructor_v<ParameterContainer>);
 static_assert(std::is_abstract_v<ParameterContainer>);
 static_assert(!std::is_copy_constructible_v<ParameterContainer> && !std::is_copy_assignable_v<ParameterContainer>);
 
+namespace velmor::tests {
 namespace {
 
 /// Writes its name down when it is deleted.
@@ -39,8 +40,6 @@ public:
     void setStatus(std::int32_t status) { mParameterStatus = status; }
     std::size_t count() const { return mParameters.size() + mSecondaryParameters.size(); }
 };
-
-} // namespace
 
 TEST(ParameterContainer, StartsEmptyWithStatusOne)
 {
@@ -113,3 +112,6 @@ TEST(ParameterContainer, IsDeletedThroughItsBase)
     delete base;
     EXPECT_EQ(deleted, std::vector<std::string>{"first"});
 }
+
+} // namespace
+} // namespace velmor::tests

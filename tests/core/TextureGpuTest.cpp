@@ -9,6 +9,7 @@ using velmor::core::cvdata::TextureGpu;
 
 static_assert(std::has_virtual_destructor_v<TextureGpu>);
 
+namespace velmor::tests {
 namespace {
 
 void expectDescribes(const TextureGpu& texture)
@@ -21,8 +22,6 @@ void expectDescribes(const TextureGpu& texture)
     EXPECT_EQ(texture.getTexInternalFormat(), GL_RGBA32F_ARB);
     EXPECT_EQ(texture.getTexTargetType(), GLenum{GL_TEXTURE_RECTANGLE_ARB});
 }
-
-} // namespace
 
 TEST(TextureGpu, TellsWhatItWasMadeWith)
 {
@@ -38,3 +37,6 @@ TEST(TextureGpu, CopiesDescribeTheSameTexture)
     expectDescribes(copy);
     expectDescribes(assigned);
 }
+
+} // namespace
+} // namespace velmor::tests

@@ -4,6 +4,9 @@
 
 using velmor::math::Math;
 
+namespace velmor::tests {
+namespace {
+
 TEST(Math, GetMinReturnsTheSmallerAndTheFirstOnATie)
 {
     const unsigned three = 3, five = 5, alsoThree = 3;
@@ -36,3 +39,6 @@ TEST(Math, GetCropOfAnEmptyRangeIsItsLowEnd)
     for (const unsigned value : {0u, 2u, 3u, 4u, 9u})
         EXPECT_EQ(Math::getCrop(value, 4u, 2u), 4u);
 }
+
+} // namespace
+} // namespace velmor::tests

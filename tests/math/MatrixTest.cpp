@@ -7,8 +7,8 @@
 #include <stdexcept>
 
 using velmor::math::Matrix;
-using velmor::tests::thrownText;
 
+namespace velmor::tests {
 namespace {
 
 /// Fills a matrix so that each element tells its place.
@@ -35,8 +35,6 @@ struct Size
 
 // Sizes on both sides of the four elements that lie inside the object, and shapes with the same number of elements.
 constexpr Size kSizes[] = {{0, 0}, {0, 3}, {3, 0}, {1, 1}, {2, 2}, {4, 1}, {1, 4}, {5, 1}, {2, 3}, {3, 2}, {7, 9}};
-
-} // namespace
 
 TEST(Matrix, StartsWithZeros)
 {
@@ -148,3 +146,6 @@ TEST(Matrix, RefusesMoreElementsThanItCanCount)
     EXPECT_EQ(thrownText<std::invalid_argument>([] { Matrix(65536, 65536); }),
               "Matrix::Matrix(): expected fewer than 2^32 elements, got 65536 x 65536");
 }
+
+} // namespace
+} // namespace velmor::tests

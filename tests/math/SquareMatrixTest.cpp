@@ -15,8 +15,8 @@
 using velmor::math::Matrix;
 using velmor::math::SquareMatrix;
 using velmor::math::Vector;
-using velmor::tests::thrownText;
 
+namespace velmor::tests {
 namespace {
 
 /// Each operation of a rotation rounds to half an epsilon; some dozen of them meet in an element of these orders.
@@ -104,8 +104,6 @@ void expectDecomposes(const SquareMatrix& matrix)
         EXPECT_GT(*first, 0.0);
     }
 }
-
-} // namespace
 
 TEST(SquareMatrix, HasAsManyRowsAsColumns)
 {
@@ -287,3 +285,6 @@ TEST(SquareMatrix, OrderZeroHasNothingToDecompose)
     EXPECT_EQ(result.values.size(), 0u);
     EXPECT_EQ(result.vectors.rows(), 0u);
 }
+
+} // namespace
+} // namespace velmor::tests

@@ -4,6 +4,9 @@
 
 using velmor::math::Units;
 
+namespace velmor::tests {
+namespace {
+
 TEST(Units, HalfATurnIs180Degrees)
 {
     EXPECT_EQ(Units::toDeg(3.141592653589793), 180.0);
@@ -20,3 +23,6 @@ TEST(Units, MultipliesBeforeItDivides)
     ASSERT_NE(radians * 180.0 / pi, radians * (180.0 / pi));
     EXPECT_EQ(Units::toDeg(radians), radians * 180.0 / pi);
 }
+
+} // namespace
+} // namespace velmor::tests

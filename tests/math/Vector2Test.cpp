@@ -9,6 +9,9 @@ using velmor::math::Vector2;
 
 static_assert(std::is_base_of_v<Vector, Vector2>);
 
+namespace velmor::tests {
+namespace {
+
 TEST(Vector2, StartsAtTheOrigin)
 {
     const Vector2 origin;
@@ -36,3 +39,6 @@ TEST(Vector2, CopiesAreIndependent)
     EXPECT_EQ(assigned[0], 1.0);
     EXPECT_EQ(assigned[1], 2.0);
 }
+
+} // namespace
+} // namespace velmor::tests

@@ -9,6 +9,9 @@ using velmor::math::Vector4;
 
 static_assert(std::is_base_of_v<Vector, Vector4>);
 
+namespace velmor::tests {
+namespace {
+
 TEST(Vector4, HoldsItsElementsInOrder)
 {
     const Vector4 vector(1.0, -2.0, 3.5, 1e300);
@@ -30,3 +33,6 @@ TEST(Vector4, CopiesAreIndependent)
     EXPECT_EQ(assigned[0], 1.0);
     EXPECT_EQ(assigned[3], 4.0);
 }
+
+} // namespace
+} // namespace velmor::tests

@@ -10,11 +10,11 @@
 
 using velmor::math::Matrix;
 using velmor::math::Vector;
-using velmor::tests::assertion;
 
 static_assert(std::is_base_of_v<Matrix, Vector>);
 static_assert(std::is_same_v<decltype(std::declval<const Vector&>()[0u]), double&>);
 
+namespace velmor::tests {
 namespace {
 
 /// The sizes on both sides of the four elements that lie inside the object.
@@ -27,8 +27,6 @@ Vector counting(unsigned size)
         vector[i] = i + 1.0;
     return vector;
 }
-
-} // namespace
 
 TEST(Vector, IsAColumnOfZeros)
 {
@@ -88,3 +86,6 @@ TEST(VectorDeathTest, AnIndexBeyondTheEndStops)
     EXPECT_EXIT(empty[0], testing::KilledBySignal(SIGABRT), message);
 }
 #endif
+
+} // namespace
+} // namespace velmor::tests
