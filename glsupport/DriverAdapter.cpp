@@ -6,6 +6,7 @@
 #include "glsupport/adapter/EntryPoints.h"
 #include "glsupport/adapter/Errors.h"
 #include "glsupport/adapter/Probes.h"
+#include "glsupport/internal/Integer.h"
 
 #include <GL/glew.h>
 
@@ -35,7 +36,7 @@ public:
         for (GLenum error = glGetError(); error != GL_NO_ERROR && mErrors.size() < 16; error = glGetError())
             mErrors.push_back(error);
         for (std::size_t i = 0; i < kLayout.size(); ++i) {
-            mLayout[i] = adapter::integer(kLayout[i]);
+            mLayout[i] = integer(kLayout[i]);
             glPixelStorei(kLayout[i], kLayout[i] == GL_UNPACK_ALIGNMENT ? 4 : 0);
         }
         if (hasMessages())
@@ -104,8 +105,8 @@ bool isQueryRunning()
 /// What the trials would get into, or would be changed by, and nothing could keep them out.
 bool isAnythingRunning()
 {
-    return adapter::isCompilingList() || adapter::integer(GL_RENDER_MODE) != GL_RENDER || isQueryRunning() ||
-           (GLEW_ARB_transform_feedback2 && adapter::integer(GL_TRANSFORM_FEEDBACK_BUFFER_ACTIVE) != 0);
+    return adapter::isCompilingList() || integer(GL_RENDER_MODE) != GL_RENDER || isQueryRunning() ||
+           (GLEW_ARB_transform_feedback2 && integer(GL_TRANSFORM_FEEDBACK_BUFFER_ACTIVE) != 0);
 }
 
 /// Tries an adaptation beside those that are in place already, and keeps it where it helps. Of a geometry shader, one

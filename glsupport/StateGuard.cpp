@@ -1,5 +1,6 @@
 #include "glsupport/StateGuard.h"
 
+#include "glsupport/internal/Integer.h"
 #include "glsupport/internal/PixelBuffers.h"
 
 #include <GL/glew.h>
@@ -17,13 +18,6 @@ namespace velmor::glsupport {
 namespace {
 
 constexpr int kUnits = 2; ///< texture units that a pass uses
-
-GLint integer(GLenum name)
-{
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
-}
 
 void enable(GLenum capability, bool on)
 {

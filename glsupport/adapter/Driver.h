@@ -1,5 +1,7 @@
 #pragma once
 
+#include "glsupport/internal/Integer.h"
+
 #include <GL/glew.h>
 
 namespace velmor::glsupport::adapter {
@@ -23,13 +25,6 @@ struct Driver
 };
 
 extern Driver driver;
-
-inline GLint integer(GLenum name)
-{
-    GLint value = 0;
-    glGetIntegerv(name, &value);
-    return value;
-}
 
 /// Whether calls go into a display list: what they would do is not done now.
 inline bool isCompilingList()

@@ -1,6 +1,6 @@
 #include "glsupport/adapter/Errors.h"
 
-#include "glsupport/adapter/Driver.h"
+#include "glsupport/internal/Integer.h"
 
 #include <initializer_list>
 #include <limits>

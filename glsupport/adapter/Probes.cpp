@@ -1,6 +1,6 @@
 #include "glsupport/adapter/Probes.h"
 
-#include "glsupport/adapter/Driver.h"
+#include "glsupport/internal/Integer.h"
 
 #include <GL/glew.h>
 
