@@ -5,7 +5,7 @@
 #include "glsupport/adapter/Driver.h"
 #include "glsupport/adapter/EntryPoints.h"
 #include "glsupport/adapter/Errors.h"
-#include "glsupport/adapter/Probes.h"
+#include "glsupport/adapter/Expectations.h"
 #include "glsupport/internal/Integer.h"
 
 #include <GL/glew.h>
@@ -21,8 +21,8 @@
 namespace velmor::glsupport {
 namespace {
 
-using adapter::Adaptations;
-using adapter::Probe;
+using adapter::Expectation;
+using adapter::Treatment;
 using Finding = DriverAdapter::Finding;
 
 constexpr int kFewestVertices = 8; ///< that the work of a geometry shader is divided down to
@@ -111,31 +111,31 @@ bool isAnythingRunning()
 
 /// Tries an adaptation beside those that are in place already, and keeps it where it helps. Of a geometry shader, one
 /// invocation is given ever less of the work until the driver does it.
-bool helps(const Probe& probe, Adaptations& adaptations)
+bool helps(const Expectation& expectation, Treatment& treatment)
 {
-    for (int vertices = adaptations.verticesAnInvocation; vertices >= kFewestVertices; vertices /= 2) {
-        Adaptations tried = adaptations;
-        tried.set |= probe.adaptation;
+    for (int vertices = treatment.verticesAnInvocation; vertices >= kFewestVertices; vertices /= 2) {
+        Treatment tried = treatment;
+        tried.adaptations |= expectation.adaptation;
         tried.verticesAnInvocation = vertices;
-        adapter::adapt(tried);
-        if (probe.shortfall().empty()) {
-            adaptations = tried;
+        adapter::setTreatment(tried);
+        if (expectation.shortfall().empty()) {
+            treatment = tried;
             return true;
         }
-        if (probe.adaptation != adapter::kGeometryShaders)
+        if (expectation.adaptation != adapter::kGeometryShaders)
             break;
     }
-    adapter::adapt(adaptations);
+    adapter::setTreatment(treatment);
     return false;
 }
 
-Finding examine(const Probe& probe, Adaptations& adaptations)
+Finding examine(const Expectation& expectation, Treatment& treatment)
 {
-    const std::string shortfall = probe.shortfall();
-    if (shortfall.empty() && !adaptations.always)
-        return {probe.expectation, Finding::Accepted, ""};
+    const std::string shortfall = expectation.shortfall();
+    if (shortfall.empty() && !treatment.always)
+        return {expectation.sentence, Finding::Accepted, ""};
     const std::string detail = shortfall.empty() ? "adapted although the driver does it itself" : shortfall;
-    return {probe.expectation, helps(probe, adaptations) ? Finding::Adapted : Finding::Missing, detail};
+    return {expectation.sentence, helps(expectation, treatment) ? Finding::Adapted : Finding::Missing, detail};
 }
 
 const char* word(Finding::Outcome outcome)
@@ -172,15 +172,15 @@ DriverAdapter::Report DriverAdapter::install(Mode mode)
     require(!isAnythingRunning(), "no query, display list, feedback or selection to be under way");
     const Unnoticed unnoticed;
     const StateGuard guard;
-    Adaptations adaptations;
-    adapter::adapt(adaptations); // first the driver alone
-    adaptations.always = mode == Always;
-    adaptations.verticesAnInvocation = mode == Always ? adapter::mostVertices() / 4 : adapter::mostVertices();
+    Treatment treatment;
+    adapter::setTreatment(treatment); // first the driver alone
+    treatment.always = mode == Always;
+    treatment.verticesAnInvocation = mode == Always ? adapter::mostVertices() / 4 : adapter::mostVertices();
     Report report;
-    for (const Probe& probe : adapter::probes())
-        report.findings.push_back(examine(probe, adaptations));
-    adapter::adapt(adaptations);
-    adapter::setAdaptationsOfNewContexts(adaptations);
+    for (const Expectation& expectation : adapter::expectations())
+        report.findings.push_back(examine(expectation, treatment));
+    adapter::setTreatment(treatment);
+    adapter::setTreatmentOfNewContexts(treatment);
     return report;
 }
 

@@ -182,7 +182,7 @@ void prepareOpenGl(bool adaptDriver)
     if (adaptDriver)
         DriverAdapter::install();
     else
-        adapter::adapt({}); // which keeps other contexts adapted after glewInit()
+        adapter::setTreatment({}); // which keeps other contexts adapted after glewInit()
 }
 
 } // namespace

@@ -10,7 +10,7 @@ namespace {
 
 std::mutex contextsMutex;
 std::map<const void*, Context> contexts;
-Adaptations adaptationsOfNewContexts;
+Treatment treatmentOfNewContexts;
 
 /// EGL answers for the interface that the thread has chosen, which an application may have changed meanwhile.
 const void* currentOfEglsOpenGl()
@@ -40,7 +40,7 @@ Context& context()
     const std::lock_guard<std::mutex> lock(contextsMutex);
     const auto [entry, isNew] = contexts.try_emplace(current);
     if (isNew)
-        entry->second.adaptations = adaptationsOfNewContexts;
+        entry->second.treatment = treatmentOfNewContexts;
     return entry->second;
 }
 
@@ -62,18 +62,18 @@ void forgetDeleted(Context& context)
     }
 }
 
-void setAdaptationsOfNewContexts(const Adaptations& adaptations)
+void setTreatmentOfNewContexts(const Treatment& treatment)
 {
     const std::lock_guard<std::mutex> lock(contextsMutex);
-    adaptationsOfNewContexts = adaptations;
+    treatmentOfNewContexts = treatment;
 }
 
-unsigned neededAdaptations()
+unsigned adaptationsInUse()
 {
     const std::lock_guard<std::mutex> lock(contextsMutex);
     unsigned needed = 0;
     for (const auto& entry : contexts)
-        needed |= entry.second.adaptations.set;
+        needed |= entry.second.treatment.adaptations;
     return needed;
 }
 
@@ -86,12 +86,12 @@ void forget(const void* context)
 bool forgetAll()
 {
     const std::lock_guard<std::mutex> lock(contextsMutex);
-    adaptationsOfNewContexts = {};
+    treatmentOfNewContexts = {};
     for (auto each = contexts.begin(); each != contexts.end();) {
         if (each->second.takenOff.sources.empty()) {
             each = contexts.erase(each);
         } else {
-            each->second.adaptations = {};
+            each->second.treatment = {};
             each->second.programs.clear();
             ++each;
         }

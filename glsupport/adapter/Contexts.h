@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glsupport/adapter/Adaptations.h"
+#include "glsupport/adapter/Treatment.h"
 
 #include <GL/glew.h>
 
@@ -47,7 +47,7 @@ struct TakenOff
 
 struct Context
 {
-    Adaptations adaptations;
+    Treatment treatment;
     std::map<GLuint, ProgramRecord> programs;
     std::set<GLuint> deletedInUse; ///< programs that go when they are put away
     TakenOff takenOff;
@@ -66,10 +66,10 @@ ProgramRecord* find(Context& context, GLuint program);
 void forgetDeleted(Context& context);
 
 /// Sets what is adapted for contexts that are met from now on.
-void setAdaptationsOfNewContexts(const Adaptations& adaptations);
+void setTreatmentOfNewContexts(const Treatment& treatment);
 
 /// What any context needs.
-unsigned neededAdaptations();
+unsigned adaptationsInUse();
 
 /// Forgets a context.
 void forget(const void* context);

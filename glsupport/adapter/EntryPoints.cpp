@@ -74,10 +74,10 @@ void replaceFor(unsigned needed)
 
 } // namespace
 
-void adapt(const Adaptations& adaptations)
+void setTreatment(const Treatment& treatment)
 {
-    context().adaptations = adaptations;
-    replaceFor(neededAdaptations());
+    context().treatment = treatment;
+    replaceFor(adaptationsInUse());
 }
 
 void removeAll()

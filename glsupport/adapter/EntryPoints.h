@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glsupport/adapter/Adaptations.h"
+#include "glsupport/adapter/Treatment.h"
 
 // Puts our entry points in the place of GLEW's.
 
@@ -8,7 +8,7 @@ namespace velmor::glsupport::adapter {
 
 /// Sets what is adapted for the current context, and replaces the entry points that any context needs. To be called
 /// after each glewInit(), which puts the driver's own back. Pointers that are ours already are not written.
-void adapt(const Adaptations& adaptations);
+void setTreatment(const Treatment& treatment);
 
 /// Puts all entry points back and forgets every context. Where a context that is not current has sources to be put back
 /// those stay that are needed for it, until the next call.

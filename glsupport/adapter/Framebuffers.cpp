@@ -129,7 +129,7 @@ void takeSourcesOff(Context& context, GLuint program)
         return;
     std::vector<Source> sources = boundSources();
     const std::vector<GLenum> drawn = drawnAttachments();
-    const Size size = context.adaptations.always ? kUnknown : sizeDrawnInto(drawn);
+    const Size size = context.treatment.always ? kUnknown : sizeDrawnInto(drawn);
     const auto doesNotClip = [&size](const Source& source) {
         return !isSmaller(source.size, size);
     };

@@ -58,18 +58,18 @@ bool isTaken(GLenum type, const std::string& text)
 }
 
 /// What stands for a text where the driver refuses it.
-std::string translated(const Adaptations& adaptations, GLenum type, const std::string& text)
+std::string translated(const Treatment& treatment, GLenum type, const std::string& text)
 {
-    if (type == GL_GEOMETRY_SHADER_EXT && adapts(adaptations, kEmptyGeometry) && factsOf(text).isEmpty)
+    if (type == GL_GEOMETRY_SHADER_EXT && treatment.includes(kEmptyGeometry) && factsOf(text).isEmpty)
         return kPlaceholder;
     if (!isClassic(text))
         return text;
-    if (type == GL_GEOMETRY_SHADER_EXT && adapts(adaptations, kGeometryShaders) && factsOf(text).usesGeometryShader4)
+    if (type == GL_GEOMETRY_SHADER_EXT && treatment.includes(kGeometryShaders) && factsOf(text).usesGeometryShader4)
         return inVersion150(text);
     std::string result = text;
-    if (type == GL_VERTEX_SHADER && adapts(adaptations, kFlatOut))
+    if (type == GL_VERTEX_SHADER && treatment.includes(kFlatOut))
         result = withoutFlatOut(result);
-    if (adapts(adaptations, kClassicTexts))
+    if (treatment.includes(kClassicTexts))
         result = inVersion120(result);
     return result;
 }
@@ -78,14 +78,14 @@ std::string translated(const Adaptations& adaptations, GLenum type, const std::s
 
 void GLAPIENTRY compileShader(GLuint shader)
 {
-    const Adaptations& adaptations = context().adaptations;
-    if (adaptations.set != 0 && glIsShader(shader)) {
+    const Treatment& treatment = context().treatment;
+    if (treatment.adaptations != 0 && glIsShader(shader)) {
         const GLenum type = typeOf(shader);
         const std::string text = textOf(shader);
-        const std::string translation = translated(adaptations, type, text);
+        const std::string translation = translated(treatment, type, text);
         // Of a geometry stage it means little that it is taken: it may still know nothing of the program's parameters.
         const bool isWanted =
-            translation != text && (adaptations.always || type == GL_GEOMETRY_SHADER_EXT || !isTaken(type, text));
+            translation != text && (treatment.always || type == GL_GEOMETRY_SHADER_EXT || !isTaken(type, text));
         if (isWanted && isTaken(type, translation)) {
             compiles(shader, translation);
             return;
@@ -211,14 +211,14 @@ std::string layoutName(GLint primitive)
 }
 
 /// A stage's text with what the driver leaves undefined, or to rounding, made definite.
-std::string definite(const Adaptations& adaptations, const Stage& stage, bool isBeforeFragments)
+std::string definite(const Treatment& treatment, const Stage& stage, bool isBeforeFragments)
 {
     std::string text = stage.text;
-    if (stage.type == GL_FRAGMENT_SHADER && adapts(adaptations, kUnwrittenColours))
+    if (stage.type == GL_FRAGMENT_SHADER && treatment.includes(kUnwrittenColours))
         text = withInitialColour(text);
-    if (stage.type == GL_VERTEX_SHADER && adapts(adaptations, kCornerTexels))
+    if (stage.type == GL_VERTEX_SHADER && treatment.includes(kCornerTexels))
         text = withInnerTexels(text);
-    if (stage.type == GL_VERTEX_SHADER && adapts(adaptations, kCornerPoints) && isBeforeFragments)
+    if (stage.type == GL_VERTEX_SHADER && treatment.includes(kCornerPoints) && isBeforeFragments)
         text = withShiftedVertices(text);
     return text;
 }
@@ -233,36 +233,35 @@ std::vector<std::string> ownTexts(const std::vector<Stage>& stages)
 }
 
 /// The texts with what the driver leaves undefined, or to rounding, made definite.
-std::vector<std::string> definiteTexts(const Adaptations& adaptations, const std::vector<Stage>& stages)
+std::vector<std::string> definiteTexts(const Treatment& treatment, const std::vector<Stage>& stages)
 {
     const bool hasGeometry = hasAny(stages, isGeometry);
     std::vector<std::string> texts;
     for (const Stage& stage : stages)
-        texts.push_back(definite(adaptations, stage, !hasGeometry));
+        texts.push_back(definite(treatment, stage, !hasGeometry));
     return texts;
 }
 
 /// Links with the geometry stage for the parameters of the program. Where the driver refuses so many vertices from one
 /// invocation, the work is spread over more and more of them.
 bool linksWithGeometry(GLuint program, const std::vector<Stage>& stages, std::vector<std::string> texts,
-                       const Adaptations& adaptations, const ProgramRecord& parameters)
+                       const Treatment& treatment, const ProgramRecord& parameters)
 {
     const auto links = [&](int verticesAnInvocation) {
         const GeometryLayout layout = {layoutName(parameters.inputType), layoutName(parameters.outputType),
-                                       parameters.verticesOut, verticesAnInvocation,
-                                       adapts(adaptations, kCornerPoints)};
+                                       parameters.verticesOut, verticesAnInvocation, treatment.includes(kCornerPoints)};
         for (std::size_t i = 0; i < stages.size(); ++i)
             if (isTranslatedGeometry(stages[i]))
                 texts[i] = withLayout(stages[i].text, layout);
         return linksWith(program, stages, texts);
     };
-    int share = adaptations.verticesAnInvocation;
+    int share = treatment.verticesAnInvocation;
     bool isDone = links(share);
     for (share = std::min(share, parameters.verticesOut); !isDone && parameters.outputType == GL_POINTS && share > 1;) {
         share /= 2;
         isDone = links(share);
     }
-    return isDone || links(adaptations.verticesAnInvocation); // so that the message is about the whole
+    return isDone || links(treatment.verticesAnInvocation); // so that the message is about the whole
 }
 
 /// Links with what is to be left out left out, and all other stages as they are.
@@ -274,14 +273,14 @@ void linkAsGiven(GLuint program, const std::vector<Stage>& stages)
         driver.linkProgram(program);
 }
 
-void linkClassic(GLuint program, const std::vector<Stage>& stages, const Adaptations& adaptations,
+void linkClassic(GLuint program, const std::vector<Stage>& stages, const Treatment& treatment,
                  const ProgramRecord& parameters)
 {
     const std::vector<std::string> own = ownTexts(stages);
-    const std::vector<std::string> definite = definiteTexts(adaptations, stages);
+    const std::vector<std::string> definite = definiteTexts(treatment, stages);
     if (hasAny(stages, isTranslatedGeometry)) {
-        if (!linksWithGeometry(program, stages, definite, adaptations, parameters) && definite != own)
-            linksWithGeometry(program, stages, own, adaptations, parameters);
+        if (!linksWithGeometry(program, stages, definite, treatment, parameters) && definite != own)
+            linksWithGeometry(program, stages, own, treatment, parameters);
     } else if (definite == own || !linksWith(program, stages, definite)) {
         linkAsGiven(program, stages);
     }
@@ -354,7 +353,7 @@ void GLAPIENTRY deleteProgram(GLuint program)
 void GLAPIENTRY linkProgram(GLuint program)
 {
     Context& current = context();
-    if (current.adaptations.set == 0 || !glIsProgram(program)) {
+    if (current.treatment.adaptations == 0 || !glIsProgram(program)) {
         driver.linkProgram(program);
         return;
     }
@@ -366,12 +365,12 @@ void GLAPIENTRY linkProgram(GLuint program)
     }
     ProgramRecord& record = current.programs[program];
     if (isOfDialect)
-        linkClassic(program, stages, current.adaptations, record);
+        linkClassic(program, stages, current.treatment, record);
     else
         linkAsGiven(program, stages);
     record.isClassic = isOfDialect && isLinked(program);
-    record.mat2Locations = record.isClassic && adapts(current.adaptations, kMatrixUniforms) ? mat2LocationsOf(program)
-                                                                                            : std::vector<GLint>();
+    record.mat2Locations = record.isClassic && current.treatment.includes(kMatrixUniforms) ? mat2LocationsOf(program)
+                                                                                           : std::vector<GLint>();
     record.shiftLocation = record.isClassic ? shiftLocationOf(program, stages) : -1;
     if (isInUse(program)) // a link sets uniforms back
         shiftVertices(record);
@@ -405,7 +404,7 @@ void GLAPIENTRY programParameteri(GLuint program, GLenum name, GLint value)
     Context& current = context();
     const bool ofGeometry = name == GL_GEOMETRY_INPUT_TYPE_EXT || name == GL_GEOMETRY_OUTPUT_TYPE_EXT ||
                             name == GL_GEOMETRY_VERTICES_OUT_EXT;
-    const bool isOurs = adapts(current.adaptations, kGeometryShaders) && ofGeometry;
+    const bool isOurs = current.treatment.includes(kGeometryShaders) && ofGeometry;
     if (driver.programParameteri) // for geometry stages that are none of the dialect
         driver.programParameteri(program, name, value);
     else if (!isOurs)
@@ -442,7 +441,7 @@ void takeUp(Context& current, GLuint program)
     const ProgramRecord* const record = find(current, program);
     if (!record || !record->isClassic)
         return;
-    if (adapts(current.adaptations, kClippingSources))
+    if (current.treatment.includes(kClippingSources))
         takeSourcesOff(current, program);
     shiftVertices(*record);
 }

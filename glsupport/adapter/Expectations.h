@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glsupport/adapter/Adaptations.h"
+#include "glsupport/adapter/Treatment.h"
 
 #include <string>
 #include <vector>
@@ -8,15 +8,15 @@
 namespace velmor::glsupport::adapter {
 
 /// An expectation of the filters, and how to find out whether the current context meets it.
-struct Probe
+struct Expectation
 {
-    const char* expectation;
-    Adaptation adaptation;      ///< what helps where it does not
+    const char* sentence;       ///< for the report
+    Adaptation adaptation;      ///< what helps where the context does not
     std::string (*shortfall)(); ///< links and draws; what happens instead, or nothing
 };
 
 /// Changes state that StateGuard keeps, and may leave errors in the queue.
-const std::vector<Probe>& probes();
+const std::vector<Expectation>& expectations();
 
 /// The most vertices that a geometry shader may emit here.
 int mostVertices();

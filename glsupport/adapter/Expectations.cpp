@@ -1,4 +1,4 @@
-#include "glsupport/adapter/Probes.h"
+#include "glsupport/adapter/Expectations.h"
 
 #include "glsupport/internal/Integer.h"
 
@@ -79,7 +79,7 @@ public:
             glLoadIdentity();
         }
         glColor4f(1.0f, 1.0f, 1.0f, 1.0f);
-        glClearColor(0.5f, 0.5f, 0.5f, 0.5f); // what no probe draws
+        glClearColor(0.5f, 0.5f, 0.5f, 0.5f); // what no trial draws
         glClear(GL_COLOR_BUFFER_BIT);
     }
     Canvas(const Canvas&) = delete;
@@ -395,9 +395,9 @@ void main()
 
 } // namespace
 
-const std::vector<Probe>& probes()
+const std::vector<Expectation>& expectations()
 {
-    static const std::vector<Probe> all = {
+    static const std::vector<Expectation> all = {
         {"shaders without #version have int to float and array constructors", kClassicTexts, classicTexts},
         {"vertex shaders write 'flat varying out'", kFlatOut, flatOut},
         {"EXT_geometry_shader4 emits as many vertices as there can be", kGeometryShaders, geometryShaders},

@@ -2,7 +2,7 @@
 
 namespace velmor::glsupport::adapter {
 
-/// What can be adapted, as bits of a set.
+/// What can be adapted, as bits of a set. Expectations.cpp tells the story of each.
 enum Adaptation : unsigned
 {
     kClassicTexts = 1u << 0,     ///< texts without #version
@@ -16,17 +16,14 @@ enum Adaptation : unsigned
     kCornerTexels = 1u << 8,     ///< in a vertex shader the corner of a texel reads the texel beyond it
 };
 
-/// What is adapted for a context.
-struct Adaptations
+/// What a context gets.
+struct Treatment
 {
-    unsigned set = 0;             ///< of Adaptation
-    bool always = false;          ///< also what the driver would have taken
+    unsigned adaptations = 0;     ///< of Adaptation
+    bool always = false;          ///< also for what the driver would have taken
     int verticesAnInvocation = 0; ///< most that one invocation of a geometry shader emits
-};
 
-inline bool adapts(const Adaptations& adaptations, unsigned anyOf)
-{
-    return (adaptations.set & anyOf) != 0;
-}
+    bool includes(unsigned anyOf) const { return (adaptations & anyOf) != 0; }
+};
 
 } // namespace velmor::glsupport::adapter
