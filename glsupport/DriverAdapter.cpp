@@ -1,11 +1,10 @@
 #include "glsupport/DriverAdapter.h"
 
 #include "glsupport/StateGuard.h"
-#include "glsupport/adapter/Contexts.h"
-#include "glsupport/adapter/Driver.h"
 #include "glsupport/adapter/EntryPoints.h"
 #include "glsupport/adapter/Errors.h"
 #include "glsupport/adapter/Expectations.h"
+#include "glsupport/adapter/Process.h"
 #include "glsupport/internal/Integer.h"
 
 #include <GL/glew.h>
@@ -180,7 +179,7 @@ DriverAdapter::Report DriverAdapter::install(Mode mode)
     for (const Expectation& expectation : adapter::expectations())
         report.findings.push_back(examine(expectation, treatment));
     adapter::setTreatment(treatment);
-    adapter::setTreatmentOfNewContexts(treatment);
+    adapter::process().setTreatmentOfNewContexts(treatment);
     return report;
 }
 

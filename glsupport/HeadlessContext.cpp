@@ -1,8 +1,8 @@
 #include "glsupport/HeadlessContext.h"
 
 #include "glsupport/DriverAdapter.h"
-#include "glsupport/adapter/Contexts.h"
 #include "glsupport/adapter/EntryPoints.h"
+#include "glsupport/adapter/Process.h"
 
 #include <GL/glew.h>
 
@@ -194,7 +194,7 @@ struct HeadlessContext::Implementation
     Implementation& operator=(const Implementation&) = delete;
     ~Implementation()
     {
-        adapter::forget(context);
+        adapter::process().forget(context);
         if (eglGetCurrentContext() == context)
             eglMakeCurrent(display.handle(), EGL_NO_SURFACE, EGL_NO_SURFACE, EGL_NO_CONTEXT);
         eglDestroyContext(display.handle(), context);

@@ -1,8 +1,8 @@
 #pragma once
 
-#include "glsupport/internal/Integer.h"
-
 #include <GL/glew.h>
+
+#include <set>
 
 namespace velmor::glsupport::adapter {
 
@@ -22,14 +22,10 @@ struct Driver
     PFNGLBINDFRAMEBUFFERPROC bindFramebuffer = nullptr;
     PFNGLDELETEFRAMEBUFFERSEXTPROC deleteFramebuffersExt = nullptr;
     PFNGLDELETEFRAMEBUFFERSPROC deleteFramebuffers = nullptr;
+
+    /// Those of the above for which ours have been put in place and not been taken away again. Ours may be called for
+    /// them even where GLEW's pointer is no longer ours: a third party may have wrapped it.
+    std::set<const void*> replaced;
 };
-
-extern Driver driver;
-
-/// Whether calls go into a display list: what they would do is not done now.
-inline bool isCompilingList()
-{
-    return integer(GL_LIST_INDEX) != 0;
-}
 
 } // namespace velmor::glsupport::adapter

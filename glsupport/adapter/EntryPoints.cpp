@@ -1,17 +1,12 @@
 #include "glsupport/adapter/EntryPoints.h"
 
-#include "glsupport/adapter/Contexts.h"
-#include "glsupport/adapter/Driver.h"
 #include "glsupport/adapter/Framebuffers.h"
+#include "glsupport/adapter/Process.h"
 #include "glsupport/adapter/Programs.h"
 
 #include <GL/glx.h>
 
-#include <set>
-
 namespace velmor::glsupport::adapter {
-
-Driver driver;
 
 namespace {
 
@@ -23,6 +18,7 @@ constexpr unsigned kPuttingBack = 1u << 31;
 template<typename Action>
 void forEachEntryPoint(const Action& action)
 {
+    Driver& driver = process().driver;
     constexpr unsigned kAll = ~kPuttingBack;
     constexpr unsigned kInUse = kClippingSources | kCornerPoints | kPuttingBack;
     action("glCompileShader", __glewCompileShader, driver.compileShader, &compileShader, kAll);
@@ -46,10 +42,6 @@ void forEachEntryPoint(const Action& action)
     action("glBindFramebuffer", __glewBindFramebuffer, driver.bindFramebuffer, &bindFramebuffer, kCornerPoints);
 }
 
-/// The entry points for which ours have been put in place and not been taken away again, by where the driver's own are
-/// kept. Ours may be called for them even where GLEW's pointer is no longer ours: a third party may have wrapped it.
-std::set<const void*> inPlace;
-
 /// Whether a pointer is what glewInit() puts there.
 template<typename EntryPoint>
 bool isFromGlewInit(const char* name, EntryPoint glew)
@@ -64,11 +56,11 @@ void replaceFor(unsigned needed)
         const bool mayBeMissing = adaptationsOfIt == kGeometryShaders; // which is what is adapted then
         if ((needed & adaptationsOfIt) == 0 || glew == ours || !(glew || mayBeMissing))
             return;
-        if (inPlace.count(&own) != 0 && glew != own && !isFromGlewInit(name, glew))
+        if (process().driver.replaced.count(&own) != 0 && glew != own && !isFromGlewInit(name, glew))
             return;
         own = glew;
         glew = ours;
-        inPlace.insert(&own);
+        process().driver.replaced.insert(&own);
     });
 }
 
@@ -76,23 +68,24 @@ void replaceFor(unsigned needed)
 
 void setTreatment(const Treatment& treatment)
 {
-    context().treatment = treatment;
-    replaceFor(adaptationsInUse());
+    process().context().treatment = treatment;
+    replaceFor(process().adaptationsInUse());
 }
 
 void removeAll()
 {
     if (currentContext()) {
-        putSourcesBack(context());
-        if (const ProgramRecord* const inUse = find(context(), static_cast<GLuint>(integer(GL_CURRENT_PROGRAM))))
-            shiftVerticesBack(*inUse);
+        Context& current = process().context();
+        putSourcesBack(current);
+        if (const ProgramRecord* const program = current.inUse())
+            shiftVerticesBack(*program);
     }
-    const bool isPending = forgetAll();
+    const bool isPending = process().forgetAll();
     forEachEntryPoint([](const char*, auto& glew, auto& own, auto ours, unsigned) {
         if (glew != ours)
             return;
         glew = own;
-        inPlace.erase(&own);
+        process().driver.replaced.erase(&own);
     });
     if (isPending)
         replaceFor(kPuttingBack);

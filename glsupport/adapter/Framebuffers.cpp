@@ -1,6 +1,7 @@
 #include "glsupport/adapter/Framebuffers.h"
 
-#include "glsupport/adapter/Driver.h"
+#include "glsupport/adapter/Process.h"
+#include "glsupport/internal/Integer.h"
 
 #include <algorithm>
 #include <limits>
@@ -145,7 +146,7 @@ void takeSourcesOff(Context& context, GLuint program)
                                          [texture](const Source& each) { return each.texture == texture; });
         if (source == sources.end() || std::find(drawn.begin(), drawn.end(), attachment) != drawn.end())
             continue;
-        driver.framebufferTexture2DExt(GL_FRAMEBUFFER_EXT, attachment, GL_TEXTURE_RECTANGLE_ARB, 0, 0);
+        driver().framebufferTexture2DExt(GL_FRAMEBUFFER_EXT, attachment, GL_TEXTURE_RECTANGLE_ARB, 0, 0);
         context.takenOff.sources.emplace(attachment, *source);
     }
 }
@@ -162,7 +163,7 @@ void putSourcesBack(Context& context)
         glBindFramebufferEXT(target, takenOff.framebuffer);
     for (const auto& [attachment, source] : takenOff.sources)
         if (attachedTexture(attachment) == 0 && isStillThere(source))
-            driver.framebufferTexture2DExt(target, attachment, GL_TEXTURE_RECTANGLE_ARB, source.texture, 0);
+            driver().framebufferTexture2DExt(target, attachment, GL_TEXTURE_RECTANGLE_ARB, source.texture, 0);
     if (bound != takenOff.framebuffer)
         glBindFramebufferEXT(target, bound);
 }
@@ -185,7 +186,7 @@ void follow(GLenum target)
 {
     if (target == GL_READ_FRAMEBUFFER_EXT)
         return;
-    const ProgramRecord* const program = find(context(), static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)));
+    const ProgramRecord* const program = process().context().inUse();
     if (program && !isCompilingList())
         shiftVertices(*program);
 }
@@ -193,7 +194,7 @@ void follow(GLenum target)
 /// What is attached or taken away meanwhile stays so.
 void noteAttached(GLenum target, GLenum attachment)
 {
-    TakenOff& takenOff = context().takenOff;
+    TakenOff& takenOff = process().context().takenOff;
     if (!takenOff.sources.empty() && boundFramebuffer() == takenOff.framebuffer)
         takenOff.sources.erase(attachment);
     follow(target);
@@ -202,7 +203,7 @@ void noteAttached(GLenum target, GLenum attachment)
 /// What was off a framebuffer is not put on a later one of its name.
 void forgetFramebuffers(GLsizei count, const GLuint* framebuffers)
 {
-    TakenOff& takenOff = context().takenOff;
+    TakenOff& takenOff = process().context().takenOff;
     if (count > 0 && std::find(framebuffers, framebuffers + count, takenOff.framebuffer) != framebuffers + count)
         takenOff = {};
 }
@@ -212,39 +213,39 @@ void forgetFramebuffers(GLsizei count, const GLuint* framebuffers)
 void GLAPIENTRY framebufferTexture2DExt(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
                                         GLint level)
 {
-    driver.framebufferTexture2DExt(target, attachment, textureTarget, texture, level);
+    driver().framebufferTexture2DExt(target, attachment, textureTarget, texture, level);
     noteAttached(target, attachment);
 }
 
 void GLAPIENTRY framebufferTexture2D(GLenum target, GLenum attachment, GLenum textureTarget, GLuint texture,
                                      GLint level)
 {
-    driver.framebufferTexture2D(target, attachment, textureTarget, texture, level);
+    driver().framebufferTexture2D(target, attachment, textureTarget, texture, level);
     noteAttached(target, attachment);
 }
 
 void GLAPIENTRY bindFramebufferExt(GLenum target, GLuint framebuffer)
 {
-    driver.bindFramebufferExt(target, framebuffer);
+    driver().bindFramebufferExt(target, framebuffer);
     follow(target);
 }
 
 void GLAPIENTRY bindFramebuffer(GLenum target, GLuint framebuffer)
 {
-    driver.bindFramebuffer(target, framebuffer);
+    driver().bindFramebuffer(target, framebuffer);
     follow(target);
 }
 
 void GLAPIENTRY deleteFramebuffersExt(GLsizei count, const GLuint* framebuffers)
 {
     forgetFramebuffers(count, framebuffers);
-    driver.deleteFramebuffersExt(count, framebuffers);
+    driver().deleteFramebuffersExt(count, framebuffers);
 }
 
 void GLAPIENTRY deleteFramebuffers(GLsizei count, const GLuint* framebuffers)
 {
     forgetFramebuffers(count, framebuffers);
-    driver.deleteFramebuffers(count, framebuffers);
+    driver().deleteFramebuffers(count, framebuffers);
 }
 
 } // namespace velmor::glsupport::adapter

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glsupport/adapter/Contexts.h"
+#include "glsupport/adapter/Context.h"
 
 // Adaptations of what programs of the classic dialect draw into.
 

@@ -1,10 +1,10 @@
 #include "glsupport/adapter/Programs.h"
 
-#include "glsupport/adapter/Contexts.h"
-#include "glsupport/adapter/Driver.h"
 #include "glsupport/adapter/Errors.h"
 #include "glsupport/adapter/Framebuffers.h"
+#include "glsupport/adapter/Process.h"
 #include "glsupport/adapter/ShaderText.h"
+#include "glsupport/internal/Integer.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -41,7 +41,7 @@ bool compiles(GLuint shader, const std::string& text)
 {
     const GLchar* const source = text.c_str();
     glShaderSource(shader, 1, &source, nullptr);
-    driver.compileShader(shader);
+    driver().compileShader(shader);
     GLint status = GL_FALSE;
     glGetShaderiv(shader, GL_COMPILE_STATUS, &status);
     return status == GL_TRUE;
@@ -78,7 +78,7 @@ std::string translated(const Treatment& treatment, GLenum type, const std::strin
 
 void GLAPIENTRY compileShader(GLuint shader)
 {
-    const Treatment& treatment = context().treatment;
+    const Treatment& treatment = process().context().treatment;
     if (treatment.adaptations != 0 && glIsShader(shader)) {
         const GLenum type = typeOf(shader);
         const std::string text = textOf(shader);
@@ -91,7 +91,7 @@ void GLAPIENTRY compileShader(GLuint shader)
             return;
         }
     }
-    driver.compileShader(shader);
+    driver().compileShader(shader);
 }
 
 // Links
@@ -139,11 +139,6 @@ bool hasAny(const std::vector<Stage>& stages, const Is& is)
     return std::any_of(stages.begin(), stages.end(), is);
 }
 
-bool isInUse(GLuint program)
-{
-    return integer(GL_CURRENT_PROGRAM) == static_cast<GLint>(program);
-}
-
 bool isLinked(GLuint program)
 {
     GLint status = GL_FALSE;
@@ -168,7 +163,7 @@ GLuint shaderFor(const Stage& stage, const std::string& text)
 /// their order and what they hold are the same afterwards.
 bool linksWith(GLuint program, const std::vector<Stage>& stages, const std::vector<std::string>& texts)
 {
-    const GLuint holder = driver.createProgram(); // keeps shaders that were deleted while they were attached
+    const GLuint holder = driver().createProgram(); // keeps shaders that were deleted while they were attached
     std::vector<GLuint> linked;
     for (std::size_t i = 0; i < stages.size(); ++i) {
         glAttachShader(holder, stages[i].shader);
@@ -178,7 +173,7 @@ bool linksWith(GLuint program, const std::vector<Stage>& stages, const std::vect
     }
     for (const GLuint shader : linked)
         glAttachShader(program, shader);
-    driver.linkProgram(program);
+    driver().linkProgram(program);
     for (const GLuint shader : linked) {
         glDetachShader(program, shader);
         if (!hasAny(stages, [shader](const Stage& stage) { return stage.shader == shader; }))
@@ -186,7 +181,7 @@ bool linksWith(GLuint program, const std::vector<Stage>& stages, const std::vect
     }
     for (const Stage& stage : stages)
         glAttachShader(program, stage.shader);
-    driver.deleteProgram(holder);
+    driver().deleteProgram(holder);
     return isLinked(program);
 }
 
@@ -270,7 +265,7 @@ void linkAsGiven(GLuint program, const std::vector<Stage>& stages)
     if (hasAny(stages, isLeftOut))
         linksWith(program, stages, ownTexts(stages));
     else
-        driver.linkProgram(program);
+        driver().linkProgram(program);
 }
 
 void linkClassic(GLuint program, const std::vector<Stage>& stages, const Treatment& treatment,
@@ -334,8 +329,8 @@ GLint shiftLocationOf(GLuint program, const std::vector<Stage>& stages)
 
 GLuint GLAPIENTRY createProgram()
 {
-    const GLuint program = driver.createProgram();
-    Context& current = context();
+    const GLuint program = driver().createProgram();
+    Context& current = process().context();
     current.programs.erase(program); // nothing of an earlier one by the same name
     current.deletedInUse.erase(program);
     return program;
@@ -343,23 +338,23 @@ GLuint GLAPIENTRY createProgram()
 
 void GLAPIENTRY deleteProgram(GLuint program)
 {
-    driver.deleteProgram(program);
-    Context& current = context();
-    if (find(current, program))
+    driver().deleteProgram(program);
+    Context& current = process().context();
+    if (current.find(program))
         current.deletedInUse.insert(program);
-    forgetDeleted(current);
+    current.forgetDeleted();
 }
 
 void GLAPIENTRY linkProgram(GLuint program)
 {
-    Context& current = context();
+    Context& current = process().context();
     if (current.treatment.adaptations == 0 || !glIsProgram(program)) {
-        driver.linkProgram(program);
+        driver().linkProgram(program);
         return;
     }
     const std::vector<Stage> stages = stagesOf(program);
     const bool isOfDialect = hasAny(stages, [](const Stage& stage) { return isClassic(stage.text); });
-    if (!isOfDialect && !find(current, program)) {
+    if (!isOfDialect && !current.find(program)) {
         linkAsGiven(program, stages);
         return;
     }
@@ -372,7 +367,7 @@ void GLAPIENTRY linkProgram(GLuint program)
     record.mat2Locations = record.isClassic && current.treatment.includes(kMatrixUniforms) ? mat2LocationsOf(program)
                                                                                            : std::vector<GLint>();
     record.shiftLocation = record.isClassic ? shiftLocationOf(program, stages) : -1;
-    if (isInUse(program)) // a link sets uniforms back
+    if (program == programInUse()) // a link sets uniforms back
         shiftVertices(record);
 }
 
@@ -401,26 +396,26 @@ bool keepParameter(ProgramRecord& program, GLenum name, GLint value)
 
 void GLAPIENTRY programParameteri(GLuint program, GLenum name, GLint value)
 {
-    Context& current = context();
+    Context& current = process().context();
     const bool ofGeometry = name == GL_GEOMETRY_INPUT_TYPE_EXT || name == GL_GEOMETRY_OUTPUT_TYPE_EXT ||
                             name == GL_GEOMETRY_VERTICES_OUT_EXT;
     const bool isOurs = current.treatment.includes(kGeometryShaders) && ofGeometry;
-    if (driver.programParameteri) // for geometry stages that are none of the dialect
-        driver.programParameteri(program, name, value);
+    if (driver().programParameteri) // for geometry stages that are none of the dialect
+        driver().programParameteri(program, name, value);
     else if (!isOurs)
         raise(GL_INVALID_ENUM);
     if (!isOurs)
         return;
     if (!glIsProgram(program)) {
-        if (!driver.programParameteri)
+        if (!driver().programParameteri)
             raise(GL_INVALID_VALUE);
         return;
     }
-    const ProgramRecord* const known = find(current, program);
+    const ProgramRecord* const known = current.find(program);
     ProgramRecord changed = known ? *known : ProgramRecord();
     if (keepParameter(changed, name, value))
         current.programs[program] = changed;
-    else if (!driver.programParameteri)
+    else if (!driver().programParameteri)
         raise(GL_INVALID_VALUE);
 }
 
@@ -432,13 +427,13 @@ void putAway(Context& current, GLuint program)
     if (current.takenOff.program == program)
         putSourcesBack(current);
     current.takenOff = {}; // of another program: then this is another context, at the place of one that is gone
-    if (const ProgramRecord* const record = find(current, program))
+    if (const ProgramRecord* const record = current.find(program))
         shiftVerticesBack(*record);
 }
 
 void takeUp(Context& current, GLuint program)
 {
-    const ProgramRecord* const record = find(current, program);
+    const ProgramRecord* const record = current.find(program);
     if (!record || !record->isClassic)
         return;
     if (current.treatment.includes(kClippingSources))
@@ -446,40 +441,34 @@ void takeUp(Context& current, GLuint program)
     shiftVertices(*record);
 }
 
-GLuint programInUse()
-{
-    return static_cast<GLuint>(integer(GL_CURRENT_PROGRAM));
-}
-
 } // namespace
 
 void GLAPIENTRY useProgram(GLuint program)
 {
-    Context& current = context();
+    Context& current = process().context();
     const bool concernsUs = !current.programs.empty() || !current.takenOff.sources.empty();
     if (!concernsUs || isCompilingList()) {
-        driver.useProgram(program);
+        driver().useProgram(program);
         return;
     }
     putAway(current, programInUse());
-    driver.useProgram(program);
+    driver().useProgram(program);
     takeUp(current, programInUse()); // the one before, where the driver refuses
     if (!current.deletedInUse.empty())
-        forgetDeleted(current);
+        current.forgetDeleted();
 }
 
 void GLAPIENTRY uniform4f(GLint location, GLfloat x, GLfloat y, GLfloat z, GLfloat w)
 {
-    Context& current = context();
-    const ProgramRecord* const program =
-        current.programs.empty() ? nullptr : find(current, static_cast<GLuint>(integer(GL_CURRENT_PROGRAM)));
+    Context& current = process().context();
+    const ProgramRecord* const program = current.inUse();
     const bool isMat2 = location >= 0 && program &&
                         std::binary_search(program->mat2Locations.begin(), program->mat2Locations.end(), location);
     if (isMat2 && !isCompilingList()) {
         const GLfloat columns[] = {x, y, z, w};
         glUniformMatrix2fv(location, 1, GL_FALSE, columns);
     } else {
-        driver.uniform4f(location, x, y, z, w);
+        driver().uniform4f(location, x, y, z, w);
     }
 }
 

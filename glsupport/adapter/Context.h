@@ -8,9 +8,6 @@
 #include <set>
 #include <vector>
 
-// What is kept of each context: little, and of programs of the classic dialect alone. All else is asked of the driver
-// when it is needed, so it cannot be out of date.
-
 namespace velmor::glsupport::adapter {
 
 /// A program of the classic dialect, or one with parameters of a geometry stage.
@@ -45,37 +42,29 @@ struct TakenOff
     std::map<GLenum, Source> sources; ///< by attachment
 };
 
+/// What is kept of a context: little, and of programs of the classic dialect alone. All else is asked of the driver
+/// when it is needed, so it cannot be out of date. Only the thread that has the context current touches it.
 struct Context
 {
     Treatment treatment;
     std::map<GLuint, ProgramRecord> programs;
     std::set<GLuint> deletedInUse; ///< programs that go when they are put away
     TakenOff takenOff;
+
+    /// What is known of a program; null where it is not one of those above.
+    const ProgramRecord* find(GLuint program) const;
+
+    /// What is known of the program in use; null likewise.
+    const ProgramRecord* inUse() const;
+
+    /// Drops what is known of programs that are gone.
+    void forgetDeleted();
 };
 
-/// The current context, of EGL or GLX; null when there is none.
-const void* currentContext();
+/// The name of the program in use; 0 where there is none.
+GLuint programInUse();
 
-/// What is kept of the current context. Only the thread that has the context current touches it.
-Context& context();
-
-/// What is known of a program; null where it is not one of those above.
-ProgramRecord* find(Context& context, GLuint program);
-
-/// Drops what is known of programs that are gone.
-void forgetDeleted(Context& context);
-
-/// Sets what is adapted for contexts that are met from now on.
-void setTreatmentOfNewContexts(const Treatment& treatment);
-
-/// What any context needs.
-unsigned adaptationsInUse();
-
-/// Forgets a context.
-void forget(const void* context);
-
-/// Adapts nothing any more and forgets every context but those whose sources are to be put back yet.
-/// @return whether there are any of those
-bool forgetAll();
+/// Whether calls go into a display list: what they would do is not done now.
+bool isCompilingList();
 
 } // namespace velmor::glsupport::adapter
