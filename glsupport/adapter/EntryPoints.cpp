@@ -1,13 +1,16 @@
 #include "glsupport/adapter/EntryPoints.h"
 
 #include "glsupport/adapter/Framebuffers.h"
+#include "glsupport/adapter/GeometryParameters.h"
+#include "glsupport/adapter/Links.h"
+#include "glsupport/adapter/MatrixUniforms.h"
 #include "glsupport/adapter/Process.h"
 #include "glsupport/adapter/Programs.h"
+#include "glsupport/adapter/Shaders.h"
 
 #include <GL/glx.h>
 
 namespace velmor::glsupport::adapter {
-
 namespace {
 
 /// Stands beside the bits of Adaptation for what puts sources back, after everything else is gone.
