@@ -1,5 +1,6 @@
 #include "glsupport/adapter/EntryPoints.h"
 
+#include "glsupport/adapter/Expectations.h"
 #include "glsupport/adapter/Framebuffers.h"
 #include "glsupport/adapter/GeometryParameters.h"
 #include "glsupport/adapter/Links.h"
@@ -13,36 +14,44 @@
 namespace velmor::glsupport::adapter {
 namespace {
 
-/// Stands beside the bits of Adaptation for what puts sources back, after everything else is gone.
-constexpr unsigned kPuttingBack = 1u << 31;
+/// What puts sources back, after everything else is gone.
+constexpr unsigned kPuttingBack = kUseEntryPoints | kDeleteEntryPoints;
 
-/// Calls an action with each entry point: its name, GLEW's pointer, where the driver's own is kept, ours, and the
-/// adaptations that need it.
+/// Calls an action with each entry point: its name, GLEW's pointer, where the driver's own is kept, ours, and its
+/// group.
 template<typename Action>
 void forEachEntryPoint(const Action& action)
 {
     Driver& driver = process().driver;
-    constexpr unsigned kAll = ~kPuttingBack;
-    constexpr unsigned kInUse = kClippingSources | kCornerPoints | kPuttingBack;
-    action("glCompileShader", __glewCompileShader, driver.compileShader, &compileShader, kAll);
-    action("glCreateProgram", __glewCreateProgram, driver.createProgram, &createProgram, kAll);
-    action("glDeleteProgram", __glewDeleteProgram, driver.deleteProgram, &deleteProgram, kAll);
-    action("glLinkProgram", __glewLinkProgram, driver.linkProgram, &linkProgram, kAll);
+    action("glCompileShader", __glewCompileShader, driver.compileShader, &compileShader, kProgramEntryPoints);
+    action("glCreateProgram", __glewCreateProgram, driver.createProgram, &createProgram, kProgramEntryPoints);
+    action("glDeleteProgram", __glewDeleteProgram, driver.deleteProgram, &deleteProgram, kProgramEntryPoints);
+    action("glLinkProgram", __glewLinkProgram, driver.linkProgram, &linkProgram, kProgramEntryPoints);
     action("glProgramParameteriEXT", __glewProgramParameteriEXT, driver.programParameteri, &programParameteri,
-           kGeometryShaders);
-    action("glUseProgram", __glewUseProgram, driver.useProgram, &useProgram, kInUse);
-    action("glUniform4f", __glewUniform4f, driver.uniform4f, &uniform4f, kMatrixUniforms);
+           kParameterEntryPoints);
+    action("glUniform4f", __glewUniform4f, driver.uniform4f, &uniform4f, kUniformEntryPoints);
+    action("glUseProgram", __glewUseProgram, driver.useProgram, &useProgram, kUseEntryPoints);
     action("glFramebufferTexture2DEXT", __glewFramebufferTexture2DEXT, driver.framebufferTexture2DExt,
-           &framebufferTexture2DExt, kInUse);
+           &framebufferTexture2DExt, kUseEntryPoints);
     action("glFramebufferTexture2D", __glewFramebufferTexture2D, driver.framebufferTexture2D, &framebufferTexture2D,
-           kInUse);
-    action("glDeleteFramebuffersEXT", __glewDeleteFramebuffersEXT, driver.deleteFramebuffersExt, &deleteFramebuffersExt,
-           kClippingSources | kPuttingBack);
-    action("glDeleteFramebuffers", __glewDeleteFramebuffers, driver.deleteFramebuffers, &deleteFramebuffers,
-           kClippingSources | kPuttingBack);
+           kUseEntryPoints);
     action("glBindFramebufferEXT", __glewBindFramebufferEXT, driver.bindFramebufferExt, &bindFramebufferExt,
-           kCornerPoints);
-    action("glBindFramebuffer", __glewBindFramebuffer, driver.bindFramebuffer, &bindFramebuffer, kCornerPoints);
+           kBindEntryPoints);
+    action("glBindFramebuffer", __glewBindFramebuffer, driver.bindFramebuffer, &bindFramebuffer, kBindEntryPoints);
+    action("glDeleteFramebuffersEXT", __glewDeleteFramebuffersEXT, driver.deleteFramebuffersExt, &deleteFramebuffersExt,
+           kDeleteEntryPoints);
+    action("glDeleteFramebuffers", __glewDeleteFramebuffers, driver.deleteFramebuffers, &deleteFramebuffers,
+           kDeleteEntryPoints);
+}
+
+/// The groups of entry points that any of the adaptations needs.
+unsigned groupsFor(unsigned adaptations)
+{
+    unsigned groups = 0;
+    for (const Expectation& expectation : expectations())
+        if ((adaptations & expectation.adaptation) != 0)
+            groups |= expectation.entryPoints;
+    return groups;
 }
 
 /// Whether a pointer is what glewInit() puts there.
@@ -52,12 +61,12 @@ bool isFromGlewInit(const char* name, EntryPoint glew)
     return reinterpret_cast<__GLXextFuncPtr>(glew) == glXGetProcAddressARB(reinterpret_cast<const GLubyte*>(name));
 }
 
-/// Puts ours in place where any of the adaptations needs it, and where nobody has wrapped ours.
-void replaceFor(unsigned needed)
+/// Puts ours of some groups in place, where nobody has wrapped them.
+void replace(unsigned groups)
 {
-    forEachEntryPoint([needed](const char* name, auto& glew, auto& own, auto ours, unsigned adaptationsOfIt) {
-        const bool mayBeMissing = adaptationsOfIt == kGeometryShaders; // which is what is adapted then
-        if ((needed & adaptationsOfIt) == 0 || glew == ours || !(glew || mayBeMissing))
+    forEachEntryPoint([groups](const char* name, auto& glew, auto& own, auto ours, unsigned group) {
+        const bool mayBeMissing = group == kParameterEntryPoints; // which is what is adapted then
+        if ((groups & group) == 0 || glew == ours || !(glew || mayBeMissing))
             return;
         if (process().driver.replaced.count(&own) != 0 && glew != own && !isFromGlewInit(name, glew))
             return;
@@ -72,7 +81,7 @@ void replaceFor(unsigned needed)
 void setTreatment(const Treatment& treatment)
 {
     process().context().treatment = treatment;
-    replaceFor(process().adaptationsInUse());
+    replace(groupsFor(process().adaptationsInUse()));
 }
 
 void removeAll()
@@ -91,7 +100,7 @@ void removeAll()
         process().driver.replaced.erase(&own);
     });
     if (isPending)
-        replaceFor(kPuttingBack);
+        replace(kPuttingBack);
 }
 
 } // namespace velmor::glsupport::adapter
