@@ -17,6 +17,15 @@
 #include <stdexcept>
 #include <vector>
 
+// How adapter/ is laid out:
+//   Expectations        what the filters expect, with the story of each adaptation; Trials is what probes draw with
+//   Treatment           which adaptations a context gets
+//   Process, Context    what is kept for the process, and of each context; Driver has the driver's own entry points
+//   EntryPoints         puts ours in place: those of Shaders, Links, Programs, GeometryParameters, MatrixUniforms and
+//                       Framebuffers, which translate and pass on
+//   ShaderText          rewrites texts, without OpenGL
+//   Errors              raises errors of OpenGL
+
 namespace velmor::glsupport {
 namespace {
 
