@@ -34,7 +34,7 @@ set(DOXYGEN_OUTPUT_DIRECTORY ${folder})
 set(DOXYGEN_STRIP_FROM_PATH ${PROJECT_SOURCE_DIR} ${folder})
 set(DOXYGEN_STRIP_FROM_INC_PATH ${PROJECT_SOURCE_DIR})
 set(DOXYGEN_FILE_PATTERNS *.h *.md *.dox)
-set(DOXYGEN_EXCLUDE_PATTERNS */internal/* */glsupport/adapter/*) # what is not installed
+set(DOXYGEN_EXCLUDE_PATTERNS */internal/*) # what is not installed
 set(DOXYGEN_USE_MDFILE_AS_MAINPAGE ${PROJECT_SOURCE_DIR}/docs/mainpage.md)
 set(DOXYGEN_IMAGE_PATH ${PROJECT_SOURCE_DIR}/docs ${folder}/demo/gallery)
 foreach(library IN ITEMS MATH CORE IMAGEIO ANALYSIS CVPROCESS GLSUPPORT)

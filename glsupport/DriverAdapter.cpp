@@ -1,11 +1,11 @@
 #include "glsupport/DriverAdapter.h"
 
 #include "glsupport/StateGuard.h"
-#include "glsupport/adapter/EntryPoints.h"
-#include "glsupport/adapter/Errors.h"
-#include "glsupport/adapter/Expectations.h"
-#include "glsupport/adapter/Process.h"
 #include "glsupport/internal/Integer.h"
+#include "glsupport/internal/adapter/EntryPoints.h"
+#include "glsupport/internal/adapter/Errors.h"
+#include "glsupport/internal/adapter/Expectations.h"
+#include "glsupport/internal/adapter/Process.h"
 
 #include <GL/glew.h>
 

@@ -1,8 +1,8 @@
 #include "glsupport/HeadlessContext.h"
 
 #include "glsupport/DriverAdapter.h"
-#include "glsupport/adapter/EntryPoints.h"
-#include "glsupport/adapter/Process.h"
+#include "glsupport/internal/adapter/EntryPoints.h"
+#include "glsupport/internal/adapter/Process.h"
 
 #include <GL/glew.h>
 

@@ -1,4 +1,4 @@
-#include "glsupport/adapter/ShaderText.h"
+#include "glsupport/internal/adapter/ShaderText.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "glsupport/adapter/Context.h"
+#include "glsupport/internal/adapter/Context.h"
 
 #include "glsupport/internal/Integer.h"
 

@@ -1,13 +1,13 @@
-#include "glsupport/adapter/EntryPoints.h"
+#include "glsupport/internal/adapter/EntryPoints.h"
 
-#include "glsupport/adapter/Expectations.h"
-#include "glsupport/adapter/Framebuffers.h"
-#include "glsupport/adapter/GeometryParameters.h"
-#include "glsupport/adapter/Links.h"
-#include "glsupport/adapter/MatrixUniforms.h"
-#include "glsupport/adapter/Process.h"
-#include "glsupport/adapter/Programs.h"
-#include "glsupport/adapter/Shaders.h"
+#include "glsupport/internal/adapter/Expectations.h"
+#include "glsupport/internal/adapter/Framebuffers.h"
+#include "glsupport/internal/adapter/GeometryParameters.h"
+#include "glsupport/internal/adapter/Links.h"
+#include "glsupport/internal/adapter/MatrixUniforms.h"
+#include "glsupport/internal/adapter/Process.h"
+#include "glsupport/internal/adapter/Programs.h"
+#include "glsupport/internal/adapter/Shaders.h"
 
 #include <GL/glx.h>
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glsupport/adapter/Treatment.h"
+#include "glsupport/internal/adapter/Treatment.h"
 
 // Puts our entry points in the place of GLEW's.
 

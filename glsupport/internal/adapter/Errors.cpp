@@ -1,4 +1,4 @@
-#include "glsupport/adapter/Errors.h"
+#include "glsupport/internal/adapter/Errors.h"
 
 #include "glsupport/internal/Integer.h"
 

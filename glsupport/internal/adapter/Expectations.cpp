@@ -1,8 +1,8 @@
-#include "glsupport/adapter/Expectations.h"
+#include "glsupport/internal/adapter/Expectations.h"
 
-#include "glsupport/adapter/EntryPoints.h"
-#include "glsupport/adapter/Trials.h"
 #include "glsupport/internal/Integer.h"
+#include "glsupport/internal/adapter/EntryPoints.h"
+#include "glsupport/internal/adapter/Trials.h"
 
 #include <GL/glew.h>
 

@@ -1,7 +1,7 @@
-#include "glsupport/adapter/Framebuffers.h"
+#include "glsupport/internal/adapter/Framebuffers.h"
 
-#include "glsupport/adapter/Process.h"
 #include "glsupport/internal/Integer.h"
+#include "glsupport/internal/adapter/Process.h"
 
 #include <algorithm>
 #include <limits>

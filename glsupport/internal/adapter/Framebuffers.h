@@ -1,6 +1,6 @@
 #pragma once
 
-#include "glsupport/adapter/Context.h"
+#include "glsupport/internal/adapter/Context.h"
 
 // Adaptations of what programs of the classic dialect draw into.
 

@@ -1,8 +1,8 @@
-#include "glsupport/adapter/GeometryParameters.h"
+#include "glsupport/internal/adapter/GeometryParameters.h"
 
-#include "glsupport/adapter/Errors.h"
-#include "glsupport/adapter/Process.h"
 #include "glsupport/internal/Integer.h"
+#include "glsupport/internal/adapter/Errors.h"
+#include "glsupport/internal/adapter/Process.h"
 
 #include <algorithm>
 #include <initializer_list>

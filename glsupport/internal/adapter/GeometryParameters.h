@@ -1,7 +1,7 @@
 #pragma once
 
-#include "glsupport/adapter/Context.h"
-#include "glsupport/adapter/ShaderText.h"
+#include "glsupport/internal/adapter/Context.h"
+#include "glsupport/internal/adapter/ShaderText.h"
 
 #include <GL/glew.h>
 

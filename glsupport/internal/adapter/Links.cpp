@@ -1,11 +1,11 @@
-#include "glsupport/adapter/Links.h"
+#include "glsupport/internal/adapter/Links.h"
 
-#include "glsupport/adapter/Framebuffers.h"
-#include "glsupport/adapter/GeometryParameters.h"
-#include "glsupport/adapter/MatrixUniforms.h"
-#include "glsupport/adapter/Process.h"
-#include "glsupport/adapter/ShaderText.h"
-#include "glsupport/adapter/Shaders.h"
+#include "glsupport/internal/adapter/Framebuffers.h"
+#include "glsupport/internal/adapter/GeometryParameters.h"
+#include "glsupport/internal/adapter/MatrixUniforms.h"
+#include "glsupport/internal/adapter/Process.h"
+#include "glsupport/internal/adapter/ShaderText.h"
+#include "glsupport/internal/adapter/Shaders.h"
 
 #include <algorithm>
 #include <string>

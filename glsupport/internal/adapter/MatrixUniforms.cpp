@@ -1,6 +1,6 @@
-#include "glsupport/adapter/MatrixUniforms.h"
+#include "glsupport/internal/adapter/MatrixUniforms.h"
 
-#include "glsupport/adapter/Process.h"
+#include "glsupport/internal/adapter/Process.h"
 
 #include <algorithm>
 #include <string>

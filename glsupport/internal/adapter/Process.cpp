@@ -1,4 +1,4 @@
-#include "glsupport/adapter/Process.h"
+#include "glsupport/internal/adapter/Process.h"
 
 #include <EGL/egl.h>
 #include <GL/glx.h>

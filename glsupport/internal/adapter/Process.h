@@ -1,7 +1,7 @@
 #pragma once
 
-#include "glsupport/adapter/Context.h"
-#include "glsupport/adapter/Driver.h"
+#include "glsupport/internal/adapter/Context.h"
+#include "glsupport/internal/adapter/Driver.h"
 
 #include <map>
 #include <mutex>

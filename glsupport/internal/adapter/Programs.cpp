@@ -1,7 +1,7 @@
-#include "glsupport/adapter/Programs.h"
+#include "glsupport/internal/adapter/Programs.h"
 
-#include "glsupport/adapter/Framebuffers.h"
-#include "glsupport/adapter/Process.h"
+#include "glsupport/internal/adapter/Framebuffers.h"
+#include "glsupport/internal/adapter/Process.h"
 
 namespace velmor::glsupport::adapter {
 namespace {

@@ -1,7 +1,7 @@
-#include "glsupport/adapter/Shaders.h"
+#include "glsupport/internal/adapter/Shaders.h"
 
-#include "glsupport/adapter/Process.h"
-#include "glsupport/adapter/ShaderText.h"
+#include "glsupport/internal/adapter/Process.h"
+#include "glsupport/internal/adapter/ShaderText.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "glsupport/adapter/Trials.h"
+#include "glsupport/internal/adapter/Trials.h"
 
 #include <algorithm>
 
