@@ -37,7 +37,7 @@ namespace velmor::cvprocess {
 /// OpenCV compares each detection with every other one. A cascade that takes most of an image for faces, as no trained
 /// one does, makes a search last minutes.
 ///
-/// By design the search with a scale makes its reduced image anew in each call and does not free it. A program that
+/// By design the search with a scale makes a new reduced image in each call and does not free it. A program that
 /// searches for long should reduce the image itself, into memory that it keeps, take the overload without a scale, and
 /// multiply the results.
 ///

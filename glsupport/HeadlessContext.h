@@ -29,7 +29,7 @@ public:
     HeadlessContext& operator=(const HeadlessContext&) = delete;
 
     /// Releases the context, and the display with the last context on it. OpenGL objects of the context go with it, so
-    /// destroy whatever owns one, a filter or a texture, before.
+    /// destroy whatever owns one, such as a filter or a texture, before the context.
     ~HeadlessContext();
 
     /// Makes this context current on this thread, and makes OpenGL the API that EGL calls of this thread refer to.

@@ -4,7 +4,7 @@
 
 namespace velmor::opencv1 {
 
-/// Checks a cascade and writes it anew.
+/// Checks a cascade and writes it out again.
 ///
 /// OpenCV's parser, loader and detector trust what they read. An index that points nowhere, a rectangle outside the
 /// window or a text that is cut off lets them read and write anywhere. So a file is read here first, by an XML parser

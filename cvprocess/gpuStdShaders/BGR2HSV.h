@@ -17,10 +17,10 @@ namespace velmor::cvprocess {
 ///     120 + 60 (B - R) / (MAX - MIN)     where MAX = G, else
 ///     240 + 60 (R - G) / (MAX - MIN)
 ///
-/// plus 360 where that is below 0. Use this filter behind RectTexture and BayerRG2RGB, whose red is red.
+/// plus 360 where that is below 0. Use this filter after RectTexture and BayerRG2RGB, whose red is red.
 ///
 /// Input: one rectangle texture of at least three colour channels on 0..1. Output: V in r, S in g, hue / 360 in b, 1 in
-/// a, all on 0..1. A colour model over the first two channels therefore sees (V, S) when it stands behind this filter.
+/// a, all on 0..1. So a colour model that follows this filter sees (V, S) as its first two channels.
 /// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
 ///
 /// Limits: a hue just below 360 may be rounded to 1, which is the same red as 0. In 8 bits this happens to every hue

@@ -28,7 +28,7 @@ namespace velmor::cvprocess {
 /// the region: addROI(x0, y0, x1, y1) counts x0 <= x <= x1, y0 <= y <= y1. A region that reaches beyond the picture
 /// counts the edge pixels again.
 ///
-/// Parameters. Each pass reads them anew; only `mNoGeometryShader` is fixed in the constructor.
+/// Parameters. Each pass reads them again; only `mNoGeometryShader` is fixed in the constructor.
 /// - `mNBins1`, `mNBins2`, `mNBins3` (16, 16, 8): bins per channel. The defaults make 2048 cells, which the constructor
 ///   refuses: always pass a Param.
 /// - `mXres`, `mYres` (1, 1): size of source and destination.

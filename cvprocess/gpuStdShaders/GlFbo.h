@@ -96,7 +96,7 @@ public:
     static int getMaxColorAttachments();
 
     /// Empties the OpenGL error queue onto std::cerr, one line per error.
-    /// @param location  put behind each message after " at "; null for none
+    /// @param location  appended to each message after " at "; null for none
     /// @return          whether there was any error
     static bool checkGlErrors(const char* location);
 

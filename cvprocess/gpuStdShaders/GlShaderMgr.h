@@ -89,7 +89,7 @@ public:
     /// comment opens and closes on one line, the text behind its end comes out one character off.
     /// @param inFile   GLSL file
     /// @param outFile  source file to write
-    /// @param append   whether to write behind what the file holds
+    /// @param append   whether to write after what the file holds
     /// @return         1, or -1 after a message when a file does not open
     /// @throws std::out_of_range  when inFile has no dot
     static int convertShaderFileToString(const char* inFile, const char* outFile, bool append);

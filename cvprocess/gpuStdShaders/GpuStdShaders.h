@@ -39,7 +39,7 @@ class GlShaderMgr;
 ///   the second is read at the same places, in pixels. Beyond the edge of the second its wrap mode decides.
 /// - The id of a texture tells whether it is attached already. A destination that was deleted while another framebuffer
 ///   was bound stays attached. A new texture that gets the same id is mistaken for it, and the pass draws into the dead
-///   one. Make new textures before the old ones go, or make the filter anew.
+///   one. Make new textures before the old ones go, or make a new filter.
 /// - By design the display list is not deleted with the filter, and neither is a list that addROI() or resetROIs() has
 ///   made stale. Each such change, followed by an execute(), leaves one list behind in the context: four vertices per
 ///   region, some hundred bytes in usual drivers.
