@@ -13,8 +13,8 @@ namespace velmor::cvprocess {
 /// Fills a histogram with the colours of a region of an image, as shares that sum to 1.
 ///
 /// In a histogram of b1 x b2 x b3 bins, a pixel with the bytes B0, B1, B2 falls into the bin (floor(B0 b1 / 256),
-/// floor(B1 b2 / 256), floor(B2 b3 / 256)). Each bin ends as the number of its pixels times `1.0 / number of all
-/// counted pixels`.
+/// floor(B1 b2 / 256), floor(B2 b3 / 256)). In the end each bin is the number of its pixels times
+/// `1.0 / number of all counted pixels`.
 ///
 /// Pixels that carry no colour are not counted. With the format HSV these are the pixels whose third byte is 0, with
 /// any other format those with a 0 among their three bytes. A mask excludes more.

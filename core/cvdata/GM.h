@@ -10,8 +10,9 @@ namespace velmor::core::cvdata {
 
 /// One Gaussian of a colour mixture, stored in the form in which it is evaluated.
 ///
-/// The density at a colour c, in n dimensions, is `exp(-(c - mean)' invCovariance (c - mean) / 2) / sqrt((2 pi)^n
-/// determinant)`. The operators of this library work in two dimensions, on colour components of 0..255.
+/// In n dimensions the density at a colour c is
+/// `exp(-(c - mean)' invCovariance (c - mean) / 2) / sqrt((2 pi)^n determinant)`. The operators of this library work in
+/// two dimensions, on colour components of 0..255.
 class VELMOR_CORE_EXPORT GM
 {
 public:

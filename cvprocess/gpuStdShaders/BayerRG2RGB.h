@@ -11,10 +11,10 @@ namespace velmor::cvprocess {
 /// The pattern is RGGB, counted from the texture's origin: red on even rows and columns, blue on odd ones, green
 /// between. If the first pixel of a picture is not red, its colours come out exchanged.
 ///
-/// v(dx, dy) are the sensor values around a pixel. The pixel's own colour is averaged along the row: `alpha = (v(-2, 0)
-/// + v(0, 0) + v(2, 0)) / 3`. Each of the other two colours is the average of two neighbours (gamma): left and right,
-/// above and below, or upper left and lower right. All three are then scaled by `v(0, 0) / alpha`, so that the pixel's
-/// own colour comes out as its sensor value. Where alpha is 0 nothing is scaled.
+/// v(dx, dy) are the sensor values around a pixel. The pixel's own colour is averaged along its row:
+/// `alpha = (v(-2, 0) + v(0, 0) + v(2, 0)) / 3`. Each of the other two colours is the average of two neighbours
+/// (gamma): left and right, above and below, or upper left and lower right. All three are then scaled by
+/// `v(0, 0) / alpha`, so that the pixel's own colour comes out as its sensor value. Where alpha is 0 nothing is scaled.
 /// By design the row is used everywhere, whatever the contrast along the column: the test that chooses between the two
 /// compares the horizontal contrast with itself.
 ///

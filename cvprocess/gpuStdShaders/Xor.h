@@ -10,7 +10,7 @@ namespace velmor::cvprocess {
 ///
 /// D is the second source minus the first: `D = B - A`. Where no channel of D is below 0, alpha included, `out = D`;
 /// elsewhere out is (0, 0, 0, 0). A difference of exactly 0 is kept.
-/// By design this is not an exclusive or, despite its name: a pixel that is set in the first source alone comes out as
+/// By design this is not an exclusive or, despite its name: a pixel that is set only in the first source comes out as
 /// 0. For the exclusive or of two masks, use Subtract.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: r, g, b, a, none below 0.
