@@ -36,8 +36,8 @@ namespace velmor::cvprocess {
 /// Input: frames of three channels. Their bytes are taken as blue, green, red, whatever their layout says. Output:
 /// GREYSCALE. Both have the size given at construction. The frame before the first one is black, so in the first call
 /// each pixel brighter than 20 moves.
-/// Border: each pixel is computed from its own place alone, so there is no border rule. The 0.4 s and the threshold of
-/// 20 are fixed.
+/// There are no parameters: the 0.4 s and the threshold of 20 are fixed. Each pixel is computed from its own place
+/// alone, so there is no border rule.
 ///
 /// Limits: the history is in float, so after a day of computing a pixel that moves now may be some units below 255.
 /// OpenCV describes images of less than 2 GiB and rows of less than 2^27 pixels, so 4 * width * height < 2^31. An

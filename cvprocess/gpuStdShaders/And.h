@@ -11,7 +11,7 @@ namespace velmor::cvprocess {
 /// A channel is 1 where both inputs are above 0, else 0: `out = (A > 0 and B > 0) ? 1 : 0`, alpha included.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: 0 or 1 in each of r, g, b, a.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Example:
 ///

@@ -14,7 +14,7 @@ namespace velmor::cvprocess {
 /// uploaded.
 ///
 /// Input: one rectangle texture of at least three colour channels. Output: grey in r, g, b, a; 0..1 for inputs of 0..1.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Example:
 ///

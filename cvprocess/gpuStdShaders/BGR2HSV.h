@@ -21,7 +21,7 @@ namespace velmor::cvprocess {
 ///
 /// Input: one rectangle texture of at least three colour channels on 0..1. Output: V in r, S in g, hue / 360 in b, 1 in
 /// a, all on 0..1. So a colour model that follows this filter sees (V, S) as its first two channels.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Limits: a hue just below 360 may be rounded to 1, which is the same red as 0. In 8 bits this happens to every hue
 /// above 359.3.

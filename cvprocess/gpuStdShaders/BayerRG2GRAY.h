@@ -22,8 +22,8 @@ namespace velmor::cvprocess {
 ///
 /// Input: one rectangle texture with the sensor value in r. Output: grey in r; g, b and a have no defined value.
 /// For inputs of 0..1 the grey stays below 3, because the scale may reach 3. Formats other than float clamp it.
-/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels. There are no
-/// parameters.
+/// There are no parameters.
+/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels.
 ///
 /// Example:
 ///

@@ -20,8 +20,8 @@ namespace velmor::cvprocess {
 ///
 /// Input: one rectangle texture with the sensor value in r. Output: red, green, blue in r, g, b, and 0 in a.
 /// For inputs of 0..1 the colours go up to 3, because the scale may reach 3. Formats other than float clamp them.
-/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels. There are no
-/// parameters.
+/// There are no parameters.
+/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels.
 ///
 /// Example:
 ///

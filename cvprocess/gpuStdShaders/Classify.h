@@ -12,7 +12,7 @@ namespace velmor::cvprocess {
 /// elsewhere out is (0, 0, 0, 0). A difference of exactly 0 is kept.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: r, g, b, a, none below 0.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Example:
 ///

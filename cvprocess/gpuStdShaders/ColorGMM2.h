@@ -27,7 +27,7 @@ namespace velmor::cvprocess {
 /// others clamp the index to 1.
 /// Output with one class: 1 in all channels of a detected pixel. Elsewhere the shader writes nothing, and the driver
 /// decides what is there: 0 in all channels where the dialect of the shader is adapted.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Limits, each an assertion: at least one model, at least one component in each, two colour dimensions, fewer than ten
 /// components, fewer than twelve models. The generated shader is written in the classic dialect (variables at file

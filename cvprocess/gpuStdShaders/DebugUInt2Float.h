@@ -15,7 +15,7 @@ namespace velmor::cvprocess {
 /// the application has made; execute() is then an assertion.
 ///
 /// Input: one rectangle texture of unsigned integers (RectTexture::R16UI, RGBA16UI, ...). Output: r, g, b, a.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// By design:
 /// - outputToScreen() draws at the size of the destination of the last prepareExecution(src, dst), although the window

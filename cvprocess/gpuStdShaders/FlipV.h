@@ -12,7 +12,7 @@ namespace velmor::cvprocess {
 /// copied. A destination of another size shows the whole source, stretched. Regions of interest are ignored.
 ///
 /// Input: one rectangle texture of any float or normalised format. Output: r, g, b, a.
-/// Border: no place outside the source is read. There are no parameters.
+/// There are no parameters. Border: no place outside the source is read.
 ///
 /// Example:
 ///

@@ -17,8 +17,8 @@ namespace velmor::cvprocess {
 /// Input: one rectangle texture with grey in r. Output: h in r, v in g, sqrt(h^2 + v^2) in b; a has no defined value.
 /// For inputs of 0..1, r and g lie in -4..4 and b in 0..5.657: the destination needs a float format, because others
 /// clamp.
-/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels. There are no
-/// parameters.
+/// There are no parameters.
+/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels.
 ///
 /// Example:
 ///

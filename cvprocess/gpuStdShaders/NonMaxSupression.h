@@ -16,8 +16,8 @@ namespace velmor::cvprocess {
 /// that encoding (GRAY2Sobel writes signed sums), so the caller prepares it.
 /// Output: the same value in r, g and b; a has no defined value. For values above 1 / 1.4142 the destination needs a
 /// float format, because others clamp.
-/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels. There are no
-/// parameters.
+/// There are no parameters.
+/// Border: outside the source the texture's wrap mode decides; a RectTexture repeats its edge pixels.
 ///
 /// Example:
 ///

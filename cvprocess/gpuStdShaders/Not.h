@@ -11,7 +11,7 @@ namespace velmor::cvprocess {
 /// Alpha is complemented too: an opaque input gives a transparent output.
 ///
 /// Input: one rectangle texture of any float or normalised format. Output: r, g, b, a; 0..1 for inputs of 0..1.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Example:
 ///

@@ -11,7 +11,7 @@ namespace velmor::cvprocess {
 /// There is no threshold: two inputs of 0.3 give 0.6. For inputs of 0 and 1 the result is the logical or.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: 0..1 in each of r, g, b, a.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Example:
 ///

@@ -11,7 +11,7 @@ namespace velmor::cvprocess {
 /// The order of the sources does not matter. Alpha is subtracted too: two opaque inputs give a transparent output.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: r, g, b, a; 0..1 for inputs of 0..1.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Example:
 ///

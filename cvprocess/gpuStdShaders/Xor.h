@@ -14,7 +14,7 @@ namespace velmor::cvprocess {
 /// 0. For the exclusive or of two masks, use Subtract.
 ///
 /// Inputs: two rectangle textures of any float or normalised format. Output: r, g, b, a, none below 0.
-/// Each pixel is computed from its own place alone, so there is no border rule. There are no parameters.
+/// There are no parameters. Each pixel is computed from its own place alone, so there is no border rule.
 ///
 /// Example:
 ///
