@@ -575,7 +575,7 @@ std::vector<double> numbersIn(const std::string& text)
     return numbers;
 }
 
-class DamagedModel : public testing::TestWithParam<const char*>
+class ColorGMMDamaged : public testing::TestWithParam<const char*>
 {
 protected:
     /// Loads a text into a model, which then has what the text says or what it had.
@@ -613,9 +613,9 @@ std::string formOf(const testing::TestParamInfo<const char*>& test)
     return test.param == kYaml || test.param == kXml ? format : "Earlier" + format;
 }
 
-INSTANTIATE_TEST_SUITE_P(Files, DamagedModel, testing::Values(kYaml, kXml, kEarlierYaml, kEarlierXml), formOf);
+INSTANTIATE_TEST_SUITE_P(Files, ColorGMMDamaged, testing::Values(kYaml, kXml, kEarlierYaml, kEarlierXml), formOf);
 
-TEST_P(DamagedModel, CutAnywhereIsRefused)
+TEST_P(ColorGMMDamaged, CutAnywhereIsRefused)
 {
     const std::string text = GetParam();
     // What comes behind the last digit is the end of a line and, in XML, of elements.
@@ -626,7 +626,7 @@ TEST_P(DamagedModel, CutAnywhereIsRefused)
     EXPECT_EQ(mLoaded, text.size() - 1 - size);
 }
 
-TEST_P(DamagedModel, WithAnyByteChangedHasWhatTheTextSaysOrIsRefused)
+TEST_P(ColorGMMDamaged, WithAnyByteChangedHasWhatTheTextSaysOrIsRefused)
 {
     const std::string text = GetParam();
     for (std::size_t place = 0; place < text.size(); ++place) {

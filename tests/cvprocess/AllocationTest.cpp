@@ -122,12 +122,12 @@ TEST(Allocations, ABlobMakesNoneForItsMatrices)
 
 // ---- what stays: the two leaks that the classes speak of, and nothing else
 
-TEST(StatedLeaks, MotionSegmentLeavesItsFrameRing)
+TEST(AllocationStatedLeaks, MotionSegmentLeavesItsFrameRing)
 {
     EXPECT_EQ(perCall([] { MotionSegment motion(30, 20); }).alive, 1u);
 }
 
-TEST(StatedLeaks, FaceDetectLeavesTheReducedImage)
+TEST(AllocationStatedLeaks, FaceDetectLeavesTheReducedImage)
 {
     std::mt19937 random(1);
     FaceDetect detector(kCascade);
@@ -137,7 +137,7 @@ TEST(StatedLeaks, FaceDetectLeavesTheReducedImage)
         EXPECT_EQ(perCall([&] { detector.findFaces(&image, faces, scale); }).alive, 2u);
 }
 
-TEST(StatedLeaks, NothingElseStays)
+TEST(AllocationStatedLeaks, NothingElseStays)
 {
     std::mt19937 random(1);
     const Image colour = randomImage(60, 50, Image::RGB, random);
@@ -169,7 +169,7 @@ TEST(StatedLeaks, NothingElseStays)
               0u);
 }
 
-TEST(StatedLeaks, FaceDetectLeavesNothingWhenItGoes)
+TEST(AllocationStatedLeaks, FaceDetectLeavesNothingWhenItGoes)
 {
     const auto makeAndDelete = [] {
         FaceDetect detector(kCascade);

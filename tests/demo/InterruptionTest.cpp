@@ -8,14 +8,14 @@
 namespace velmor::tests {
 namespace {
 
-class Interrupted : public DemoTest
+class Interruption : public DemoTest
 {
 protected:
     /// A run that lasts until a test ends it.
     void startLongRun() { start({"--frames", "700", "--out", "deep/out"}, "deep/out"); }
 };
 
-TEST_F(Interrupted, EndsByTheSignalAndLeavesNothing)
+TEST_F(Interruption, EndsByTheSignalAndLeavesNothing)
 {
     for (const int signal : {SIGINT, SIGTERM, SIGHUP}) {
         SCOPED_TRACE(signal);
@@ -29,7 +29,7 @@ TEST_F(Interrupted, EndsByTheSignalAndLeavesNothing)
     }
 }
 
-TEST_F(Interrupted, WhatAKilledRunLeftIsTakenAwayByTheNext)
+TEST_F(Interruption, WhatAKilledRunLeftIsTakenAwayByTheNext)
 {
     ASSERT_NO_FATAL_FAILURE(startLongRun());
     kill(process(), SIGKILL);
@@ -39,7 +39,7 @@ TEST_F(Interrupted, WhatAKilledRunLeftIsTakenAwayByTheNext)
     EXPECT_EQ(filesIn("deep/out"), (std::set<std::string>{"contact-sheet.png", "messages.log", "summary.txt"}));
 }
 
-TEST_F(Interrupted, TwoRunsDoNotWriteIntoOneFolder)
+TEST_F(Interruption, TwoRunsDoNotWriteIntoOneFolder)
 {
     ASSERT_NO_FATAL_FAILURE(startLongRun());
     const pid_t first = process();

@@ -123,7 +123,7 @@ void expectRegions(const std::vector<cv::Mat>& shown)
 }
 
 /// What one run over the first eight frames of a real video leaves.
-class RealVideo : public Results
+class ResultsOfARealVideo : public Results
 {
 protected:
     void expectSummary(const std::string& output) const;
@@ -132,7 +132,7 @@ protected:
     void expectClip() const;
 };
 
-void RealVideo::expectSummary(const std::string& output) const
+void ResultsOfARealVideo::expectSummary(const std::string& output) const
 {
     EXPECT_EQ(filesIn("out"), kFilesOfVideo);
     EXPECT_EQ(output, read("out/summary.txt"));
@@ -181,7 +181,7 @@ void RealVideo::expectSummary(const std::string& output) const
     EXPECT_TRUE(hasLine(summary, "  motion.mp4         7 pictures, 10 per second, .+"));
 }
 
-void RealVideo::expectSheet() const
+void ResultsOfARealVideo::expectSheet() const
 {
     const std::vector<cv::Mat> shown = pictures("out");
     expectNoneBlank(shown);
@@ -190,7 +190,7 @@ void RealVideo::expectSheet() const
     expectRegions(shown);
 }
 
-void RealVideo::expectGpuFilters() const
+void ResultsOfARealVideo::expectGpuFilters() const
 {
     const std::vector<cv::Mat> shown = pictures("out");
     const std::string summary = read("out/summary.txt");
@@ -202,7 +202,7 @@ void RealVideo::expectGpuFilters() const
     expectCounts(shown, summary, testFrame(8));
 }
 
-void RealVideo::expectClip() const
+void ResultsOfARealVideo::expectClip() const
 {
     cv::VideoCapture clip(path("out/motion.mp4").string(), cv::CAP_FFMPEG);
     ASSERT_TRUE(clip.isOpened());
@@ -220,7 +220,7 @@ void RealVideo::expectClip() const
     EXPECT_LT(averageLevel(differenceOf(seen, difference)), averageLevel(difference) / 2);
 }
 
-TEST_F(RealVideo, SheetClipAndSummaryShowWhatTheySay)
+TEST_F(ResultsOfARealVideo, SheetClipAndSummaryShowWhatTheySay)
 {
     const ProgramEnd end = run({"--frames", "8", "--out", "out"});
     expectSuccess(end);

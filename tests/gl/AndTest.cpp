@@ -6,10 +6,10 @@
 #include <algorithm>
 #include <cmath>
 
-using velmor::cvprocess::And;
-
 namespace velmor::tests {
 namespace {
+
+using And = PixelTest;
 
 /// Channels of 0 and 1 are exact in every format.
 constexpr float kExact = 0.0f;
@@ -22,30 +22,30 @@ Texel both(const Texel& a, const Texel& b)
     return result;
 }
 
-TEST_F(PixelTest, AndOfFloats)
+TEST_F(And, OfFloats)
 {
-    const auto filter = makeQuietly<And>();
+    const auto filter = makeQuietly<cvprocess::And>();
     expectPixels(*filter, true, both, kExact);
 }
 
-TEST_F(PixelTest, AndOfBytes)
+TEST_F(And, OfBytes)
 {
-    const auto filter = makeQuietly<And>();
+    const auto filter = makeQuietly<cvprocess::And>();
     expectBytes(*filter, true, perByte([](int a, int b) { return a && b ? 255 : 0; }));
 }
 
-TEST_F(PixelTest, AndCountsEveryValueAboveZeroAsSet)
+TEST_F(And, CountsEveryValueAboveZeroAsSet)
 {
-    const auto filter = makeQuietly<And>();
+    const auto filter = makeQuietly<cvprocess::And>();
     expectNear(runOne(*filter, {0.5f, 0.0f, 1.0f, 1.0f}, {0.2f, 0.7f, 0.0f, 1.0f}), {1.0f, 0.0f, 0.0f, 1.0f}, kExact);
     expectNear(runOne(*filter, {-0.5f, 3.0f, 1e-30f, 0.0f}, {1.0f, 2.0f, 1.0f, 0.0f}), {0.0f, 1.0f, 1.0f, 0.0f},
                kExact);
 }
 
-TEST_F(PixelTest, TwoAndFiltersDoNotDisturbEachOther)
+TEST_F(And, TwoFiltersDoNotDisturbEachOther)
 {
-    const auto first = makeQuietly<And>();
-    const auto second = makeQuietly<And>();
+    const auto first = makeQuietly<cvprocess::And>();
+    const auto second = makeQuietly<cvprocess::And>();
     using velmor::glsupport::RectTexture;
     const float ones[4] = {1, 1, 1, 1}, zeros[4] = {};
     RectTexture set(1, 1, RectTexture::RGBA32F), clear(1, 1, RectTexture::RGBA32F);

@@ -3,11 +3,12 @@
 #include "tests/support/ReferenceRules.h"
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::BayerRG2GRAY;
 using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {
+
+using BayerRG2GRAY = PixelTest;
 
 constexpr float kRounding = 2e-6f; // that of the colours, as for BayerRG2RGB: the weights of the sum add up to 1
 
@@ -16,21 +17,21 @@ const Reference kGrey = {
     [](const Picture& mosaic, const Picture&, int x, int y) { return luminance(demosaiced(mosaic, x, y), {}); },
     kRounding, 1};
 
-TEST_F(PixelTest, BayerRG2GRAYOfFloats)
+TEST_F(BayerRG2GRAY, OfFloats)
 {
-    const auto filter = makeQuietly<BayerRG2GRAY>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2GRAY>();
     expectPixels(*filter, false, kGrey);
 }
 
-TEST_F(PixelTest, BayerRG2GRAYOfAFrame)
+TEST_F(BayerRG2GRAY, OfAFrame)
 {
-    const auto filter = makeQuietly<BayerRG2GRAY>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2GRAY>();
     expectFrame(*filter, kGrey, mosaicOf(photograph(Image::RGB)));
 }
 
-TEST_F(PixelTest, BayerRG2GRAYIntoTexturesOfOneChannel)
+TEST_F(BayerRG2GRAY, IntoTexturesOfOneChannel)
 {
-    const auto filter = makeQuietly<BayerRG2GRAY>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2GRAY>();
     const Image mosaic = mosaicOf(photograph(Image::RGB));
     RectTexture source(mosaic.width(), mosaic.height(), RectTexture::GREY8);
     RectTexture floats(mosaic.width(), mosaic.height(), RectTexture::R32F);
@@ -48,24 +49,24 @@ TEST_F(PixelTest, BayerRG2GRAYIntoTexturesOfOneChannel)
     }
 }
 
-TEST_F(PixelTest, BayerRG2GRAYFollowsTheModesOfItsSource)
+TEST_F(BayerRG2GRAY, FollowsTheModesOfItsSource)
 {
-    const auto filter = makeQuietly<BayerRG2GRAY>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2GRAY>();
     expectBorderColour(*filter, kGrey);
     expectLinearFilter(*filter, kGrey);
 }
 
-TEST_F(PixelTest, BayerRG2GRAYOfAConstantPictureIsThatConstant)
+TEST_F(BayerRG2GRAY, OfAConstantPictureIsThatConstant)
 {
-    const auto filter = makeQuietly<BayerRG2GRAY>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2GRAY>();
     const Picture result = run(*filter, Picture(7, 6, {0.5f, 0.9f, 0.9f, 0.9f}));
     for (const Texel& texel : result.texels)
         EXPECT_NEAR(texel[0], 0.5f, kRounding);
 }
 
-TEST_F(PixelTest, BayerRG2GRAYOfBlackIsBlack)
+TEST_F(BayerRG2GRAY, OfBlackIsBlack)
 {
-    const auto filter = makeQuietly<BayerRG2GRAY>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2GRAY>();
     const Picture result = run(*filter, Picture(6, 6));
     for (const Texel& texel : result.texels)
         EXPECT_EQ(texel[0], 0.0f);

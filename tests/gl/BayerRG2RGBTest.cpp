@@ -5,10 +5,11 @@
 #include <cmath>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::BayerRG2RGB;
 
 namespace velmor::tests {
 namespace {
+
+using BayerRG2RGB = PixelTest;
 
 /// Averages on 0..1 and their scale on 0..3, about twenty roundings of half a unit in the last place, that of 3 being
 /// 2.4e-7 at most and most of them being smaller.
@@ -26,36 +27,36 @@ Picture greyPicture(unsigned width, unsigned height, const std::function<float(u
     return picture;
 }
 
-TEST_F(PixelTest, BayerRG2RGBOfFloats)
+TEST_F(BayerRG2RGB, OfFloats)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     expectPixels(*filter, false, kColour);
 }
 
-TEST_F(PixelTest, BayerRG2RGBOfAFrame)
+TEST_F(BayerRG2RGB, OfAFrame)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     expectFrame(*filter, kColour, mosaicOf(photograph(Image::RGB)));
 }
 
-TEST_F(PixelTest, BayerRG2RGBFollowsTheModesOfItsSource)
+TEST_F(BayerRG2RGB, FollowsTheModesOfItsSource)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     expectBorderColour(*filter, kColour);
     expectLinearFilter(*filter, kColour);
 }
 
-TEST_F(PixelTest, BayerRG2RGBOfAConstantPictureIsThatConstant)
+TEST_F(BayerRG2RGB, OfAConstantPictureIsThatConstant)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     const Picture result = run(*filter, Picture(7, 6, {0.5f, 0.9f, 0.9f, 0.9f}));
     for (const Texel& texel : result.texels)
         expectNear(texel, {0.5f, 0.5f, 0.5f, 0.0f}, kRounding);
 }
 
-TEST_F(PixelTest, BayerRG2RGBBringsAnEvenColourBack)
+TEST_F(BayerRG2RGB, BringsAnEvenColourBack)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     const float colour[] = {0.75f, 0.5f, 0.25f}; // of places whose row and column are even, differ, are odd
     const Picture result =
         run(*filter, greyPicture(9, 8, [&](unsigned x, unsigned y) { return colour[x % 2 + y % 2]; }));
@@ -65,9 +66,9 @@ TEST_F(PixelTest, BayerRG2RGBBringsAnEvenColourBack)
             expectNear(result.at(x, y), {0.75f, 0.5f, 0.25f, 0.0f}, kRounding);
 }
 
-TEST_F(PixelTest, BayerRG2RGBKeepsAPixelsOwnColour)
+TEST_F(BayerRG2RGB, KeepsAPixelsOwnColour)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     const Picture raw = randomPicture(31, 37, 3);
     const Picture result = run(*filter, raw);
     for (unsigned y = 0; y < raw.height; ++y)
@@ -85,9 +86,9 @@ Texel demosaicedAlongTheColumn(const Picture& mosaic, int x, int y)
     return demosaiced(turned, y, x);
 }
 
-TEST_F(PixelTest, BayerRG2RGBComposesAlongTheRowWhateverTheContrast)
+TEST_F(BayerRG2RGB, ComposesAlongTheRowWhateverTheContrast)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     const auto wavy = [](unsigned place) {
         return 0.1f + 0.8f * static_cast<float>(place * place % 7) / 7.0f;
     };
@@ -100,9 +101,9 @@ TEST_F(PixelTest, BayerRG2RGBComposesAlongTheRowWhateverTheContrast)
     }
 }
 
-TEST_F(PixelTest, BayerRG2RGBScalesNothingWhereThePixelsOwnColourIsBlackAllAround)
+TEST_F(BayerRG2RGB, ScalesNothingWhereThePixelsOwnColourIsBlackAllAround)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     const Picture black = run(*filter, Picture(6, 6));
     for (const Texel& texel : black.texels)
         expectNear(texel, {0.0f, 0.0f, 0.0f, 0.0f}, 0.0f);
@@ -114,9 +115,9 @@ TEST_F(PixelTest, BayerRG2RGBScalesNothingWhereThePixelsOwnColourIsBlackAllAroun
     expectNear(run(*filter, cyan).at(4, 4), {0.0f, 0.5f, 0.25f, 0.0f}, 0.0f);
 }
 
-TEST_F(PixelTest, BayerRG2RGBGivesUpToThreeTimesTheNeighbours)
+TEST_F(BayerRG2RGB, GivesUpToThreeTimesTheNeighbours)
 {
-    const auto filter = makeQuietly<BayerRG2RGB>();
+    const auto filter = makeQuietly<cvprocess::BayerRG2RGB>();
     Picture peak(8, 8, {0.0f, 0.0f, 0.0f, 1.0f});
     peak.at(4, 4)[0] = peak.at(3, 4)[0] = peak.at(5, 4)[0] = 1.0f; // a red place with its two green neighbours
     expectNear(run(*filter, peak).at(4, 4), {1.0f, 3.0f, 0.0f, 0.0f}, kRounding);

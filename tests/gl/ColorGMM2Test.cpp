@@ -6,12 +6,13 @@
 #include <random>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::ColorGMM2;
 using velmor::glsupport::RectTexture;
 using Model = velmor::core::cvdata::ColorGMM;
 
 namespace velmor::tests {
 namespace {
+
+using ColorGMM2 = PixelTest;
 
 constexpr Texel kBlack = {0.0f, 0.0f, 0.0f, 0.0f};
 constexpr Texel kWhite = {1.0f, 1.0f, 1.0f, 1.0f};
@@ -42,12 +43,12 @@ std::vector<Model> randomModels(int count)
     return models;
 }
 
-std::unique_ptr<ColorGMM2> makeFilter(std::vector<Model>& models)
+std::unique_ptr<cvprocess::ColorGMM2> makeFilter(std::vector<Model>& models)
 {
     std::vector<Model*> pointers;
     for (Model& model : models)
         pointers.push_back(&model);
-    return makeQuietly<ColorGMM2>(pointers);
+    return makeQuietly<cvprocess::ColorGMM2>(pointers);
 }
 
 // One class
@@ -66,7 +67,7 @@ Reference detection(const Model& model)
     return reference;
 }
 
-TEST_F(PixelTest, ColorGMM2OfOneClassOfOneToNineComponents)
+TEST_F(ColorGMM2, OfOneClassOfOneToNineComponents)
 {
     for (int components = 1; components <= 9; ++components) {
         SCOPED_TRACE(components);
@@ -85,7 +86,7 @@ TEST_F(PixelTest, ColorGMM2OfOneClassOfOneToNineComponents)
     }
 }
 
-TEST_F(PixelTest, ColorGMM2OfOneClassRejectsADensityThatEqualsTheThreshold)
+TEST_F(ColorGMM2, OfOneClassRejectsADensityThatEqualsTheThreshold)
 {
     std::vector<Model> models = {makeModel({gaussian(60, 70, 400, 0, 300, 0.0f)}, 0.0)}; // density 0 everywhere
     const auto filter = makeFilter(models);
@@ -151,7 +152,7 @@ void expectClasses(const Picture& result, const std::vector<Model>& models, cons
     EXPECT_LT(undecided, source.texels.size() / 100);
 }
 
-TEST_F(PixelTest, ColorGMM2OfTwoToElevenClasses)
+TEST_F(ColorGMM2, OfTwoToElevenClasses)
 {
     const Picture colours = allColours();
     const Image frame = photograph(Image::RGB);
@@ -171,7 +172,7 @@ TEST_F(PixelTest, ColorGMM2OfTwoToElevenClasses)
     }
 }
 
-TEST_F(PixelTest, ColorGMM2UsesEveryClass)
+TEST_F(ColorGMM2, UsesEveryClass)
 {
     std::vector<Model> models;
     for (int i = 0; i < 11; ++i)
@@ -183,7 +184,7 @@ TEST_F(PixelTest, ColorGMM2UsesEveryClass)
     }
 }
 
-TEST_F(PixelTest, ColorGMM2GivesTheFirstOfEqualClasses)
+TEST_F(ColorGMM2, GivesTheFirstOfEqualClasses)
 {
     const Model one = makeModel({gaussian(100, 100, 900, 0, 900, 1.0f)}, 0.0);
     std::vector<Model> equal = {one, one};
@@ -194,7 +195,7 @@ TEST_F(PixelTest, ColorGMM2GivesTheFirstOfEqualClasses)
     EXPECT_EQ(runOne(*makeFilter(zero), {0.5f, 0.5f, 0.0f, 1.0f})[0], 0.0f);
 }
 
-TEST_F(PixelTest, ColorGMM2FollowsItsModelsFromPassToPass)
+TEST_F(ColorGMM2, FollowsItsModelsFromPassToPass)
 {
     std::vector<Model> models = randomModels(3);
     const auto filter = makeFilter(models);

@@ -4,11 +4,12 @@
 #include "tests/support/Pictures.h"
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::ColorGMM;
 using Model = velmor::core::cvdata::ColorGMM;
 
 namespace velmor::tests {
 namespace {
+
+using ColorGMM = PixelTest;
 
 /// A byte as a float on 0..1, which a driver may round to the neighbouring float.
 constexpr float kByteRounding = 6e-8f;
@@ -54,11 +55,11 @@ const std::vector<ModelCase>& models()
     return all;
 }
 
-std::unique_ptr<ColorGMM> makeFilter(Model& model, bool binary)
+std::unique_ptr<cvprocess::ColorGMM> makeFilter(Model& model, bool binary)
 {
-    ColorGMM::Param param;
+    cvprocess::ColorGMM::Param param;
     param.mBinaryOutput = binary;
-    return makeQuietly<ColorGMM>(&model, &param);
+    return makeQuietly<cvprocess::ColorGMM>(&model, &param);
 }
 
 /// What a filter of two components is to give. Where a random colour's density is too close to the threshold, another
@@ -77,7 +78,7 @@ Reference detection(const Model& model, bool binary)
     return reference;
 }
 
-TEST_F(PixelTest, ColorGMMOfRandomColoursInManySizesAndRegions)
+TEST_F(ColorGMM, OfRandomColoursInManySizesAndRegions)
 {
     for (ModelCase each : models()) {
         for (const bool binary : {true, false}) {
@@ -88,7 +89,7 @@ TEST_F(PixelTest, ColorGMMOfRandomColoursInManySizesAndRegions)
     }
 }
 
-TEST_F(PixelTest, ColorGMMOfAllColoursOfTwoBytes)
+TEST_F(ColorGMM, OfAllColoursOfTwoBytes)
 {
     const Picture colours = allColours();
     for (ModelCase each : models()) {
@@ -109,7 +110,7 @@ TEST_F(PixelTest, ColorGMMOfAllColoursOfTwoBytes)
     }
 }
 
-TEST_F(PixelTest, ColorGMMOfAFrame)
+TEST_F(ColorGMM, OfAFrame)
 {
     for (ModelCase each : models()) {
         for (const bool binary : {true, false}) {
@@ -120,7 +121,7 @@ TEST_F(PixelTest, ColorGMMOfAFrame)
     }
 }
 
-TEST_F(PixelTest, ColorGMMRejectsADensityThatEqualsTheThreshold)
+TEST_F(ColorGMM, RejectsADensityThatEqualsTheThreshold)
 {
     // Without weight the density is exactly 0 everywhere.
     Model model = makeModel({gaussian(60, 70, 400, 0, 300, 0.0f), gaussian(190, 160, 200, 0, 900, 0.0f)}, 0.0);
@@ -131,7 +132,7 @@ TEST_F(PixelTest, ColorGMMRejectsADensityThatEqualsTheThreshold)
     expectNear(runOne(*filter, colour), kWhite, 0.0f);
 }
 
-TEST_F(PixelTest, ColorGMMFollowsItsModelFromPassToPass)
+TEST_F(ColorGMM, FollowsItsModelFromPassToPass)
 {
     Model model = models().front().model;
     const auto filter = makeFilter(model, false);
@@ -143,11 +144,11 @@ TEST_F(PixelTest, ColorGMMFollowsItsModelFromPassToPass)
     }
 }
 
-TEST_F(PixelTest, ColorGMMOfOneAndOfThreeComponentsHasNoShaderThatCompiles)
+TEST_F(ColorGMM, OfOneAndOfThreeComponentsHasNoShaderThatCompiles)
 {
     for (const std::size_t components : {1u, 3u}) {
         Model model = makeModel(std::vector<Gaussian>(components, gaussian(60, 70, 400, 0, 300, 0.5f)), 1e-5);
-        EXPECT_EXIT((ColorGMM{&model, nullptr}), testing::ExitedWithCode(255),
+        EXPECT_EXIT((cvprocess::ColorGMM{&model, nullptr}), testing::ExitedWithCode(255),
                     "^ERROR: Unable to compile shader Id: [0-9]+\n$");
     }
 }

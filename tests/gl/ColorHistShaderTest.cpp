@@ -10,7 +10,6 @@
 
 using velmor::core::cvdata::ColourHist2d;
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::ColorHistShader;
 using velmor::cvprocess::ColourHist2D;
 using velmor::cvprocess::CvtColour;
 using velmor::glsupport::RectTexture;
@@ -84,7 +83,7 @@ double allowedDifference(unsigned width, unsigned height, const Region& region, 
     return sum;
 }
 
-class ColorHistShaderTest : public PixelTest
+class ColorHistShader : public PixelTest
 {
 protected:
     struct Size
@@ -96,14 +95,14 @@ protected:
     static std::vector<double> run(const RectTexture& like, RectTexture& source, const Bins& bins, int block,
                                    const Region* region)
     {
-        ColorHistShader::Param param;
+        cvprocess::ColorHistShader::Param param;
         param.mNBins1 = bins.first;
         param.mNBins2 = bins.second;
         param.mNBins3 = bins.third;
         param.mXres = static_cast<int>(like.width());
         param.mYres = static_cast<int>(like.height());
         param.mBlockSize = block;
-        const auto filter = makeQuietly<ColorHistShader>(&param, nullptr);
+        const auto filter = makeQuietly<cvprocess::ColorHistShader>(&param, nullptr);
         RectTexture mask(like.width(), like.height(), RectTexture::GREY8);
         RectTexture counts(like.width(), like.height(), RectTexture::RGBA32F);
         counts.upload(Picture(like.width(), like.height(), {-7.0f, -8.0f, -9.0f, -10.0f}).texels.data());
@@ -165,7 +164,7 @@ protected:
 
 const Bins kBins[] = {{2, 2, 2}, {6, 6, 6}, {8, 4, 1}, {1, 7, 16}, {3, 3, 3}, {5, 1, 7}};
 
-TEST_F(ColorHistShaderTest, CountsEveryPixelOfTheWholePicture)
+TEST_F(ColorHistShader, CountsEveryPixelOfTheWholePicture)
 {
     unsigned seed = 1;
     for (const Size& size : {Size{64, 32}, Size{128, 64}, Size{75, 52}, Size{131, 97}})
@@ -174,7 +173,7 @@ TEST_F(ColorHistShaderTest, CountsEveryPixelOfTheWholePicture)
                          false, seed++);
 }
 
-TEST_F(ColorHistShaderTest, CountsEveryPixelOfARegionInBlocksOfEverySize)
+TEST_F(ColorHistShader, CountsEveryPixelOfARegionInBlocksOfEverySize)
 {
     unsigned seed = 100;
     for (const int block : {1, 3, 7, 10, 16, 64, 1000}) {
@@ -185,12 +184,12 @@ TEST_F(ColorHistShaderTest, CountsEveryPixelOfARegionInBlocksOfEverySize)
     }
 }
 
-TEST_F(ColorHistShaderTest, CountsAThousandCells)
+TEST_F(ColorHistShader, CountsAThousandCells)
 {
     expectCounts({256, 64}, {10, 10, 10}, 10, {0, 0, 255, 63}, false, 200);
 }
 
-TEST_F(ColorHistShaderTest, AgreesWithTheHistogramOfTheCpuOnAFrame)
+TEST_F(ColorHistShader, AgreesWithTheHistogramOfTheCpuOnAFrame)
 {
     // Eight bins of bytes have the same boundaries in both, the CPU's leaves out pixels that have a 0 among their bytes
     // and the last column and row; 256 and 128 are powers of two.
@@ -211,14 +210,14 @@ TEST_F(ColorHistShaderTest, AgreesWithTheHistogramOfTheCpuOnAFrame)
         EXPECT_NEAR(actual[k], expected.data()[k] * region.pixels(), 1e-6) << k;
 }
 
-TEST_F(ColorHistShaderTest, CountsTheNextFrameFromZero)
+TEST_F(ColorHistShader, CountsTheNextFrameFromZero)
 {
     const Bins bins = {4, 4, 4};
-    ColorHistShader::Param param;
+    cvprocess::ColorHistShader::Param param;
     param.mNBins1 = param.mNBins2 = param.mNBins3 = 4;
     param.mXres = 64;
     param.mYres = 32;
-    const auto filter = makeQuietly<ColorHistShader>(&param, nullptr);
+    const auto filter = makeQuietly<cvprocess::ColorHistShader>(&param, nullptr);
     RectTexture source(64, 32, RectTexture::RGBA32F);
     RectTexture mask(64, 32, RectTexture::GREY8);
     RectTexture counts(64, 32, RectTexture::RGBA32F);

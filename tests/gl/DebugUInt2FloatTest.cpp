@@ -6,7 +6,6 @@
 #include <random>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::DebugUInt2Float;
 using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
@@ -27,7 +26,7 @@ std::vector<Value> randomValues(std::size_t count, unsigned seed)
     return values;
 }
 
-class DebugUInt2FloatTest : public PixelTest
+class DebugUInt2Float : public PixelTest
 {
 protected:
     /// Runs the filter on random integers and compares.
@@ -35,7 +34,7 @@ protected:
     template<typename Value>
     void expectQuotients(RectTexture::Format format, std::size_t components)
     {
-        const auto filter = makeQuietly<DebugUInt2Float>();
+        const auto filter = makeQuietly<cvprocess::DebugUInt2Float>();
         const unsigned sizes[][2] = {{1, 1}, {1, 7}, {7, 1}, {31, 37}, {64, 48}, {16384, 1}, {1, 16384}};
         unsigned seed = 1;
         for (const auto& [width, height] : sizes) {
@@ -58,7 +57,7 @@ protected:
     }
 };
 
-TEST_F(DebugUInt2FloatTest, DividesByTheLargestOf16BitsWhateverTheFormat)
+TEST_F(DebugUInt2Float, DividesByTheLargestOf16BitsWhateverTheFormat)
 {
     expectQuotients<std::uint16_t>(RectTexture::R16UI, 1);
     expectQuotients<std::uint16_t>(RectTexture::RGBA16UI, 4);
@@ -66,23 +65,23 @@ TEST_F(DebugUInt2FloatTest, DividesByTheLargestOf16BitsWhateverTheFormat)
     expectQuotients<std::uint32_t>(RectTexture::RGBA32UI, 4);
 }
 
-TEST_F(DebugUInt2FloatTest, KeepsValuesAboveOneInFloatsAndClampsThemInBytes)
+TEST_F(DebugUInt2Float, KeepsValuesAboveOneInFloatsAndClampsThemInBytes)
 {
     const std::uint32_t texel[] = {65535, 0, 32768, 131070};
     RectTexture source(1, 1, RectTexture::RGBA32UI);
     source.upload(texel);
     const auto seenIn = [&](RectTexture::Format format) {
         RectTexture destination(1, 1, format);
-        return run(*makeQuietly<DebugUInt2Float>(), source, destination).at(0, 0);
+        return run(*makeQuietly<cvprocess::DebugUInt2Float>(), source, destination).at(0, 0);
     };
     const auto rounding = static_cast<float>(2 * kRelativeRounding);
     expectNear(seenIn(RectTexture::RGBA32F), {1.0f, 0.0f, 0.5000076f, 2.0f}, rounding);
     expectNear(seenIn(RectTexture::RGBA8), {1.0f, 0.0f, 128.0f / 255.0f, 1.0f}, 0.0f); // 127.502 rounds to 128
 }
 
-TEST_F(DebugUInt2FloatTest, ShowsAFrameOf16Bits)
+TEST_F(DebugUInt2Float, ShowsAFrameOf16Bits)
 {
-    const auto filter = makeQuietly<DebugUInt2Float>();
+    const auto filter = makeQuietly<cvprocess::DebugUInt2Float>();
     const Image photo = photograph(Image::GREYSCALE);
     const Picture grey = pictureOf(photo);
     std::vector<std::uint16_t> values(grey.texels.size());
@@ -96,9 +95,9 @@ TEST_F(DebugUInt2FloatTest, ShowsAFrameOf16Bits)
         ASSERT_NEAR(result.texels[i][0], grey.texels[i][0], kRelativeRounding) << "texel " << i;
 }
 
-TEST_F(DebugUInt2FloatTest, DrawsIntoRegionsAlone)
+TEST_F(DebugUInt2Float, DrawsIntoRegionsAlone)
 {
-    const auto filter = makeQuietly<DebugUInt2Float>();
+    const auto filter = makeQuietly<cvprocess::DebugUInt2Float>();
     const std::vector<std::uint16_t> values(8 * 6, 65535);
     RectTexture source(8, 6, RectTexture::R16UI), destination(8, 6, RectTexture::RGBA32F);
     source.upload(values.data());

@@ -5,11 +5,12 @@
 #include <cmath>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::FlipV;
 using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {
+
+using FlipV = PixelTest;
 
 constexpr float kExact = 0.0f; // texels are copied
 
@@ -20,23 +21,23 @@ Texel flipped(const Picture& picture, const Picture&, int x, int y)
 
 const Reference kFlipped = {flipped, kExact, 4, randomPicture, false};
 
-TEST_F(PixelTest, FlipVOfFloatsWhateverTheRegions)
+TEST_F(FlipV, OfFloatsWhateverTheRegions)
 {
-    const auto filter = makeQuietly<FlipV>();
+    const auto filter = makeQuietly<cvprocess::FlipV>();
     expectPixels(*filter, false, kFlipped);
 }
 
-TEST_F(PixelTest, FlipVOfAFrame)
+TEST_F(FlipV, OfAFrame)
 {
-    const auto filter = makeQuietly<FlipV>();
+    const auto filter = makeQuietly<cvprocess::FlipV>();
     Reference reference = kFlipped;
     reference.tolerance = 6e-8f; // of a byte made a float
     expectFrame(*filter, reference, photograph(Image::RGB));
 }
 
-TEST_F(PixelTest, FlipVExchangesTheRowsAndKeepsTheColumns)
+TEST_F(FlipV, ExchangesTheRowsAndKeepsTheColumns)
 {
-    const auto filter = makeQuietly<FlipV>();
+    const auto filter = makeQuietly<cvprocess::FlipV>();
     Picture picture(4, 2);
     for (unsigned i = 0; i < 8; ++i)
         picture.texels[i] = {static_cast<float>(i), -1.0f, 1e30f, 0.5f}; // channels of any value
@@ -47,14 +48,14 @@ TEST_F(PixelTest, FlipVExchangesTheRowsAndKeepsTheColumns)
     }
 }
 
-TEST_F(PixelTest, FlipVTwiceIsTheSource)
+TEST_F(FlipV, TwiceIsTheSource)
 {
-    const auto filter = makeQuietly<FlipV>();
+    const auto filter = makeQuietly<cvprocess::FlipV>();
     const Picture picture = randomPicture(31, 37, 2);
     EXPECT_EQ(run(*filter, run(*filter, picture)).texels, picture.texels);
 }
 
-TEST_F(PixelTest, FlipVStretchesTheSourceOverASmallerDestination)
+TEST_F(FlipV, StretchesTheSourceOverASmallerDestination)
 {
     struct Sizes
     {
@@ -63,7 +64,7 @@ TEST_F(PixelTest, FlipVStretchesTheSourceOverASmallerDestination)
     // Ratios for which no pixel centre falls on a boundary between texels, where the driver would choose.
     const Sizes table[] = {{15, 9, 5, 3}, {10, 5, 4, 2}, {7, 5, 7, 1}, {9, 8, 1, 8}, {15, 10, 9, 6}};
     for (const Sizes& sizes : table) {
-        const auto filter = makeQuietly<FlipV>();
+        const auto filter = makeQuietly<cvprocess::FlipV>();
         const Picture picture = randomPicture(sizes.sourceWidth, sizes.sourceHeight, 3);
         RectTexture source(sizes.sourceWidth, sizes.sourceHeight, RectTexture::RGBA32F);
         RectTexture destination(sizes.width, sizes.height, RectTexture::RGBA32F);

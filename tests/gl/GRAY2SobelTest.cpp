@@ -5,10 +5,11 @@
 #include <cmath>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::GRAY2Sobel;
 
 namespace velmor::tests {
 namespace {
+
+using GRAY2Sobel = PixelTest;
 
 /// Sums of six products on -4..4, each rounded by half a unit in the last place of at most 4 (2.4e-7); the magnitude
 /// adds the roundings of both.
@@ -34,28 +35,28 @@ Texel sobel(const Picture& grey, const Picture&, int x, int y)
 /// Alpha is not written.
 const Reference kGradients = {sobel, kRounding, 3};
 
-TEST_F(PixelTest, GRAY2SobelOfFloats)
+TEST_F(GRAY2Sobel, OfFloats)
 {
-    const auto filter = makeQuietly<GRAY2Sobel>();
+    const auto filter = makeQuietly<cvprocess::GRAY2Sobel>();
     expectPixels(*filter, false, kGradients);
 }
 
-TEST_F(PixelTest, GRAY2SobelOfAFrame)
+TEST_F(GRAY2Sobel, OfAFrame)
 {
-    const auto filter = makeQuietly<GRAY2Sobel>();
+    const auto filter = makeQuietly<cvprocess::GRAY2Sobel>();
     expectFrame(*filter, kGradients, photograph(Image::GREYSCALE));
 }
 
-TEST_F(PixelTest, GRAY2SobelFollowsTheModesOfItsSource)
+TEST_F(GRAY2Sobel, FollowsTheModesOfItsSource)
 {
-    const auto filter = makeQuietly<GRAY2Sobel>();
+    const auto filter = makeQuietly<cvprocess::GRAY2Sobel>();
     expectBorderColour(*filter, kGradients);
     expectLinearFilter(*filter, kGradients);
 }
 
-TEST_F(PixelTest, GRAY2SobelReadsRedAlone)
+TEST_F(GRAY2Sobel, ReadsRedAlone)
 {
-    const auto filter = makeQuietly<GRAY2Sobel>();
+    const auto filter = makeQuietly<cvprocess::GRAY2Sobel>();
     Picture picture = randomPicture(7, 5, 1);
     for (Texel& texel : picture.texels)
         texel[0] = 0.5f;
@@ -63,9 +64,9 @@ TEST_F(PixelTest, GRAY2SobelReadsRedAlone)
         expectNear(texel, {0.0f, 0.0f, 0.0f}, 0.0f, 3); // sums of multiples of 0.5 are exact
 }
 
-TEST_F(PixelTest, GRAY2SobelOfAStepIsSigned)
+TEST_F(GRAY2Sobel, OfAStepIsSigned)
 {
-    const auto filter = makeQuietly<GRAY2Sobel>();
+    const auto filter = makeQuietly<cvprocess::GRAY2Sobel>();
     Picture standing(6, 6), lying(6, 6);
     for (unsigned y = 0; y < 6; ++y)
         for (unsigned x = 0; x < 6; ++x) {
@@ -85,9 +86,9 @@ TEST_F(PixelTest, GRAY2SobelOfAStepIsSigned)
     }
 }
 
-TEST_F(PixelTest, GRAY2SobelGivesTheLargestMagnitudeThatBlackAndWhiteCanMake)
+TEST_F(GRAY2Sobel, GivesTheLargestMagnitudeThatBlackAndWhiteCanMake)
 {
-    const auto filter = makeQuietly<GRAY2Sobel>();
+    const auto filter = makeQuietly<cvprocess::GRAY2Sobel>();
     Picture corner(3, 3); // white below and to the left: 4^2 + 2^2, the most that any neighbours on 0..1 add up to
     corner.at(0, 1)[0] = corner.at(0, 2)[0] = corner.at(1, 2)[0] = corner.at(2, 2)[0] = 1.0f;
     expectNear(run(*filter, corner).at(1, 1), {4.0f, 2.0f, std::sqrt(20.0f)}, kRounding, 3);

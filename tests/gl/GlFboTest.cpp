@@ -11,6 +11,8 @@ using velmor::glsupport::RectTexture;
 namespace velmor::tests {
 namespace {
 
+using GlFboTest = GlTest;
+
 constexpr GLenum kPoint0 = GL_COLOR_ATTACHMENT0_EXT;
 constexpr GLenum kPoint1 = GL_COLOR_ATTACHMENT1_EXT;
 
@@ -21,7 +23,7 @@ GLint boundFramebuffer()
     return framebuffer;
 }
 
-TEST_F(GlTest, AFramebufferExistsFromItsConstructionOnAndNoLonger)
+TEST_F(GlFboTest, AFramebufferExistsFromItsConstructionOnAndNoLonger)
 {
     GLint id = 0;
     {
@@ -36,7 +38,7 @@ TEST_F(GlTest, AFramebufferExistsFromItsConstructionOnAndNoLonger)
     EXPECT_FALSE(glIsFramebufferEXT(static_cast<GLuint>(id)));
 }
 
-TEST_F(GlTest, AttachedTexturesAreFoundAgainAndTakenOff)
+TEST_F(GlFboTest, AttachedTexturesAreFoundAgainAndTakenOff)
 {
     GlFbo fbo;
     RectTexture texture(8, 4, RectTexture::RGBA8);
@@ -56,7 +58,7 @@ TEST_F(GlTest, AttachedTexturesAreFoundAgainAndTakenOff)
     EXPECT_EQ(fbo.getAttachedType(kPoint0), static_cast<GLenum>(GL_NONE));
 }
 
-TEST_F(GlTest, RenderbuffersAndTexturesOfOtherKindsAttach)
+TEST_F(GlFboTest, RenderbuffersAndTexturesOfOtherKindsAttach)
 {
     GlFbo fbo;
     GLuint buffers[2], cube = 0, volume = 0, line = 0;
@@ -99,7 +101,7 @@ TEST_F(GlTest, RenderbuffersAndTexturesOfOtherKindsAttach)
     glDeleteRenderbuffersEXT(2, buffers);
 }
 
-TEST_F(GlTest, AfterAttachTextureThisFramebufferIsBoundUnlessNDEBUG)
+TEST_F(GlFboTest, AfterAttachTextureThisFramebufferIsBoundUnlessNDEBUG)
 {
     GlFbo fbo;
     const RectTexture texture(8, 4, RectTexture::RGBA8);
@@ -121,7 +123,7 @@ TEST_F(GlTest, AfterAttachTextureThisFramebufferIsBoundUnlessNDEBUG)
     EXPECT_EQ(boundFramebuffer(), 0);
 }
 
-TEST_F(GlTest, AFramebufferWithoutAttachmentsIsNotValid)
+TEST_F(GlFboTest, AFramebufferWithoutAttachmentsIsNotValid)
 {
     GlFbo fbo;
     std::ostringstream stream;
@@ -129,14 +131,14 @@ TEST_F(GlTest, AFramebufferWithoutAttachmentsIsNotValid)
     EXPECT_EQ(stream.str(), "CheckFramebufferStatus() ERROR:\n\tGL_FRAMEBUFFER_INCOMPLETE_MISSING_ATTACHMENT_EXT\n");
 }
 
-TEST_F(GlTest, UnattachingAnEmptyPointPrintsNothing)
+TEST_F(GlFboTest, UnattachingAnEmptyPointPrintsNothing)
 {
     GlFbo fbo;
     const Output output = capture([&] { fbo.unattach(kPoint0); });
     EXPECT_EQ(output.out + output.err, "");
 }
 
-TEST_F(GlTest, LevelFaceAndSliceOfNothingLeaveAnErrorToTheCaller)
+TEST_F(GlFboTest, LevelFaceAndSliceOfNothingLeaveAnErrorToTheCaller)
 {
     GlFbo fbo;
     const Output output = capture([&] {
@@ -146,7 +148,7 @@ TEST_F(GlTest, LevelFaceAndSliceOfNothingLeaveAnErrorToTheCaller)
     EXPECT_EQ(output.err.rfind("Error: invalid", 0), 0u);
 }
 
-TEST_F(GlTest, CheckGlErrorsNamesTheErrorAndThePlace)
+TEST_F(GlFboTest, CheckGlErrorsNamesTheErrorAndThePlace)
 {
     const Output output = capture([] {
         glEnable(0xFFFF);
@@ -156,7 +158,7 @@ TEST_F(GlTest, CheckGlErrorsNamesTheErrorAndThePlace)
     EXPECT_EQ(output.err, "Error: invalid enumerant at here\n");
 }
 
-TEST_F(GlTest, TheDriverOffersTheAttachmentsOfAPass)
+TEST_F(GlFboTest, TheDriverOffersTheAttachmentsOfAPass)
 {
     EXPECT_GE(GlFbo::getMaxColorAttachments(), 3);
 }

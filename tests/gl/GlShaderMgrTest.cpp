@@ -11,10 +11,12 @@ using velmor::cvprocess::GlShaderMgr;
 namespace velmor::tests {
 namespace {
 
+using GlShaderMgrTest = GlTest;
+
 const char* const kGood = "void main(void) { gl_FragColor = vec4(1.0); }\n";
 const char* const kBad = "void main(void) { gl_FragColor = nonsense; }\n";
 
-TEST_F(GlTest, AProgramIsBuiltUsedAndDeleted)
+TEST_F(GlShaderMgrTest, AProgramIsBuiltUsedAndDeleted)
 {
     auto manager = makeQuietly<GlShaderMgr>();
     unsigned int program = 0, shader = 0;
@@ -39,7 +41,7 @@ TEST_F(GlTest, AProgramIsBuiltUsedAndDeleted)
     EXPECT_FALSE(glIsShader(shader));
 }
 
-TEST_F(GlTest, AShaderThatDoesNotCompileEndsTheProcessAfterTheLogOfTheDriver)
+TEST_F(GlShaderMgrTest, AShaderThatDoesNotCompileEndsTheProcessAfterTheLogOfTheDriver)
 {
     auto manager = makeQuietly<GlShaderMgr>();
     unsigned int program = 0, shader = 0;
@@ -53,7 +55,7 @@ TEST_F(GlTest, AShaderThatDoesNotCompileEndsTheProcessAfterTheLogOfTheDriver)
         "^Shader InfoLog:\n.*nonsense(.|\n)*ERROR: Unable to compile shader Id: [0-9]+\n$");
 }
 
-TEST_F(GlTest, AProgramThatDoesNotLinkIsReported)
+TEST_F(GlShaderMgrTest, AProgramThatDoesNotLinkIsReported)
 {
     auto manager = makeQuietly<GlShaderMgr>();
     unsigned int program = 0, shader = 0;
@@ -67,7 +69,7 @@ TEST_F(GlTest, AProgramThatDoesNotLinkIsReported)
     EXPECT_NE(output.out.find("Program InfoLog:\n"), std::string::npos);
 }
 
-TEST_F(GlTest, TheVersionsOfTheDriverAreRead)
+TEST_F(GlShaderMgrTest, TheVersionsOfTheDriverAreRead)
 {
     int major = 0, minor = 0;
     GlShaderMgr::getGlVersion(major, minor);

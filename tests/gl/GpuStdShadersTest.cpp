@@ -23,7 +23,7 @@ constexpr float kSentinel = -7.0f;
 constexpr float kRounding = 6e-8f; // of one subtraction on 0..1
 
 /// Textures of one float per texel.
-class FrameTest : public PixelTest
+class GpuStdShadersTest : public PixelTest
 {
 protected:
     static std::vector<float> pattern(unsigned width, unsigned height)
@@ -49,7 +49,7 @@ protected:
     }
 };
 
-TEST_F(FrameTest, ASmallerDestinationShowsTheSourceStretchedOverIt)
+TEST_F(GpuStdShadersTest, ASmallerDestinationShowsTheSourceStretchedOverIt)
 {
     const auto filter = makeQuietly<Not>(nullptr);
     RectTexture source(64, 48, RectTexture::R32F);
@@ -71,7 +71,7 @@ TEST_F(FrameTest, ASmallerDestinationShowsTheSourceStretchedOverIt)
         }
 }
 
-TEST_F(FrameTest, ALinearFilterMixesTheTexelsOfAStretchedSource)
+TEST_F(GpuStdShadersTest, ALinearFilterMixesTheTexelsOfAStretchedSource)
 {
     RectTexture source(2, 1, RectTexture::R32F), destination(8, 1, RectTexture::R32F);
     const float texels[] = {0.0f, 1.0f};
@@ -91,7 +91,7 @@ TEST_F(FrameTest, ALinearFilterMixesTheTexelsOfAStretchedSource)
     expectMixed(*makeQuietly<Not>(nullptr), {1.0f, 1.0f, 7 * e, 5 * e, 3 * e, e, 0.0f, 0.0f});
 }
 
-TEST_F(FrameTest, SourcesAndDestinationMayBeOfDifferentFormats)
+TEST_F(GpuStdShadersTest, SourcesAndDestinationMayBeOfDifferentFormats)
 {
     const auto filter = makeQuietly<Subtract>();
     RectTexture bytes(2, 1, RectTexture::RGB8), floats(2, 1, RectTexture::R32F), grey(2, 1, RectTexture::GREY8);
@@ -119,7 +119,7 @@ TEST_F(FrameTest, SourcesAndDestinationMayBeOfDifferentFormats)
     expectDistances(bytes, grey, {0.8f, 0.0f, 0.2f, 0.0f}, {0.6f, 0.2f, 0.2f, 0.0f});
 }
 
-TEST_F(FrameTest, OfTwoSourcesTheQuadSpansTheFirst)
+TEST_F(GpuStdShadersTest, OfTwoSourcesTheQuadSpansTheFirst)
 {
     const auto filter = makeQuietly<Subtract>();
     RectTexture large(6, 6, RectTexture::R32F), small(2, 2, RectTexture::R32F), destination(6, 6, RectTexture::R32F);
@@ -130,7 +130,7 @@ TEST_F(FrameTest, OfTwoSourcesTheQuadSpansTheFirst)
     EXPECT_EQ(texelsOf(destination), pattern(6, 6));
 }
 
-TEST_F(FrameTest, ADestinationMadeAgainUnderItsNameIsNotAttachedAgain)
+TEST_F(GpuStdShadersTest, ADestinationMadeAgainUnderItsNameIsNotAttachedAgain)
 {
     // Drivers give a name anew sooner or later. Here it is taken by binding it.
     const GLenum target = GL_TEXTURE_RECTANGLE_ARB;
@@ -167,7 +167,7 @@ TEST_F(FrameTest, ADestinationMadeAgainUnderItsNameIsNotAttachedAgain)
     glDeleteTextures(1, &kName);
 }
 
-TEST_F(FrameTest, NewSizesKeepTheOldQuadUntilTheRegionsAreReset)
+TEST_F(GpuStdShadersTest, NewSizesKeepTheOldQuadUntilTheRegionsAreReset)
 {
     const auto filter = makeQuietly<Not>(nullptr);
     RectTexture small(8, 8, RectTexture::R32F);
@@ -189,7 +189,7 @@ TEST_F(FrameTest, NewSizesKeepTheOldQuadUntilTheRegionsAreReset)
     EXPECT_EQ(covered(), 16u * 16u);
 }
 
-TEST_F(FrameTest, RepeatedPassesFollowTheContentOfTheSources)
+TEST_F(GpuStdShadersTest, RepeatedPassesFollowTheContentOfTheSources)
 {
     const auto filter = makeQuietly<Not>(nullptr);
     RectTexture source(5, 3, RectTexture::R32F);
@@ -202,7 +202,7 @@ TEST_F(FrameTest, RepeatedPassesFollowTheContentOfTheSources)
     }
 }
 
-TEST_F(FrameTest, TheOutputOfOneFilterIsTheInputOfTheNext)
+TEST_F(GpuStdShadersTest, TheOutputOfOneFilterIsTheInputOfTheNext)
 {
     const auto subtract = makeQuietly<Subtract>();
     const auto invert = makeQuietly<Not>(nullptr);
@@ -220,7 +220,7 @@ TEST_F(FrameTest, TheOutputOfOneFilterIsTheInputOfTheNext)
     EXPECT_EQ(texelsOf(result), expected); // multiples of 2^-14: exact
 }
 
-TEST_F(FrameTest, PreparingAgainPrintsNothingAndRaisesNoError)
+TEST_F(GpuStdShadersTest, PreparingAgainPrintsNothingAndRaisesNoError)
 {
     const auto filter = makeQuietly<Subtract>();
     RectTexture a(6, 5, RectTexture::RGBA8), b(6, 5, RectTexture::RGBA8), c(6, 5, RectTexture::RGBA8);
@@ -233,7 +233,7 @@ TEST_F(FrameTest, PreparingAgainPrintsNothingAndRaisesNoError)
     EXPECT_EQ(output.out + output.err, "");
 }
 
-TEST_F(FrameTest, APassEndsWithTheStatedState)
+TEST_F(GpuStdShadersTest, APassEndsWithTheStatedState)
 {
     const auto filter = makeQuietly<Subtract>();
     RectTexture a(6, 5, RectTexture::RGBA8), b(6, 5, RectTexture::RGBA8), c(6, 5, RectTexture::RGBA8);
@@ -261,7 +261,7 @@ TEST_F(FrameTest, APassEndsWithTheStatedState)
     EXPECT_FALSE(glIsEnabled(GL_TEXTURE_RECTANGLE_ARB));
 }
 
-TEST_F(FrameTest, AFiltersFramebufferGoesWithIt)
+TEST_F(GpuStdShadersTest, AFiltersFramebufferGoesWithIt)
 {
     RectTexture a(6, 5, RectTexture::RGBA8), b(6, 5, RectTexture::RGBA8), c(6, 5, RectTexture::RGBA8);
     GLint framebuffer = 0;
@@ -276,7 +276,7 @@ TEST_F(FrameTest, AFiltersFramebufferGoesWithIt)
 }
 
 #ifndef NDEBUG
-TEST_F(FrameTest, ExecuteBeforePreparationIsAnAssertion)
+TEST_F(GpuStdShadersTest, ExecuteBeforePreparationIsAnAssertion)
 {
     const auto filter = makeQuietly<Not>(nullptr);
     EXPECT_DEATH(filter->execute(),

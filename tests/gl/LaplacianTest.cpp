@@ -6,10 +6,11 @@
 #include <limits>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::Laplacian;
 
 namespace velmor::tests {
 namespace {
+
+using Laplacian = PixelTest;
 
 /// Sums of nine products on -8..8, each rounded by half a unit in the last place of at most 8 (4.8e-7).
 constexpr float kRounding = 5e-6f;
@@ -53,26 +54,26 @@ Reference edges(int kernelType)
 
 constexpr int kTypes[] = {0, 1, 2, 3, -1, std::numeric_limits<int>::max(), std::numeric_limits<int>::min()};
 
-TEST_F(PixelTest, LaplacianOfFloatsByEveryKernel)
+TEST_F(Laplacian, OfFloatsByEveryKernel)
 {
     for (const int type : kTypes) {
         SCOPED_TRACE(type);
-        Laplacian::Param param;
+        cvprocess::Laplacian::Param param;
         param.kernelType = type;
-        const auto filter = makeQuietly<Laplacian>(&param);
+        const auto filter = makeQuietly<cvprocess::Laplacian>(&param);
         expectPixels(*filter, false, edges(type));
     }
 }
 
-TEST_F(PixelTest, LaplacianOfAFrame)
+TEST_F(Laplacian, OfAFrame)
 {
-    const auto filter = makeQuietly<Laplacian>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Laplacian>(nullptr);
     expectFrame(*filter, edges(0), photograph(Image::RGB));
 }
 
-TEST_F(PixelTest, LaplacianFollowsTheModesOfItsSource)
+TEST_F(Laplacian, FollowsTheModesOfItsSource)
 {
-    const auto filter = makeQuietly<Laplacian>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Laplacian>(nullptr);
     for (const int type : {0, 1, 2}) {
         SCOPED_TRACE(type);
         filter->params()->kernelType = type;
@@ -81,9 +82,9 @@ TEST_F(PixelTest, LaplacianFollowsTheModesOfItsSource)
     }
 }
 
-TEST_F(PixelTest, LaplacianFollowsTheKernelTypeFromPassToPass)
+TEST_F(Laplacian, FollowsTheKernelTypeFromPassToPass)
 {
-    const auto filter = makeQuietly<Laplacian>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Laplacian>(nullptr);
     const Picture picture = randomPicture(13, 11, 4);
     for (const int type : {2, 1, 0, -1, 2, 3}) {
         SCOPED_TRACE(type);
@@ -92,9 +93,9 @@ TEST_F(PixelTest, LaplacianFollowsTheKernelTypeFromPassToPass)
     }
 }
 
-TEST_F(PixelTest, LaplacianOfAConstantPictureIsZeroByEveryKernel)
+TEST_F(Laplacian, OfAConstantPictureIsZeroByEveryKernel)
 {
-    const auto filter = makeQuietly<Laplacian>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Laplacian>(nullptr);
     for (const int type : kTypes) {
         filter->params()->kernelType = type;
         for (const Texel& texel : run(*filter, Picture(5, 4, {0.25f, 0.5f, 0.75f, 1.0f})).texels)
@@ -102,9 +103,9 @@ TEST_F(PixelTest, LaplacianOfAConstantPictureIsZeroByEveryKernel)
     }
 }
 
-TEST_F(PixelTest, LaplacianOfADotShowsTheKernel)
+TEST_F(Laplacian, OfADotShowsTheKernel)
 {
-    const auto filter = makeQuietly<Laplacian>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Laplacian>(nullptr);
     Picture dot(5, 5);
     dot.at(2, 2) = {1.0f, 0.5f, 0.25f, 1.0f};
     const auto expectWeights = [&](int type, float centre, float edge, float corner) {

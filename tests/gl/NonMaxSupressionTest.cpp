@@ -6,11 +6,12 @@
 #include <random>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::NonMaxSupression;
 using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
 namespace {
+
+using NonMaxSupression = PixelTest;
 
 /// One product on 0..1.4142, rounded by half a unit in the last place, and the rounding of the factor.
 constexpr float kRounding = 2.4e-7f;
@@ -67,9 +68,9 @@ Texel thinned(const Picture& gradient, const Picture&, int x, int y)
 /// Alpha is not written.
 const Reference kThinned = {thinned, kRounding, 3, gradients};
 
-TEST_F(PixelTest, NonMaxSupressionOfFloats)
+TEST_F(NonMaxSupression, OfFloats)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     expectPixels(*filter, false, kThinned);
 }
 
@@ -93,16 +94,16 @@ Picture gradientOf(const Image& photo)
     return result;
 }
 
-TEST_F(PixelTest, NonMaxSupressionThinsTheEdgesOfAPhotograph)
+TEST_F(NonMaxSupression, ThinsTheEdgesOfAPhotograph)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     const Picture gradient = gradientOf(photograph(Image::GREYSCALE));
     expectPixels(*filter, kThinned, gradient);
 }
 
-TEST_F(PixelTest, NonMaxSupressionKeepsAPeakAndSuppressesTies)
+TEST_F(NonMaxSupression, KeepsAPeakAndSuppressesTies)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     const auto middleOf = [&](double before, double middle, double after) {
         Picture row(3, 1);
         row.at(0, 0) = pointing(before, 1.0, 0.0);
@@ -118,11 +119,11 @@ TEST_F(PixelTest, NonMaxSupressionKeepsAPeakAndSuppressesTies)
     expectNear(middleOf(0.75, 0.5, 0.25), {0.0f, 0.0f, 0.0f}, 0.0f, 3); // a larger one behind
 }
 
-TEST_F(PixelTest, NonMaxSupressionLooksAsFarAsTheDirectionDividedByAllDigitsOfTheFactor)
+TEST_F(NonMaxSupression, LooksAsFarAsTheDirectionDividedByAllDigitsOfTheFactor)
 {
     // Six thousand texels away, one in the last digit of 1.4142 moves a look-up by 0.42 of a texel, and so one of the
     // two below out of its texel. Rounding moves it by 2e-3.
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     constexpr unsigned kSeen = 6001;
     const auto keptWithLargerAt = [&](double distance, std::initializer_list<unsigned> places) {
         Picture row(kSeen + 3, 1);
@@ -138,9 +139,9 @@ TEST_F(PixelTest, NonMaxSupressionLooksAsFarAsTheDirectionDividedByAllDigitsOfTh
     }
 }
 
-TEST_F(PixelTest, NonMaxSupressionKeepsAPeakOfAnyMagnitudeButZero)
+TEST_F(NonMaxSupression, KeepsAPeakOfAnyMagnitudeButZero)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     for (const double magnitude : {0.5, 0x1p-12, 0x1p-18, -0.5}) {
         SCOPED_TRACE(magnitude);
         Picture row(3, 1, {-1.0f, 0.5f, 0.5f, 1.0f}); // below every peak
@@ -149,9 +150,9 @@ TEST_F(PixelTest, NonMaxSupressionKeepsAPeakOfAnyMagnitudeButZero)
     }
 }
 
-TEST_F(PixelTest, NonMaxSupressionFollowsTheModesOfItsSource)
+TEST_F(NonMaxSupression, FollowsTheModesOfItsSource)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     expectBorderColour(*filter, kThinned);
 
     // A quarter of a texel beyond its neighbour a look-up gives three quarters of that and one of the next.
@@ -172,9 +173,9 @@ TEST_F(PixelTest, NonMaxSupressionFollowsTheModesOfItsSource)
     EXPECT_EQ(middleOf(1.0f, 0.375f, 0.0f, 0.0f), 0.0f);                  // 0.531 behind
 }
 
-TEST_F(PixelTest, NonMaxSupressionLooksAlongTheDirectionAlone)
+TEST_F(NonMaxSupression, LooksAlongTheDirectionAlone)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     Picture lying(3, 3), standing(3, 3); // a row, and a column, of equal magnitudes
     for (unsigned i = 0; i < 3; ++i) {
         lying.at(i, 1) = pointing(0.5, 0.0, 1.0);
@@ -187,16 +188,16 @@ TEST_F(PixelTest, NonMaxSupressionLooksAlongTheDirectionAlone)
     }
 }
 
-TEST_F(PixelTest, NonMaxSupressionOfZeroIsZeroWhateverTheDirection)
+TEST_F(NonMaxSupression, OfZeroIsZeroWhateverTheDirection)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     for (const float component : {0.0f, 0.5f, 1.0f})
         expectNear(runOne(*filter, {0.0f, component, component, 1.0f}), {0.0f, 0.0f, 0.0f}, 0.0f, 3);
 }
 
-TEST_F(PixelTest, NonMaxSupressionIntoBytesClamps)
+TEST_F(NonMaxSupression, IntoBytesClamps)
 {
-    const auto filter = makeQuietly<NonMaxSupression>(nullptr);
+    const auto filter = makeQuietly<cvprocess::NonMaxSupression>(nullptr);
     Picture row(3, 1);
     row.at(1, 0) = pointing(1.0, 1.0, 0.0);
     RectTexture source(3, 1, RectTexture::RGBA32F), floats(3, 1, RectTexture::RGBA32F), bytes(3, 1, RectTexture::RGBA8);

@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
-using velmor::cvprocess::Not;
-
 namespace velmor::tests {
 namespace {
+
+using Not = PixelTest;
 
 /// One subtraction of values on 0..1 rounds by half a unit in the last place of at most 1.
 constexpr float kRounding = 6e-8f;
@@ -21,21 +21,21 @@ Texel complement(const Texel& a, const Texel&)
     return result;
 }
 
-TEST_F(PixelTest, NotOfFloats)
+TEST_F(Not, OfFloats)
 {
-    const auto filter = makeQuietly<Not>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Not>(nullptr);
     expectPixels(*filter, false, complement, kRounding);
 }
 
-TEST_F(PixelTest, NotOfBytes)
+TEST_F(Not, OfBytes)
 {
-    const auto filter = makeQuietly<Not>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Not>(nullptr);
     expectBytes(*filter, false, perByte([](int a, int) { return 255 - a; }));
 }
 
-TEST_F(PixelTest, NotComplementsAlphaToo)
+TEST_F(Not, ComplementsAlphaToo)
 {
-    const auto filter = makeQuietly<Not>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Not>(nullptr);
     expectNear(runOne(*filter, {1.0f, 1.0f, 1.0f, 1.0f}), {0.0f, 0.0f, 0.0f, 0.0f}, 0.0f);
     expectNear(runOne(*filter, {0.25f, 0.0f, 1.5f, 0.75f}), {0.75f, 1.0f, -0.5f, 0.25f}, kRounding);
 }

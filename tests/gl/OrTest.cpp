@@ -5,10 +5,10 @@
 #include <algorithm>
 #include <cmath>
 
-using velmor::cvprocess::Or;
-
 namespace velmor::tests {
 namespace {
+
+using Or = PixelTest;
 
 /// One addition of values on 0..1 rounds by half a unit in the last place of at most 2.
 constexpr float kRounding = 1.2e-7f;
@@ -21,21 +21,21 @@ Texel saturatedSum(const Texel& a, const Texel& b)
     return result;
 }
 
-TEST_F(PixelTest, OrOfFloats)
+TEST_F(Or, OfFloats)
 {
-    const auto filter = makeQuietly<Or>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Or>(nullptr);
     expectPixels(*filter, true, saturatedSum, kRounding);
 }
 
-TEST_F(PixelTest, OrOfBytes)
+TEST_F(Or, OfBytes)
 {
-    const auto filter = makeQuietly<Or>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Or>(nullptr);
     expectBytes(*filter, true, perByte([](int a, int b) { return std::min(a + b, 255); }));
 }
 
-TEST_F(PixelTest, OrIsASaturatedSumNotAThreshold)
+TEST_F(Or, IsASaturatedSumNotAThreshold)
 {
-    const auto filter = makeQuietly<Or>(nullptr);
+    const auto filter = makeQuietly<cvprocess::Or>(nullptr);
     expectNear(runOne(*filter, {0.7f, 0.0f, 0.4f, 1.0f}, {0.6f, 0.0f, 0.4f, 1.0f}), {1.0f, 0.0f, 0.8f, 1.0f},
                kRounding);
     expectNear(runOne(*filter, {0.3f, 0.3f, 0.3f, 0.3f}, {0.3f, 0.3f, 0.3f, 0.3f}), {0.6f, 0.6f, 0.6f, 0.6f},

@@ -9,7 +9,6 @@
 #include <random>
 #include <vector>
 
-using velmor::cvprocess::PixelCount;
 using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
@@ -57,13 +56,13 @@ std::vector<std::uint32_t> tileSums(const Values& picture, unsigned requested)
     return sums;
 }
 
-class PixelCountTest : public GlTest
+class PixelCount : public GlTest
 {
 protected:
     void SetUp() override
     {
         GlTest::SetUp();
-        filter = makeQuietly<PixelCount>();
+        filter = makeQuietly<cvprocess::PixelCount>();
     }
 
     void TearDown() override
@@ -96,17 +95,17 @@ protected:
         EXPECT_EQ(texels, expected);
     }
 
-    std::unique_ptr<PixelCount> filter;
+    std::unique_ptr<cvprocess::PixelCount> filter;
 };
 
-TEST_F(PixelCountTest, PicturesOfTheLongestSidesAreSummed)
+TEST_F(PixelCount, PicturesOfTheLongestSidesAreSummed)
 {
     expectSums(randomValues(16384, 2, 256, 1), 1000);
     filter->resetROIs();
     expectSums(randomValues(8, 16384, 256, 2), 4);
 }
 
-TEST_F(PixelCountTest, EveryTileHasItsSumInItsOwnTexelForEveryNumberOfTiles)
+TEST_F(PixelCount, EveryTileHasItsSumInItsOwnTexelForEveryNumberOfTiles)
 {
     struct
     {
@@ -121,19 +120,19 @@ TEST_F(PixelCountTest, EveryTileHasItsSumInItsOwnTexelForEveryNumberOfTiles)
     }
 }
 
-TEST_F(PixelCountTest, ValuesAboveOneAreAddedUp)
+TEST_F(PixelCount, ValuesAboveOneAreAddedUp)
 {
     expectSums(randomValues(61, 47, 1000, 7), 9);
 }
 
-TEST_F(PixelCountTest, AFrameInTheTilesOfTheDefault)
+TEST_F(PixelCount, AFrameInTheTilesOfTheDefault)
 {
     expectSums(randomValues(640, 480, 2, 3), 32);
     EXPECT_EQ(filter->getNofTiles(), 25u);
     expectSums(randomValues(1920, 1080, 2, 4), 1000);
 }
 
-TEST_F(PixelCountTest, EmptyAndFullMasks)
+TEST_F(PixelCount, EmptyAndFullMasks)
 {
     for (const float value : {0.0f, 1.0f}) {
         Values picture = {131, 97, std::vector<float>(131 * 97, value)};
@@ -142,7 +141,7 @@ TEST_F(PixelCountTest, EmptyAndFullMasks)
     }
 }
 
-TEST_F(PixelCountTest, BytesCountWhereTheyAreFullAndOnlyInTheRedChannel)
+TEST_F(PixelCount, BytesCountWhereTheyAreFullAndOnlyInTheRedChannel)
 {
     std::mt19937 random(5);
     std::vector<unsigned char> bytes(4 * 53 * 29);
@@ -161,7 +160,7 @@ TEST_F(PixelCountTest, BytesCountWhereTheyAreFullAndOnlyInTheRedChannel)
     EXPECT_EQ(filter->getCount(), expected);
 }
 
-TEST_F(PixelCountTest, CountsTheNextFrameInTheSameTextures)
+TEST_F(PixelCount, CountsTheNextFrameInTheSameTextures)
 {
     RectTexture source(64, 48, RectTexture::R32F);
     RectTexture destination(64, 48, RectTexture::R32UI);

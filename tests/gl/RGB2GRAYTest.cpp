@@ -5,31 +5,32 @@
 
 using velmor::core::cvdata::Image;
 using velmor::cvprocess::BGR2GRAY;
-using velmor::cvprocess::RGB2GRAY;
 
 namespace velmor::tests {
 namespace {
+
+using RGB2GRAY = PixelTest;
 
 /// Three weights, three products and two sums, each rounded by half a unit in the last place of at most 1, and for
 /// bytes the rounding of the texel itself.
 constexpr float kRounding = 4e-7f;
 
-TEST_F(PixelTest, RGB2GRAYOfFloats)
+TEST_F(RGB2GRAY, OfFloats)
 {
-    const auto filter = makeQuietly<RGB2GRAY>();
+    const auto filter = makeQuietly<cvprocess::RGB2GRAY>();
     expectPixels(*filter, false, luminance, kRounding);
 }
 
-TEST_F(PixelTest, RGB2GRAYOfAFrame)
+TEST_F(RGB2GRAY, OfAFrame)
 {
-    const auto filter = makeQuietly<RGB2GRAY>();
+    const auto filter = makeQuietly<cvprocess::RGB2GRAY>();
     expectFrame(*filter, perPixel(luminance, kRounding), photograph(Image::RGB));
 }
 
-TEST_F(PixelTest, RGB2GRAYGivesTheSameAsBGR2GRAY)
+TEST_F(RGB2GRAY, GivesTheSameAsBGR2GRAY)
 {
     const Picture picture = randomPicture(31, 37, 5);
-    EXPECT_EQ(run(*makeQuietly<RGB2GRAY>(), picture).texels, run(*makeQuietly<BGR2GRAY>(), picture).texels);
+    EXPECT_EQ(run(*makeQuietly<cvprocess::RGB2GRAY>(), picture).texels, run(*makeQuietly<BGR2GRAY>(), picture).texels);
 }
 
 } // namespace

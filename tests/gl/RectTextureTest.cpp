@@ -15,6 +15,8 @@ using velmor::glsupport::RectTexture;
 namespace velmor::tests {
 namespace {
 
+using RectTextureTest = GlTest;
+
 struct FormatCase
 {
     RectTexture::Format format;
@@ -74,7 +76,7 @@ std::string errorOf(const Code& code)
     return "no error";
 }
 
-TEST_F(GlTest, ARectTextureDescribesItself)
+TEST_F(RectTextureTest, ARectTextureDescribesItself)
 {
     for (const FormatCase& each : kFormats) {
         SCOPED_TRACE(each.name);
@@ -89,7 +91,7 @@ TEST_F(GlTest, ARectTextureDescribesItself)
     }
 }
 
-TEST_F(GlTest, ARectTextureHasNearestFilterAndClampsToItsEdge)
+TEST_F(RectTextureTest, ARectTextureHasNearestFilterAndClampsToItsEdge)
 {
     const RectTexture texture(7, 5, RectTexture::RGBA8);
     glBindTexture(GL_TEXTURE_RECTANGLE_ARB, texture.getTexId());
@@ -104,7 +106,7 @@ TEST_F(GlTest, ARectTextureHasNearestFilterAndClampsToItsEdge)
     EXPECT_EQ(parameter(GL_TEXTURE_WRAP_T), GL_CLAMP_TO_EDGE);
 }
 
-TEST_F(GlTest, ARectTextureIsDeletedWithItsObject)
+TEST_F(RectTextureTest, ARectTextureIsDeletedWithItsObject)
 {
     GLuint id = 0;
     {
@@ -115,7 +117,7 @@ TEST_F(GlTest, ARectTextureIsDeletedWithItsObject)
     EXPECT_FALSE(glIsTexture(id));
 }
 
-TEST_F(GlTest, TexelsStartAtZeroAndComeBackAsTheyWere)
+TEST_F(RectTextureTest, TexelsStartAtZeroAndComeBackAsTheyWere)
 {
     for (const FormatCase& each : kFormats) {
         for (const auto& [width, height] : {std::pair(1u, 1u), std::pair(7u, 5u), std::pair(31u, 2u)}) {
@@ -141,7 +143,7 @@ TEST_F(GlTest, TexelsStartAtZeroAndComeBackAsTheyWere)
     }
 }
 
-TEST_F(GlTest, ImagesComeBackAsTheyWereWhateverTheirRowStride)
+TEST_F(RectTextureTest, ImagesComeBackAsTheyWereWhateverTheirRowStride)
 {
     const std::pair<RectTexture::Format, Image::ChannelLayout> table[] = {
         {RectTexture::GREY8, Image::GREYSCALE}, {RectTexture::R32F, Image::GREYSCALE}, {RectTexture::RGB8, Image::BGR},
@@ -172,7 +174,7 @@ TEST_F(GlTest, ImagesComeBackAsTheyWereWhateverTheirRowStride)
     }
 }
 
-TEST_F(GlTest, TheRedOfATextureIsTheRedOfTheImageInEveryLayout)
+TEST_F(RectTextureTest, TheRedOfATextureIsTheRedOfTheImageInEveryLayout)
 {
     Image bgr(1, 1, Image::BGR), rgb(1, 1, Image::RGB), grey(1, 1, Image::GREYSCALE);
     const unsigned char blueFirst[] = {30, 20, 10}, redFirst[] = {10, 20, 30};
@@ -222,7 +224,7 @@ TEST_F(GlTest, TheRedOfATextureIsTheRedOfTheImageInEveryLayout)
     EXPECT_EQ(texelOf(RectTexture::RGBA32UI, grey), (Values{40, 0, 0, 1}));
 }
 
-TEST_F(GlTest, WhatAShaderReadsOfEachFormat)
+TEST_F(RectTextureTest, WhatAShaderReadsOfEachFormat)
 {
     // The saturated sum with an empty texture copies what the shader reads.
     const auto filter = makeQuietly<cvprocess::Or>(nullptr);
@@ -252,7 +254,7 @@ TEST_F(GlTest, WhatAShaderReadsOfEachFormat)
     expectRead(RectTexture::R32F, grey, {0.2f});
 }
 
-TEST_F(GlTest, DownloadsClampFloatsToBytes)
+TEST_F(RectTextureTest, DownloadsClampFloatsToBytes)
 {
     const float texels[] = {-0.5f, 0.0f, 0.5f, 1.0f, 7.0f};
     RectTexture texture(5, 1, RectTexture::R32F);
@@ -266,7 +268,7 @@ TEST_F(GlTest, DownloadsClampFloatsToBytes)
     EXPECT_EQ(image.imageBuffer()[4], 255);
 }
 
-TEST_F(GlTest, TransfersLeaveBindingAndPixelStoreAsTheyWere)
+TEST_F(RectTextureTest, TransfersLeaveBindingAndPixelStoreAsTheyWere)
 {
     GLuint other = 0, buffers[2];
     glGenTextures(1, &other);
@@ -311,7 +313,7 @@ TEST_F(GlTest, TransfersLeaveBindingAndPixelStoreAsTheyWere)
     glDeleteTextures(1, &other);
 }
 
-TEST_F(GlTest, TransfersOfAnotherSizeAreRefused)
+TEST_F(RectTextureTest, TransfersOfAnotherSizeAreRefused)
 {
     RectTexture texture(7, 5, RectTexture::RGB8);
     Image image(5, 7, Image::RGB);
@@ -321,7 +323,7 @@ TEST_F(GlTest, TransfersOfAnotherSizeAreRefused)
               "RectTexture::download(): expected an image of 7 x 5 pixels, the texture's size, got 5 x 7");
 }
 
-TEST_F(GlTest, TransfersOfAnotherLayoutAreRefused)
+TEST_F(RectTextureTest, TransfersOfAnotherLayoutAreRefused)
 {
     const std::string upload = "RectTexture::upload(): expected a greyscale image for a texture of format ";
     const std::string download = "RectTexture::download(): a texture of format ";
@@ -341,7 +343,7 @@ TEST_F(GlTest, TransfersOfAnotherLayoutAreRefused)
     }
 }
 
-TEST_F(GlTest, ATextureThatTheDriverCannotMakeIsRefused)
+TEST_F(RectTextureTest, ATextureThatTheDriverCannotMakeIsRefused)
 {
     GLint limit = 0;
     glGetIntegerv(GL_MAX_RECTANGLE_TEXTURE_SIZE_ARB, &limit);

@@ -8,7 +8,6 @@
 #include <sstream>
 
 using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::ColorGMM2;
 using Model = velmor::core::cvdata::ColorGMM;
 
 namespace velmor::tests {
@@ -102,7 +101,7 @@ std::vector<std::string> lines(const std::string& text)
 }
 
 /// Models of the given numbers of components.
-class ColorGMM2Script : public ScriptTest
+class ColorGMM2 : public ScriptTest
 {
 protected:
     void makeModels(const std::vector<int>& mixtures)
@@ -121,18 +120,18 @@ protected:
 
     void make()
     {
-        construction = capture([&] { filter = std::make_unique<ColorGMM2>(pointers); });
+        construction = capture([&] { filter = std::make_unique<cvprocess::ColorGMM2>(pointers); });
     }
 
     std::vector<Model> models;
     std::vector<Model*> pointers;
-    std::unique_ptr<ColorGMM2> filter;
+    std::unique_ptr<cvprocess::ColorGMM2> filter;
     Output construction;
     TextureGpu source{101, 8, 8, GL_UNSIGNED_BYTE, GL_RGB, GL_RGB8, GL_TEXTURE_RECTANGLE_ARB};
     TextureGpu destination{102, 8, 8, GL_FLOAT, GL_RED, GL_R32F, GL_TEXTURE_RECTANGLE_ARB};
 };
 
-TEST_F(ColorGMM2Script, TheGeneratedSourceIsTheStatedOne)
+TEST_F(ColorGMM2, TheGeneratedSourceIsTheStatedOne)
 {
     for (const std::vector<int>& mixtures : {std::vector<int>{1}, std::vector<int>{3, 1}, std::vector<int>{9},
                                              std::vector<int>{1, 2, 3, 4, 5, 6, 7, 8, 9, 1, 2}}) {
@@ -150,7 +149,7 @@ TEST_F(ColorGMM2Script, TheGeneratedSourceIsTheStatedOne)
     }
 }
 
-TEST_F(ColorGMM2Script, EveryUniformIsLookedUpByNameWhenItIsSent)
+TEST_F(ColorGMM2, EveryUniformIsLookedUpByNameWhenItIsSent)
 {
     makeModels({2, 1});
     make();
@@ -181,7 +180,7 @@ TEST_F(ColorGMM2Script, EveryUniformIsLookedUpByNameWhenItIsSent)
     }
 }
 
-TEST_F(ColorGMM2Script, TheArgumentIsCopiedAndTheModelsAreNot)
+TEST_F(ColorGMM2, TheArgumentIsCopiedAndTheModelsAreNot)
 {
     makeModels({1});
     make();
@@ -195,7 +194,7 @@ TEST_F(ColorGMM2Script, TheArgumentIsCopiedAndTheModelsAreNot)
     EXPECT_EQ(models[0].mixture.size(), 1u);
 }
 
-TEST_F(ColorGMM2Script, NineMixturesAndElevenModelsAreAccepted)
+TEST_F(ColorGMM2, NineMixturesAndElevenModelsAreAccepted)
 {
     makeModels(std::vector<int>(11, 9));
     make();
@@ -204,55 +203,56 @@ TEST_F(ColorGMM2Script, NineMixturesAndElevenModelsAreAccepted)
 
 #ifndef NDEBUG
 
-TEST_F(ColorGMM2Script, NoModelIsAnAssertion)
+TEST_F(ColorGMM2, NoModelIsAnAssertion)
 {
-    EXPECT_DEATH(ColorGMM2{pointers},
+    EXPECT_DEATH(cvprocess::ColorGMM2{pointers},
                  assertion(kFile, "!gmms.empty() && \"ColorGMM2::ColorGMM2(): expected at least one model\""));
 }
 
-TEST_F(ColorGMM2Script, AModelWithoutComponentsIsAnAssertion)
+TEST_F(ColorGMM2, AModelWithoutComponentsIsAnAssertion)
 {
     const std::string expression =
         "!model->mixture.empty() && \"ColorGMM2::ColorGMM2(): expected models of at least one component\"";
     makeModels({0});
-    EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, expression));
+    EXPECT_DEATH(cvprocess::ColorGMM2{pointers}, assertion(kFile, expression));
     makeModels({1, 0});
-    EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, expression));
+    EXPECT_DEATH(cvprocess::ColorGMM2{pointers}, assertion(kFile, expression));
 }
 
-TEST_F(ColorGMM2Script, DifferentDimensionsAreAnAssertionBeforeTheOthers)
+TEST_F(ColorGMM2, DifferentDimensionsAreAnAssertionBeforeTheOthers)
 {
     makeModels({1, 1});
     models[1].mixture[0]->dimension = 5;
-    EXPECT_DEATH(ColorGMM2{pointers},
+    EXPECT_DEATH(cvprocess::ColorGMM2{pointers},
                  assertion(kFile, "gmms[i]->mixture[0]->dimension == gmms[i-1]->mixture[0]->dimension && "
                                   "\"DIFFERENT DIMENSION IN THE GMMs... PLEASE CHECK\""));
 }
 
-TEST_F(ColorGMM2Script, OtherDimensionsThanTwoAreAssertions)
+TEST_F(ColorGMM2, OtherDimensionsThanTwoAreAssertions)
 {
     makeModels({1});
     models[0].mixture[0]->dimension = 5;
-    EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, "dim <= 4 && \"CHECK DIMENSIONS\""));
+    EXPECT_DEATH(cvprocess::ColorGMM2{pointers}, assertion(kFile, "dim <= 4 && \"CHECK DIMENSIONS\""));
     for (const int dimension : {1, 3, 4}) {
         models[0].mixture[0]->dimension = dimension;
-        EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, "dim == 2 && \" NOT IMPLEMENTED YET\""));
+        EXPECT_DEATH(cvprocess::ColorGMM2{pointers}, assertion(kFile, "dim == 2 && \" NOT IMPLEMENTED YET\""));
     }
 }
 
-TEST_F(ColorGMM2Script, TenMixturesAreAnAssertion)
+TEST_F(ColorGMM2, TenMixturesAreAnAssertion)
 {
     const std::string expression = "maxMixtures < 10 && \"not supported number of mixtures\"";
     for (const std::vector<int>& mixtures : {std::vector<int>{1, 10}, {10, 1}, std::vector<int>(12, 10)}) {
         makeModels(mixtures);
-        EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, expression));
+        EXPECT_DEATH(cvprocess::ColorGMM2{pointers}, assertion(kFile, expression));
     }
 }
 
-TEST_F(ColorGMM2Script, TwelveModelsAreAnAssertion)
+TEST_F(ColorGMM2, TwelveModelsAreAnAssertion)
 {
     makeModels(std::vector<int>(12, 9));
-    EXPECT_DEATH(ColorGMM2{pointers}, assertion(kFile, "this->gmms.size() < 12 && \"not supported number of gmms!\""));
+    EXPECT_DEATH(cvprocess::ColorGMM2{pointers},
+                 assertion(kFile, "this->gmms.size() < 12 && \"not supported number of gmms!\""));
 }
 
 #endif

@@ -8,14 +8,13 @@
 #include <memory>
 
 using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::ColorGMM;
 
 namespace velmor::tests {
 namespace {
 
 /// A driver that accepts every shader and gives every uniform a location: cov1..4 are 11..14, mean 21..24,
 /// weight 31..34, det 41..44, minP 5.
-class ColorGMMScript : public ScriptTest
+class ColorGMM : public ScriptTest
 {
 protected:
     void SetUp() override
@@ -39,10 +38,10 @@ protected:
         model = makeModel(gaussians, 0.25);
     }
 
-    void make(int mixtures, ColorGMM::Param* param = nullptr)
+    void make(int mixtures, cvprocess::ColorGMM::Param* param = nullptr)
     {
         makeModelOf(mixtures);
-        construction = capture([&] { filter = std::make_unique<ColorGMM>(&model, param); });
+        construction = capture([&] { filter = std::make_unique<cvprocess::ColorGMM>(&model, param); });
     }
 
     /// What execute() looks up and sends.
@@ -77,16 +76,16 @@ protected:
 
     const Calls threshold = {"glGetUniformLocation(2, minP)", "glUniform1f(5, 0.25)"};
     core::cvdata::ColorGMM model;
-    std::unique_ptr<ColorGMM> filter;
+    std::unique_ptr<cvprocess::ColorGMM> filter;
     Output construction;
     Output pass;
     TextureGpu source{101, 8, 8, GL_UNSIGNED_BYTE, GL_RGB, GL_RGB8, GL_TEXTURE_RECTANGLE_ARB};
     TextureGpu destination{102, 8, 8, GL_UNSIGNED_BYTE, GL_RGBA, GL_RGBA8, GL_TEXTURE_RECTANGLE_ARB};
 };
 
-TEST_F(ColorGMMScript, TheCallersRecordIsCopied)
+TEST_F(ColorGMM, TheCallersRecordIsCopied)
 {
-    ColorGMM::Param given;
+    cvprocess::ColorGMM::Param given;
     given.mBinaryOutput = true;
     make(2, &given);
     EXPECT_NE(filter->params(), &given);
@@ -147,9 +146,9 @@ const std::string kBodies[] = {
     "",
 };
 
-TEST_F(ColorGMMScript, TheSourcesAreTheStatedOnes)
+TEST_F(ColorGMM, TheSourcesAreTheStatedOnes)
 {
-    ColorGMM::Param binary;
+    cvprocess::ColorGMM::Param binary;
     binary.mBinaryOutput = true;
     for (int mixtures = 0; mixtures <= 5; ++mixtures) {
         SCOPED_TRACE(mixtures);
@@ -164,7 +163,7 @@ TEST_F(ColorGMMScript, TheSourcesAreTheStatedOnes)
     }
 }
 
-TEST_F(ColorGMMScript, OneMixtureGoesThroughSlot0WhichIsNowhere)
+TEST_F(ColorGMM, OneMixtureGoesThroughSlot0WhichIsNowhere)
 {
     make(1);
     EXPECT_EQ(uniformsOfPass(), threshold + Calls({"glGetUniformLocation(2, cov1)", "glGetUniformLocation(2, mean1)",
@@ -173,27 +172,27 @@ TEST_F(ColorGMMScript, OneMixtureGoesThroughSlot0WhichIsNowhere)
     EXPECT_EQ(pass.err + pass.out, "");
 }
 
-TEST_F(ColorGMMScript, TwoMixturesAreLookedUpAndSentInTurn)
+TEST_F(ColorGMM, TwoMixturesAreLookedUpAndSentInTurn)
 {
     make(2);
     EXPECT_EQ(uniformsOfPass(), threshold + lookUps(1) + sends(1, 1) + lookUps(2) + sends(2, 2));
 }
 
-TEST_F(ColorGMMScript, TheThirdDeterminantGoesWhereTheSecondIs)
+TEST_F(ColorGMM, TheThirdDeterminantGoesWhereTheSecondIs)
 {
     make(3);
     EXPECT_EQ(uniformsOfPass(),
               threshold + lookUps(1) + sends(1, 1) + lookUps(2) + sends(2, 2) + lookUps(3) + sends(3, 2));
 }
 
-TEST_F(ColorGMMScript, FourMixturesAreNotLookedUpAgain)
+TEST_F(ColorGMM, FourMixturesAreNotLookedUpAgain)
 {
     make(4);
     EXPECT_NE(construction.out.find("not yet supported number of Gauss!!\n"), std::string::npos);
     EXPECT_EQ(uniformsOfPass(), threshold + sends(1, 1) + sends(2, 2) + sends(3, 2) + sends(4, 2));
 }
 
-TEST_F(ColorGMMScript, FiveMixturesArePrintedOnBothStreamsAndNothingIsSent)
+TEST_F(ColorGMM, FiveMixturesArePrintedOnBothStreamsAndNothingIsSent)
 {
     make(5);
     EXPECT_EQ(construction.out, "GL_ARB_texture_rectangle : present\nReady for OpenGL 2.x programmable shaders.\n"
@@ -204,7 +203,7 @@ TEST_F(ColorGMMScript, FiveMixturesArePrintedOnBothStreamsAndNothingIsSent)
     EXPECT_EQ(pass.out, "");
 }
 
-TEST_F(ColorGMMScript, AModelWithoutMixturesHasNoShaderAndSendsNothing)
+TEST_F(ColorGMM, AModelWithoutMixturesHasNoShaderAndSendsNothing)
 {
     make(0);
     EXPECT_NE(construction.out.find("not yet supported number of Gauss!!\n"), std::string::npos);
@@ -212,14 +211,15 @@ TEST_F(ColorGMMScript, AModelWithoutMixturesHasNoShaderAndSendsNothing)
     EXPECT_EQ(pass.err, "not implemented number of mixtures\n");
 }
 
-TEST_F(ColorGMMScript, AnEndingAloneEndsTheProcessOnADriverThatChecks)
+TEST_F(ColorGMM, AnEndingAloneEndsTheProcessOnADriverThatChecks)
 {
     makeModelOf(5);
     gl.compiles = false;
-    EXPECT_EXIT((ColorGMM{&model, nullptr}), testing::ExitedWithCode(255), "ERROR: Unable to compile shader Id: 3\n");
+    EXPECT_EXIT((cvprocess::ColorGMM{&model, nullptr}), testing::ExitedWithCode(255),
+                "ERROR: Unable to compile shader Id: 3\n");
 }
 
-TEST_F(ColorGMMScript, TheModelIsReadAnewInEachPass)
+TEST_F(ColorGMM, TheModelIsReadAnewInEachPass)
 {
     make(2);
     uniformsOfPass();
@@ -233,7 +233,7 @@ TEST_F(ColorGMMScript, TheModelIsReadAnewInEachPass)
     EXPECT_EQ(gl.shaders.size(), 1u);
 }
 
-TEST_F(ColorGMMScript, AnErrorOfTheThresholdIsReportedAtItsCheckpoint)
+TEST_F(ColorGMM, AnErrorOfTheThresholdIsReportedAtItsCheckpoint)
 {
     make(1);
     filter->prepareExecution(source, destination);
@@ -242,7 +242,7 @@ TEST_F(ColorGMMScript, AnErrorOfTheThresholdIsReportedAtItsCheckpoint)
     EXPECT_EQ(output.err.rfind("Error: invalid operation at 1.CP\n", 0), 0u);
 }
 
-TEST_F(ColorGMMScript, DestructionLeavesTheModelAlone)
+TEST_F(ColorGMM, DestructionLeavesTheModelAlone)
 {
     make(2);
     filter.reset();

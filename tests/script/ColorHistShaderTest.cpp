@@ -8,7 +8,6 @@
 
 using velmor::core::cvdata::ColourHist2d;
 using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::ColorHistShader;
 
 namespace velmor::tests {
 namespace {
@@ -22,7 +21,7 @@ const Calls kBlocksOf25By12 = {"glBegin(GL_POINTS)",  "glColor3f(10, 10, 0)", "g
                                "glColor3f(5, 2, 0)",  "glVertex2f(20, 10)",   "glEnd()"};
 
 /// A filter of 3 x 3 x 3 cells over pictures of 25 x 12, unless a test says otherwise.
-class ColorHistShaderScript : public ScriptTest
+class ColorHistShader : public ScriptTest
 {
 protected:
     void SetUp() override
@@ -36,7 +35,7 @@ protected:
 
     void make()
     {
-        construction = capture([&] { filter = std::make_unique<ColorHistShader>(&param, nullptr); });
+        construction = capture([&] { filter = std::make_unique<cvprocess::ColorHistShader>(&param, nullptr); });
     }
 
     void makeAndPrepare()
@@ -58,15 +57,15 @@ protected:
         return calls;
     }
 
-    ColorHistShader::Param param;
-    std::unique_ptr<ColorHistShader> filter;
+    cvprocess::ColorHistShader::Param param;
+    std::unique_ptr<cvprocess::ColorHistShader> filter;
     Output construction;
     TextureGpu source{101, 25, 12, GL_UNSIGNED_BYTE, GL_RGB, GL_RGB8, GL_TEXTURE_RECTANGLE_ARB};
     TextureGpu mask{102, 25, 12, GL_UNSIGNED_BYTE, GL_LUMINANCE, GL_LUMINANCE8, GL_TEXTURE_RECTANGLE_ARB};
     TextureGpu destination{103, 25, 12, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB};
 };
 
-TEST_F(ColorHistShaderScript, IsConstructedByTheStatedCalls)
+TEST_F(ColorHistShader, IsConstructedByTheStatedCalls)
 {
     make();
     const Calls points = {"glProgramParameteriEXT(2, GL_GEOMETRY_INPUT_TYPE_EXT, GL_POINTS)",
@@ -86,7 +85,7 @@ TEST_F(ColorHistShaderScript, IsConstructedByTheStatedCalls)
     EXPECT_EQ(construction.err, "");
 }
 
-TEST_F(ColorHistShaderScript, RunsAndGoesByTheStatedCalls)
+TEST_F(ColorHistShader, RunsAndGoesByTheStatedCalls)
 {
     gl.maxColorAttachments = 3;
     gl.uniformLocations = {{"texUnit0", 8}, {"texUnit1", 9}, {"nbins1", 1}, {"nbins2", 2},
@@ -149,14 +148,14 @@ TEST_F(ColorHistShaderScript, RunsAndGoesByTheStatedCalls)
     EXPECT_EQ(gl.take(), Calls{"glDeleteLists(6, 1)"} + destruction(2, {3, 5, 4})); // by text
 }
 
-TEST_F(ColorHistShaderScript, WithoutAListThereIsNoneToDelete)
+TEST_F(ColorHistShader, WithoutAListThereIsNoneToDelete)
 {
     makeAndPrepare();
     filter.reset();
     EXPECT_EQ(gl.takeOnly({"glDeleteLists"}), Calls{});
 }
 
-TEST_F(ColorHistShaderScript, TheShadersAreTheStatedOnes)
+TEST_F(ColorHistShader, TheShadersAreTheStatedOnes)
 {
     make();
     const std::string version = "#version 130\n", geometryShader = "#extension GL_EXT_geometry_shader4 : enable\n",
@@ -207,28 +206,28 @@ TEST_F(ColorHistShaderScript, TheShadersAreTheStatedOnes)
                       "EndPrimitive(); }"));
 }
 
-TEST_F(ColorHistShaderScript, WithoutAGeometryShaderItsSourceIsEmpty)
+TEST_F(ColorHistShader, WithoutAGeometryShaderItsSourceIsEmpty)
 {
     param.mNoGeometryShader = true;
     make();
     EXPECT_EQ(gl.shaderSources.at(4), "");
 }
 
-TEST_F(ColorHistShaderScript, ADriverWithoutGeometryShadersEndsTheProcess)
+TEST_F(ColorHistShader, ADriverWithoutGeometryShadersEndsTheProcess)
 {
     EXPECT_EXIT(
         {
             __glewProgramParameteriEXT = nullptr;
-            ColorHistShader(&param, nullptr);
+            cvprocess::ColorHistShader(&param, nullptr);
         },
         testing::ExitedWithCode(255), exactly("ERROR: GL_EXT_geometry_shader4 not available!\n"));
 }
 
-TEST_F(ColorHistShaderScript, AllFieldsOfTheCallersRecordAreCopied)
+TEST_F(ColorHistShader, AllFieldsOfTheCallersRecordAreCopied)
 {
     param = {1, 2, 3, 4, 5, true, 6, 7, 8};
     make();
-    const ColorHistShader::Param& own = *filter->params();
+    const cvprocess::ColorHistShader::Param& own = *filter->params();
     EXPECT_NE(&own, &param);
     EXPECT_EQ(std::vector<int>({own.mNBins1, own.mNBins2, own.mNBins3, own.mXres, own.mYres, own.mNoGeometryShader,
                                 own.mReserved1, own.mReserved2, own.mBlockSize}),
@@ -237,21 +236,21 @@ TEST_F(ColorHistShaderScript, AllFieldsOfTheCallersRecordAreCopied)
 
 TEST(ColorHistShaderParam, DefaultsAreTheStatedOnes)
 {
-    const ColorHistShader::Param defaults;
+    const cvprocess::ColorHistShader::Param defaults;
     EXPECT_EQ(
         std::vector<int>({defaults.mNBins1, defaults.mNBins2, defaults.mNBins3, defaults.mXres, defaults.mYres,
                           defaults.mNoGeometryShader, defaults.mReserved1, defaults.mReserved2, defaults.mBlockSize}),
         std::vector<int>({16, 16, 8, 1, 1, 0, 1, 1, 10}));
 }
 
-TEST_F(ColorHistShaderScript, AThousandCellsAreAccepted)
+TEST_F(ColorHistShader, AThousandCellsAreAccepted)
 {
     param.mNBins1 = param.mNBins2 = param.mNBins3 = 10;
     make();
     EXPECT_EQ(construction.err, "");
 }
 
-TEST_F(ColorHistShaderScript, BlocksAreDrawnColumnByColumn)
+TEST_F(ColorHistShader, BlocksAreDrawnColumnByColumn)
 {
     makeAndPrepare();
     filter->params()->mBlockSize = 6;
@@ -260,7 +259,7 @@ TEST_F(ColorHistShaderScript, BlocksAreDrawnColumnByColumn)
                                "glVertex2f(8, 0)", "glVertex2f(8, 6)", "glEnd()"}));
 }
 
-TEST_F(ColorHistShaderScript, WithoutARegionTheDestinationIsTheRegion)
+TEST_F(ColorHistShader, WithoutARegionTheDestinationIsTheRegion)
 {
     TextureGpu smaller(104, 10, 7, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB);
     make();
@@ -270,7 +269,7 @@ TEST_F(ColorHistShaderScript, WithoutARegionTheDestinationIsTheRegion)
                                "glVertex2f(7, 0)", "glEnd()"}));
 }
 
-TEST_F(ColorHistShaderScript, TheShaderIsToldTheSizeOfTheRecordNotThatOfATexture)
+TEST_F(ColorHistShader, TheShaderIsToldTheSizeOfTheRecordNotThatOfATexture)
 {
     param.mXres = 40;
     param.mYres = 30;
@@ -281,7 +280,7 @@ TEST_F(ColorHistShaderScript, TheShaderIsToldTheSizeOfTheRecordNotThatOfATexture
                                                    "glUniform1i(4, 40)", "glUniform1i(5, 30)"}));
 }
 
-TEST_F(ColorHistShaderScript, OnlyTheFirstRegionCounts)
+TEST_F(ColorHistShader, OnlyTheFirstRegionCounts)
 {
     makeAndPrepare();
     filter->addROI(3, 4, 3, 4); // one pixel
@@ -290,7 +289,7 @@ TEST_F(ColorHistShaderScript, OnlyTheFirstRegionCounts)
                                "glColor3f(10, 1, 0)", "glColor3f(1, 1, 0)", "glVertex2f(3, 4)", "glEnd()"}));
 }
 
-TEST_F(ColorHistShaderScript, BlendingThatWasOnStaysOnAndADepthTestThatWasOffStaysOff)
+TEST_F(ColorHistShader, BlendingThatWasOnStaysOnAndADepthTestThatWasOffStaysOff)
 {
     makeAndPrepare();
     gl.enabled = {GL_BLEND};
@@ -299,7 +298,7 @@ TEST_F(ColorHistShaderScript, BlendingThatWasOnStaysOnAndADepthTestThatWasOffSta
     EXPECT_EQ(gl.enabled.count(GL_DEPTH_TEST), 0u);
 }
 
-TEST_F(ColorHistShaderScript, ANewListReplacesAValidOne)
+TEST_F(ColorHistShader, ANewListReplacesAValidOne)
 {
     makeAndPrepare();
     filter->execute();
@@ -308,7 +307,7 @@ TEST_F(ColorHistShaderScript, ANewListReplacesAValidOne)
     EXPECT_EQ(gl.takeOnly({"glDeleteLists"}), Calls{"glDeleteLists(6, 1)"});
 }
 
-TEST_F(ColorHistShaderScript, AnErrorOfTheUniformsIsReportedAtTheCheckpoint)
+TEST_F(ColorHistShader, AnErrorOfTheUniformsIsReportedAtTheCheckpoint)
 {
     makeAndPrepare();
     filter->prepareDisplayList();
@@ -317,7 +316,7 @@ TEST_F(ColorHistShaderScript, AnErrorOfTheUniformsIsReportedAtTheCheckpoint)
     EXPECT_EQ(output.err.rfind("Error: invalid operation at 1.CP\n", 0), 0u);
 }
 
-TEST_F(ColorHistShaderScript, ReadingBackIsTheStatedSequence)
+TEST_F(ColorHistShader, ReadingBackIsTheStatedSequence)
 {
     gl.integers[GL_READ_BUFFER] = GL_BACK;
     gl.integers[GL_CLAMP_READ_COLOR_ARB] = 3;
@@ -353,7 +352,7 @@ void countUp(GLsizei width, void* pixels)
         values[i] = static_cast<float>(i + 1);
 }
 
-TEST_F(ColorHistShaderScript, CountsAreDividedByTheRegionsPixelsAndTheLastCellsAreZero)
+TEST_F(ColorHistShader, CountsAreDividedByTheRegionsPixelsAndTheLastCellsAreZero)
 {
     gl.readPixels = countUp;
     makeAndPrepare();
@@ -367,7 +366,7 @@ TEST_F(ColorHistShaderScript, CountsAreDividedByTheRegionsPixelsAndTheLastCellsA
         EXPECT_EQ(histogram.data()[k], 0.0) << k;
 }
 
-TEST_F(ColorHistShaderScript, WithoutARegionCountsAreDividedByTheDestinationsPixels)
+TEST_F(ColorHistShader, WithoutARegionCountsAreDividedByTheDestinationsPixels)
 {
     gl.readPixels = countUp;
     makeAndPrepare();
@@ -376,7 +375,7 @@ TEST_F(ColorHistShaderScript, WithoutARegionCountsAreDividedByTheDestinationsPix
     EXPECT_EQ(histogram.data()[5], 6.0 / (25 * 12));
 }
 
-TEST_F(ColorHistShaderScript, TheReadBufferHoldsEveryCellWhateverTheSizesSay)
+TEST_F(ColorHistShader, TheReadBufferHoldsEveryCellWhateverTheSizesSay)
 {
     gl.readPixels = countUp;
     param.mXres = -1; // no room by the record
@@ -398,7 +397,7 @@ TEST_F(ColorHistShaderScript, TheReadBufferHoldsEveryCellWhateverTheSizesSay)
         EXPECT_EQ(small.data()[k], 0.0);
 }
 
-TEST_F(ColorHistShaderScript, AHistogramMayHaveMoreCellsThanTheFilter)
+TEST_F(ColorHistShader, AHistogramMayHaveMoreCellsThanTheFilter)
 {
     gl.readPixels = countUp;
     makeAndPrepare();
@@ -410,21 +409,21 @@ TEST_F(ColorHistShaderScript, AHistogramMayHaveMoreCellsThanTheFilter)
 
 #ifndef NDEBUG
 
-TEST_F(ColorHistShaderScript, MoreThanAThousandCellsAreAnAssertion)
+TEST_F(ColorHistShader, MoreThanAThousandCellsAreAnAssertion)
 {
     const std::string text = assertion(kFile, "mParam.mNBins1*mParam.mNBins2*mParam.mNBins3<=1000 && "
                                               "\"ERROR: Maximum number of histogram cells is 1000!\"");
     param.mNBins1 = param.mNBins2 = 10;
     param.mNBins3 = 11;
-    EXPECT_DEATH(ColorHistShader(&param, nullptr), text);
+    EXPECT_DEATH(cvprocess::ColorHistShader(&param, nullptr), text);
     param.mNBins1 = 7;
     param.mNBins2 = 11;
     param.mNBins3 = 13; // 1001
-    EXPECT_DEATH(ColorHistShader(&param, nullptr), text);
-    EXPECT_DEATH(ColorHistShader(nullptr, nullptr), text); // the defaults
+    EXPECT_DEATH(cvprocess::ColorHistShader(&param, nullptr), text);
+    EXPECT_DEATH(cvprocess::ColorHistShader(nullptr, nullptr), text); // the defaults
 }
 
-TEST_F(ColorHistShaderScript, MoreCellsThanTheDestinationHasPixelsAreAnAssertion)
+TEST_F(ColorHistShader, MoreCellsThanTheDestinationHasPixelsAreAnAssertion)
 {
     TextureGpu tiny(104, 2, 13, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB);
     makeAndPrepare();
@@ -433,14 +432,14 @@ TEST_F(ColorHistShaderScript, MoreCellsThanTheDestinationHasPixelsAreAnAssertion
                  assertion(kFile, "(mParam.mNBins1*mParam.mNBins2*mParam.mNBins3)<=mXresDstTex1*mYresDstTex1"));
 }
 
-TEST_F(ColorHistShaderScript, APassBeforeThePreparationIsAnAssertion)
+TEST_F(ColorHistShader, APassBeforeThePreparationIsAnAssertion)
 {
     make();
     EXPECT_DEATH(filter->execute(), // there is no destination yet, and so no room
                  assertion(kFile, "(mParam.mNBins1*mParam.mNBins2*mParam.mNBins3)<=mXresDstTex1*mYresDstTex1"));
 }
 
-TEST_F(ColorHistShaderScript, ABlockSizeOf0IsAnAssertion)
+TEST_F(ColorHistShader, ABlockSizeOf0IsAnAssertion)
 {
     makeAndPrepare();
     filter->params()->mBlockSize = 0;
@@ -449,7 +448,7 @@ TEST_F(ColorHistShaderScript, ABlockSizeOf0IsAnAssertion)
                                   "least 1\""));
 }
 
-TEST_F(ColorHistShaderScript, ReadingBackBeforeThePreparationIsAnAssertion)
+TEST_F(ColorHistShader, ReadingBackBeforeThePreparationIsAnAssertion)
 {
     make();
     ColourHist2d histogram(3, 3, 3);
@@ -457,7 +456,7 @@ TEST_F(ColorHistShaderScript, ReadingBackBeforeThePreparationIsAnAssertion)
                  assertion(kFile, "mDstTex1 && \"ColorHistShader::copyHistoFromGPU(): expected an execute() before\""));
 }
 
-TEST_F(ColorHistShaderScript, AHistogramOfFewerCellsIsAnAssertion)
+TEST_F(ColorHistShader, AHistogramOfFewerCellsIsAnAssertion)
 {
     makeAndPrepare();
     ColourHist2d histogram(3, 3, 2);
@@ -466,7 +465,7 @@ TEST_F(ColorHistShaderScript, AHistogramOfFewerCellsIsAnAssertion)
                                   "histogram of at least the filter's cells\""));
 }
 
-TEST_F(ColorHistShaderScript, TheFormOfOneSourceIsAnAssertion)
+TEST_F(ColorHistShader, TheFormOfOneSourceIsAnAssertion)
 {
     make();
     EXPECT_DEATH(filter->prepareExecution(source, destination),

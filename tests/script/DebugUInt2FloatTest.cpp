@@ -6,25 +6,24 @@
 #include <memory>
 
 using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::DebugUInt2Float;
 
 namespace velmor::tests {
 namespace {
 
 const char* const kFile = "cvprocess/gpuStdShaders/DebugUInt2Float.cpp";
 
-struct OpenDebugUInt2Float : DebugUInt2Float
+struct OpenDebugUInt2Float : cvprocess::DebugUInt2Float
 {
-    using DebugUInt2Float::mAdditionalInput;
-    using DebugUInt2Float::mCurrentFbo;
-    using DebugUInt2Float::mXresDstTex1;
-    using DebugUInt2Float::mXresSrcTex1;
-    using DebugUInt2Float::mYresDstTex1;
-    using DebugUInt2Float::mYresSrcTex1;
+    using cvprocess::DebugUInt2Float::mAdditionalInput;
+    using cvprocess::DebugUInt2Float::mCurrentFbo;
+    using cvprocess::DebugUInt2Float::mXresDstTex1;
+    using cvprocess::DebugUInt2Float::mXresSrcTex1;
+    using cvprocess::DebugUInt2Float::mYresDstTex1;
+    using cvprocess::DebugUInt2Float::mYresSrcTex1;
 };
 
 /// A filter with framebuffer 1 and program 2, with nothing recorded yet.
-class DebugUInt2FloatScript : public ScriptTest
+class DebugUInt2Float : public ScriptTest
 {
 protected:
     void SetUp() override
@@ -77,7 +76,7 @@ protected:
     TextureGpu destination = texture(102, 32, 24);
 };
 
-TEST_F(DebugUInt2FloatScript, PreparingForATextureAttachesBothAndChecksOnce)
+TEST_F(DebugUInt2Float, PreparingForATextureAttachesBothAndChecksOnce)
 {
     view->prepareExecution(source, destination);
     EXPECT_EQ(gl.take(), attachment(0, 101) + attachment(1, 102) + Calls({kReadBinding, kStatus}));
@@ -87,7 +86,7 @@ TEST_F(DebugUInt2FloatScript, PreparingForATextureAttachesBothAndChecksOnce)
     EXPECT_EQ(view->mYresDstTex1, 24);
 }
 
-TEST_F(DebugUInt2FloatScript, PreparingAgainAttachesWithoutAskingWhatIsAttached)
+TEST_F(DebugUInt2Float, PreparingAgainAttachesWithoutAskingWhatIsAttached)
 {
     view->prepareExecution(source, destination);
     gl.take();
@@ -108,7 +107,7 @@ TEST_F(DebugUInt2FloatScript, PreparingAgainAttachesWithoutAskingWhatIsAttached)
     EXPECT_EQ(output.out, "");
 }
 
-TEST_F(DebugUInt2FloatScript, AnIncompleteFramebufferIsReportedAndThePassRuns)
+TEST_F(DebugUInt2Float, AnIncompleteFramebufferIsReportedAndThePassRuns)
 {
     gl.framebufferStatus = GL_FRAMEBUFFER_UNSUPPORTED_EXT;
     const Output output = capture([&] { view->prepareExecution(source, destination); });
@@ -117,7 +116,7 @@ TEST_F(DebugUInt2FloatScript, AnIncompleteFramebufferIsReportedAndThePassRuns)
     EXPECT_EQ(gl.takeOnly({"glCallList"}).size(), 1u);
 }
 
-TEST_F(DebugUInt2FloatScript, PreparingForTheScreenSizesTheWindowAndShowsIt)
+TEST_F(DebugUInt2Float, PreparingForTheScreenSizesTheWindowAndShowsIt)
 {
     view->prepareExecution(source);
     EXPECT_EQ(gl.take(), (Calls{"glutReshapeWindow(64, 48)", "glutShowWindow()"}));
@@ -125,7 +124,7 @@ TEST_F(DebugUInt2FloatScript, PreparingForTheScreenSizesTheWindowAndShowsIt)
     EXPECT_EQ(view->mYresSrcTex1, 48);
 }
 
-TEST_F(DebugUInt2FloatScript, TheScreenIsDrawnAsLargeAsTheLastDestination)
+TEST_F(DebugUInt2Float, TheScreenIsDrawnAsLargeAsTheLastDestination)
 {
     view->prepareExecution(source, destination);
     view->prepareExecution(source);
@@ -135,7 +134,7 @@ TEST_F(DebugUInt2FloatScript, TheScreenIsDrawnAsLargeAsTheLastDestination)
     EXPECT_EQ(output.out + output.err, "");
 }
 
-TEST_F(DebugUInt2FloatScript, WithoutADestinationEverTheScreenIsDrawnWithSizeZero)
+TEST_F(DebugUInt2Float, WithoutADestinationEverTheScreenIsDrawnWithSizeZero)
 {
     view->prepareExecution(source);
     gl.take();
@@ -143,7 +142,7 @@ TEST_F(DebugUInt2FloatScript, WithoutADestinationEverTheScreenIsDrawnWithSizeZer
     EXPECT_EQ(gl.take(), screenCalls("0", "0"));
 }
 
-TEST_F(DebugUInt2FloatScript, TexturesAreAttachedBoundAndEnabledByTheirOwnTargets)
+TEST_F(DebugUInt2Float, TexturesAreAttachedBoundAndEnabledByTheirOwnTargets)
 {
     TextureGpu line(201, 64, 1, GL_UNSIGNED_INT, GL_RGBA, GL_RGBA8, GL_TEXTURE_1D);
     TextureGpu plane(202, 64, 1, GL_UNSIGNED_BYTE, GL_RGBA, GL_RGBA8, GL_TEXTURE_2D);
@@ -159,7 +158,7 @@ TEST_F(DebugUInt2FloatScript, TexturesAreAttachedBoundAndEnabledByTheirOwnTarget
                      "glDisable(GL_TEXTURE_1D)"}));
 }
 
-TEST_F(DebugUInt2FloatScript, PreparingForATextureEndsTheScreenMode)
+TEST_F(DebugUInt2Float, PreparingForATextureEndsTheScreenMode)
 {
     view->prepareExecution(source);
     view->prepareExecution(source, destination);
@@ -171,27 +170,27 @@ TEST_F(DebugUInt2FloatScript, PreparingForATextureEndsTheScreenMode)
 
 #ifndef NDEBUG
 
-TEST_F(DebugUInt2FloatScript, ExecuteInScreenModeIsAnAssertion)
+TEST_F(DebugUInt2Float, ExecuteInScreenModeIsAnAssertion)
 {
     view->prepareExecution(source, destination);
     view->prepareExecution(source);
     EXPECT_DEATH(view->execute(), assertion(kFile, "!outputToScreenEnabled"));
 }
 
-TEST_F(DebugUInt2FloatScript, ExecuteBeforeAnyPreparationIsAnAssertionOfTheFrame)
+TEST_F(DebugUInt2Float, ExecuteBeforeAnyPreparationIsAnAssertionOfTheFrame)
 {
     EXPECT_DEATH(view->execute(),
                  assertion("cvprocess/gpuStdShaders/GpuStdShaders.cpp",
                            "mSrcTex1 && mDstTex1 && \"ERROR: prepareExecution() not called before execute()\""));
 }
 
-TEST_F(DebugUInt2FloatScript, PreparingAFilterOfTwoSourcesIsAnAssertion)
+TEST_F(DebugUInt2Float, PreparingAFilterOfTwoSourcesIsAnAssertion)
 {
     view->mAdditionalInput = true;
     EXPECT_DEATH(view->prepareExecution(source, destination), assertion(kFile, "!mAdditionalInput && \"wrong init\""));
 }
 
-TEST_F(DebugUInt2FloatScript, ThePreparationOfTwoSourcesCanBeCalledAndIsAnAssertion)
+TEST_F(DebugUInt2Float, ThePreparationOfTwoSourcesCanBeCalledAndIsAnAssertion)
 {
     EXPECT_DEATH(view->prepareExecution(source, source, destination),
                  assertion("cvprocess/gpuStdShaders/GpuStdShaders.cpp", "mAdditionalInput && \"wrong init\""));

@@ -40,6 +40,8 @@ using velmor::core::cvdata::TextureGpu;
 namespace velmor::tests {
 namespace {
 
+using FilterFamilyAsAWhole = ScriptTest;
+
 constexpr GLuint kShader = 3;
 constexpr GLuint kList = 4;
 
@@ -371,12 +373,12 @@ std::string replaced(std::string text, const std::string& part, const std::strin
     return text.replace(place, part.size(), other);
 }
 
-TEST_F(ScriptTest, TheGreyFiltersDifferInAnExchangeOfEqualChannelsAlone)
+TEST_F(FilterFamilyAsAWhole, TheGreyFiltersDifferInAnExchangeOfEqualChannelsAlone)
 {
     EXPECT_EQ(replaced(shaderText<BGR2GRAY>(), "vec4(grey).bgra;", "vec4(grey);"), shaderText<RGB2GRAY>());
 }
 
-TEST_F(ScriptTest, TheHsvFiltersDifferInTheOrderOfTheStoredColoursAlone)
+TEST_F(FilterFamilyAsAWhole, TheHsvFiltersDifferInTheOrderOfTheStoredColoursAlone)
 {
     EXPECT_EQ(replaced(shaderText<BGR2HSV>(), "gl_TexCoord[0].st).rgba;", "gl_TexCoord[0].st).bgra;"),
               shaderText<RGB2HSV>());
@@ -384,7 +386,7 @@ TEST_F(ScriptTest, TheHsvFiltersDifferInTheOrderOfTheStoredColoursAlone)
 
 const char* const kBayerWeights = "    const vec3 lumCoeff = vec3(0.212671, 0.715160, 0.072169);\n";
 
-TEST_F(ScriptTest, TheBayerFiltersDifferInWhatTheyWriteAlone)
+TEST_F(FilterFamilyAsAWhole, TheBayerFiltersDifferInWhatTheyWriteAlone)
 {
     const std::string withoutWeights = replaced(shaderText<BayerRG2GRAY>(), kBayerWeights, "");
     EXPECT_EQ(replaced(withoutWeights, "gl_FragData[0].r = dot(beta, lumCoeff);", "gl_FragData[0] = vec4(beta, 0.0);"),
@@ -392,7 +394,7 @@ TEST_F(ScriptTest, TheBayerFiltersDifferInWhatTheyWriteAlone)
 }
 
 // What no pixel shows: values that are not written have none, and the composition along the column is never reached.
-TEST_F(ScriptTest, TheBayerFiltersHoldTheirTablesAndTheCompositionThatIsNotUsed)
+TEST_F(FilterFamilyAsAWhole, TheBayerFiltersHoldTheirTablesAndTheCompositionThatIsNotUsed)
 {
     const std::string text = shaderText<BayerRG2RGB>();
     for (const char* const site : {"if (site == 0) // red_top_left\n", "if (site == 1) // green_top_right\n",
@@ -439,7 +441,7 @@ struct Container : core::util::ParameterContainer
     void init() override {}
 };
 
-TEST_F(ScriptTest, TheFrameLeavesTheCallBackOfChangedParametersToItsBase)
+TEST_F(FilterFamilyAsAWhole, TheFrameLeavesTheCallBackOfChangedParametersToItsBase)
 {
     const GpuStdShaders frame(false);
     const Container container;
@@ -504,7 +506,7 @@ ColorHistShader::Param smallHistogram()
     return param;
 }
 
-TEST_F(ScriptTest, FiltersWithAPassOfTheirOwnCallItsStagesVirtually)
+TEST_F(FilterFamilyAsAWhole, FiltersWithAPassOfTheirOwnCallItsStagesVirtually)
 {
     std::vector<core::cvdata::ColorGMM*> models = {&modelOfTwo()};
     ColorHistShader::Param histogram = smallHistogram();
@@ -540,7 +542,7 @@ void expectNames(const GpuStdShaders& filter, const char* program, bool twoSourc
     EXPECT_EQ(filter.mAdditionalInput, twoSources);
 }
 
-TEST_F(ScriptTest, TheReductionsUseTheNamesOfTheirClassAndOverrideTheStatedVirtualFunctionsAlone)
+TEST_F(FilterFamilyAsAWhole, TheReductionsUseTheNamesOfTheirClassAndOverrideTheStatedVirtualFunctionsAlone)
 {
     capture([&] {
         const PixelCount count;
@@ -566,7 +568,7 @@ void expectOwnParameters()
     EXPECT_NE(filter->params(), &given);
 }
 
-TEST_F(ScriptTest, ParamsIsTheFiltersOwnRecord)
+TEST_F(FilterFamilyAsAWhole, ParamsIsTheFiltersOwnRecord)
 {
     expectOwnParameters<Not>();
     expectOwnParameters<Or>();
@@ -579,7 +581,7 @@ TEST_F(ScriptTest, ParamsIsTheFiltersOwnRecord)
 
 // The frame alone
 
-TEST_F(ScriptTest, TheFrameStartsEmpty)
+TEST_F(FilterFamilyAsAWhole, TheFrameStartsEmpty)
 {
     for (const bool additionalInput : {false, true}) {
         const GpuStdShaders frame(additionalInput);
@@ -595,7 +597,7 @@ TEST_F(ScriptTest, TheFrameStartsEmpty)
     }
 }
 
-TEST_F(ScriptTest, FramebuffersAreKeptByNameCounterAndIndex)
+TEST_F(FilterFamilyAsAWhole, FramebuffersAreKeptByNameCounterAndIndex)
 {
     GpuStdShaders frame(false);
     frame.getGlFbo("_ENFORCE_NEW_", 0);
@@ -609,7 +611,7 @@ TEST_F(ScriptTest, FramebuffersAreKeptByNameCounterAndIndex)
     EXPECT_EQ(frame.mFboCounter, 3);
 }
 
-TEST_F(ScriptTest, RegionsAreKeptAsTheyAreGiven)
+TEST_F(FilterFamilyAsAWhole, RegionsAreKeptAsTheyAreGiven)
 {
     GpuStdShaders frame(false);
     frame.addROI(10, 20, 30, 40);
@@ -621,7 +623,7 @@ TEST_F(ScriptTest, RegionsAreKeptAsTheyAreGiven)
     EXPECT_FALSE(frame.mUseROIs);
 }
 
-TEST_F(ScriptTest, AFramebufferRemembersWhatWasBoundAtItsConstruction)
+TEST_F(FilterFamilyAsAWhole, AFramebufferRemembersWhatWasBoundAtItsConstruction)
 {
     gl.framebufferBinding = 55;
     EXPECT_EQ(GlFbo().mSavedFboId, 55);
@@ -646,7 +648,7 @@ static_assert(kAllAre<std::map<std::string, std::uint32_t>, decltype(GlShaderMgr
 static_assert(kAllAre<TextureGpu*, decltype(GpuStdShaders::mSrcTex1), decltype(GpuStdShaders::mSrcTex2),
                       decltype(GpuStdShaders::mDstTex1)>);
 
-TEST_F(ScriptTest, FieldsOfTheFrameStandInTheStatedOrder)
+TEST_F(FilterFamilyAsAWhole, FieldsOfTheFrameStandInTheStatedOrder)
 {
     const auto filter = kFilters[0].make();
     EXPECT_TRUE(standInOrder({&filter->mParameters,
@@ -698,7 +700,7 @@ void expectSourceTextAlone(const std::string Filter::*text)
     EXPECT_EQ(sizeof(Filter), sizeof(GpuStdShaders) + sizeof(std::string));
 }
 
-TEST_F(ScriptTest, FiltersWithoutParametersHoldTheirShaderTextAlone)
+TEST_F(FilterFamilyAsAWhole, FiltersWithoutParametersHoldTheirShaderTextAlone)
 {
     expectSourceTextAlone(&And::mShaderSrc);
     expectSourceTextAlone(&Xor::mShaderSrc);
@@ -714,7 +716,7 @@ TEST_F(ScriptTest, FiltersWithoutParametersHoldTheirShaderTextAlone)
     expectSourceTextAlone(&FlipV::mShaderSrc);
 }
 
-TEST_F(ScriptTest, FiltersWithFieldsOfTheirOwnHoldTheirShaderTextToo)
+TEST_F(FilterFamilyAsAWhole, FiltersWithFieldsOfTheirOwnHoldTheirShaderTextToo)
 {
     expectSourceText(&Or::mShaderSrc);
     expectSourceText(&Not::mShaderSrc);
@@ -723,7 +725,7 @@ TEST_F(ScriptTest, FiltersWithFieldsOfTheirOwnHoldTheirShaderTextToo)
     expectSourceText(&DebugUInt2Float::mShaderSrc);
 }
 
-TEST_F(ScriptTest, TheLogicFiltersHoldTheirTextAndThenTheirParameters)
+TEST_F(FilterFamilyAsAWhole, TheLogicFiltersHoldTheirTextAndThenTheirParameters)
 {
     const Or either(nullptr);
     EXPECT_TRUE(standInOrder({&either.mUseROIs, &either.mShaderSrc, &either.mParam}));
@@ -731,7 +733,7 @@ TEST_F(ScriptTest, TheLogicFiltersHoldTheirTextAndThenTheirParameters)
     EXPECT_TRUE(standInOrder({&inverse.mUseROIs, &inverse.mShaderSrc, &inverse.mParam}));
 }
 
-TEST_F(ScriptTest, TheEdgeFiltersHoldTheirParametersAndThenTheirText)
+TEST_F(FilterFamilyAsAWhole, TheEdgeFiltersHoldTheirParametersAndThenTheirText)
 {
     const Laplacian laplacian(nullptr);
     EXPECT_TRUE(standInOrder({&laplacian.mUseROIs, &laplacian.mParam, &laplacian.mShaderSrc}));
@@ -739,14 +741,14 @@ TEST_F(ScriptTest, TheEdgeFiltersHoldTheirParametersAndThenTheirText)
     EXPECT_TRUE(standInOrder({&thin.mUseROIs, &thin.mParam, &thin.mShaderSrc}));
 }
 
-TEST_F(ScriptTest, TheDebugViewHoldsItsTextAndThenItsModeWhichStartsWithTextures)
+TEST_F(FilterFamilyAsAWhole, TheDebugViewHoldsItsTextAndThenItsModeWhichStartsWithTextures)
 {
     const DebugUInt2Float view;
     EXPECT_TRUE(standInOrder({&view.mUseROIs, &view.mShaderSrc, &view.outputToScreenEnabled}));
     EXPECT_FALSE(view.outputToScreenEnabled);
 }
 
-TEST_F(ScriptTest, TheSingleModelMixtureHoldsItsFieldsInTheStatedOrder)
+TEST_F(FilterFamilyAsAWhole, TheSingleModelMixtureHoldsItsFieldsInTheStatedOrder)
 {
     const ColorGMM filter(&modelOfTwo(), nullptr);
     EXPECT_TRUE(standInOrder({&filter.mUseROIs, &filter.mParam, &filter.mShaderSource, &filter.mCovLoc,
@@ -756,7 +758,7 @@ TEST_F(ScriptTest, TheSingleModelMixtureHoldsItsFieldsInTheStatedOrder)
     EXPECT_TRUE((std::is_same_v<decltype(filter.mParam), ColorGMM::Param>)); // by value
 }
 
-TEST_F(ScriptTest, TheMixtureKeepsTheLocationsOfComponentsByTheirNumber)
+TEST_F(FilterFamilyAsAWhole, TheMixtureKeepsTheLocationsOfComponentsByTheirNumber)
 {
     const char* const words[] = {"cov", "mean", "weight", "det"};
     for (int word = 0; word < 4; ++word)
@@ -772,7 +774,7 @@ TEST_F(ScriptTest, TheMixtureKeepsTheLocationsOfComponentsByTheirNumber)
     EXPECT_EQ(slots(filter.mDetLoc), (std::vector<int>{-1, 31, 32, 33, 34}));
 }
 
-TEST_F(ScriptTest, TheMultiClassMixtureHoldsItsStreamsAndThenItsModels)
+TEST_F(FilterFamilyAsAWhole, TheMultiClassMixtureHoldsItsStreamsAndThenItsModels)
 {
     std::vector<core::cvdata::ColorGMM*> models = {&modelOfTwo(), &modelOfTwo()};
     const ColorGMM2 filter(models);
@@ -781,7 +783,7 @@ TEST_F(ScriptTest, TheMultiClassMixtureHoldsItsStreamsAndThenItsModels)
     EXPECT_EQ(filter.gmms, models);
 }
 
-TEST_F(ScriptTest, TheHistogramHoldsItsFieldsInTheStatedOrder)
+TEST_F(FilterFamilyAsAWhole, TheHistogramHoldsItsFieldsInTheStatedOrder)
 {
     ColorHistShader::Param param = smallHistogram();
     param.mXres = 5;
@@ -800,7 +802,7 @@ TEST_F(ScriptTest, TheHistogramHoldsItsFieldsInTheStatedOrder)
                               &own.mReserved1, &own.mReserved2, &own.mBlockSize}));
 }
 
-TEST_F(ScriptTest, TheCountHoldsItsTextsItsTilesAndItsBuffer)
+TEST_F(FilterFamilyAsAWhole, TheCountHoldsItsTextsItsTilesAndItsBuffer)
 {
     PixelCount filter;
     EXPECT_TRUE(standInOrder(

@@ -5,7 +5,6 @@
 #include <memory>
 
 using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::FlipV;
 
 namespace velmor::tests {
 namespace {
@@ -16,23 +15,23 @@ Calls flippedQuad(int sourceWidth, int sourceHeight, int width, int height)
                 corner(sourceWidth, 0, width, height), corner(0, 0, 0, height));
 }
 
-class FlipVScript : public ScriptTest
+class FlipV : public ScriptTest
 {
 protected:
     void SetUp() override
     {
         ScriptTest::SetUp();
-        capture([&] { filter = std::make_unique<FlipV>(); });
+        capture([&] { filter = std::make_unique<cvprocess::FlipV>(); });
         gl.take();
     }
 
-    std::unique_ptr<FlipV> filter;
+    std::unique_ptr<cvprocess::FlipV> filter;
     TextureGpu source = texture(101, 64, 48);
     TextureGpu destination = texture(102, 64, 48);
     TextureGpu larger = texture(103, 128, 96);
 };
 
-TEST_F(FlipVScript, ThePictureIsOneQuadUpsideDown)
+TEST_F(FlipV, ThePictureIsOneQuadUpsideDown)
 {
     filter->prepareExecution(source, destination);
     gl.take();
@@ -40,14 +39,14 @@ TEST_F(FlipVScript, ThePictureIsOneQuadUpsideDown)
     EXPECT_EQ(gl.take(), compiledList(4, flippedQuad(64, 48, 64, 48)));
 }
 
-TEST_F(FlipVScript, ADestinationOfAnotherSizeIsCovered)
+TEST_F(FlipV, ADestinationOfAnotherSizeIsCovered)
 {
     filter->prepareExecution(source, larger);
     filter->execute();
     EXPECT_EQ(gl.takeOnly(kGeometry), flippedQuad(64, 48, 128, 96));
 }
 
-TEST_F(FlipVScript, RegionsAreIgnored)
+TEST_F(FlipV, RegionsAreIgnored)
 {
     filter->addROI(10, 20, 30, 40);
     filter->addROI(1, 2, 3, 4);
@@ -56,7 +55,7 @@ TEST_F(FlipVScript, RegionsAreIgnored)
     EXPECT_EQ(gl.takeOnly(kGeometry), flippedQuad(64, 48, 64, 48));
 }
 
-TEST_F(FlipVScript, ChangedRegionsBringNewSizesIntoTheList)
+TEST_F(FlipV, ChangedRegionsBringNewSizesIntoTheList)
 {
     filter->prepareExecution(source, destination);
     filter->execute();
@@ -69,7 +68,7 @@ TEST_F(FlipVScript, ChangedRegionsBringNewSizesIntoTheList)
     EXPECT_EQ(gl.takeOnly(kGeometry), flippedQuad(64, 48, 128, 96));
 }
 
-TEST_F(FlipVScript, AValidListIsDeletedFirstAndAStaleOneIsNot)
+TEST_F(FlipV, AValidListIsDeletedFirstAndAStaleOneIsNot)
 {
     filter->prepareExecution(source, destination);
     filter->prepareDisplayList();

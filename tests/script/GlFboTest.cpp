@@ -9,6 +9,8 @@ using velmor::cvprocess::GlFbo;
 namespace velmor::tests {
 namespace {
 
+using GlFboOnAFreshContext = ScriptTest;
+
 constexpr GLenum kPoint0 = GL_COLOR_ATTACHMENT0_EXT;
 constexpr GLenum kPoint1 = GL_COLOR_ATTACHMENT1_EXT;
 
@@ -60,7 +62,7 @@ protected:
     std::unique_ptr<GlFbo> fbo;
 };
 
-TEST_F(ScriptTest, GlFboIsGeneratedAndBoundOnceWithTheOldBindingRestored)
+TEST_F(GlFboOnAFreshContext, GlFboIsGeneratedAndBoundOnceWithTheOldBindingRestored)
 {
     gl.framebufferBinding = 55;
     const GlFbo fbo;
@@ -423,14 +425,14 @@ TEST_F(GlFboScript, DerivedClassesHaveTheStepsOfAttaching)
     EXPECT_EQ(gl.take(), Calls{"glGenFramebuffersEXT(1)"});
 }
 
-TEST_F(ScriptTest, CheckGlErrorsOnAnEmptyQueueIsSilentAndFalse)
+TEST_F(GlFboOnAFreshContext, CheckGlErrorsOnAnEmptyQueueIsSilentAndFalse)
 {
     const Output output = capture([] { EXPECT_FALSE(GlFbo::checkGlErrors(nullptr)); });
     EXPECT_EQ(output.out + output.err, "");
     EXPECT_EQ(gl.take(), Calls{kGetError});
 }
 
-TEST_F(ScriptTest, CheckGlErrorsDrainsTheQueueWithALinePerError)
+TEST_F(GlFboOnAFreshContext, CheckGlErrorsDrainsTheQueueWithALinePerError)
 {
     gl.errors = {GL_INVALID_ENUM, GL_INVALID_VALUE};
     const Output output = capture([] { EXPECT_TRUE(GlFbo::checkGlErrors("here")); });
@@ -439,14 +441,14 @@ TEST_F(ScriptTest, CheckGlErrorsDrainsTheQueueWithALinePerError)
     EXPECT_EQ(gl.take(), (Calls{kGetError, kGetError, kGetError}));
 }
 
-TEST_F(ScriptTest, CheckGlErrorsWithoutALocationEndsTheLine)
+TEST_F(GlFboOnAFreshContext, CheckGlErrorsWithoutALocationEndsTheLine)
 {
     gl.errors = {GL_INVALID_OPERATION};
     const Output output = capture([] { EXPECT_TRUE(GlFbo::checkGlErrors(nullptr)); });
     EXPECT_EQ(output.err, "Error: invalid operation\n");
 }
 
-TEST_F(ScriptTest, CheckGlErrorsWritesACodeWithoutATextInDecimalOnALineOfItsOwn)
+TEST_F(GlFboOnAFreshContext, CheckGlErrorsWritesACodeWithoutATextInDecimalOnALineOfItsOwn)
 {
     gl.errors = {0x1234, 0x1235};
     const Output output = capture([] { EXPECT_TRUE(GlFbo::checkGlErrors("there")); });

@@ -30,6 +30,8 @@ std::size_t __wrap_fread(void* to, std::size_t size, std::size_t count, std::FIL
 namespace velmor::tests {
 namespace {
 
+using GlShaderMgrOnAFreshContext = ScriptTest;
+
 using testing::ExitedWithCode;
 
 constexpr int kMinusOne = 255; ///< exit(-1), as the parent process sees it
@@ -60,7 +62,7 @@ protected:
     const unsigned int program = 42;
 };
 
-TEST_F(ScriptTest, GlShaderMgrChecksForOpenGl2OnConstruction)
+TEST_F(GlShaderMgrOnAFreshContext, GlShaderMgrChecksForOpenGl2OnConstruction)
 {
     const Output output = capture([] { const GlShaderMgr manager; });
     EXPECT_EQ(output.out, "Ready for OpenGL 2.x programmable shaders.\n");
@@ -68,7 +70,7 @@ TEST_F(ScriptTest, GlShaderMgrChecksForOpenGl2OnConstruction)
     EXPECT_EQ(gl.take(), (Calls{"glewIsSupported(GL_VERSION_2_0)", "glUseProgram(0)"}));
 }
 
-TEST_F(ScriptTest, GlShaderMgrEndsTheProcessWithoutOpenGl2)
+TEST_F(GlShaderMgrOnAFreshContext, GlShaderMgrEndsTheProcessWithoutOpenGl2)
 {
     gl.unsupported = {"GL_VERSION_2_0"};
     EXPECT_EXIT(GlShaderMgr(), ExitedWithCode(1), exactly("ERROR: OpenGL 2.0 not found.\n"));
@@ -76,7 +78,7 @@ TEST_F(ScriptTest, GlShaderMgrEndsTheProcessWithoutOpenGl2)
                 exactly("ERROR: OpenGL 2.0 not found.\n"));
 }
 
-TEST_F(ScriptTest, CheckSupportForProgrammableShadersIsTrueWithOpenGl2)
+TEST_F(GlShaderMgrOnAFreshContext, CheckSupportForProgrammableShadersIsTrueWithOpenGl2)
 {
     const Output output = capture([] { EXPECT_TRUE(GlShaderMgr::checkSupportForProgrammableShaders()); });
     EXPECT_EQ(output.out, "Ready for OpenGL 2.x programmable shaders.\n");
@@ -320,7 +322,7 @@ const Calls kLinked = {"glLinkProgram(9)", "glGetProgramiv(9, GL_INFO_LOG_LENGTH
                        "glGetProgramiv(9, GL_LINK_STATUS)"};
 const Calls kValidated = {"glValidateProgram(9)", "glGetProgramiv(9, GL_VALIDATE_STATUS)"};
 
-TEST_F(ScriptTest, LinkingLinksValidatesAndPrintsTheLogTwice)
+TEST_F(GlShaderMgrOnAFreshContext, LinkingLinksValidatesAndPrintsTheLogTwice)
 {
     const Output output = capture([] { EXPECT_TRUE(GlShaderMgr::linkShadersToProgram(9)); });
     EXPECT_EQ(gl.take(), kLinked + kValidated + Calls({"glGetProgramiv(9, GL_INFO_LOG_LENGTH)", kGetError, kGetError}));
@@ -332,7 +334,7 @@ TEST_F(ScriptTest, LinkingLinksValidatesAndPrintsTheLogTwice)
     EXPECT_EQ(withLog.out, "Program InfoLog:\na note\nShader validation\nProgram InfoLog:\na note\n");
 }
 
-TEST_F(ScriptTest, TheValidationIsAnnouncedBeforeItIsMade)
+TEST_F(GlShaderMgrOnAFreshContext, TheValidationIsAnnouncedBeforeItIsMade)
 {
     gl.onCall = [](const std::string& function) {
         if (function == "glValidateProgram")
@@ -345,7 +347,7 @@ TEST_F(ScriptTest, TheValidationIsAnnouncedBeforeItIsMade)
     }
 }
 
-TEST_F(ScriptTest, AFailedLinkIsReportedAndNotValidated)
+TEST_F(GlShaderMgrOnAFreshContext, AFailedLinkIsReportedAndNotValidated)
 {
     gl.links = false;
     const Output output = capture([] { EXPECT_FALSE(GlShaderMgr::linkShadersToProgram(9)); });
@@ -354,7 +356,7 @@ TEST_F(ScriptTest, AFailedLinkIsReportedAndNotValidated)
     EXPECT_EQ(output.err, "ERROR: Linking failed.\n");
 }
 
-TEST_F(ScriptTest, AFailedValidationIsReported)
+TEST_F(GlShaderMgrOnAFreshContext, AFailedValidationIsReported)
 {
     gl.validates = false;
     const Output output = capture([] { EXPECT_FALSE(GlShaderMgr::linkShadersToProgram(9)); });
@@ -363,7 +365,7 @@ TEST_F(ScriptTest, AFailedValidationIsReported)
     EXPECT_EQ(output.err, "ERROR: Validation failed.\n");
 }
 
-TEST_F(ScriptTest, TheProgramLogIsAskedForBeforeTheFirstErrorCheck)
+TEST_F(GlShaderMgrOnAFreshContext, TheProgramLogIsAskedForBeforeTheFirstErrorCheck)
 {
     gl.programLog = "text";
     const Output output = capture([] { GlShaderMgr::printProgramInfoLog(9); });
@@ -372,7 +374,7 @@ TEST_F(ScriptTest, TheProgramLogIsAskedForBeforeTheFirstErrorCheck)
     EXPECT_EQ(output.out, "Program InfoLog:\ntext\n");
 }
 
-TEST_F(ScriptTest, TheShaderLogIsAskedForAfterTheFirstErrorCheck)
+TEST_F(GlShaderMgrOnAFreshContext, TheShaderLogIsAskedForAfterTheFirstErrorCheck)
 {
     gl.shaderLog = "text";
     const Output output = capture([] { GlShaderMgr::printShaderInfoLog(9); });
@@ -381,7 +383,7 @@ TEST_F(ScriptTest, TheShaderLogIsAskedForAfterTheFirstErrorCheck)
     EXPECT_EQ(output.out, "Shader InfoLog:\ntext\n");
 }
 
-TEST_F(ScriptTest, ErrorsOfTheLogQueriesNameThePrinter)
+TEST_F(GlShaderMgrOnAFreshContext, ErrorsOfTheLogQueriesNameThePrinter)
 {
     gl.errorOfCall["glGetProgramiv"] = GL_INVALID_VALUE;
     EXPECT_EQ(capture([] { GlShaderMgr::printProgramInfoLog(9); }).err,
@@ -390,7 +392,7 @@ TEST_F(ScriptTest, ErrorsOfTheLogQueriesNameThePrinter)
     EXPECT_EQ(capture([] { GlShaderMgr::printShaderInfoLog(9); }).err, "Error: invalid value at printShaderInfoLog\n");
 }
 
-TEST_F(ScriptTest, AnEmptyLogPrintsNothing)
+TEST_F(GlShaderMgrOnAFreshContext, AnEmptyLogPrintsNothing)
 {
     for (const GLint length : {0, 1}) {
         gl.infoLogLength = length;
@@ -403,7 +405,7 @@ TEST_F(ScriptTest, AnEmptyLogPrintsNothing)
     EXPECT_EQ(gl.takeOnly({"glGetProgramInfoLog", "glGetShaderInfoLog"}), Calls{});
 }
 
-TEST_F(ScriptTest, ALogThatThereIsNoMemoryForEndsTheProcess)
+TEST_F(GlShaderMgrOnAFreshContext, ALogThatThereIsNoMemoryForEndsTheProcess)
 {
     gl.programLog = gl.shaderLog = std::string(4098, 'x'); // 4099 bytes with the terminating zero
     EXPECT_EXIT(
@@ -420,7 +422,7 @@ TEST_F(ScriptTest, ALogThatThereIsNoMemoryForEndsTheProcess)
         ExitedWithCode(1), exactly("Could not allocate InfoLog buffer\n"));
 }
 
-TEST_F(ScriptTest, UseAndResetProgObj)
+TEST_F(GlShaderMgrOnAFreshContext, UseAndResetProgObj)
 {
     GlShaderMgr::useProgObj(9);
     GlShaderMgr::resetProgObj();
@@ -434,7 +436,7 @@ struct VersionCase
     int minor;
 };
 
-TEST_F(ScriptTest, GetGlVersionReadsTheFirstTwoNumbers)
+TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionReadsTheFirstTwoNumbers)
 {
     for (const VersionCase& each : {VersionCase{"2.1.2 Somebody 1.2", 2, 1}, VersionCase{"4.5 (Compatibility)", 4, 5},
                                     VersionCase{"10.11", 10, 11}}) {
@@ -446,7 +448,7 @@ TEST_F(ScriptTest, GetGlVersionReadsTheFirstTwoNumbers)
     }
 }
 
-TEST_F(ScriptTest, GetGlVersionOfNonsenseIs0AndReported)
+TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionOfNonsenseIs0AndReported)
 {
     for (const std::optional<const char*> text :
          {std::optional<const char*>(), std::optional<const char*>(""), std::optional<const char*>("OpenGL ES 2.0"),
@@ -460,7 +462,7 @@ TEST_F(ScriptTest, GetGlVersionOfNonsenseIs0AndReported)
     }
 }
 
-TEST_F(ScriptTest, GetGlslVersionFromOpenGl2OnReadsTheLanguageVersion)
+TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionFromOpenGl2OnReadsTheLanguageVersion)
 {
     gl.version = "2.0";
     gl.glslVersion = "1.10 Somebody";
@@ -469,7 +471,7 @@ TEST_F(ScriptTest, GetGlslVersionFromOpenGl2OnReadsTheLanguageVersion)
     EXPECT_EQ(std::make_pair(major, minor), std::make_pair(1, 10));
 }
 
-TEST_F(ScriptTest, GetGlslVersionOfNonsenseIs0AndReported)
+TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfNonsenseIs0AndReported)
 {
     for (const std::optional<const char*> text : {std::optional<const char*>(), std::optional<const char*>("one")}) {
         gl.glslVersion = text;
@@ -480,7 +482,7 @@ TEST_F(ScriptTest, GetGlslVersionOfNonsenseIs0AndReported)
     }
 }
 
-TEST_F(ScriptTest, GetGlslVersionOfOpenGl1GoesByTheExtension)
+TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfOpenGl1GoesByTheExtension)
 {
     gl.version = "1.5";
     gl.extensions = "GL_ARB_multitexture GL_ARB_shading_language_100 GL_ARB_depth_texture";
@@ -497,7 +499,7 @@ TEST_F(ScriptTest, GetGlslVersionOfOpenGl1GoesByTheExtension)
     }
 }
 
-TEST_F(ScriptTest, GetGlslVersionWithoutAnOpenGlVersionIs0)
+TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionWithoutAnOpenGlVersionIs0)
 {
     gl.version = "nonsense";
     int major = -1, minor = -1;

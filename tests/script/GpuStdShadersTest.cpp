@@ -13,6 +13,8 @@ using velmor::cvprocess::GpuStdShaders;
 namespace velmor::tests {
 namespace {
 
+using GpuStdShadersOnAFreshContext = ScriptTest;
+
 using testing::ExitedWithCode;
 
 const char* const kFile = "cvprocess/gpuStdShaders/GpuStdShaders.cpp";
@@ -78,7 +80,7 @@ protected:
     TextureGpu half = texture(104, 32, 24);
 };
 
-TEST_F(ScriptTest, AFilterIsBuiltInTheStatedOrder)
+TEST_F(GpuStdShadersOnAFreshContext, AFilterIsBuiltInTheStatedOrder)
 {
     const Output output = capture([] { const Filter filter(false); });
     const Calls calls = gl.take();
@@ -93,26 +95,26 @@ TEST_F(ScriptTest, AFilterIsBuiltInTheStatedOrder)
     EXPECT_EQ(output.err, "");
 }
 
-TEST_F(ScriptTest, WithoutRectangleTexturesTheProcessEnds)
+TEST_F(GpuStdShadersOnAFreshContext, WithoutRectangleTexturesTheProcessEnds)
 {
     gl.unsupported = {"GL_ARB_texture_rectangle"};
     EXPECT_EXIT(Filter(false), ExitedWithCode(255),
                 exactly("ERROR: GL_ARB_texture_rectangle not available or GLEW >= 1.4.0 required!\n"));
 }
 
-TEST_F(ScriptTest, WithoutOpenGl2TheProcessEnds)
+TEST_F(GpuStdShadersOnAFreshContext, WithoutOpenGl2TheProcessEnds)
 {
     gl.unsupported = {"GL_VERSION_2_0"};
     EXPECT_EXIT(Filter(false), ExitedWithCode(1), exactly("ERROR: OpenGL 2.0 not found.\n"));
 }
 
-TEST_F(ScriptTest, AShaderThatDoesNotCompileEndsTheProcess)
+TEST_F(GpuStdShadersOnAFreshContext, AShaderThatDoesNotCompileEndsTheProcess)
 {
     gl.compiles = false;
     EXPECT_EXIT(Filter(false), ExitedWithCode(255), exactly("ERROR: Unable to compile shader Id: 3\n"));
 }
 
-TEST_F(ScriptTest, AProgramThatDoesNotLinkIsReportedAndKept)
+TEST_F(GpuStdShadersOnAFreshContext, AProgramThatDoesNotLinkIsReportedAndKept)
 {
     gl.links = false;
     const Output output = capture([] {
@@ -122,7 +124,7 @@ TEST_F(ScriptTest, AProgramThatDoesNotLinkIsReportedAndKept)
     EXPECT_EQ(output.err, "ERROR: Linking failed.\n");
 }
 
-TEST_F(ScriptTest, AProgramThatIsRegisteredAlreadyIsNotBuiltAgain)
+TEST_F(GpuStdShadersOnAFreshContext, AProgramThatIsRegisteredAlreadyIsNotBuiltAgain)
 {
     struct Twice : Filter
     {

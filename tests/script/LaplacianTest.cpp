@@ -5,20 +5,19 @@
 #include <memory>
 
 using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::Laplacian;
 
 namespace velmor::tests {
 namespace {
 
 const std::set<std::string> kUniformCalls = {"glGetUniformLocation", "glUniform1i", "glCallList"};
 
-class LaplacianScript : public ScriptTest
+class Laplacian : public ScriptTest
 {
 protected:
-    std::unique_ptr<Laplacian> make(Laplacian::Param* param)
+    std::unique_ptr<cvprocess::Laplacian> make(cvprocess::Laplacian::Param* param)
     {
-        std::unique_ptr<Laplacian> filter;
-        capture([&] { filter = std::make_unique<Laplacian>(param); });
+        std::unique_ptr<cvprocess::Laplacian> filter;
+        capture([&] { filter = std::make_unique<cvprocess::Laplacian>(param); });
         filter->prepareExecution(source, destination);
         filter->prepareDisplayList();
         gl.take();
@@ -29,7 +28,7 @@ protected:
     TextureGpu destination = texture(102, 64, 48);
 };
 
-TEST_F(LaplacianScript, SetsTheKernelTypeBetweenTheSetUpAndTheDrawingAndLooksItUpEachTime)
+TEST_F(Laplacian, SetsTheKernelTypeBetweenTheSetUpAndTheDrawingAndLooksItUpEachTime)
 {
     const auto filter = make(nullptr);
     for (const int location : {7, 9}) {
@@ -41,9 +40,9 @@ TEST_F(LaplacianScript, SetsTheKernelTypeBetweenTheSetUpAndTheDrawingAndLooksItU
     }
 }
 
-TEST_F(LaplacianScript, CopiesTheCallersRecordAndLeavesItAlone)
+TEST_F(Laplacian, CopiesTheCallersRecordAndLeavesItAlone)
 {
-    Laplacian::Param given;
+    cvprocess::Laplacian::Param given;
     EXPECT_EQ(given.kernelType, 0);
     given.kernelType = 2;
     gl.uniformLocations["kernelType"] = 7;
@@ -58,12 +57,12 @@ TEST_F(LaplacianScript, CopiesTheCallersRecordAndLeavesItAlone)
     EXPECT_EQ(given.kernelType, 5);
 }
 
-TEST_F(LaplacianScript, WithoutARecordTheKernelTypeIsZero)
+TEST_F(Laplacian, WithoutARecordTheKernelTypeIsZero)
 {
     EXPECT_EQ(make(nullptr)->params()->kernelType, 0);
 }
 
-TEST_F(LaplacianScript, AChangeThroughParamsReachesTheNextPassAndRebuildsNothing)
+TEST_F(Laplacian, AChangeThroughParamsReachesTheNextPassAndRebuildsNothing)
 {
     const auto filter = make(nullptr);
     gl.uniformLocations["kernelType"] = 7;

@@ -9,7 +9,6 @@
 #include <sstream>
 
 using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::PixelCount;
 
 namespace velmor::tests {
 namespace {
@@ -25,13 +24,13 @@ Calls tile(int n, int x0, int y0, int x1, int y1)
     return {coordinate.str(), vertex.str()};
 }
 
-class PixelCountScript : public ScriptTest
+class PixelCount : public ScriptTest
 {
 protected:
     void SetUp() override
     {
         ScriptTest::SetUp();
-        construction = capture([&] { filter = std::make_unique<PixelCount>(); });
+        construction = capture([&] { filter = std::make_unique<cvprocess::PixelCount>(); });
     }
 
     void prepare(unsigned width, unsigned height)
@@ -51,12 +50,12 @@ protected:
         return gl.takeOnly({"glBegin", "glEnd", "glMultiTexCoord4f", "glVertex2f"});
     }
 
-    std::unique_ptr<PixelCount> filter;
+    std::unique_ptr<cvprocess::PixelCount> filter;
     std::optional<TextureGpu> source, destination;
     Output construction, output;
 };
 
-TEST_F(PixelCountScript, LivesByTheStatedCalls)
+TEST_F(PixelCount, LivesByTheStatedCalls)
 {
     EXPECT_EQ(gl.take(), programBegun() + Calls{"glBindFragDataLocationEXT(2, 0, fragDataOut)"} +
                              shaderAttached("GL_VERTEX_SHADER", 3) + shaderAttached("GL_FRAGMENT_SHADER", 4) +
@@ -103,7 +102,7 @@ std::string scan(int step)
     return text + "} } }";
 }
 
-TEST_F(PixelCountScript, TheShadersAreTheStatedOnes)
+TEST_F(PixelCount, TheShadersAreTheStatedOnes)
 {
     const std::string head = "#extension GL_EXT_gpu_shader4 : enable // important for integer texture\n"
                              "#extension GL_ARB_texture_rectangle : enable\n";
@@ -126,7 +125,7 @@ TEST_F(PixelCountScript, TheShadersAreTheStatedOnes)
                             "counter = res; gl_Position = ftransform(); }"));
 }
 
-TEST_F(PixelCountScript, TheListIsBuiltInTheFirstExecute)
+TEST_F(PixelCount, TheListIsBuiltInTheFirstExecute)
 {
     source.emplace(texture(101, 640, 480));
     destination.emplace(texture(102, 640, 480));
@@ -142,7 +141,7 @@ TEST_F(PixelCountScript, TheListIsBuiltInTheFirstExecute)
     EXPECT_EQ(gl.takeOnly({"glNewList", "glEndList"}).size(), 2u);
 }
 
-TEST_F(PixelCountScript, ThirtyTwoTilesOfVgaAreFiveByFive)
+TEST_F(PixelCount, ThirtyTwoTilesOfVgaAreFiveByFive)
 {
     Calls expected = {"glBegin(GL_POINTS)"};
     for (int row = 0; row < 5; ++row)
@@ -151,7 +150,7 @@ TEST_F(PixelCountScript, ThirtyTwoTilesOfVgaAreFiveByFive)
     EXPECT_EQ(pass(640, 480), expected + Calls{"glEnd()"});
 }
 
-TEST_F(PixelCountScript, ThreeTilesAreOne)
+TEST_F(PixelCount, ThreeTilesAreOne)
 {
     filter->setMaxNofTiles(3);
     EXPECT_EQ(pass(640, 480), Calls{"glBegin(GL_POINTS)"} + tile(0, 0, 0, 640, 480) + Calls{"glEnd()"});
@@ -159,7 +158,7 @@ TEST_F(PixelCountScript, ThreeTilesAreOne)
     EXPECT_EQ(output.err, "WARNING: PixelCount: Result may be incorrect due to a too small tile number of 1\n");
 }
 
-TEST_F(PixelCountScript, TilesAtTheEdgeAreCroppedToTheDestination)
+TEST_F(PixelCount, TilesAtTheEdgeAreCroppedToTheDestination)
 {
     filter->setMaxNofTiles(9);
     // Tiles of ceil(10 / 3) x ceil(7 / 3) = 4 x 3.
@@ -169,7 +168,7 @@ TEST_F(PixelCountScript, TilesAtTheEdgeAreCroppedToTheDestination)
     EXPECT_EQ(output.out, "Tiles set to: 9\n");
 }
 
-TEST_F(PixelCountScript, FewerTilesThanAskedForWhereTheyCoverTheSource)
+TEST_F(PixelCount, FewerTilesThanAskedForWhereTheyCoverTheSource)
 {
     filter->setMaxNofTiles(16); // tiles of ceil(17 / 4) x ceil(5 / 4) = 5 x 2: four a row, and three rows cover the 5
     pass(17, 5);
@@ -177,7 +176,7 @@ TEST_F(PixelCountScript, FewerTilesThanAskedForWhereTheyCoverTheSource)
     EXPECT_EQ(filter->getNofTiles(), 12u);
 }
 
-TEST_F(PixelCountScript, ASmallDestinationCropsTheTiles)
+TEST_F(PixelCount, ASmallDestinationCropsTheTiles)
 {
     TextureGpu large = texture(101, 64, 64), small = texture(102, 40, 20);
     filter->setMaxNofTiles(1);
@@ -187,7 +186,7 @@ TEST_F(PixelCountScript, ASmallDestinationCropsTheTiles)
     EXPECT_EQ(gl.takeOnly({"glMultiTexCoord4f"}), Calls{"glMultiTexCoord4f(GL_TEXTURE0, 0, 0, 40, 20)"});
 }
 
-TEST_F(PixelCountScript, TheWarningStartsAbove65535PixelsATile)
+TEST_F(PixelCount, TheWarningStartsAbove65535PixelsATile)
 {
     filter->setMaxNofTiles(1);
     pass(65535, 1);
@@ -197,7 +196,7 @@ TEST_F(PixelCountScript, TheWarningStartsAbove65535PixelsATile)
     EXPECT_EQ(output.err, "WARNING: PixelCount: Result may be incorrect due to a too small tile number of 1\n");
 }
 
-TEST_F(PixelCountScript, GetCountReadsARowAndAddsItUp)
+TEST_F(PixelCount, GetCountReadsARowAndAddsItUp)
 {
     pass(640, 480);
     gl.take();
@@ -210,7 +209,7 @@ TEST_F(PixelCountScript, GetCountReadsARowAndAddsItUp)
                                 "glReadPixels(0, 0, 25, 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, data)"}));
 }
 
-TEST_F(PixelCountScript, TheTotalWraps)
+TEST_F(PixelCount, TheTotalWraps)
 {
     filter->setMaxNofTiles(4);
     pass(64, 48);
@@ -223,7 +222,7 @@ TEST_F(PixelCountScript, TheTotalWraps)
     EXPECT_EQ(filter->getCount(), 7u);
 }
 
-TEST_F(PixelCountScript, ANewRequestAfterAPassMakesTheListStaleAndRoomForTheRead)
+TEST_F(PixelCount, ANewRequestAfterAPassMakesTheListStaleAndRoomForTheRead)
 {
     pass(640, 480);
     filter->setMaxNofTiles(100);
@@ -235,7 +234,7 @@ TEST_F(PixelCountScript, ANewRequestAfterAPassMakesTheListStaleAndRoomForTheRead
     EXPECT_EQ(again.out, "Tiles set to: 100\n");
 }
 
-TEST_F(PixelCountScript, ARequestAllocatesNothingAndACountBeforeItsPassReadsNoMoreThanARow)
+TEST_F(PixelCount, ARequestAllocatesNothingAndACountBeforeItsPassReadsNoMoreThanARow)
 {
     constexpr unsigned int most = 0xffffffff;
     pass(640, 480);
@@ -254,7 +253,7 @@ TEST_F(PixelCountScript, ARequestAllocatesNothingAndACountBeforeItsPassReadsNoMo
 }
 
 // Compared with the width as an int, such a number is negative. A tile is never smaller than a pixel.
-TEST_F(PixelCountScript, ARequestFrom2To31OnIsATileForEachPixel)
+TEST_F(PixelCount, ARequestFrom2To31OnIsATileForEachPixel)
 {
     for (const unsigned int request : {0x80000000u, 0xffffffffu}) {
         filter->setMaxNofTiles(request);
@@ -267,7 +266,7 @@ TEST_F(PixelCountScript, ARequestFrom2To31OnIsATileForEachPixel)
               "glReadPixels(0, 0, 3072, 1, GL_RED_INTEGER_EXT, GL_UNSIGNED_INT, data)");
 }
 
-TEST_F(PixelCountScript, AsManyTilesAsTheDestinationIsWideLessOneAreAccepted)
+TEST_F(PixelCount, AsManyTilesAsTheDestinationIsWideLessOneAreAccepted)
 {
     filter->setMaxNofTiles(63);
     pass(64, 64);
@@ -276,21 +275,21 @@ TEST_F(PixelCountScript, AsManyTilesAsTheDestinationIsWideLessOneAreAccepted)
 
 #ifndef NDEBUG
 
-TEST_F(PixelCountScript, AsManyTilesAsTheDestinationIsWideAreAnAssertion)
+TEST_F(PixelCount, AsManyTilesAsTheDestinationIsWideAreAnAssertion)
 {
     filter->setMaxNofTiles(64);
     prepare(64, 64);
     EXPECT_DEATH(filter->execute(), assertion(kFile, "static_cast<int>(mNofTiles) < mXresDstTex1"));
 }
 
-TEST_F(PixelCountScript, NoTilesAreAnAssertion)
+TEST_F(PixelCount, NoTilesAreAnAssertion)
 {
     filter->setMaxNofTiles(0);
     prepare(64, 64);
     EXPECT_DEATH(filter->execute(), assertion(kFile, "mNofTiles > 0"));
 }
 
-TEST_F(PixelCountScript, ACountBeforeTheFirstPassIsAnAssertion)
+TEST_F(PixelCount, ACountBeforeTheFirstPassIsAnAssertion)
 {
     EXPECT_DEATH(filter->getCount(),
                  assertion(kFile, "mCountBuffer && \"PixelCount::getCount(): expected an execute() before\""));

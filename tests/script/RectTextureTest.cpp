@@ -11,6 +11,8 @@ using velmor::glsupport::RectTexture;
 namespace velmor::tests {
 namespace {
 
+using RectTextureScript = ScriptTest;
+
 std::string errorOf(unsigned width, unsigned height)
 {
     try {
@@ -21,7 +23,7 @@ std::string errorOf(unsigned width, unsigned height)
     return "no error";
 }
 
-TEST_F(ScriptTest, RectTextureOwnsItsTexture)
+TEST_F(RectTextureScript, RectTextureOwnsItsTexture)
 {
     {
         const RectTexture texture(5, 4, RectTexture::RGB8);
@@ -30,7 +32,7 @@ TEST_F(ScriptTest, RectTextureOwnsItsTexture)
     EXPECT_TRUE(gl.textures.empty());
 }
 
-TEST_F(ScriptTest, RectTextureNamesTheLimitThatASizeExceeds)
+TEST_F(RectTextureScript, RectTextureNamesTheLimitThatASizeExceeds)
 {
     gl.maxRectangleTextureSize = 100;
     EXPECT_EQ(errorOf(100, 100), "no error");
@@ -42,7 +44,7 @@ TEST_F(ScriptTest, RectTextureNamesTheLimitThatASizeExceeds)
                              "this driver takes sides of 1 to 100 texels");
 }
 
-TEST_F(ScriptTest, RectTextureThatTheDriverHasNoMemoryForIsDeletedAndReported)
+TEST_F(RectTextureScript, RectTextureThatTheDriverHasNoMemoryForIsDeletedAndReported)
 {
     gl.refusesTextures = true;
     EXPECT_EQ(errorOf(5, 4), "RectTexture::RectTexture(): cannot make a rectangle texture of 5 x 4 texels RGB8: "
@@ -61,7 +63,7 @@ Calls greyCalls(ScriptedGl& gl)
     return calls;
 }
 
-TEST_F(ScriptTest, RectTextureOfGreyIsRedWhereShadersCanReadItAsGrey)
+TEST_F(RectTextureScript, RectTextureOfGreyIsRedWhereShadersCanReadItAsGrey)
 {
     const Calls red = {"glTexImage2D(GL_TEXTURE_RECTANGLE_ARB, 0, " + std::to_string(GL_R8) +
                            ", 5, 4, 0, GL_RED, GL_UNSIGNED_BYTE, data)",
@@ -88,7 +90,7 @@ TEST_F(ScriptTest, RectTextureOfGreyIsRedWhereShadersCanReadItAsGrey)
     __GLEW_ARB_texture_swizzle = __GLEW_EXT_texture_swizzle = GL_TRUE;
 }
 
-TEST_F(ScriptTest, RectTextureLeavesTheErrorQueueToItsOwner)
+TEST_F(RectTextureScript, RectTextureLeavesTheErrorQueueToItsOwner)
 {
     gl.errors = {GL_INVALID_ENUM};
     const RectTexture texture(5, 4, RectTexture::RGB8);

@@ -187,7 +187,7 @@ TEST_F(ShaderConverter, TheResultOfCommentFreeShadersIsTheSourceForTheCompiler)
     EXPECT_EQ(contentOf("output.txt"), shader + other);
 }
 
-TEST(ReadShaderFile, AnEmptyFileIsAnEmptyText)
+TEST(ShaderConverterReadShaderFile, AnEmptyFileIsAnEmptyText)
 {
     const TemporaryFolder folder;
     const std::string file = folder.write("a.frag", "");
@@ -196,13 +196,13 @@ TEST(ReadShaderFile, AnEmptyFileIsAnEmptyText)
     EXPECT_STREQ(text.get(), "");
 }
 
-TEST(ReadShaderFile, AFileThatDoesNotOpenIsNull)
+TEST(ShaderConverterReadShaderFile, AFileThatDoesNotOpenIsNull)
 {
     const Output output = capture([] { EXPECT_EQ(GlShaderMgr::readShaderFile("/nowhere/a.frag"), nullptr); });
     EXPECT_EQ(output.out + output.err, "");
 }
 
-TEST(ReadShaderFile, EveryOtherFileEndsTheProcess)
+TEST(ShaderConverterReadShaderFile, EveryOtherFileEndsTheProcess)
 {
     const TemporaryFolder folder;
     for (const std::string& content : {std::string("void main() {}"), std::string(1, '\0')}) {

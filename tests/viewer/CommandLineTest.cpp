@@ -5,7 +5,7 @@
 namespace velmor::tests {
 namespace {
 
-class ViewerCommandLine : public ViewerTest
+class CommandLine : public ViewerTest
 {
 protected:
     void expectRefusal(const Arguments& arguments, int exitCode, const std::string& reason,
@@ -15,7 +15,7 @@ protected:
     }
 };
 
-TEST_F(ViewerCommandLine, HelpListsInputsKeysAndMouse)
+TEST_F(CommandLine, HelpListsInputsKeysAndMouse)
 {
     const ProgramEnd end = run({"--help"});
     expectSuccess(end);
@@ -25,13 +25,13 @@ TEST_F(ViewerCommandLine, HelpListsInputsKeysAndMouse)
         EXPECT_TRUE(hasLine(end.out, line)) << line << '\n' << end.out;
 }
 
-TEST_F(ViewerCommandLine, WrongArgumentsAreNamed)
+TEST_F(CommandLine, WrongArgumentsAreNamed)
 {
     expectRefusal({"--size"}, 2, "unknown option '--size' (--help shows the usage)");
     expectRefusal({"a.png", "b.png"}, 2, "expected one input, got 'a.png' and 'b.png' (--help shows the usage)");
 }
 
-TEST_F(ViewerCommandLine, WhatCannotBeReadIsNamedWithTheReason)
+TEST_F(CommandLine, WhatCannotBeReadIsNamedWithTheReason)
 {
     expectRefusal({"missing.png"}, 1, "cannot read 'missing.png': No such file or directory");
     expectRefusal({"--", "-missing.png"}, 1, "cannot read '-missing.png': No such file or directory");
@@ -40,7 +40,7 @@ TEST_F(ViewerCommandLine, WhatCannotBeReadIsNamedWithTheReason)
     expectRefusal({"text.avi"}, 1, "cannot read 'text.avi': it holds no picture and no video frame of a known format");
 }
 
-TEST_F(ViewerCommandLine, AMissingDisplayIsNamed)
+TEST_F(CommandLine, AMissingDisplayIsNamed)
 {
     expectRefusal({VELMOR_TEST_PHOTOGRAPH}, 1, "cannot open a window: failed to open display ':7654'",
                   {{"DISPLAY", ":7654"}});

@@ -8,12 +8,12 @@ namespace {
 constexpr double kRounding = 0.51; ///< half a step to a byte, and a little for floats next to a half
 constexpr int kStripHeight = 44;   ///< two lines of text at the foot
 
-class ViewerKeys : public PictureTest
+class Keys : public PictureTest
 {
 protected:
 };
 
-TEST_F(ViewerKeys, OperatorsAndTheirParametersShowInThePicture)
+TEST_F(Keys, OperatorsAndTheirParametersShowInThePicture)
 {
     openBare(file);
     awaitPicture(negativeOf(picture));
@@ -54,7 +54,7 @@ TEST_F(ViewerKeys, OperatorsAndTheirParametersShowInThePicture)
     quit();
 }
 
-TEST_F(ViewerKeys, HelpLiesOverThePictureAndGoesAwayWithoutATrace)
+TEST_F(Keys, HelpLiesOverThePictureAndGoesAwayWithoutATrace)
 {
     openBare(file);
     const cv::Mat negative = negativeOf(picture);
@@ -73,7 +73,7 @@ TEST_F(ViewerKeys, HelpLiesOverThePictureAndGoesAwayWithoutATrace)
     quit();
 }
 
-TEST_F(ViewerKeys, TheLineTellsTheParametersAndCanBeHidden)
+TEST_F(Keys, TheLineTellsTheParametersAndCanBeHidden)
 {
     open(file);
     goTo("Laplacian");
@@ -96,7 +96,7 @@ TEST_F(ViewerKeys, TheLineTellsTheParametersAndCanBeHidden)
     quit();
 }
 
-TEST_F(ViewerKeys, SavedPicturesAreWhatIsShown)
+TEST_F(Keys, SavedPicturesAreWhatIsShown)
 {
     openBare(file);
     awaitPicture(negativeOf(picture));

@@ -5,7 +5,7 @@
 namespace velmor::tests {
 namespace {
 
-class ViewerMouse : public PictureTest
+class Mouse : public PictureTest
 {
 protected:
     /// The picture, and of the negative what lies in some regions.
@@ -28,7 +28,7 @@ protected:
     }
 };
 
-TEST_F(ViewerMouse, FiltersWorkInTheRegionsThatWereDrawn)
+TEST_F(Mouse, FiltersWorkInTheRegionsThatWereDrawn)
 {
     openBare(file);
     awaitPicture(negativeOf(picture));
@@ -48,7 +48,7 @@ TEST_F(ViewerMouse, FiltersWorkInTheRegionsThatWereDrawn)
     quit();
 }
 
-TEST_F(ViewerMouse, AFrameShowsWhereARegionLies)
+TEST_F(Mouse, AFrameShowsWhereARegionLies)
 {
     open(file);
     drag(kLeft, {100, 50}, {160, 110});
@@ -67,7 +67,7 @@ TEST_F(ViewerMouse, AFrameShowsWhereARegionLies)
     quit();
 }
 
-TEST_F(ViewerMouse, RegionsOfALetterboxedWindowLieUnderThePointer)
+TEST_F(Mouse, RegionsOfALetterboxedWindowLieUnderThePointer)
 {
     // The picture twice as large, with bars of 40 rows.
     const auto enlarge = [this] {
@@ -96,7 +96,7 @@ TEST_F(ViewerMouse, RegionsOfALetterboxedWindowLieUnderThePointer)
 // likelihood is far above the threshold of 1/65536, five levels from it far below but not 0, and a hundred levels away
 // nothing is left of it.
 
-TEST_F(ViewerMouse, ModelsAreThoseOfThePatchThatWasDrawn)
+TEST_F(Mouse, ModelsAreThoseOfThePatchThatWasDrawn)
 {
     const cv::Mat white(kSize, CV_8UC3, cv::Scalar::all(255));
     const auto learnYellow = [this] {
@@ -137,7 +137,7 @@ TEST_F(ViewerMouse, ModelsAreThoseOfThePatchThatWasDrawn)
 }
 
 // The filter was made with the models before: it has to see the new ones in their places.
-TEST_F(ViewerMouse, ClassesFollowAPatchThatIsDrawnWhileTheyAreShown)
+TEST_F(Mouse, ClassesFollowAPatchThatIsDrawnWhileTheyAreShown)
 {
     const cv::Vec3b likePatch(90, 170, 60);
     openBare(file);
@@ -151,7 +151,7 @@ TEST_F(ViewerMouse, ClassesFollowAPatchThatIsDrawnWhileTheyAreShown)
     quit();
 }
 
-TEST_F(ViewerMouse, TheFirstModelIsOfTheMiddle)
+TEST_F(Mouse, TheFirstModelIsOfTheMiddle)
 {
     const cv::Rect middle(110, 70, 100, 100); // around the patch that is learnt, of a twelfth of the height
     cv::Mat other = picture.clone();
@@ -170,7 +170,7 @@ TEST_F(ViewerMouse, TheFirstModelIsOfTheMiddle)
     quit();
 }
 
-TEST_F(ViewerMouse, HistogramsCountTheFirstRegion)
+TEST_F(Mouse, HistogramsCountTheFirstRegion)
 {
     // The chart is reduced to 128 x 96 pixels in the upper right corner; this is in its first bar.
     const cv::Point firstBar(kSize.width - 128 + 8, 70);

@@ -50,11 +50,11 @@ cv::Mat halfStrength(const cv::Mat& picture)
     return strength;
 }
 
-class ViewerOperators : public PictureTest
+class Operators : public PictureTest
 {
 };
 
-TEST_F(ViewerOperators, AllTwentySixAreReachedByKey)
+TEST_F(Operators, AllTwentySixAreReachedByKey)
 {
     open(file);
     drag(kLeft, {100, 100}, {300, 180});
@@ -69,7 +69,7 @@ TEST_F(ViewerOperators, AllTwentySixAreReachedByKey)
     EXPECT_EQ(quit().out, "");
 }
 
-TEST_F(ViewerOperators, FiltersShowWhatTheyAreNamedFor)
+TEST_F(Operators, FiltersShowWhatTheyAreNamedFor)
 {
     openBare(file); // the second picture is the same one
 
@@ -122,7 +122,7 @@ TEST_F(ViewerOperators, FiltersShowWhatTheyAreNamedFor)
     quit();
 }
 
-TEST_F(ViewerOperators, FacesAreFramed)
+TEST_F(Operators, FacesAreFramed)
 {
     const cv::Mat photograph = cv::imread(VELMOR_TEST_PHOTOGRAPH);
     std::vector<cv::Rect> faces;

@@ -10,7 +10,7 @@ namespace {
 constexpr std::size_t kFrames = 6;
 constexpr double kRounding = 0.51;
 
-class ViewerPlayback : public ViewerTest
+class Playback : public ViewerTest
 {
 protected:
     const std::string file = path("video.avi").string();
@@ -53,7 +53,7 @@ protected:
     }
 };
 
-TEST_F(ViewerPlayback, AVideoPlaysAgainAndAgainUntilItIsStopped)
+TEST_F(Playback, AVideoPlaysAgainAndAgainUntilItIsStopped)
 {
     openBare(file);
     for (std::size_t i : {std::size_t{0}, kFrames - 1, std::size_t{0}, kFrames - 1})
@@ -70,7 +70,7 @@ TEST_F(ViewerPlayback, AVideoPlaysAgainAndAgainUntilItIsStopped)
     quit();
 }
 
-TEST_F(ViewerPlayback, TheSecondPictureIsTheFirstFrameUntilAnotherIsTaken)
+TEST_F(Playback, TheSecondPictureIsTheFirstFrameUntilAnotherIsTaken)
 {
     openBare(file);
     std::size_t present = stop();
@@ -94,7 +94,7 @@ TEST_F(ViewerPlayback, TheSecondPictureIsTheFirstFrameUntilAnotherIsTaken)
     quit();
 }
 
-TEST_F(ViewerPlayback, WhatMovedJustNowIsWhiteInTheHistory)
+TEST_F(Playback, WhatMovedJustNowIsWhiteInTheHistory)
 {
     openBare(file);
     std::size_t present = stop();

@@ -8,7 +8,7 @@
 namespace velmor::tests {
 namespace {
 
-class ViewerWindow : public PictureTest
+class Window : public PictureTest
 {
 protected:
     /// A picture in the middle of a larger window.
@@ -21,7 +21,7 @@ protected:
     }
 };
 
-TEST_F(ViewerWindow, ItHasTheSizeOfTheFrameAndKeepsProportionsWhenResized)
+TEST_F(Window, ItHasTheSizeOfTheFrameAndKeepsProportionsWhenResized)
 {
     openBare(file);
     const cv::Mat negative = negativeOf(picture);
@@ -42,7 +42,7 @@ TEST_F(ViewerWindow, ItHasTheSizeOfTheFrameAndKeepsProportionsWhenResized)
     quit();
 }
 
-TEST_F(ViewerWindow, MuchEnlargedPixelsAreSquares)
+TEST_F(Window, MuchEnlargedPixelsAreSquares)
 {
     const cv::Mat part = picture(cv::Rect(20, 4, 130, 100));
     ASSERT_TRUE(cv::imwrite(file, part));
@@ -54,7 +54,7 @@ TEST_F(ViewerWindow, MuchEnlargedPixelsAreSquares)
     quit();
 }
 
-TEST_F(ViewerWindow, APictureLargerThanTheScreenIsReduced)
+TEST_F(Window, APictureLargerThanTheScreenIsReduced)
 {
     cv::Mat large;
     cv::resize(picture, large, {1600, 900}, 0, 0, cv::INTER_NEAREST);
@@ -64,21 +64,21 @@ TEST_F(ViewerWindow, APictureLargerThanTheScreenIsReduced)
     quit();
 }
 
-TEST_F(ViewerWindow, EscapeEndsIt)
+TEST_F(Window, EscapeEndsIt)
 {
     open(file);
     press({"Escape"});
     expectSuccess(wait());
 }
 
-TEST_F(ViewerWindow, ClosingItEndsIt)
+TEST_F(Window, ClosingItEndsIt)
 {
     open(file);
     closeWindow();
     expectSuccess(wait());
 }
 
-TEST_F(ViewerWindow, ATinyPictureIsNoTroubleToAnyOperator)
+TEST_F(Window, ATinyPictureIsNoTroubleToAnyOperator)
 {
     ASSERT_TRUE(cv::imwrite(file, picture(cv::Rect(50, 50, 1, 1))));
     open(file);
