@@ -12,8 +12,6 @@ using Model = velmor::core::cvdata::ColorGMM;
 namespace velmor::tests {
 namespace {
 
-using ColorGMM2 = PixelTest;
-
 constexpr Texel kBlack = {0.0f, 0.0f, 0.0f, 0.0f};
 constexpr Texel kWhite = {1.0f, 1.0f, 1.0f, 1.0f};
 
@@ -67,9 +65,12 @@ Reference detection(const Model& model)
     return reference;
 }
 
-TEST_F(ColorGMM2, OfOneClassOfOneToNineComponents)
+class ColorGMM2 : public PixelTest
 {
-    for (int components = 1; components <= 9; ++components) {
+protected:
+    /// Runs a filter of one class of so many components on all colours, many sizes and a frame.
+    void expectDetection(int components)
+    {
         SCOPED_TRACE(components);
         std::vector<Model> models = {randomModel(components, static_cast<unsigned>(components))};
         models[0].detectionThreshold = separatingThreshold(models[0], 1e-5);
@@ -84,6 +85,22 @@ TEST_F(ColorGMM2, OfOneClassOfOneToNineComponents)
         expectPixels(*filter, false, detection(models[0]));
         expectFrame(*filter, detection(models[0]), photograph(Image::RGB));
     }
+
+    /// Runs a filter of so many classes on many sizes and all colours, and on a frame where that is asked for.
+    void expectClassification(int count, bool ofAFrame);
+};
+
+using ColorGMM2Sweep = ColorGMM2;
+
+TEST_F(ColorGMM2, OfOneClassOfFiveComponents)
+{
+    expectDetection(5);
+}
+
+TEST_F(ColorGMM2Sweep, OfOneClassOfOneToNineComponents)
+{
+    for (int components = 1; components <= 9; ++components)
+        expectDetection(components);
 }
 
 TEST_F(ColorGMM2, OfOneClassRejectsADensityThatEqualsTheThreshold)
@@ -152,24 +169,33 @@ void expectClasses(const Picture& result, const std::vector<Model>& models, cons
     EXPECT_LT(undecided, source.texels.size() / 100);
 }
 
-TEST_F(ColorGMM2, OfTwoToElevenClasses)
+void ColorGMM2::expectClassification(int count, bool ofAFrame)
 {
+    SCOPED_TRACE(count);
+    std::vector<Model> models = randomModels(count);
+    const auto filter = makeFilter(models);
     const Picture colours = allColours();
+    expectPixels(*filter, false, classification(models));
+    expectClasses(run(*filter, colours), models, colours);
+    if (!ofAFrame)
+        return;
     const Image frame = photograph(Image::RGB);
     RectTexture source(frame.width(), frame.height(), RectTexture::RGB8);
     RectTexture destination(frame.width(), frame.height(), RectTexture::R32F);
     source.upload(frame);
-    for (int count = 2; count <= 11; ++count) {
-        SCOPED_TRACE(count);
-        std::vector<Model> models = randomModels(count);
-        const auto filter = makeFilter(models);
-        expectPixels(*filter, false, classification(models));
-        expectClasses(run(*filter, colours), models, colours);
-        if (count % 3 == 2) {    // 2, 5, 8 and 11: the pixels of a frame are many
-            filter->resetROIs(); // for another size
-            expectClasses(run(*filter, source, destination), models, pictureOf(frame));
-        }
-    }
+    filter->resetROIs(); // for another size
+    expectClasses(run(*filter, source, destination), models, pictureOf(frame));
+}
+
+TEST_F(ColorGMM2, OfThreeClasses)
+{
+    expectClassification(3, true);
+}
+
+TEST_F(ColorGMM2Sweep, OfTwoToElevenClasses)
+{
+    for (int count = 2; count <= 11; ++count)
+        expectClassification(count, count % 3 == 2); // 2, 5, 8 and 11: the pixels of a frame are many
 }
 
 TEST_F(ColorGMM2, UsesEveryClass)

@@ -144,6 +144,21 @@ protected:
         expectNear(actual, counted(picture, bins, region), allowedDifference(size.width, size.height, region, block));
     }
 
+    void expectCountsOfTheWhole(const Size& size, const Bins& bins, unsigned seed)
+    {
+        const Region whole = {0, 0, static_cast<int>(size.width) - 1, static_cast<int>(size.height) - 1};
+        expectCounts(size, bins, 10, whole, false, seed);
+    }
+
+    /// Four regions of two sizes of pictures, each with a seed of its own.
+    void expectCountsOfRegions(int block, unsigned seed)
+    {
+        expectCounts({64, 32}, {6, 6, 6}, block, {5, 3, 29, 14}, true, seed); // 25 x 12 pixels
+        expectCounts({64, 32}, {6, 6, 6}, block, {0, 0, 63, 31}, true, seed + 1);
+        expectCounts({64, 32}, {6, 6, 6}, block, {63, 31, 63, 31}, true, seed + 2);
+        expectCounts({75, 52}, {6, 6, 6}, block, {10, 20, 74, 51}, true, seed + 3);
+    }
+
     /// Compares all cells that are emitted: as many as are divisible by four.
     static void expectNear(const std::vector<double>& actual, std::vector<double> expected, double allowed)
     {
@@ -162,25 +177,34 @@ protected:
     }
 };
 
-const Bins kBins[] = {{2, 2, 2}, {6, 6, 6}, {8, 4, 1}, {1, 7, 16}, {3, 3, 3}, {5, 1, 7}};
+using ColorHistShaderSweep = ColorHistShader;
 
 TEST_F(ColorHistShader, CountsEveryPixelOfTheWholePicture)
 {
-    unsigned seed = 1;
-    for (const Size& size : {Size{64, 32}, Size{128, 64}, Size{75, 52}, Size{131, 97}})
-        for (const Bins& bins : kBins)
-            expectCounts(size, bins, 10, {0, 0, static_cast<int>(size.width) - 1, static_cast<int>(size.height) - 1},
-                         false, seed++);
+    expectCountsOfTheWhole({64, 32}, {6, 6, 6}, 1);
+    expectCountsOfTheWhole({75, 52}, {1, 7, 16}, 2);
 }
 
-TEST_F(ColorHistShader, CountsEveryPixelOfARegionInBlocksOfEverySize)
+TEST_F(ColorHistShaderSweep, CountsEveryPixelOfTheWholePictureWhateverTheBins)
+{
+    const Bins table[] = {{2, 2, 2}, {6, 6, 6}, {8, 4, 1}, {1, 7, 16}, {3, 3, 3}, {5, 1, 7}};
+    unsigned seed = 1;
+    for (const Size& size : {Size{64, 32}, Size{128, 64}, Size{75, 52}, Size{131, 97}})
+        for (const Bins& bins : table)
+            expectCountsOfTheWhole(size, bins, seed++);
+}
+
+TEST_F(ColorHistShader, CountsEveryPixelOfARegion)
+{
+    expectCountsOfRegions(7, 100);
+}
+
+TEST_F(ColorHistShaderSweep, CountsEveryPixelOfARegionInBlocksOfEverySize)
 {
     unsigned seed = 100;
     for (const int block : {1, 3, 7, 10, 16, 64, 1000}) {
-        expectCounts({64, 32}, {6, 6, 6}, block, {5, 3, 29, 14}, true, seed++); // 25 x 12 pixels
-        expectCounts({64, 32}, {6, 6, 6}, block, {0, 0, 63, 31}, true, seed++);
-        expectCounts({64, 32}, {6, 6, 6}, block, {63, 31, 63, 31}, true, seed++);
-        expectCounts({75, 52}, {6, 6, 6}, block, {10, 20, 74, 51}, true, seed++);
+        expectCountsOfRegions(block, seed);
+        seed += 4;
     }
 }
 
