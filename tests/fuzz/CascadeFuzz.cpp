@@ -1,7 +1,4 @@
 // Files of any kind as cascades: each is refused or loads, and what has loaded searches a picture.
-//
-//     cp -r tests/fuzz/cascades build/cascades
-//     build/fuzz/tests/fuzz/velmor_fuzz_cascade -dict=tests/fuzz/cascades.dict -max_len=8192 build/cascades
 
 #include "opencv1/HaarCascade.h"
 

@@ -1,11 +1,6 @@
 // Bytes of any kind as a model's file: loading them ends, with a model or with an error that leaves the model as it
 // was; and a model that was loaded is the same, to the bit, when it has been saved and loaded again, in every format.
-//
-//     mkdir -p build/models && build/fuzz/tests/fuzz/velmor_fuzz_model_corpus build/models
-//     build/fuzz/tests/fuzz/velmor_fuzz_model -timeout=1 -malloc_limit_mb=100 -rss_limit_mb=600 -max_len=8192 \
-//         -dict=tests/fuzz/models.dict -max_total_time=1200 build/models
-//
-// The content tells the format of a file, not its name. Of the 600 MB the sanitizers take most.
+// The content tells the format of a file, not its name.
 
 #include "core/cvdata/ColorGMM.h"
 #include "tests/support/MemoryFile.h"

@@ -1,9 +1,4 @@
 // Files of any kind as pictures: each is refused or loads, grey and in colour, with pixels.
-//
-//     cp -r tests/fuzz/pictures build/pictures
-//     build/fuzz/tests/fuzz/velmor_fuzz_picture -dict=tests/fuzz/pictures.dict -max_len=2048 build/pictures
-//
-// Longer files may claim more pixels, and with that more memory.
 
 #include "imageio/ImageIo.h"
 

@@ -1,4 +1,4 @@
-// Writes the texts that the fuzzers begin with into a folder: velmor_fuzz_corpus <folder>
+// Writes the texts that the fuzzers begin with into a folder: velmor_fuzz_adapter_corpus <folder>
 
 #include "tests/support/ApplicationTexts.h"
 
@@ -10,7 +10,7 @@
 int main(int argc, char** argv)
 {
     if (argc != 2) {
-        std::cerr << "usage: velmor_fuzz_corpus <folder>\n";
+        std::cerr << "usage: velmor_fuzz_adapter_corpus <folder>\n";
         return 2;
     }
     int count = 0;
@@ -19,7 +19,7 @@ int main(int argc, char** argv)
         std::ofstream out(file, std::ios::binary);
         out << stage << text;
         if (!out.flush()) {
-            std::cerr << "velmor_fuzz_corpus: cannot write " << file << '\n';
+            std::cerr << "velmor_fuzz_adapter_corpus: cannot write " << file << '\n';
             std::exit(1);
         }
     };
