@@ -1,7 +1,6 @@
 #include "glsupport/internal/adapter/Expectations.h"
 
 #include "glsupport/internal/Integer.h"
-#include "glsupport/internal/adapter/EntryPoints.h"
 #include "glsupport/internal/adapter/Trials.h"
 
 #include <GL/glew.h>

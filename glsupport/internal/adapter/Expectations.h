@@ -7,6 +7,17 @@
 
 namespace velmor::glsupport::adapter {
 
+/// Entry points that are replaced together, as bits of a set.
+enum EntryPointGroup : unsigned
+{
+    kProgramEntryPoints = 1u << 0,   ///< compile shaders, and create, link and delete programs
+    kParameterEntryPoints = 1u << 1, ///< set parameters of a geometry stage; may be missing in the driver
+    kUniformEntryPoints = 1u << 2,   ///< set uniforms
+    kUseEntryPoints = 1u << 3,       ///< put programs in use, and attach textures meanwhile
+    kBindEntryPoints = 1u << 4,      ///< bind framebuffers
+    kDeleteEntryPoints = 1u << 5,    ///< delete framebuffers
+};
+
 /// What the filters expect of a driver, how to find out whether the current context does it, and what helps where it
 /// does not.
 struct Expectation
