@@ -9,6 +9,7 @@ set(VELMOR_INSTALL_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/velmor)
 function(velmor_install_library name)
     cmake_parse_arguments(arg "" "" "HEADERS;REQUIRES;LIBS" ${ARGN})
     set(include_dir ${CMAKE_INSTALL_INCLUDEDIR}/velmor)
+    string(REPLACE _ - package velmor-${name})
     file(RELATIVE_PATH room ${PROJECT_SOURCE_DIR} ${CMAKE_CURRENT_SOURCE_DIR})
 
     install(TARGETS velmor_${name} EXPORT velmorTargets
@@ -24,10 +25,10 @@ function(velmor_install_library name)
     list(JOIN arg_LIBS " " VELMOR_PC_LIBS)
     # Relative to the file itself, so that an installed tree can be moved.
     file(RELATIVE_PATH VELMOR_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-    set(VELMOR_PC_NAME velmor-${name})
+    set(VELMOR_PC_NAME ${package})
     set(VELMOR_PC_LIBRARY velmor_${name})
-    configure_file(${PROJECT_SOURCE_DIR}/cmake/velmor.pc.in ${PROJECT_BINARY_DIR}/velmor-${name}.pc @ONLY)
-    install(FILES ${PROJECT_BINARY_DIR}/velmor-${name}.pc
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/velmor.pc.in ${PROJECT_BINARY_DIR}/${package}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${package}.pc
         DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 endfunction()
 

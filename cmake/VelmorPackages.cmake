@@ -21,7 +21,8 @@ endmacro()
 
 # velmor_add_library_package(<name> <description> [<other library>...])
 macro(velmor_add_library_package name description)
-    velmor_add_package(${name} NAME libvelmor-${name}${PROJECT_VERSION_MAJOR} SECTION libs
+    string(REPLACE _ - package libvelmor-${name})
+    velmor_add_package(${name} NAME ${package}${PROJECT_VERSION_MAJOR} SECTION libs
         DESCRIPTION "${description}" NEEDS ${ARGN})
     set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_SHLIBDEPS ON)
     list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/${name})
@@ -60,6 +61,15 @@ and face detection, without OpenGL."
 Filters that run as OpenGL shaders over rectangle textures: logic, colour
 conversion, Bayer mosaics, edges, colour mixtures, counts and histograms."
         core)
+    velmor_add_library_package(catalogue
+"operators by name for visual object tracking
+A table of the operators of velmor, with what each takes, gives and is set
+with, and those on images in main memory made by name. It needs no OpenGL."
+        analysis core math)
+    velmor_add_library_package(catalogue_gl
+"filters by name for visual object tracking
+Makes the OpenGL filters of velmor by name."
+        catalogue cvprocess)
     velmor_add_library_package(glsupport
 "OpenGL without a window for visual object tracking
 Rectangle textures, an OpenGL context without a display or a GPU, an adapter
