@@ -3,6 +3,7 @@
 
 #include "bench/Frames.h"
 #include "bench/Ratio.h"
+#include "catalogue/Catalogue.h"
 #include "core/cvdata/Blobs.h"
 #include "core/cvdata/ColorGMM.h"
 #include "core/cvdata/ColourHist2d.h"
@@ -23,6 +24,7 @@
 #include <iostream>
 #include <memory>
 #include <random>
+#include <set>
 
 namespace velmor::bench {
 namespace {
@@ -42,10 +44,15 @@ void expect(bool holds, const std::string& what)
         throw std::runtime_error("velmor_bench_cpu: " + what + " is wrong; nothing is timed");
 }
 
+/// The operators that have a benchmark.
+std::set<std::string> measuredOperators;
+
 /// A benchmark whose objects live until all are run.
+/// @param name  begins with the operator's, and a slash
 template<typename Code, typename Other>
 void add(const std::string& name, Code code, const std::string& otherName, Other other)
 {
+    measuredOperators.insert(name.substr(0, name.find('/')));
     benchmark::RegisterBenchmark(name.c_str(), [=](benchmark::State& state) { compare(state, code, otherName, other); })
         ->UseManualTime()
         ->Unit(benchmark::kMillisecond);
@@ -388,6 +395,10 @@ void addAll()
     addFaces("1096x684/scale:2", photograph * 2, 2);
     for (const Size& size : {kFrameSizes[1], kFrameSizes[2], kFrameSizes[3]})
         addFaces(size.name, {static_cast<int>(size.width), static_cast<int>(size.height)}, 1);
+
+    for (const catalogue::Operator& each : catalogue::operators())
+        if (each.kind == catalogue::Kind::CPU_OPERATOR && measuredOperators.count(each.name) == 0)
+            throw std::runtime_error("velmor_bench_cpu: there is no benchmark of " + each.name);
 }
 
 } // namespace

@@ -2,23 +2,10 @@
 // textures and glFinish(), and all state set beforehand. The ratio is what the frame of a pass costs. And a pass with
 // the driver adapter beside one without.
 
+#include "catalogue/GpuFilters.h"
 #include "bench/Ratio.h"
-#include "cvprocess/gpuStdShaders/And.h"
-#include "cvprocess/gpuStdShaders/BGR2GRAY.h"
-#include "cvprocess/gpuStdShaders/BGR2HSV.h"
-#include "cvprocess/gpuStdShaders/BayerRG2GRAY.h"
-#include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
-#include "cvprocess/gpuStdShaders/Classify.h"
-#include "cvprocess/gpuStdShaders/GRAY2Sobel.h"
-#include "cvprocess/gpuStdShaders/GlFbo.h"
-#include "cvprocess/gpuStdShaders/Laplacian.h"
-#include "cvprocess/gpuStdShaders/NonMaxSupression.h"
-#include "cvprocess/gpuStdShaders/Not.h"
-#include "cvprocess/gpuStdShaders/Or.h"
-#include "cvprocess/gpuStdShaders/RGB2GRAY.h"
-#include "cvprocess/gpuStdShaders/RGB2HSV.h"
-#include "cvprocess/gpuStdShaders/Subtract.h"
-#include "cvprocess/gpuStdShaders/Xor.h"
+#include "core/cvdata/ColorGMM.h"
+#include "core/cvdata/Image.h"
 #include "glsupport/DriverAdapter.h"
 #include "glsupport/HeadlessContext.h"
 #include "glsupport/RectTexture.h"
@@ -31,77 +18,32 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <type_traits>
 #include <vector>
 
 namespace velmor::bench {
 namespace {
 
+using catalogue::Operator;
 using cvprocess::GpuStdShaders;
 using glsupport::RectTexture;
 
-/// A filter that shows its program.
-class Measured
+/// Whether an operator is a filter that draws its whole destination as one quad, which shows the source as it lies.
+/// What takes integers is left out: it warns each time that it is prepared again.
+bool drawsOneQuad(const Operator& each)
 {
-public:
-    virtual ~Measured() = default;
-    virtual GpuStdShaders& filter() = 0;
-    virtual GLuint program() = 0;
-};
-
-template<typename Filter>
-class MeasuredFilter : public Measured
-{
-public:
-    template<typename... Arguments>
-    explicit MeasuredFilter(Arguments... arguments) : mFilter(arguments...)
-    {
-    }
-    GpuStdShaders& filter() override { return mFilter; }
-    GLuint program() override { return mFilter.mProgObj; }
-
-private:
-    struct Open : Filter
-    {
-        using Filter::Filter;
-        using Filter::mProgObj;
-    };
-    Open mFilter;
-};
-
-struct FilterCase
-{
-    const char* name;
-    bool twoSources;
-    std::unique_ptr<Measured> (*make)();
-};
-
-template<typename Filter>
-std::unique_ptr<Measured> make()
-{
-    if constexpr (std::is_default_constructible_v<Filter>)
-        return std::make_unique<MeasuredFilter<Filter>>();
-    else
-        return std::make_unique<MeasuredFilter<Filter>>(nullptr);
+    return each.kind == catalogue::Kind::FILTER && each.regions == catalogue::Regions::EACH &&
+           each.takes != catalogue::Data::INTEGERS;
 }
 
-const FilterCase kFilters[] = {
-    {"And", true, make<cvprocess::And>},
-    {"Or", true, make<cvprocess::Or>},
-    {"Xor", true, make<cvprocess::Xor>},
-    {"Not", false, make<cvprocess::Not>},
-    {"Subtract", true, make<cvprocess::Subtract>},
-    {"BGR2GRAY", false, make<cvprocess::BGR2GRAY>},
-    {"RGB2GRAY", false, make<cvprocess::RGB2GRAY>},
-    {"BGR2HSV", false, make<cvprocess::BGR2HSV>},
-    {"RGB2HSV", false, make<cvprocess::RGB2HSV>},
-    {"BayerRG2GRAY", false, make<cvprocess::BayerRG2GRAY>},
-    {"BayerRG2RGB", false, make<cvprocess::BayerRG2RGB>},
-    {"GRAY2Sobel", false, make<cvprocess::GRAY2Sobel>},
-    {"Laplacian", false, make<cvprocess::Laplacian>},
-    {"NonMaxSupression", false, make<cvprocess::NonMaxSupression>},
-    {"Classify", true, make<cvprocess::Classify>},
-};
+/// The program of a filter.
+GLuint programOf(const GpuStdShaders& filter)
+{
+    struct Open : GpuStdShaders
+    {
+        using GpuStdShaders::mProgObj;
+    };
+    return filter.*(&Open::mProgObj);
+}
 
 struct Size
 {
@@ -114,9 +56,9 @@ constexpr Size kSizes[] = {{"VGA", 640, 480}, {"1080p", 1920, 1080}, {"4K", 3840
 /// The textures of a pass, with random content in the sources.
 struct Textures
 {
-    explicit Textures(const Size& size)
-        : source1(size.width, size.height, RectTexture::RGBA8), source2(size.width, size.height, RectTexture::RGBA8),
-          destination(size.width, size.height, RectTexture::RGBA8)
+    Textures(const Operator& measured, const Size& size)
+        : sources(measured.sources), source1(size.width, size.height, RectTexture::RGBA8),
+          source2(size.width, size.height, RectTexture::RGBA8), destination(size.width, size.height, RectTexture::RGBA8)
     {
         std::mt19937 random(1);
         for (RectTexture* const source : {&source1, &source2}) {
@@ -127,9 +69,9 @@ struct Textures
         }
     }
 
-    void prepare(GpuStdShaders& filter, bool twoSources)
+    void prepare(GpuStdShaders& filter)
     {
-        if (twoSources)
+        if (sources == 2)
             filter.prepareExecution(source1, source2, destination);
         else
             filter.prepareExecution(source1, destination);
@@ -148,6 +90,7 @@ struct Textures
         destination.upload(zeros.data());
     }
 
+    int sources;
     RectTexture source1;
     RectTexture source2;
     RectTexture destination;
@@ -158,14 +101,14 @@ struct Textures
 class BareDraw
 {
 public:
-    BareDraw(GLuint program, bool twoSources, const Textures& textures)
+    BareDraw(GLuint program, const Textures& textures)
         : mProgram(program), mWidth(static_cast<float>(textures.destination.width())),
           mHeight(static_cast<float>(textures.destination.height()))
     {
         glActiveTexture(GL_TEXTURE0);
         glBindTexture(GL_TEXTURE_RECTANGLE_ARB, textures.source1.getTexId());
         glActiveTexture(GL_TEXTURE1);
-        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, twoSources ? textures.source2.getTexId() : 0);
+        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, textures.sources == 2 ? textures.source2.getTexId() : 0);
     }
 
     void operator()() const
@@ -188,26 +131,41 @@ private:
     float mHeight;
 };
 
-/// Makes a filter, and drops what its construction prints.
-std::unique_ptr<Measured> makeQuietly(const FilterCase& filterCase)
+/// A colour model, for filters that need one. What it is of does not change what a pass costs.
+core::cvdata::ColorGMM& anyModel()
 {
-    std::ostringstream dropped;
-    std::streambuf* const saved = std::cout.rdbuf(dropped.rdbuf());
-    std::unique_ptr<Measured> measured = filterCase.make();
-    std::cout.rdbuf(saved);
-    return measured;
+    static core::cvdata::ColorGMM model = [] {
+        core::cvdata::Image samples(32, 32, core::cvdata::Image::RGB);
+        cv::Mat pixels = samples.mat();
+        cv::randu(pixels, 0, 256);
+        core::cvdata::ColorGMM trained;
+        trained.train(samples, nullptr, 2);
+        return trained;
+    }();
+    return model;
 }
 
-void measureExecute(benchmark::State& state, const FilterCase& filterCase, const Size& size)
+/// Makes a filter, and drops what its construction prints.
+std::unique_ptr<GpuStdShaders> makeQuietly(const Operator& measured)
 {
-    const std::unique_ptr<Measured> measured = makeQuietly(filterCase);
-    GpuStdShaders& filter = measured->filter();
-    Textures textures(size);
-    textures.prepare(filter, filterCase.twoSources);
-    filter.execute();
+    catalogue::Given given;
+    given.models = {&anyModel()};
+    std::ostringstream dropped;
+    std::streambuf* const saved = std::cout.rdbuf(dropped.rdbuf());
+    std::unique_ptr<GpuStdShaders> filter = catalogue::makeGpu(measured.name, {}, given);
+    std::cout.rdbuf(saved);
+    return filter;
+}
+
+void measureExecute(benchmark::State& state, const Operator& measured, const Size& size)
+{
+    const std::unique_ptr<GpuStdShaders> filter = makeQuietly(measured);
+    Textures textures(measured, size);
+    textures.prepare(*filter);
+    filter->execute();
     const std::vector<unsigned> expected = textures.result();
 
-    const BareDraw bare(measured->program(), filterCase.twoSources, textures);
+    const BareDraw bare(programOf(*filter), textures);
     textures.clearResult();
     bare();
     if (textures.result() != expected) {
@@ -216,17 +174,17 @@ void measureExecute(benchmark::State& state, const FilterCase& filterCase, const
     }
 
     compare(
-        state, [&] { filter.execute(); }, "bare", bare);
+        state, [&] { filter->execute(); }, "bare", bare);
 }
 
-void measurePrepare(benchmark::State& state, const FilterCase& filterCase)
+void measurePrepare(benchmark::State& state, const Operator& measured)
 {
-    const std::unique_ptr<Measured> measured = makeQuietly(filterCase);
-    Textures textures(kSizes[0]);
-    textures.prepare(measured->filter(), filterCase.twoSources);
+    const std::unique_ptr<GpuStdShaders> filter = makeQuietly(measured);
+    Textures textures(measured, kSizes[0]);
+    textures.prepare(*filter);
     for (auto each : state) {
         (void)each;
-        textures.prepare(measured->filter(), filterCase.twoSources);
+        textures.prepare(*filter);
     }
 }
 
@@ -246,28 +204,27 @@ struct EntryPoints
 };
 
 /// A pass with the adapter's entry points in turn with one with the driver's own.
-void measureAdapter(benchmark::State& state, const FilterCase& filterCase)
+void measureAdapter(benchmark::State& state, const Operator& measured)
 {
     glsupport::DriverAdapter::remove();
     const EntryPoints own;
     glsupport::DriverAdapter::install();
     const EntryPoints adapted;
     {
-        const std::unique_ptr<Measured> measured = makeQuietly(filterCase);
-        GpuStdShaders& filter = measured->filter();
-        Textures textures(kSizes[0]);
-        textures.prepare(filter, filterCase.twoSources);
-        filter.execute();
+        const std::unique_ptr<GpuStdShaders> filter = makeQuietly(measured);
+        Textures textures(measured, kSizes[0]);
+        textures.prepare(*filter);
+        filter->execute();
         compare(
             state,
             [&] {
                 adapted.putInPlace();
-                filter.execute();
+                filter->execute();
             },
             "driver",
             [&] {
                 own.putInPlace();
-                filter.execute();
+                filter->execute();
             });
         adapted.putInPlace();
     }
@@ -275,18 +232,20 @@ void measureAdapter(benchmark::State& state, const FilterCase& filterCase)
 
 void registerAll()
 {
-    for (const FilterCase& filterCase : kFilters) {
+    for (const Operator& measured : catalogue::operators()) {
+        if (!drawsOneQuad(measured))
+            continue;
         for (const Size& size : kSizes)
-            benchmark::RegisterBenchmark((std::string(filterCase.name) + "/execute/" + size.name).c_str(),
-                                         [&](benchmark::State& state) { measureExecute(state, filterCase, size); })
+            benchmark::RegisterBenchmark((measured.name + "/execute/" + size.name).c_str(),
+                                         [&](benchmark::State& state) { measureExecute(state, measured, size); })
                 ->UseManualTime()
                 ->MinTime(1.0)
                 ->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark((std::string(filterCase.name) + "/prepareExecution again").c_str(),
-                                     [&](benchmark::State& state) { measurePrepare(state, filterCase); })
-            ->Unit(benchmark::kMicrosecond);
-        benchmark::RegisterBenchmark((std::string(filterCase.name) + "/driver adapter").c_str(),
-                                     [&](benchmark::State& state) { measureAdapter(state, filterCase); })
+        benchmark::RegisterBenchmark((measured.name + "/prepareExecution again").c_str(), [&](benchmark::State& state) {
+            measurePrepare(state, measured);
+        })->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark((measured.name + "/driver adapter").c_str(),
+                                     [&](benchmark::State& state) { measureAdapter(state, measured); })
             ->UseManualTime()
             ->MinTime(2.0)
             ->Unit(benchmark::kMillisecond);
