@@ -174,6 +174,28 @@ Operator faceDetect()
 
 } // namespace
 
+bool isPicture(Data data)
+{
+    switch (data) {
+    case Data::PICTURE:
+    case Data::COLOUR:
+    case Data::GREY:
+    case Data::MOSAIC:
+    case Data::MASK:
+    case Data::GRADIENTS:
+        return true;
+    case Data::DIRECTIONS:
+    case Data::INTEGERS:
+    case Data::CLASSES:
+    case Data::COUNTS:
+    case Data::HISTOGRAM:
+    case Data::BLOBS:
+    case Data::RECTANGLES:
+        break;
+    }
+    return false;
+}
+
 const std::vector<Operator>& operators()
 {
     static const std::vector<Operator> kOperators = {

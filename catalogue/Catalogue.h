@@ -55,6 +55,9 @@ enum class Data
     RECTANGLES  ///< upright rectangles
 };
 
+/// Whether data are a picture, which the next filter of a chain takes and a person can look at.
+VELMOR_CATALOGUE_EXPORT bool isPicture(Data data);
+
 /// What an operator makes of regions of interest.
 enum class Regions
 {
