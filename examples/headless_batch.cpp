@@ -7,14 +7,8 @@
 // Ctrl-C and SIGTERM end the run and leave no unfinished file. Else the exit code is 0 when all files are done, 2 when
 // some were skipped, 1 when the run could not begin.
 
+#include "catalogue/GpuFilters.h"
 #include "core/cvdata/Image.h"
-#include "cvprocess/gpuStdShaders/BGR2HSV.h"
-#include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
-#include "cvprocess/gpuStdShaders/FlipV.h"
-#include "cvprocess/gpuStdShaders/GRAY2Sobel.h"
-#include "cvprocess/gpuStdShaders/Laplacian.h"
-#include "cvprocess/gpuStdShaders/Not.h"
-#include "cvprocess/gpuStdShaders/RGB2GRAY.h"
 #include "glsupport/HeadlessContext.h"
 #include "glsupport/RectTexture.h"
 #include "imageio/ImageIo.h"
@@ -34,14 +28,12 @@
 #include <cstring>
 #include <filesystem>
 #include <iostream>
-#include <map>
 #include <memory>
 #include <sstream>
 #include <stdexcept>
 #include <string>
 #include <system_error>
 #include <thread>
-#include <type_traits>
 #include <utility>
 #include <vector>
 
@@ -55,21 +47,12 @@ namespace fs = std::filesystem;
 
 // ---- The work on one file
 
-template<typename Filter>
-std::unique_ptr<GpuStdShaders> make()
+/// Whether a filter can stand in a chain: it makes a picture of a picture alone.
+bool isChainable(const catalogue::Operator& each)
 {
-    if constexpr (std::is_default_constructible_v<Filter>)
-        return std::make_unique<Filter>();
-    else
-        return std::make_unique<Filter>(nullptr); // with default parameters
+    return each.kind == catalogue::Kind::FILTER && each.sources == 1 && each.need == catalogue::Need::NOTHING &&
+           catalogue::isPicture(each.takes) && catalogue::isPicture(each.gives);
 }
-
-const std::map<std::string, std::unique_ptr<GpuStdShaders> (*)()> kFilters = {
-    {"BGR2HSV", make<cvprocess::BGR2HSV>},     {"BayerRG2RGB", make<cvprocess::BayerRG2RGB>},
-    {"FlipV", make<cvprocess::FlipV>},         {"GRAY2Sobel", make<cvprocess::GRAY2Sobel>},
-    {"Laplacian", make<cvprocess::Laplacian>}, {"Not", make<cvprocess::Not>},
-    {"RGB2GRAY", make<cvprocess::RGB2GRAY>},
-};
 
 using FilterNames = std::vector<std::string>;
 
@@ -82,7 +65,7 @@ public:
         RectTexture* source = &mSource;
         for (const std::string& name : names) {
             mResults.push_back(std::make_unique<RectTexture>(width, height, RectTexture::RGBA32F));
-            mFilters.push_back(kFilters.at(name)());
+            mFilters.push_back(catalogue::makeGpu(name));
             mFilters.back()->prepareExecution(*source, *mResults.back());
             source = mResults.back().get();
         }
@@ -343,8 +326,9 @@ private:
 std::string knownFilters()
 {
     std::string names;
-    for (const auto& filter : kFilters)
-        names += ' ' + filter.first;
+    for (const catalogue::Operator& each : catalogue::operators())
+        if (isChainable(each))
+            names += ' ' + each.name;
     return names;
 }
 
@@ -354,7 +338,8 @@ FilterNames filtersIn(const std::string& chain)
     FilterNames names;
     std::istringstream stream(chain);
     for (std::string name; std::getline(stream, name, ',');) {
-        if (kFilters.count(name) == 0)
+        const catalogue::Operator* const found = catalogue::find(name);
+        if (!found || !isChainable(*found))
             throw std::invalid_argument("there is no filter '" + name + "', only" + knownFilters());
         names.push_back(name);
     }

@@ -6,8 +6,11 @@
 #include <signal.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <regex>
+#include <sstream>
 
 namespace velmor::tests {
 namespace {
@@ -29,6 +32,15 @@ cv::Mat filtered(const cv::Mat& picture)
     cv::Mat result;
     cv::flip(cv::Scalar::all(255) - picture, result, 0);
     return result;
+}
+
+/// Words, each behind a separator.
+std::string joined(const std::vector<std::string>& words, const std::string& separator)
+{
+    std::string text;
+    for (const std::string& word : words)
+        text += separator + word;
+    return text;
 }
 
 /// The bar moves forward alone, and arrives once.
@@ -78,6 +90,15 @@ protected:
         words.insert(words.begin(), "/usr/bin/setsid");
         startCommand(words);
         waitForFile("out", ".unfinished/b.avi." + kChain + ".avi");
+    }
+
+    /// The filters that the program says it has.
+    Words namesInRefusal()
+    {
+        const std::string text = run({"in", "out", "?"}).err;
+        const std::string before = ", only ";
+        std::istringstream names(text.substr(text.find(before) + before.size()));
+        return {std::istream_iterator<std::string>(names), {}};
     }
 
     std::set<std::string> resultOfFirstFile() const { return {"a.png." + kChain + ".png"}; }
@@ -216,13 +237,25 @@ TEST_F(HeadlessBatch, WritesOverOneLineOfATerminal)
                        "\r[#########################] 100 %\r\n");
 }
 
+TEST_F(HeadlessBatch, RunsEveryFilterThatItNames)
+{
+    writePicture("a.png", noise());
+    const Words names = namesInRefusal();
+    for (const char* const name : {"BGR2GRAY", "BayerRG2RGB", "FlipV", "GRAY2Sobel", "Laplacian", "Not"})
+        EXPECT_EQ(std::count(names.begin(), names.end(), name), 1) << name;
+    expectEnd(run({"in", "out", joined(names, ",").substr(1)}), 0, "1 done, 0 done before, 0 skipped");
+}
+
 TEST_F(HeadlessBatch, SaysWhatIsWrong)
 {
     expectRefusal({"in", "out"}, "expected a folder to read, one to write, filters, and perhaps a number of processes");
     expectRefusal({"in", "out", kChain}, "there are no files in 'in'");
     writePicture("a.png", noise());
-    expectRefusal({"in", "out", "Not,Bogus"}, "there is no filter 'Bogus', only BGR2HSV BayerRG2RGB FlipV GRAY2Sobel "
-                                              "Laplacian Not RGB2GRAY");
+    const Words names = namesInRefusal();
+    for (const char* const name :
+         {"Bogus", "And", "ColorGMM", "PixelCount", "Moments"}) // they need more, or give no picture
+        expectRefusal({"in", "out", std::string("Not,") + name},
+                      std::string("there is no filter '") + name + "', only" + joined(names, " "));
     expectRefusal({"in", "out", ""}, "expected at least one filter");
     expectRefusal({"in", "out", kChain, "0"}, "expected at least one process, got '0'");
     expectRefusal({"in", "in", kChain}, "expected another folder to write than the one to read");
