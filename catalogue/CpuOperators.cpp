@@ -116,7 +116,8 @@ const std::map<std::string, CpuOperator (*)(const Settings&)> kMakers = {
 
 CpuOperator makeCpu(const std::string& name, const Values& values, const Given& given)
 {
-    return kMakers.at(name)(Settings("makeCpu", Kind::CPU_OPERATOR, name, values, given));
+    const Settings settings("makeCpu", Kind::CPU_OPERATOR, name, values, given);
+    return kMakers.at(name)(settings);
 }
 
 } // namespace velmor::catalogue

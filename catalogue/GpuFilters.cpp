@@ -108,7 +108,8 @@ const std::map<std::string, Filter (*)(const Settings&)> kMakers = {
 
 Filter makeGpu(const std::string& name, const Values& values, const Given& given)
 {
-    return kMakers.at(name)(Settings("makeGpu", Kind::FILTER, name, values, given));
+    const Settings settings("makeGpu", Kind::FILTER, name, values, given);
+    return kMakers.at(name)(settings);
 }
 
 } // namespace velmor::catalogue
