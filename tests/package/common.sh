@@ -7,7 +7,7 @@ sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 prefix=$SCRATCH/moved
 packages=$SCRATCH/packages
 root=$packages/root
-libraries=(math core imageio analysis cvprocess glsupport)
+libraries=(math core imageio analysis cvprocess glsupport catalogue catalogue_gl)
 export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
 read -ra flags <<<"$FLAGS"
 
@@ -25,5 +25,5 @@ library()
 # package_of <library>: its file
 package_of()
 {
-    echo "$packages/libvelmor-$1${VERSION%%.*}_${VERSION}_$(dpkg --print-architecture).deb"
+    echo "$packages/libvelmor-${1//_/-}${VERSION%%.*}_${VERSION}_$(dpkg --print-architecture).deb"
 }

@@ -3,6 +3,7 @@
 . "$(dirname "$0")/../common.sh"
 
 folder=$SCRATCH/pkg-config-consumer names=("${libraries[@]/#/velmor-}")
+names=("${names[@]//_/-}")
 for name in "${names[@]}"; do
     [[ $(pkg-config --modversion "$name") == "$VERSION" ]] || fail "$name has another version than $VERSION"
 done

@@ -6,7 +6,7 @@ mapfile -t headers < <(cd "$prefix/include/velmor" && find . -name '*.h' -printf
 ((${#headers[@]} > 0)) || fail "no headers are installed"
 for header in "${headers[@]}"; do
     name=${header%%/*}
-    read -ra cflags < <(pkg-config --cflags "velmor-$name")
+    read -ra cflags < <(pkg-config --cflags "velmor-${name//_/-}")
     echo "#include \"$header\"" |
         "$CXX" -std=c++17 "${flags[@]}" -Werror -fsyntax-only "${cflags[@]}" -x c++ - ||
         fail "$header does not compile alone"

@@ -19,7 +19,7 @@ brought_by()
     for file in "$@"; do ldd "$file" | awk '{ print $1 }'; done | sort -u
 }
 
-for name in math core imageio analysis; do
+for name in math core imageio analysis catalogue; do
     file=$(library $name)
     if needed_by "$file" | grep -E "$opengl"; then fail "velmor_$name needs the libraries above"; fi
     mapfile -t opencv < <(ldd "$file" | awk '/libopencv_/ { print $3 }')
@@ -31,7 +31,7 @@ done
 needed_by "$(library cvprocess)" | grep -E "$opengl" || fail "the check did not find what velmor_cvprocess needs"
 
 missing=(-DCMAKE_DISABLE_FIND_PACKAGE_OpenGL=ON -DCMAKE_DISABLE_FIND_PACKAGE_GLEW=ON)
-configure_consumer without-opengl "-DCOMPONENTS=math;core;imageio;analysis" "${missing[@]}"
+configure_consumer without-opengl "-DCOMPONENTS=math;core;imageio;analysis;catalogue" "${missing[@]}"
 if configure_consumer without-opengl "-DCOMPONENTS=cvprocess" "${missing[@]}"; then
     fail "velmor_cvprocess was found without OpenGL"
 fi

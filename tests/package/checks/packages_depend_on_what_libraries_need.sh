@@ -10,7 +10,7 @@ library_owners()
 }
 
 owners=$(library_owners; for name in "${libraries[@]}"; do
-    echo "libvelmor_$name.so.${VERSION%%.*} libvelmor-$name${VERSION%%.*}"
+    echo "libvelmor_$name.so.${VERSION%%.*} libvelmor-${name//_/-}${VERSION%%.*}"
 done)
 for name in "${libraries[@]}"; do
     depends=$(dpkg-deb --field "$(package_of "$name")" Depends | tr ',' '\n' | sed 's/^ *//' | sort)

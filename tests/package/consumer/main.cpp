@@ -1,7 +1,8 @@
 // Uses something of every library: combines two pictures on a headless context and checks the pixels.
 
+#include "catalogue/CpuOperators.h"
+#include "catalogue/GpuFilters.h"
 #include "core/cvdata/Image.h"
-#include "cvprocess/gpuStdShaders/And.h"
 #include "glsupport/HeadlessContext.h"
 #include "glsupport/RectTexture.h"
 #include "glsupport/StateGuard.h"
@@ -54,9 +55,9 @@ Image both(const Image& a, const Image& b)
     textureB.upload(b);
     {
         const velmor::glsupport::StateGuard guard;
-        velmor::cvprocess::And filter;
-        filter.prepareExecution(textureA, textureB, result);
-        filter.execute();
+        const auto filter = velmor::catalogue::makeGpu("And");
+        filter->prepareExecution(textureA, textureB, result);
+        filter->execute();
     }
     Image picture(kWidth, kHeight, Image::GREYSCALE);
     result.download(picture);
@@ -76,6 +77,13 @@ void run(const std::string& folder)
         for (unsigned x = 0; x < kWidth; ++x)
             check(pixel(picture, x, y) == (x % 2 == 0 && y % 3 == 0 ? 255 : 0),
                   "pixel " + std::to_string(x) + ", " + std::to_string(y));
+
+    Image square(kWidth, kHeight, Image::GREYSCALE);
+    for (unsigned y = 2; y < 5; ++y)
+        for (unsigned x = 2; x < 5; ++x)
+            pixel(square, x, y) = 255;
+    const auto regions = velmor::catalogue::makeCpu("Moments", {{"least-area", 0}})(square);
+    check(regions.blobs.blobs.size() == 1 && regions.blobs.blobs[0].x == 3.0, "the region found");
 
     velmor::math::SquareMatrix matrix(2), vectors(2);
     velmor::math::Vector values(2);
