@@ -4,11 +4,11 @@
 
 #include "core/cvdata/ColorGMM.h"
 #include "core/cvdata/ColourHist2d.h"
-#include "core/cvdata/RectTexture.h"
 #include "cvprocess/gpuStdShaders/ColorGMM.h"
 #include "cvprocess/gpuStdShaders/ColorHistShader.h"
 #include "cvprocess/gpuStdShaders/Laplacian.h"
 #include "cvprocess/gpuStdShaders/PixelCount.h"
+#include "glsupport/RectTexture.h"
 #include "tests/gl/GlTest.h"
 #include "tests/support/Models.h"
 #include "tests/support/ThrownText.h"
@@ -25,8 +25,8 @@ using catalogue::Data;
 using catalogue::Given;
 using catalogue::Operator;
 using catalogue::Values;
-using core::cvdata::RectTexture;
 using cvprocess::GpuStdShaders;
+using glsupport::RectTexture;
 
 constexpr unsigned kWidth = 512, kHeight = 16; // wider than there are tiles
 
