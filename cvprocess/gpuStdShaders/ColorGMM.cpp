@@ -2,6 +2,7 @@
 
 #include "core/cvdata/ColorGMM.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "cvprocess/gpuStdShaders/internal/GaussianUniforms.h"
 
 #include <algorithm>
 #include <iostream>
@@ -184,23 +185,6 @@ std::string bodyFor(int mixtures)
         std::cout << "not yet supported number of Gauss!!" << std::endl;
         return std::string();
     }
-}
-
-GLfloat narrowed(double value)
-{
-    return static_cast<GLfloat>(value);
-}
-
-void sendCovariance(GLint location, const core::cvdata::GM& gaussian)
-{
-    const math::SquareMatrix& inverse = gaussian.invCovariance;
-    glUniform4f(location, narrowed(inverse[0][0]), narrowed(inverse[0][1]), narrowed(inverse[1][0]),
-                narrowed(inverse[1][1]));
-}
-
-void sendMean(GLint location, const core::cvdata::GM& gaussian)
-{
-    glUniform2f(location, narrowed(gaussian.mean[0]), narrowed(gaussian.mean[1]));
 }
 
 } // namespace

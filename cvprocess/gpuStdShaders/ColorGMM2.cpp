@@ -1,6 +1,7 @@
 #include "cvprocess/gpuStdShaders/ColorGMM2.h"
 
 #include "core/cvdata/ColorGMM.h"
+#include "cvprocess/gpuStdShaders/internal/GaussianUniforms.h"
 
 #include <algorithm>
 #include <cassert>
@@ -89,11 +90,6 @@ gl_FragColor = vec4(1.0, 1.0, 1.0, 1.0);
 })";
 }
 
-GLfloat narrowed(double value)
-{
-    return static_cast<GLfloat>(value);
-}
-
 } // namespace
 
 ColorGMM2::ColorGMM2(std::vector<core::cvdata::ColorGMM*>& models) : GpuStdShaders(false), gmms(models)
@@ -138,12 +134,9 @@ void ColorGMM2::execute()
         glUniform1i(location(uniformName(j, "nOfMixtures")), mixtures);
         for (int i = 0; i < mixtures; ++i) {
             const core::cvdata::GM& gaussian = *model.mixture[static_cast<std::size_t>(i)];
-            const math::SquareMatrix& inverse = gaussian.invCovariance;
             glUniform1f(location(uniformName(j, "det", i)), gaussian.determinant);
-            // Four floats for a mat2 of the shader: the classic dialect takes them.
-            glUniform4f(location(uniformName(j, "icov", i)), narrowed(inverse[0][0]), narrowed(inverse[0][1]),
-                        narrowed(inverse[1][0]), narrowed(inverse[1][1]));
-            glUniform2f(location(uniformName(j, "mean", i)), narrowed(gaussian.mean[0]), narrowed(gaussian.mean[1]));
+            sendCovariance(location(uniformName(j, "icov", i)), gaussian);
+            sendMean(location(uniformName(j, "mean", i)), gaussian);
             glUniform1f(location(uniformName(j, "weight", i)), gaussian.weight);
         }
     }
