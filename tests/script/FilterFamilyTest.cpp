@@ -2,6 +2,7 @@
 // call by call, which names it uses, where its fields and virtual functions stand. Compiled without access control, to
 // see fields.
 
+#include "catalogue/GpuFilters.h"
 #include "core/cvdata/Image.h"
 #include "cvprocess/gpuStdShaders/And.h"
 #include "cvprocess/gpuStdShaders/BGR2GRAY.h"
@@ -32,9 +33,13 @@
 #include "tests/support/ShaderText.h"
 #include "tests/support/VirtualSlot.h"
 
+#include <functional>
 #include <memory>
+#include <regex>
+#include <sstream>
 
 using namespace velmor::cvprocess;
+using velmor::catalogue::Operator;
 using velmor::core::cvdata::TextureGpu;
 
 namespace velmor::tests {
@@ -45,12 +50,12 @@ using FilterFamilyAsAWhole = ScriptTest;
 constexpr GLuint kShader = 3;
 constexpr GLuint kList = 4;
 
-constexpr int kKernelTypeLocation = 7;
+constexpr int kNumberLocation = 7; ///< of the uniform of a parameter
 
 struct FilterCase
 {
-    const char* name;
-    std::unique_ptr<GpuStdShaders> (*make)();
+    std::string name;
+    std::function<std::unique_ptr<GpuStdShaders>()> make;
     int sources;
     Calls stated;                          ///< what its shader text contains word for word
     Calls samplers;                        ///< asked for by the preparation, with locations 0, 1
@@ -58,6 +63,7 @@ struct FilterCase
     Calls geometry;                        ///< for a source of 64 x 48 and a destination of 32 x 24
     std::set<std::size_t> overridden = {}; ///< slots besides the destructors
     Calls ownUniforms = {};                ///< calls that set them, between the set-up and the drawing
+    std::vector<double> numbers = {};      ///< that uniforms of their own are set to after those, in the shader's order
     const char* framebufferKey = "_ENFORCE_NEW_00";
     Calls afterLinking = {}; ///< what its construction ends with
 };
@@ -78,20 +84,25 @@ std::unique_ptr<GpuStdShaders> make()
 
 const Calls kPlainQuad = stretchedQuad(64, 48, 32, 24);
 
-template<typename Filter>
-FilterCase ofTwoSources(const char* name)
+/// A filter of two sources that has nothing of its own but its shader and its parameters.
+FilterCase ofTwoSources(const Operator& filter)
 {
     const Calls stated = {"\nuniform sampler2DRect texUnit0;\n", "\nuniform sampler2DRect texUnit1;\n",
                           "gl_TexCoord[0].xy", "gl_FragColor"};
-    return {name, make<Filter>, 2, stated, {"texUnit0", "texUnit1"}, 1, kPlainQuad};
+    const auto make = [&filter] {
+        return catalogue::makeGpu(filter.name);
+    };
+    return {filter.name, make, 2, stated, {"texUnit0", "texUnit1"}, 1, kPlainQuad};
 }
 
-/// A filter whose sampler the frame asks for by another name, and so does not find.
-template<typename Filter>
-FilterCase ofOneSource(const char* name, const Calls& stated)
+/// The same of one source, whose sampler the frame asks for by another name, and so does not find.
+FilterCase ofOneSource(const Operator& filter)
 {
-    const Calls sampler = {"\nuniform sampler2DRect inputTexture;\n", "gl_FragData[0]"};
-    return {name, make<Filter>, 1, sampler + stated, {"texUnit0"}, 2, kPlainQuad};
+    const Calls stated = {"\nuniform sampler2DRect inputTexture;\n", "gl_FragData[0]"};
+    const auto make = [&filter] {
+        return catalogue::makeGpu(filter.name);
+    };
+    return {filter.name, make, 1, stated, {"texUnit0"}, 2, kPlainQuad};
 }
 
 FilterCase ofNot()
@@ -102,20 +113,10 @@ FilterCase ofNot()
     return result;
 }
 
-FilterCase ofLaplacian()
-{
-    FilterCase result =
-        ofOneSource<Laplacian>("Laplacian", {"\nuniform int kernelType;\n", "gl_TexCoord[0].xy",
-                                             "// STRONGLY avoid using uniform arrays (=from CPU) as kernels\n"});
-    result.overridden = {5};
-    result.ownUniforms = {uniformLocation(kProgram, "kernelType"),
-                          "glUniform1i(" + std::to_string(kKernelTypeLocation) + ", 0)"};
-    return result;
-}
-
 FilterCase ofFlipV()
 {
-    FilterCase result = ofOneSource<FlipV>("FlipV", {"gl_TexCoord[0].xy"});
+    FilterCase result = ofOneSource(*catalogue::find("FlipV"));
+    result.stated.push_back("gl_TexCoord[0].xy");
     result.geometry = quad(corner(0, 48, 0, 0), corner(64, 48, 32, 0), corner(64, 0, 32, 24), corner(0, 0, 0, 24));
     result.overridden = {10};
     return result;
@@ -190,32 +191,57 @@ const Calls kHsvText = {"gl_TexCoord[0].st", ".bgra"};
 const Calls kBayerText = {"\n#define GRAD 1.0/3.0\n", "\n#define INTERPOL 0.5\n", "\n#define INTERPOL_CROSS 0.5\n",
                           "gl_TexCoord[0].xy"};
 
-const FilterCase kFilters[] = {
-    ofTwoSources<And>("And"),
-    ofTwoSources<Or>("Or"),
-    ofTwoSources<Xor>("Xor"),
-    ofTwoSources<Subtract>("Subtract"),
-    ofTwoSources<Classify>("Classify"),
-    ofNot(),
-    ofOneSource<BGR2GRAY>("BGR2GRAY", kGreyText + Calls{".bgra"}),
-    ofOneSource<RGB2GRAY>("RGB2GRAY", kGreyText),
-    ofOneSource<BGR2HSV>("BGR2HSV", kHsvText + Calls{".rgba"}),
-    ofOneSource<RGB2HSV>("RGB2HSV", kHsvText),
-    ofOneSource<BayerRG2GRAY>("BayerRG2GRAY",
-                              kBayerText + Calls{"const vec3 lumCoeff = vec3(0.212671, 0.715160, 0.072169);",
-                                                 "gl_FragData[0].r = dot(beta, lumCoeff);"}), // no other channel
-    ofOneSource<BayerRG2RGB>("BayerRG2RGB", kBayerText + Calls{"gl_FragData[0] = vec4(beta, 0.0);"}),
-    ofOneSource<GRAY2Sobel>("GRAY2Sobel", {"// output requires signed texture with doubled bit size!\n",
-                                           "// STRONGLY avoid using uniform arrays (=from CPU) as kernels\n",
-                                           "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}),
-    ofLaplacian(),
-    ofOneSource<NonMaxSupression>("NonMaxSupression", {"const float threshold = 1.4142; // considered: 1.4142, 1.5, 2",
-                                                       "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}),
-    ofFlipV(),
-    ofDebugUInt2Float(),
-    ofColorGMM(),
-    ofColorGMM2(),
+/// Lines that shaders contain word for word beside what all have.
+const std::map<std::string, Calls> kOwnLines = {
+    {"BGR2GRAY", kGreyText + Calls{".bgra"}},
+    {"RGB2GRAY", kGreyText},
+    {"BGR2HSV", kHsvText + Calls{".rgba"}},
+    {"RGB2HSV", kHsvText},
+    {"BayerRG2GRAY", kBayerText + Calls{"const vec3 lumCoeff = vec3(0.212671, 0.715160, 0.072169);",
+                                        "gl_FragData[0].r = dot(beta, lumCoeff);"}}, // no other channel
+    {"BayerRG2RGB", kBayerText + Calls{"gl_FragData[0] = vec4(beta, 0.0);"}},
+    {"GRAY2Sobel",
+     {"// output requires signed texture with doubled bit size!\n",
+      "// STRONGLY avoid using uniform arrays (=from CPU) as kernels\n", "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}},
+    {"Laplacian",
+     {"gl_TexCoord[0].xy", "uniform int kernelType;\n",
+      "// STRONGLY avoid using uniform arrays (=from CPU) as kernels\n"}},
+    {"NonMaxSupression",
+     {"const float threshold = 1.4142; // considered: 1.4142, 1.5, 2", "gl_TexCoord[0].xy", "gl_FragData[0].rgb"}},
 };
+
+/// Filters that have more of their own than that.
+const std::map<std::string, FilterCase (*)()> kSpecialCases = {
+    {"ColorGMM", ofColorGMM}, {"ColorGMM2", ofColorGMM2}, {"DebugUInt2Float", ofDebugUInt2Float}, {"FlipV", ofFlipV},
+    {"Not", ofNot},
+};
+
+FilterCase caseOf(const Operator& filter)
+{
+    const auto special = kSpecialCases.find(filter.name);
+    if (special != kSpecialCases.end())
+        return special->second();
+    FilterCase result = filter.sources == 2 ? ofTwoSources(filter) : ofOneSource(filter);
+    const auto ownLines = kOwnLines.find(filter.name);
+    if (ownLines != kOwnLines.end())
+        result.stated = result.stated + ownLines->second;
+    for (const catalogue::Parameter& parameter : filter.parameters)
+        result.numbers.push_back(parameter.initial);
+    if (!result.numbers.empty())
+        result.overridden = {5};
+    return result;
+}
+
+/// The filters of one shader: all but the two that count, which have several.
+std::vector<FilterCase> filtersOfOneShader()
+{
+    std::vector<FilterCase> result;
+    for (const Operator& each : catalogue::operators())
+        if (each.kind == catalogue::Kind::FILTER && each.gives != catalogue::Data::HISTOGRAM &&
+            each.gives != catalogue::Data::COUNTS)
+            result.push_back(caseOf(each));
+    return result;
+}
 
 /// Every filter of the family in turn.
 class FilterFamilyScript : public ScriptTest, public testing::WithParamInterface<FilterCase>
@@ -227,7 +253,6 @@ protected:
         gl.maxColorAttachments = 3;
         for (std::size_t unit = 0; unit < GetParam().samplers.size(); ++unit)
             gl.uniformLocations[GetParam().samplers[unit]] = static_cast<GLint>(unit);
-        gl.uniformLocations["kernelType"] = kKernelTypeLocation;
     }
 
     std::unique_ptr<GpuStdShaders> makeFilter()
@@ -238,6 +263,29 @@ protected:
     }
 
     bool twoSources() const { return GetParam().sources == 2; }
+
+    /// The calls that send the numbers of the filter, each to a uniform of its own, to which this gives a place.
+    Calls numbersSent()
+    {
+        const std::string source = gl.shaderSources.at(kShader);
+        const std::regex declaration("\nuniform (int|float) (\\w+);");
+        std::sregex_iterator uniform(source.begin(), source.end(), declaration);
+        Calls calls;
+        for (const double number : GetParam().numbers) {
+            if (uniform == std::sregex_iterator()) {
+                ADD_FAILURE() << "no uniform for " << number;
+                return calls;
+            }
+            const std::string name = (*uniform)[2];
+            gl.uniformLocations[name] = kNumberLocation;
+            std::ostringstream sent;
+            sent << ((*uniform)[1] == "int" ? "glUniform1i(" : "glUniform1f(") << kNumberLocation << ", " << number
+                 << ")";
+            calls = calls + Calls{uniformLocation(kProgram, name), sent.str()};
+            ++uniform;
+        }
+        return calls;
+    }
 
     void prepare(GpuStdShaders& filter)
     {
@@ -253,8 +301,8 @@ protected:
     Output output;
 };
 
-INSTANTIATE_TEST_SUITE_P(Family, FilterFamilyScript, testing::ValuesIn(kFilters),
-                         [](const auto& instance) { return std::string(instance.param.name); });
+INSTANTIATE_TEST_SUITE_P(Family, FilterFamilyScript, testing::ValuesIn(filtersOfOneShader()),
+                         [](const auto& instance) { return instance.param.name; });
 
 TEST_P(FilterFamilyScript, IsConstructedByTheStatedCalls)
 {
@@ -290,7 +338,7 @@ TEST_P(FilterFamilyScript, RunsByTheStatedCallsAndBuildsItsListOnce)
         pass.sources.push_back(102);
         pass.locations.push_back(1);
     }
-    pass.beforeDrawing = GetParam().ownUniforms;
+    pass.beforeDrawing = GetParam().ownUniforms + numbersSent();
 
     pass.listBuilding = compiledList(kList, GetParam().geometry);
     output = capture([&] { filter->execute(); });
@@ -323,8 +371,7 @@ TEST_P(FilterFamilyScript, UsesTheNamesOfItsClass)
     ASSERT_EQ(filter->mFbos.size(), 1u);
     EXPECT_EQ(filter->mFbos.begin()->first, GetParam().framebufferKey);
     EXPECT_EQ(filter->mFbos.begin()->second, filter->mCurrentFbo);
-    const std::map<std::string, std::uint32_t> programs = {
-        {std::string("cvprocess/gpuStdShaders/") + GetParam().name, kProgram}};
+    const std::map<std::string, std::uint32_t> programs = {{"cvprocess/gpuStdShaders/" + GetParam().name, kProgram}};
     EXPECT_EQ(filter->mShaderMgr->mProgObjs, programs);
     EXPECT_EQ(filter->mProgObj, kProgram);
     EXPECT_EQ(filter->mAdditionalInput, twoSources());
@@ -340,7 +387,7 @@ TEST_P(FilterFamilyScript, HasTheShaderHeadOfTheFamilyAndItsOwnStatedLines)
                            0),
               0u);
     EXPECT_EQ(source.find("#version"), std::string::npos);
-    std::size_t statedUniforms = 0;
+    std::size_t statedUniforms = GetParam().numbers.size();
     for (const std::string& text : GetParam().stated) {
         EXPECT_NE(source.find(text), std::string::npos) << text;
         statedUniforms += text.rfind("\nuniform ", 0) == 0;
@@ -650,7 +697,7 @@ static_assert(kAllAre<TextureGpu*, decltype(GpuStdShaders::mSrcTex1), decltype(G
 
 TEST_F(FilterFamilyAsAWhole, FieldsOfTheFrameStandInTheStatedOrder)
 {
-    const auto filter = kFilters[0].make();
+    const auto filter = make<And>();
     EXPECT_TRUE(standInOrder({&filter->mParameters,
                               &filter->mSecondaryParameters,
                               &filter->mParameterStatus,
