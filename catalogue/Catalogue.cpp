@@ -38,14 +38,22 @@ Operator cpuOperator(const std::string& name, const std::string& meaning, Data t
     return result;
 }
 
-/// A whole number that begins at its least value.
-Parameter wholeNumber(const std::string& name, const std::string& meaning, double least, double most)
+/// A number that is initially the least allowed.
+Parameter number(const std::string& name, const std::string& meaning, double least, double most)
 {
     Parameter result;
     result.name = name;
     result.meaning = meaning;
     result.initial = result.least = least;
     result.most = most;
+    result.isWhole = false;
+    return result;
+}
+
+Parameter wholeNumber(const std::string& name, const std::string& meaning, double least, double most)
+{
+    Parameter result = number(name, meaning, least, most);
+    result.isWhole = true;
     return result;
 }
 
@@ -147,9 +155,8 @@ Operator moments()
 {
     Operator result =
         cpuOperator("Moments", "Finds the connected regions of a mask and their axes", Data::MASK, Data::BLOBS);
-    Parameter area = wholeNumber("least-area", "size that a region has to exceed, in pixels", 0, 5000);
+    Parameter area = number("least-area", "size that a region has to exceed, in pixels", 0, 5000);
     area.initial = area.step = 50;
-    area.isWhole = false;
     Parameter most = wholeNumber("most-regions", "how many regions to find at most; -1 for all", -1, 50);
     result.parameters = {area, most};
     return result;
