@@ -4,9 +4,8 @@
 
 namespace velmor::core::cvdata {
 
-// OpenGL's types, without its headers: a texture is described where there is no OpenGL too.
-using GLenum = unsigned int;
-using GLint = int;
+using GLenum = unsigned int; ///< OpenGL's, without its headers: a texture is described where there is no OpenGL too
+using GLint = int;           ///< OpenGL's too
 
 /// Describes an existing OpenGL texture, which it does not own. Copies describe the same texture.
 class VELMOR_CORE_EXPORT TextureGpu
