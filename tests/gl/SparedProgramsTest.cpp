@@ -190,14 +190,13 @@ bool isDrawn(const Impression& impression)
 }
 
 /// Compares what programs do under the adapter, as the driver needs it and all of it, with what they do without.
-void expectSpared(const std::vector<ApplicationProgram>& programs)
+/// @param leastDrawn  so many have to be drawn, or there is too little to compare; those of GLSL 4 are not everywhere
+void expectSpared(const std::vector<ApplicationProgram>& programs, std::ptrdiff_t leastDrawn)
 {
     DriverAdapter::remove();
     const HeadlessContext context(false);
     const std::vector<Impression> expected = impressions(programs);
-    const auto drawn = std::count_if(expected.begin(), expected.end(), isDrawn);
-    // Those of GLSL 4 are not drawn everywhere.
-    EXPECT_GE(4 * drawn, static_cast<std::ptrdiff_t>(3 * programs.size())) << "there is too little to compare";
+    EXPECT_GE(std::count_if(expected.begin(), expected.end(), isDrawn), leastDrawn);
     for (const DriverAdapter::Mode mode : {DriverAdapter::WhereNeeded, DriverAdapter::Always}) {
         DriverAdapter::install(mode);
         const std::vector<Impression> adapted = impressions(programs);
@@ -215,14 +214,14 @@ TEST(SparedPrograms, OneInTenIsWithTheAdapterWhatItIsWithout)
     std::vector<ApplicationProgram> some;
     for (std::size_t i = 0; i < all.size(); i += 10)
         some.push_back(all[i]);
-    expectSpared(some);
+    expectSpared(some, 15);
 }
 
 TEST(SparedProgramsSweep, AllAreWithTheAdapterWhatTheyAreWithout)
 {
     const std::vector<ApplicationProgram> programs = applicationPrograms();
     ASSERT_GE(programs.size(), 200u);
-    expectSpared(programs);
+    expectSpared(programs, 150);
 }
 
 TEST(SparedPrograms, ClassicOnesThatTheDriverTakesAreTaken)
