@@ -3,12 +3,12 @@
 #include "cvprocess/gpuStdShaders/BayerRG2GRAY.h"
 #include "cvprocess/gpuStdShaders/BayerRG2RGB.h"
 #include "examples/demo/Comparison.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/FloatPictures.h"
-#include "examples/demo/GpuPictures.h"
-#include "examples/demo/Mosaic.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/FloatPictures.h"
+#include "examples/shared/GpuPictures.h"
+#include "examples/shared/Mosaic.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,9 +1,9 @@
 #include "examples/demo/ClipWriter.h"
 
-#include "examples/demo/MessageLog.h"
 #include "examples/demo/OutputFolder.h"
-#include "examples/demo/PictureFile.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/MessageLog.h"
+#include "examples/shared/PictureFile.h"
 
 #include <unistd.h>
 

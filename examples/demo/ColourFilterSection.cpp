@@ -5,11 +5,10 @@
 #include "cvprocess/gpuStdShaders/RGB2GRAY.h"
 #include "cvprocess/gpuStdShaders/RGB2HSV.h"
 #include "examples/demo/Comparison.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/GpuPictures.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/GpuPictures.h"
 
 namespace velmor::demo {
 namespace {

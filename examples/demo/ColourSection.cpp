@@ -5,17 +5,16 @@
 #include "core/cvdata/Image.h"
 #include "cvprocess/ColourDetector.h"
 #include "cvprocess/Moments.h"
-#include "examples/demo/BlobMarks.h"
 #include "examples/demo/ColourPatch.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/ImageView.h"
 #include "examples/demo/Interruption.h"
-#include "examples/demo/Marks.h"
 #include "examples/demo/MedianTime.h"
-#include "examples/demo/RgbImage.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/BlobMarks.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/ImageView.h"
+#include "examples/shared/Marks.h"
+#include "examples/shared/RgbImage.h"
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,7 @@
 #include "examples/demo/Comparison.h"
 
-#include "examples/demo/Masks.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/Masks.h"
 
 namespace velmor::demo {
 namespace {

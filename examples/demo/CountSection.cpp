@@ -4,13 +4,13 @@
 #include "cvprocess/gpuStdShaders/ColorGMM2.h"
 #include "cvprocess/gpuStdShaders/ColorHistShader.h"
 #include "cvprocess/gpuStdShaders/PixelCount.h"
-#include "examples/demo/ClassPicture.h"
-#include "examples/demo/FloatPictures.h"
-#include "examples/demo/GpuPictures.h"
-#include "examples/demo/PatchModel.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/ClassPicture.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/FloatPictures.h"
+#include "examples/shared/GpuPictures.h"
+#include "examples/shared/PatchModel.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -4,14 +4,13 @@
 #include "cvprocess/gpuStdShaders/GRAY2Sobel.h"
 #include "cvprocess/gpuStdShaders/Laplacian.h"
 #include "cvprocess/gpuStdShaders/NonMaxSupression.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/FloatPictures.h"
-#include "examples/demo/GpuPictures.h"
-#include "examples/demo/Gradients.h"
-#include "examples/demo/Masks.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/FloatPictures.h"
+#include "examples/shared/GpuPictures.h"
+#include "examples/shared/Gradients.h"
+#include "examples/shared/Masks.h"
 
 namespace velmor::demo {
 namespace {

@@ -2,13 +2,12 @@
 
 #include "core/cvdata/Image.h"
 #include "cvprocess/FaceDetect.h"
-#include "examples/demo/Faces.h"
-#include "examples/demo/Findings.h"
 #include "examples/demo/Interruption.h"
-#include "examples/demo/Marks.h"
 #include "examples/demo/MedianTime.h"
 #include "examples/demo/Showcase.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Faces.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/Marks.h"
 #include "imageio/ImageIo.h"
 
 #include <filesystem>

@@ -1,9 +1,10 @@
 #include "examples/demo/FramePass.h"
 
-#include "examples/demo/Marks.h"
-#include "examples/demo/Masks.h"
-#include "examples/demo/PictureFit.h"
 #include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/Marks.h"
+#include "examples/shared/Masks.h"
+#include "examples/shared/PictureFit.h"
 
 #include <GL/glew.h>
 

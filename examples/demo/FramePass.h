@@ -2,9 +2,9 @@
 
 #include "examples/demo/Difference.h"
 #include "examples/demo/MotionClip.h"
-#include "examples/demo/MotionHistory.h"
 #include "examples/demo/MovementCount.h"
 #include "examples/demo/Scene.h"
+#include "examples/shared/MotionHistory.h"
 
 #include <deque>
 #include <optional>

@@ -1,7 +1,7 @@
 #include "examples/demo/Gallery.h"
 
-#include "examples/demo/Lettering.h"
-#include "examples/demo/PictureFit.h"
+#include "examples/shared/Lettering.h"
+#include "examples/shared/PictureFit.h"
 
 #include <opencv2/imgproc.hpp>
 

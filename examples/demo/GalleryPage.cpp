@@ -2,10 +2,10 @@
 
 #include "examples/demo/Gallery.h"
 #include "examples/demo/OutputFolder.h"
-#include "examples/demo/PictureFile.h"
-#include "examples/demo/PictureFit.h"
 #include "examples/demo/Scene.h"
-#include "examples/demo/TextFile.h"
+#include "examples/shared/PictureFile.h"
+#include "examples/shared/PictureFit.h"
+#include "examples/shared/TextFile.h"
 
 #include <algorithm>
 #include <cctype>

@@ -6,10 +6,10 @@
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "cvprocess/gpuStdShaders/Xor.h"
 #include "examples/demo/Difference.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/GpuPictures.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/GpuPictures.h"
 
 namespace velmor::demo {
 namespace {

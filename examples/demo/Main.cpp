@@ -1,7 +1,7 @@
 #include "examples/demo/Demo.h"
 #include "examples/demo/Interruption.h"
 #include "examples/demo/Options.h"
-#include "examples/demo/Program.h"
+#include "examples/shared/Program.h"
 
 #include <cerrno>
 #include <cstring>

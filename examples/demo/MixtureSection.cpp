@@ -2,11 +2,11 @@
 
 #include "cvprocess/gpuStdShaders/BGR2HSV.h"
 #include "cvprocess/gpuStdShaders/ColorGMM.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/GpuPictures.h"
-#include "examples/demo/PatchModel.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/GpuPictures.h"
+#include "examples/shared/PatchModel.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,7 +1,7 @@
 #include "examples/demo/MotionClip.h"
 
-#include "examples/demo/Lettering.h"
-#include "examples/demo/PictureFit.h"
+#include "examples/shared/Lettering.h"
+#include "examples/shared/PictureFit.h"
 
 namespace velmor::demo {
 namespace {

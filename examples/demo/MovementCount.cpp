@@ -1,6 +1,6 @@
 #include "examples/demo/MovementCount.h"
 
-#include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
 
 namespace velmor::demo {
 

@@ -2,16 +2,15 @@
 
 #include "core/cvdata/ColourHist2d.h"
 #include "cvprocess/ColourHist2D.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/HistogramPicture.h"
-#include "examples/demo/ImageView.h"
 #include "examples/demo/Interruption.h"
-#include "examples/demo/Marks.h"
 #include "examples/demo/MedianTime.h"
-#include "examples/demo/MotionHistory.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/HistogramPicture.h"
+#include "examples/shared/ImageView.h"
+#include "examples/shared/Marks.h"
+#include "examples/shared/MotionHistory.h"
 
 namespace velmor::demo {
 namespace {

@@ -1,6 +1,6 @@
 #include "examples/demo/Options.h"
 
-#include "examples/demo/Program.h"
+#include "examples/shared/Program.h"
 
 #include <charconv>
 #include <vector>

@@ -2,10 +2,10 @@
 
 #include "cvprocess/gpuStdShaders/GpuStdShaders.h"
 #include "examples/demo/Gallery.h"
-#include "examples/demo/GpuPictures.h"
 #include "examples/demo/Interruption.h"
 #include "examples/demo/MedianTime.h"
 #include "examples/demo/Summary.h"
+#include "examples/shared/GpuPictures.h"
 
 namespace velmor::demo {
 

@@ -1,5 +1,7 @@
 #include "examples/demo/Summary.h"
 
+#include "examples/shared/Findings.h"
+
 #include <algorithm>
 #include <iomanip>
 #include <sstream>
@@ -60,28 +62,6 @@ std::string Summary::text(const std::string& folder) const
     for (const Line& file : mFiles)
         out << "  " << std::left << std::setw(fileWidth) << file.label << "  " << file.text << '\n';
     return out.str();
-}
-
-std::string sizeText(const cv::Size& size)
-{
-    return std::to_string(size.width) + " x " + std::to_string(size.height);
-}
-
-std::string countText(int count, const std::string& noun)
-{
-    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
-}
-
-std::string decimalText(double number, int digits)
-{
-    std::ostringstream stream;
-    stream << std::fixed << std::setprecision(digits) << number;
-    return stream.str();
-}
-
-std::string percentText(double share)
-{
-    return decimalText(100 * share, 1) + " %";
 }
 
 } // namespace velmor::demo

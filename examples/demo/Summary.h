@@ -46,16 +46,4 @@ private:
     std::vector<Line> mFiles;
 };
 
-/// "768 x 576"
-std::string sizeText(const cv::Size& size);
-
-/// "1 frame", "2 frames"
-std::string countText(int count, const std::string& noun);
-
-/// A number with so many digits behind the point
-std::string decimalText(double number, int digits);
-
-/// A share of 0..1 as "3.4 %"
-std::string percentText(double share);
-
 } // namespace velmor::demo

@@ -4,14 +4,13 @@
 #include "cvprocess/gpuStdShaders/DebugUInt2Float.h"
 #include "cvprocess/gpuStdShaders/FlipV.h"
 #include "examples/demo/Comparison.h"
-#include "examples/demo/DeepGrey.h"
 #include "examples/demo/Difference.h"
-#include "examples/demo/Findings.h"
-#include "examples/demo/FloatPictures.h"
-#include "examples/demo/GpuPictures.h"
 #include "examples/demo/Scene.h"
 #include "examples/demo/Showcase.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/DeepGrey.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/FloatPictures.h"
+#include "examples/shared/GpuPictures.h"
 
 #include <string>
 

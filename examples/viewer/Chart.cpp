@@ -1,7 +1,7 @@
 #include "examples/viewer/Chart.h"
 
-#include "examples/demo/HistogramPicture.h"
-#include "examples/demo/PictureFit.h"
+#include "examples/shared/HistogramPicture.h"
+#include "examples/shared/PictureFit.h"
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-#include "examples/demo/MessageLog.h"
-#include "examples/demo/Program.h"
+#include "examples/shared/MessageLog.h"
+#include "examples/shared/Program.h"
 #include "examples/viewer/Options.h"
 #include "examples/viewer/Player.h"
 #include "examples/viewer/Viewer.h"

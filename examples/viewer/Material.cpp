@@ -1,6 +1,6 @@
 #include "examples/viewer/Material.h"
 
-#include "examples/demo/GpuPictures.h"
+#include "examples/shared/GpuPictures.h"
 
 namespace velmor::viewer {
 

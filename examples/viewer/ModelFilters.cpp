@@ -1,10 +1,10 @@
 #include "examples/viewer/ModelFilters.h"
 
 #include "core/cvdata/ColourHist2d.h"
-#include "examples/demo/ClassPicture.h"
-#include "examples/demo/FloatPictures.h"
-#include "examples/demo/GpuPictures.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/ClassPicture.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/FloatPictures.h"
+#include "examples/shared/GpuPictures.h"
 #include "examples/viewer/Chart.h"
 
 #include <algorithm>

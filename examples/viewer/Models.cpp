@@ -1,7 +1,12 @@
 #include "examples/viewer/Models.h"
 
+<<<<<<< HEAD
 #include "examples/demo/PatchModel.h"
 #include "glsupport/RectTexture.h"
+=======
+#include "core/cvdata/RectTexture.h"
+#include "examples/shared/PatchModel.h"
+>>>>>>> 286d0c5 (examples: Keep what demo and viewer share in a folder of its own)
 
 #include <algorithm>
 

@@ -1,7 +1,7 @@
 #include "examples/viewer/Options.h"
 
-#include "examples/demo/FrameSource.h"
-#include "examples/demo/Program.h"
+#include "examples/shared/FrameSource.h"
+#include "examples/shared/Program.h"
 #include "examples/viewer/Commands.h"
 
 #include <vector>

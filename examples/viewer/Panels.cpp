@@ -1,7 +1,7 @@
 #include "examples/viewer/Panels.h"
 
-#include "examples/demo/Lettering.h"
-#include "examples/demo/PictureFit.h"
+#include "examples/shared/Lettering.h"
+#include "examples/shared/PictureFit.h"
 #include "examples/viewer/Commands.h"
 
 namespace velmor::viewer {

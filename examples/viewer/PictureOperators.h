@@ -1,7 +1,7 @@
 #pragma once
 
 #include "cvprocess/FaceDetect.h"
-#include "examples/demo/MotionHistory.h"
+#include "examples/shared/MotionHistory.h"
 #include "examples/viewer/Material.h"
 #include "examples/viewer/Operator.h"
 #include "glsupport/RectTexture.h"

@@ -1,6 +1,6 @@
 #include "examples/viewer/Placement.h"
 
-#include "examples/demo/PictureFit.h"
+#include "examples/shared/PictureFit.h"
 
 #include <algorithm>
 #include <cmath>

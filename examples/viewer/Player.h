@@ -1,6 +1,6 @@
 #pragma once
 
-#include "examples/demo/FrameSource.h"
+#include "examples/shared/FrameSource.h"
 
 #include <opencv2/core.hpp>
 

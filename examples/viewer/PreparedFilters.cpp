@@ -1,10 +1,10 @@
 #include "examples/viewer/PreparedFilters.h"
 
-#include "examples/demo/DeepGrey.h"
-#include "examples/demo/FloatPictures.h"
-#include "examples/demo/GpuPictures.h"
-#include "examples/demo/Gradients.h"
-#include "examples/demo/Mosaic.h"
+#include "examples/shared/DeepGrey.h"
+#include "examples/shared/FloatPictures.h"
+#include "examples/shared/GpuPictures.h"
+#include "examples/shared/Gradients.h"
+#include "examples/shared/Mosaic.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,6 +1,6 @@
 #include "examples/viewer/Screen.h"
 
-#include "examples/demo/GpuPictures.h"
+#include "examples/shared/GpuPictures.h"
 
 #include <GL/glew.h>
 #include <GL/glu.h>

@@ -1,9 +1,9 @@
 #include "examples/viewer/Window.h"
 
-#include "examples/demo/FilterSupport.h"
-#include "examples/demo/MessageLog.h"
-#include "examples/demo/PictureFit.h"
-#include "examples/demo/Program.h"
+#include "examples/shared/FilterSupport.h"
+#include "examples/shared/MessageLog.h"
+#include "examples/shared/PictureFit.h"
+#include "examples/shared/Program.h"
 #include "examples/viewer/Commands.h"
 #include "examples/viewer/Player.h"
 #include "examples/viewer/Viewer.h"

@@ -1,7 +1,7 @@
-#include "examples/demo/PictureFile.h"
+#include "examples/shared/PictureFile.h"
 
-#include "examples/demo/ImageView.h"
-#include "examples/demo/TextFile.h"
+#include "examples/shared/ImageView.h"
+#include "examples/shared/TextFile.h"
 #include "imageio/ImageIo.h"
 
 #include <opencv2/imgcodecs.hpp>

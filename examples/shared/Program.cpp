@@ -1,4 +1,4 @@
-#include "examples/demo/Program.h"
+#include "examples/shared/Program.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/utils/logger.hpp>

@@ -1,4 +1,4 @@
-#include "examples/demo/FilterSupport.h"
+#include "examples/shared/FilterSupport.h"
 
 #include <GL/glew.h>
 

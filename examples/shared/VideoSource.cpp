@@ -1,6 +1,6 @@
-#include "examples/demo/VideoSource.h"
+#include "examples/shared/VideoSource.h"
 
-#include "examples/demo/MessageLog.h"
+#include "examples/shared/MessageLog.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,6 +1,6 @@
-#include "examples/demo/MessageLog.h"
+#include "examples/shared/MessageLog.h"
 
-#include "examples/demo/TextFile.h"
+#include "examples/shared/TextFile.h"
 
 #include <fcntl.h>
 #include <sys/mman.h>

@@ -1,6 +1,6 @@
-#include "examples/demo/ImageSource.h"
+#include "examples/shared/ImageSource.h"
 
-#include "examples/demo/MessageLog.h"
+#include "examples/shared/MessageLog.h"
 #include "imageio/ImageIo.h"
 
 #include <unistd.h>

@@ -1,4 +1,4 @@
-#include "examples/demo/PatchModel.h"
+#include "examples/shared/PatchModel.h"
 
 #include "core/cvdata/Image.h"
 #include "glsupport/RectTexture.h"

@@ -1,4 +1,4 @@
-#include "examples/demo/Faces.h"
+#include "examples/shared/Faces.h"
 
 namespace velmor::demo {
 

@@ -1,4 +1,4 @@
-#include "examples/demo/Lettering.h"
+#include "examples/shared/Lettering.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,4 +1,4 @@
-#include "examples/demo/Mosaic.h"
+#include "examples/shared/Mosaic.h"
 
 namespace velmor::demo {
 

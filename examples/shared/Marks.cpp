@@ -1,6 +1,6 @@
-#include "examples/demo/Marks.h"
+#include "examples/shared/Marks.h"
 
-#include "examples/demo/Lettering.h"
+#include "examples/shared/Lettering.h"
 
 #include <opencv2/imgproc.hpp>
 

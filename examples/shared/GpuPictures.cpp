@@ -1,6 +1,6 @@
-#include "examples/demo/GpuPictures.h"
+#include "examples/shared/GpuPictures.h"
 
-#include "examples/demo/ImageView.h"
+#include "examples/shared/ImageView.h"
 
 namespace velmor::demo {
 

@@ -1,6 +1,6 @@
-#include "examples/demo/BlobMarks.h"
+#include "examples/shared/BlobMarks.h"
 
-#include "examples/demo/Marks.h"
+#include "examples/shared/Marks.h"
 
 #include <opencv2/core.hpp>
 

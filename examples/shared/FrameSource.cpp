@@ -1,8 +1,8 @@
-#include "examples/demo/FrameSource.h"
+#include "examples/shared/FrameSource.h"
 
-#include "examples/demo/ImageSource.h"
-#include "examples/demo/MessageLog.h"
-#include "examples/demo/VideoSource.h"
+#include "examples/shared/ImageSource.h"
+#include "examples/shared/MessageLog.h"
+#include "examples/shared/VideoSource.h"
 
 #include <opencv2/imgcodecs.hpp>
 

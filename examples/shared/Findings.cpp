@@ -1,11 +1,34 @@
-#include "examples/demo/Findings.h"
+#include "examples/shared/Findings.h"
 
-#include "examples/demo/Masks.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Masks.h"
 
 #include <cmath>
+#include <iomanip>
+#include <sstream>
 
 namespace velmor::demo {
+
+std::string sizeText(const cv::Size& size)
+{
+    return std::to_string(size.width) + " x " + std::to_string(size.height);
+}
+
+std::string countText(int count, const std::string& noun)
+{
+    return std::to_string(count) + " " + noun + (count == 1 ? "" : "s");
+}
+
+std::string decimalText(double number, int digits)
+{
+    std::ostringstream stream;
+    stream << std::fixed << std::setprecision(digits) << number;
+    return stream.str();
+}
+
+std::string percentText(double share)
+{
+    return decimalText(100 * share, 1) + " %";
+}
 
 std::string pointText(const cv::Point& point)
 {

@@ -1,4 +1,4 @@
-#include "examples/demo/DeepGrey.h"
+#include "examples/shared/DeepGrey.h"
 
 #include <opencv2/imgproc.hpp>
 

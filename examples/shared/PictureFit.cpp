@@ -1,4 +1,4 @@
-#include "examples/demo/PictureFit.h"
+#include "examples/shared/PictureFit.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,4 +1,4 @@
-#include "examples/demo/TextFile.h"
+#include "examples/shared/TextFile.h"
 
 #include <cerrno>
 #include <cstring>

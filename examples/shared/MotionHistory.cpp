@@ -1,6 +1,6 @@
-#include "examples/demo/MotionHistory.h"
+#include "examples/shared/MotionHistory.h"
 
-#include "examples/demo/ImageView.h"
+#include "examples/shared/ImageView.h"
 #include "math/Vector2.h"
 
 #include <opencv2/core/core_c.h>

@@ -1,8 +1,8 @@
-#include "examples/demo/HistogramPicture.h"
+#include "examples/shared/HistogramPicture.h"
 
 #include "core/cvdata/ColourHist2d.h"
-#include "examples/demo/Lettering.h"
-#include "examples/demo/Summary.h"
+#include "examples/shared/Findings.h"
+#include "examples/shared/Lettering.h"
 
 #include <opencv2/imgproc.hpp>
 

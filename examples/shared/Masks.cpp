@@ -1,4 +1,4 @@
-#include "examples/demo/Masks.h"
+#include "examples/shared/Masks.h"
 
 #include <opencv2/imgproc.hpp>
 

@@ -1,4 +1,4 @@
-#include "examples/demo/ClassPicture.h"
+#include "examples/shared/ClassPicture.h"
 
 namespace velmor::demo {
 

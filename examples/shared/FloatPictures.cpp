@@ -1,4 +1,4 @@
-#include "examples/demo/FloatPictures.h"
+#include "examples/shared/FloatPictures.h"
 
 #include <opencv2/imgproc.hpp>
 

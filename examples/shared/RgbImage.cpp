@@ -1,4 +1,4 @@
-#include "examples/demo/RgbImage.h"
+#include "examples/shared/RgbImage.h"
 
 #include <opencv2/imgproc.hpp>
 

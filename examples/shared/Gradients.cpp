@@ -1,6 +1,6 @@
-#include "examples/demo/Gradients.h"
+#include "examples/shared/Gradients.h"
 
-#include "examples/demo/FloatPictures.h"
+#include "examples/shared/FloatPictures.h"
 
 #include <vector>
 
