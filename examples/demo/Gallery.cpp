@@ -1,140 +1,144 @@
 #include "examples/demo/Gallery.h"
 
-#include "examples/shared/Lettering.h"
-#include "examples/shared/PictureFit.h"
+#include "catalogue/Catalogue.h"
+#include "examples/demo/Frames.h"
+#include "examples/demo/Sheet.h"
+#include "examples/shared/Program.h"
 
-#include <opencv2/imgproc.hpp>
+#include <opencv2/imgcodecs.hpp>
 
-#include <algorithm>
-#include <numeric>
+#include <cctype>
+#include <map>
+#include <vector>
 
-namespace velmor::demo {
+namespace velmor::examples {
 namespace {
 
-// Measures of the sheet in pixels.
-constexpr int kMargin = 60;
-constexpr int kGap = 32;                      ///< between pictures that stand side by side
-constexpr int kPictureWidth = 446;            ///< four fill 2000 pixels
-constexpr int kPictureHeight = kPictureWidth; ///< at most; a row is as high as its highest picture
-constexpr int kTitleBlock = 92;               ///< from the margin to the first section
-constexpr int kHeadingBlock = 62;             ///< from the top of a section to its first pictures
-constexpr int kCaptionBlock = 84;             ///< from the bottom of a picture to the next row
-constexpr int kTitleBaseline = 24;
-constexpr int kSubtitleBaseline = 62;
-constexpr int kHeadingBaseline = 40;
-constexpr int kCaptionBaseline = 26;
-constexpr int kSentenceBaseline = 51;
+using Titles = std::vector<std::string>;
 
-const cv::Scalar kPaper(255, 255, 255);
-const cv::Scalar kMount(244, 243, 242); ///< behind a picture that does not fill its place
-const cv::Scalar kFrame(205, 203, 201);
-const LetterStyle kTitleStyle{24, 3.2, cv::Scalar(40, 34, 30)};
-const LetterStyle kSubtitleStyle{13, 1.4, cv::Scalar(110, 104, 100)};
-const LetterStyle kHeadingStyle{17, 2.2, cv::Scalar(150, 84, 24)};
-const LetterStyle kCaptionStyle{14, 2.2, cv::Scalar(40, 34, 30)};
-const LetterStyle kSentenceStyle{12, 1.4, cv::Scalar(88, 82, 78)};
+// Pictures whose titles tell of the frames.
+const char* const kEarlier = "the earlier frame";
+const char* const kLater = "the later frame";
 
-void drawFittedText(cv::Mat& sheet, const std::string& text, const cv::Point& baseline, int width,
-                    const LetterStyle& style)
+/// What the demo gives to operators that do not get a whole frame, or both.
+const std::map<std::string, Titles> kSpecialInputs = {
+    {"And", {"Mask: moving", "Mask: dark"}},
+    {"Or", {"Mask: moving", "Mask: dark"}},
+    {"Xor", {"Mask: moving", "Mask: dark"}},
+    {"BayerRG2GRAY", {"Bayer mosaic, a detail"}},
+    {"BayerRG2RGB", {"Bayer mosaic, a detail"}},
+    {"GRAY2Sobel", {"BGR2GRAY"}},
+    {"NonMaxSupression", {"Input of NonMaxSupression"}},
+    {"ColorGMM", {"Learnt patch"}},
+    {"ColorGMM2", {"Learnt patches"}},
+    {"ColorHistShader", {kLater}},
+    {"PixelCount", {"Mask: moving"}},
+    {"ColourDetector", {"Colour patch"}},
+    {"ColourHist2D", {kLater, "Mask: moving"}},
+    {"Moments", {"ColourDetector, with morphology"}},
+    {"MotionSegment", {kEarlier, kLater}},
+    {"FaceDetect", {"Photograph"}},
+};
+
+/// The pictures of the overview, as far as the sheet has them.
+const Titles kOverview = {kEarlier,     kLater,           "Subtract",  "Not, in two regions",          "BGR2HSV",
+                          "GRAY2Sobel", "Learnt patches", "ColorGMM2", "MotionSegment, centre of mass"};
+constexpr int kOverviewWidth = 1100; ///< in pixels; captions can be read, and the file stays small
+constexpr int kOverviewQuality = 75; ///< of 100
+
+Titles inputsOf(const catalogue::Operator& each)
 {
-    drawText(sheet, shortened(text, width, style), baseline, style);
+    const auto special = kSpecialInputs.find(each.name);
+    if (special != kSpecialInputs.end())
+        return special->second;
+    return each.sources == 2 ? Titles{kEarlier, kLater} : Titles{kLater};
+}
+
+/// "picture-laplacian-four-neighbours.png" for "Laplacian, four neighbours".
+std::string fileName(const std::string& title)
+{
+    std::string name = "picture";
+    bool inWord = false;
+    for (const char character : title) {
+        const auto letter = static_cast<unsigned char>(character);
+        if (std::isalnum(letter)) {
+            name += inWord ? "" : "-";
+            name += static_cast<char>(std::tolower(letter));
+        }
+        inWord = std::isalnum(letter);
+    }
+    return name + ".png";
+}
+
+/// The exhibits of some titles.
+Sheet::Exhibits exhibitsOf(const Titles& titles, const Sheet& sheet, const Scene& scene)
+{
+    Sheet::Exhibits result;
+    for (const std::string& title : titles)
+        for (const Sheet::Exhibit& exhibit : sheet.exhibits())
+            if (exhibit.title == (title == kEarlier ? scene.earlierCaption.title
+                                  : title == kLater ? scene.laterCaption.title
+                                                    : title))
+                result.push_back(exhibit);
+    return result;
+}
+
+/// A row of a table.
+template<typename Cell>
+std::string row(const Sheet::Exhibits& exhibits, const Cell& cell)
+{
+    std::string text = "|";
+    for (const Sheet::Exhibit& exhibit : exhibits)
+        text += " " + cell(exhibit) + " |";
+    return text + "\n";
+}
+
+std::string entryText(const std::string& name, const Sheet::Exhibits& exhibits)
+{
+    std::string text = "## " + name + "\n\n";
+    text += row(exhibits, [](const auto& exhibit) { return exhibit.title; });
+    text += row(exhibits, [](const auto&) { return std::string("---"); });
+    text += row(exhibits, [](const auto& exhibit) {
+        return "![" + exhibit.title + "](" + kGalleryFolderName + "/" + fileName(exhibit.title) + ")";
+    });
+    text += row(exhibits, [](const auto& exhibit) { return exhibit.sentence; });
+    return text + "\n";
 }
 
 } // namespace
 
-void Gallery::beginSection(const std::string& heading)
+void writeGalleryPage(const Sheet& sheet, const Scene& scene, const std::filesystem::path& folder)
 {
-    mSections.push_back({heading, {}});
-}
-
-void Gallery::add(const cv::Mat& picture, const std::string& title, const std::string& sentence)
-{
-    mSections.back().exhibits.push_back({fitted(picture, {kPictureWidth, kPictureHeight}), title, sentence});
-}
-
-std::size_t Gallery::size() const
-{
-    return std::accumulate(mSections.begin(), mSections.end(), std::size_t{0},
-                           [](std::size_t sum, const Section& section) { return sum + section.exhibits.size(); });
-}
-
-std::vector<Gallery::Exhibit> Gallery::exhibits() const
-{
-    std::vector<Exhibit> result;
-    for (const Section& section : mSections)
-        result.insert(result.end(), section.exhibits.begin(), section.exhibits.end());
-    return result;
-}
-
-cv::Mat Gallery::sheet(const std::string& title, const std::string& subtitle) const
-{
-    int height = kMargin + kTitleBlock;
-    for (const Section& section : mSections)
-        height += sectionHeight(section);
-    height += kMargin - (kCaptionBlock - kSentenceBaseline); // the margin below begins at the last sentence
-
-    cv::Mat sheet(height, sheetWidth(), CV_8UC3, kPaper);
-    const int textWidth = sheet.cols - 2 * kMargin;
-    drawFittedText(sheet, title, {kMargin, kMargin + kTitleBaseline}, textWidth, kTitleStyle);
-    drawFittedText(sheet, subtitle, {kMargin, kMargin + kSubtitleBaseline}, textWidth, kSubtitleStyle);
-    int top = kMargin + kTitleBlock;
-    for (const Section& section : mSections) {
-        drawSection(sheet, section, top);
-        top += sectionHeight(section);
+    std::string text =
+        "# Gallery\n\nWhat each operator gets, and what it makes of it. Input: " + scene.origin + ".\n\n";
+    for (const catalogue::Operator& each : catalogue::operators()) {
+        Sheet::Exhibits shown = exhibitsOf(inputsOf(each), sheet, scene);
+        const std::size_t inputs = shown.size();
+        for (const Sheet::Exhibit& exhibit : sheet.exhibits())
+            if (exhibit.title.substr(0, exhibit.title.find(',')) == each.name)
+                shown.push_back(exhibit);
+        if (shown.size() > inputs)
+            text += entryText(each.name, shown);
     }
-    return sheet;
+    writeFile(folder / kGalleryPageName, text);
+
+    std::filesystem::create_directory(folder / kGalleryFolderName);
+    for (const Sheet::Exhibit& exhibit : sheet.exhibits())
+        savePicture(exhibit.picture, folder / kGalleryFolderName / fileName(exhibit.title));
 }
 
-int Gallery::sheetWidth() const
+void writeOverview(const Sheet& sheet, const Scene& scene, const std::string& title,
+                   const std::filesystem::path& folder)
 {
-    return 2 * kMargin + mColumns * kPictureWidth + (mColumns - 1) * kGap;
+    Sheet overview(3);
+    overview.beginSection("The frames, and what some operators make of them");
+    for (const Sheet::Exhibit& exhibit : exhibitsOf(kOverview, sheet, scene))
+        overview.add(exhibit.picture, exhibit.title, exhibit.sentence);
+    const cv::Mat drawn = overview.drawn(title, scene.origin);
+    std::vector<unsigned char> bytes;
+    cv::imencode(".jpg", fitted(drawn, {kOverviewWidth, drawn.rows}), bytes,
+                 {cv::IMWRITE_JPEG_QUALITY, kOverviewQuality});
+    writeFile(folder / kOverviewName, {bytes.begin(), bytes.end()});
 }
 
-std::size_t Gallery::endOfRow(const Section& section, std::size_t firstOfRow) const
-{
-    return std::min(firstOfRow + static_cast<std::size_t>(mColumns), section.exhibits.size());
-}
-
-int Gallery::rowHeight(const Section& section, std::size_t firstOfRow) const
-{
-    int height = 0;
-    const std::size_t end = endOfRow(section, firstOfRow);
-    for (std::size_t i = firstOfRow; i < end; ++i)
-        height = std::max(height, section.exhibits[i].picture.rows);
-    return height;
-}
-
-int Gallery::sectionHeight(const Section& section) const
-{
-    int height = kHeadingBlock;
-    for (std::size_t i = 0; i < section.exhibits.size(); i = endOfRow(section, i))
-        height += rowHeight(section, i) + kCaptionBlock;
-    return height;
-}
-
-void Gallery::drawSection(cv::Mat& sheet, const Section& section, int top) const
-{
-    drawText(sheet, section.heading, {kMargin, top + kHeadingBaseline}, kHeadingStyle);
-    top += kHeadingBlock;
-    for (std::size_t first = 0; first < section.exhibits.size(); first = endOfRow(section, first)) {
-        const int height = rowHeight(section, first);
-        const std::size_t end = endOfRow(section, first);
-        for (std::size_t i = first; i < end; ++i) {
-            const int left = kMargin + static_cast<int>(i - first) * (kPictureWidth + kGap);
-            drawExhibit(sheet, section.exhibits[i], {left, top, kPictureWidth, height});
-        }
-        top += height + kCaptionBlock;
-    }
-}
-
-void Gallery::drawExhibit(cv::Mat& sheet, const Exhibit& exhibit, const cv::Rect& place)
-{
-    cv::rectangle(sheet, place, kMount, cv::FILLED);
-    const cv::Point corner = place.tl() + (cv::Point(place.size()) - cv::Point(exhibit.picture.size())) / 2;
-    exhibit.picture.copyTo(sheet(cv::Rect(corner, exhibit.picture.size())));
-    cv::rectangle(sheet, {place.x - 1, place.y - 1, place.width + 2, place.height + 2}, kFrame);
-    drawFittedText(sheet, exhibit.title, {place.x, place.br().y + kCaptionBaseline}, place.width, kCaptionStyle);
-    drawFittedText(sheet, exhibit.sentence, {place.x, place.br().y + kSentenceBaseline}, place.width, kSentenceStyle);
-}
-
-} // namespace velmor::demo
+} // namespace velmor::examples

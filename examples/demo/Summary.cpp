@@ -6,16 +6,15 @@
 #include <iomanip>
 #include <sstream>
 
-namespace velmor::demo {
+namespace velmor::examples {
 namespace {
 
-template<class Items, class Text>
-int longest(const Items& items, const std::string& heading, Text text)
+int widthOf(const std::vector<std::vector<std::string>>& rows, std::size_t column)
 {
-    std::size_t length = heading.size();
-    for (const auto& item : items)
-        length = std::max(length, text(item).size());
-    return static_cast<int>(length);
+    std::size_t width = 0;
+    for (const auto& row : rows)
+        width = std::max(width, row[column].size());
+    return static_cast<int>(width);
 }
 
 } // namespace
@@ -27,7 +26,7 @@ void Summary::addFact(const std::string& label, const std::string& text)
 
 void Summary::addOperator(const std::string& name, const cv::Size& size, double milliseconds, const std::string& found)
 {
-    mOperators.push_back({name, size, milliseconds, found});
+    mOperators.push_back({name, sizeText(size), decimalText(milliseconds, 2), found});
 }
 
 void Summary::addFile(const std::string& name, const std::string& what)
@@ -37,31 +36,18 @@ void Summary::addFile(const std::string& name, const std::string& what)
 
 std::string Summary::text(const std::string& folder) const
 {
-    const auto label = [](const Line& line) {
-        return line.label;
-    };
     std::ostringstream out;
-    const int factWidth = longest(mFacts, "", label);
-    for (const Line& fact : mFacts)
-        out << std::left << std::setw(factWidth) << fact.label << "  " << fact.text << '\n';
-
-    const int nameWidth = longest(mOperators, "operator", [](const Operator& each) { return each.name; });
-    const int sizeWidth = longest(mOperators, "pixels", [](const Operator& each) { return sizeText(each.size); });
-    const auto row = [&](const std::string& name, const std::string& size, const std::string& milliseconds,
-                         const std::string& found) {
-        out << std::left << std::setw(nameWidth) << name << "  " << std::setw(sizeWidth) << size << "  " << std::right
-            << std::setw(7) << milliseconds << "  " << found << '\n';
-    };
+    out << std::left;
+    for (const Row& fact : mFacts)
+        out << std::setw(widthOf(mFacts, 0)) << fact[0] << "  " << fact[1] << '\n';
     out << '\n';
-    row("operator", "pixels", "ms", "found");
-    for (const Operator& each : mOperators)
-        row(each.name, sizeText(each.size), decimalText(each.milliseconds, 2), each.found);
-
+    for (const Row& row : mOperators)
+        out << std::setw(widthOf(mOperators, 0)) << row[0] << "  " << std::setw(widthOf(mOperators, 1)) << row[1]
+            << "  " << std::right << std::setw(7) << row[2] << std::left << "  " << row[3] << '\n';
     out << "\nwritten into " << folder << '\n';
-    const int fileWidth = longest(mFiles, "", label);
-    for (const Line& file : mFiles)
-        out << "  " << std::left << std::setw(fileWidth) << file.label << "  " << file.text << '\n';
+    for (const Row& file : mFiles)
+        out << "  " << std::setw(widthOf(mFiles, 0)) << file[0] << "  " << file[1] << '\n';
     return out.str();
 }
 
-} // namespace velmor::demo
+} // namespace velmor::examples

@@ -5,45 +5,25 @@
 #include <string>
 #include <vector>
 
-namespace velmor::demo {
+namespace velmor::examples {
 
 /// The account of a run in plain text: what came in, what every operator took and found, what was written.
 class Summary
 {
 public:
-    /// A line of the head, such as "renderer".
     void addFact(const std::string& label, const std::string& text);
-
-    /// A line of the table of operators.
-    /// @param size          of the picture that came out, or of the one that a figure was computed from
-    /// @param milliseconds  median time of one run
-    /// @param found         what the result says, in a few words
     void addOperator(const std::string& name, const cv::Size& size, double milliseconds, const std::string& found);
-
-    /// A line of the list of files.
     void addFile(const std::string& name, const std::string& what);
 
-    /// The whole account.
     /// @param folder  where the files lie
     std::string text(const std::string& folder) const;
 
 private:
-    struct Line
-    {
-        std::string label;
-        std::string text;
-    };
-    struct Operator
-    {
-        std::string name;
-        cv::Size size;
-        double milliseconds;
-        std::string found;
-    };
+    using Row = std::vector<std::string>;
 
-    std::vector<Line> mFacts;
-    std::vector<Operator> mOperators;
-    std::vector<Line> mFiles;
+    std::vector<Row> mFacts;
+    std::vector<Row> mOperators = {{"operator", "pixels", "ms", "found"}};
+    std::vector<Row> mFiles;
 };
 
-} // namespace velmor::demo
+} // namespace velmor::examples

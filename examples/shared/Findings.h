@@ -4,30 +4,27 @@
 
 #include <string>
 
-namespace velmor::demo {
+namespace velmor::examples {
 
-/// "768 x 576"
-std::string sizeText(const cv::Size& size);
+// Frames and differences of two are 8-bit BGR; masks are 8-bit, grey or BGR, and a pixel is set where any channel is.
 
-/// "1 frame", "2 frames"
-std::string countText(int count, const std::string& noun);
+/// Pixels that changed for sure: a channel of the difference is above the noise of a camera, and neighbours too.
+cv::Mat movingPixels(const cv::Mat& difference);
 
-/// A number with so many digits behind the point
-std::string decimalText(double number, int digits);
+/// Pixels that are no brighter than a third of the average of the frame.
+cv::Mat darkPixels(const cv::Mat& frame);
 
-/// A share of 0..1 as "3.4 %"
-std::string percentText(double share);
+/// Share of the pixels of a mask that are set, 0..1.
+double shareSet(const cv::Mat& mask);
 
-/// "(12, 34)", rounded
-std::string pointText(const cv::Point& point);
-
-/// How much of a mask is set.
-std::string shareFound(const cv::Mat& mask);
-
-/// How much moves in a difference of two frames, and where.
-std::string movementFound(const cv::Mat& difference);
-
-/// How bright a picture is.
+std::string shareFound(const cv::Mat& mask);          ///< how much of a mask is set, in words
+std::string movementFound(const cv::Mat& difference); ///< how much moves in a difference, and where
 std::string brightnessFound(const cv::Mat& picture);
 
-} // namespace velmor::demo
+std::string sizeText(const cv::Size& size);                ///< "768 x 576"
+std::string pointText(const cv::Point& point);             ///< "(12, 34)"
+std::string countText(int count, const std::string& noun); ///< "1 frame", "2 frames"
+std::string decimalText(double number, int digits);        ///< with so many digits behind the point
+std::string percentText(double share);                     ///< "3.4 %" for 0.034
+
+} // namespace velmor::examples

@@ -7,7 +7,7 @@
 #include <sstream>
 #include <vector>
 
-namespace velmor::demo {
+namespace velmor::examples {
 namespace {
 
 // The letters are strokes. They are drawn large and reduced, which gives smooth edges and any stroke width.
@@ -111,4 +111,4 @@ std::string shortened(const std::string& text, int width, const LetterStyle& sty
     return result;
 }
 
-} // namespace velmor::demo
+} // namespace velmor::examples

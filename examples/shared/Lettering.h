@@ -4,7 +4,7 @@
 
 #include <string>
 
-namespace velmor::demo {
+namespace velmor::examples {
 
 /// How text looks.
 struct LetterStyle
@@ -19,10 +19,9 @@ struct LetterStyle
 /// @param baseline  left end of the line on which the letters stand
 void drawText(cv::Mat& page, const std::string& text, const cv::Point& baseline, const LetterStyle& style);
 
-/// Width of a line of text in pixels.
-int textWidth(const std::string& text, const LetterStyle& style);
+int textWidth(const std::string& text, const LetterStyle& style); ///< in pixels
 
 /// The text, or as much of its beginning as fits into a width, with three dots behind.
 std::string shortened(const std::string& text, int width, const LetterStyle& style);
 
-} // namespace velmor::demo
+} // namespace velmor::examples

@@ -1,6 +1,6 @@
 #include "examples/viewer/ColourView.h"
 
-namespace velmor::viewer {
+namespace velmor::examples {
 namespace {
 
 const char* const kShaderSource = R"(#extension GL_ARB_texture_rectangle : enable
@@ -45,4 +45,4 @@ void ColourView::execute()
     executeCleanUpStage();
 }
 
-} // namespace velmor::viewer
+} // namespace velmor::examples

@@ -4,7 +4,7 @@
 
 #include <opencv2/core.hpp>
 
-namespace velmor::viewer {
+namespace velmor::examples {
 
 /// The colour in which a texel is seen: weights * (r, g, b) + offset, on 0..1.
 struct Colours
@@ -13,11 +13,8 @@ struct Colours
     cv::Vec3f offset;
 };
 
-/// The texture's own colours, so many times brighter.
+/// The texture's own colours, so many times brighter, or a channel as grey, with the values that are black and white.
 Colours colours(double brightness = 1);
-
-/// A channel as grey.
-/// @param black, white  the values that are seen so
 Colours greyOf(int channel, double black, double white);
 
 /// A filter that makes values visible: from any texture of floats or bytes into a texture of colours.
@@ -25,14 +22,11 @@ class ColourView : public cvprocess::GpuStdShaders
 {
 public:
     ColourView();
-
-    /// Settles what the next pass makes of a texel.
     void setColours(const Colours& newColours) { mColours = newColours; }
-
     void execute() override;
 
 private:
     Colours mColours = colours();
 };
 
-} // namespace velmor::viewer
+} // namespace velmor::examples

@@ -1,31 +1,43 @@
 #include "examples/viewer/Material.h"
 
-#include "examples/shared/GpuPictures.h"
+#include "examples/shared/Inputs.h"
 
-namespace velmor::viewer {
+#include <algorithm>
+
+namespace velmor::examples {
 
 Material::Material(const cv::Mat& firstFrame)
-    : frame(firstFrame.clone()), second(firstFrame.clone()), frameTexture(demo::makeTexture(firstFrame)),
-      secondTexture(demo::makeTexture(firstFrame))
+    : frame(firstFrame.clone()), second(firstFrame.clone()), frameTexture(makeTexture(firstFrame)),
+      secondTexture(makeTexture(firstFrame))
 {
-    learn(middlePatch(frame.size()));
+    learnMiddle();
 }
 
 void Material::setFrame(const cv::Mat& newFrame)
 {
     frame = newFrame.clone();
-    demo::upload(frame, *frameTexture);
+    upload(frame, *frameTexture);
 }
 
 void Material::keepAsSecond()
 {
     second = frame.clone();
-    demo::upload(second, *secondTexture);
+    upload(second, *secondTexture);
 }
 
-void Material::learn(const cv::Rect& patch)
+void Material::learn(const cv::Rect& newPatch)
 {
-    models.learn(frame, *frameTexture, patch);
+    const auto calm = calmPatches(frame);
+    chosen = patchModel(*frameTexture, newPatch);
+    dark = patchModel(*frameTexture, calm.front());
+    bright = patchModel(*frameTexture, calm.back());
+    patch = newPatch;
 }
 
-} // namespace velmor::viewer
+void Material::learnMiddle()
+{
+    const int side = std::max(1, std::min(frame.cols, frame.rows) / 12);
+    learn({(frame.cols - side) / 2, (frame.rows - side) / 2, side, side});
+}
+
+} // namespace velmor::examples

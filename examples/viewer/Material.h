@@ -1,14 +1,11 @@
 #pragma once
 
-#include "examples/viewer/Models.h"
-#include "glsupport/RectTexture.h"
+#include "core/cvdata/ColorGMM.h"
+#include "examples/shared/Pictures.h"
 
-#include <opencv2/core.hpp>
-
-#include <memory>
 #include <vector>
 
-namespace velmor::viewer {
+namespace velmor::examples {
 
 /// What operators work on. It stays in its place while frames, regions and models change.
 struct Material
@@ -22,15 +19,21 @@ struct Material
     /// Makes the present frame the second picture.
     void keepAsSecond();
 
-    /// Learns the models of a patch of the present frame.
-    void learn(const cv::Rect& patch);
+    /// Learns the colours of a patch of the present frame, or of a small square in its middle, and for comparison those
+    /// of a dark and of a bright part.
+    void learn(const cv::Rect& newPatch);
+    void learnMiddle();
 
     cv::Mat frame;  ///< 8-bit BGR
     cv::Mat second; ///< the second picture of operators that take two
-    std::unique_ptr<glsupport::RectTexture> frameTexture;
-    std::unique_ptr<glsupport::RectTexture> secondTexture;
-    Models models;
+    std::shared_ptr<RectTexture> frameTexture;
+    std::shared_ptr<RectTexture> secondTexture;
     std::vector<cv::Rect> regions; ///< of interest; none for all of the frame
+
+    cv::Rect patch;
+    core::cvdata::ColorGMM chosen; ///< a model of the patch; as the next ones, over red and green
+    core::cvdata::ColorGMM dark;
+    core::cvdata::ColorGMM bright;
 };
 
-} // namespace velmor::viewer
+} // namespace velmor::examples

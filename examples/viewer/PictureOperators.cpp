@@ -1,143 +1,149 @@
-#include "examples/viewer/PictureOperators.h"
-
-#include "core/cvdata/Blobs.h"
-#include "core/cvdata/ColourHist2d.h"
-#include "core/cvdata/Image.h"
-#include "cvprocess/ColourDetector.h"
-#include "cvprocess/ColourHist2D.h"
-#include "cvprocess/Moments.h"
-#include "examples/shared/BlobMarks.h"
-#include "examples/shared/Faces.h"
+#include "catalogue/CpuOperators.h"
+#include "examples/shared/Drawing.h"
 #include "examples/shared/Findings.h"
-#include "examples/shared/GpuPictures.h"
-#include "examples/shared/ImageView.h"
-#include "examples/shared/Marks.h"
-#include "examples/shared/RgbImage.h"
-#include "examples/viewer/Chart.h"
-#include "examples/viewer/ModelFilters.h"
+#include "examples/shared/Inputs.h"
+#include "examples/viewer/Operators.h"
 
 #include <opencv2/imgproc.hpp>
 
-#include <algorithm>
 #include <filesystem>
-#include <vector>
 
-namespace velmor::viewer {
+namespace velmor::examples {
 namespace {
 
-using core::cvdata::Image;
+using catalogue::CpuResult;
+using catalogue::Data;
+using catalogue::Values;
 
 const cv::Scalar kMovedColour(0, 140, 255);
 
-/// What ColourDetector detects in a frame.
-/// @param[out] milliseconds  that it took
-cv::Mat detectedMask(const cv::Mat& frame, core::cvdata::ColorGMM model, bool morphology, double& milliseconds)
+/// Shows a picture as what an operator has found.
+Operator::Result shown(RectTexture& texture, const cv::Mat& picture, const std::string& found, double milliseconds)
 {
-    cvprocess::ColourDetector::Param param(2);
-    param.useMorphology = morphology;
-    cvprocess::ColourDetector detector(&model, &param);
-    const Image input = demo::rgbImage(frame);
-    cv::Mat mask(frame.size(), CV_8U);
-    Image output = demo::imageView(mask);
-    milliseconds = timed([&] { detector.preProcess(input, output); });
-    return mask;
+    upload(picture, texture);
+    Operator::Result result;
+    result.texture = &texture;
+    result.found = found;
+    result.milliseconds = milliseconds;
+    return result;
 }
+
+/// The history of MotionSegment with its centre of mass.
+class MotionOperator : public Operator
+{
+public:
+    explicit MotionOperator(const Material& material)
+        : mMaterial(material), mHistory(material.frame.size()), mPicture(makeTexture(material.frame.size()))
+    {
+    }
+
+    Result run(const Values& values) override
+    {
+        const double milliseconds = timed([this] { mHistory.add(mMaterial.frame); });
+        cv::Mat picture;
+        if (values.at("shown") == 0) {
+            picture = faded(mMaterial.frame);
+            picture.setTo(kMovedColour, mHistory.picture());
+        } else
+            cv::cvtColor(mHistory.picture(), picture, cv::COLOR_GRAY2BGR);
+        const auto centre = mHistory.centre();
+        if (centre)
+            Marks(picture).cross(*centre);
+        return shown(*mPicture, picture, centre ? "centre of mass at " + pointText(*centre) : "nothing moves",
+                     milliseconds);
+    }
+
+private:
+    const Material& mMaterial;
+    MotionHistory mHistory;
+    std::unique_ptr<RectTexture> mPicture;
+};
+
+/// An operator on images in main memory, whose result is drawn as a picture.
+class PictureOperator : public Operator
+{
+public:
+    PictureOperator(const catalogue::Operator& shown, Material& material)
+        : mShown(shown), mMaterial(material), mPicture(makeTexture(material.frame.size()))
+    {
+        if (shown.takes == Data::MASK)
+            mToMask = make("ColourDetector", {{"morphology", 1}}, &material.chosen);
+    }
+
+    Result run(const Values& values) override
+    {
+        if (mShown.need == catalogue::Need::CASCADE && !std::filesystem::exists(kFaceCascade))
+            return shown(*mPicture, mMaterial.frame, std::string("there is no ") + kFaceCascade + ", of opencv-data",
+                         0);
+        if (mShown.need == catalogue::Need::ONE_MODEL)
+            mModel = modelOf(mMaterial, values);
+        const Values own = ownValues(mShown.name, values);
+        if (!mOperator || own != mMadeWith || mRegions != mMaterial.regions) {
+            mOperator = make(mShown.name, own, &mModel);
+            mMadeWith = own;
+            mRegions = mMaterial.regions;
+        }
+        const Image input = makeInput();
+        CpuResult result;
+        const double milliseconds = timed([&] { result = mOperator(input); });
+        return show(result, milliseconds);
+    }
+
+private:
+    catalogue::CpuOperator make(const std::string& name, const Values& values, core::cvdata::ColorGMM* model) const
+    {
+        catalogue::Given given;
+        given.models = {model};
+        given.size = mMaterial.frame.size();
+        given.cascadeFile = kFaceCascade;
+        if (!mMaterial.regions.empty())
+            given.region = mMaterial.regions.front();
+        return catalogue::makeCpu(name, values, given);
+    }
+
+    Image makeInput() const
+    {
+        if (mShown.takes == Data::PICTURE)
+            return imageView(mMaterial.frame);
+        const Image colours = rgbImage(mMaterial.frame);
+        return mToMask ? *mToMask(colours).picture : colours;
+    }
+
+    Result show(const CpuResult& result, double milliseconds)
+    {
+        if (result.picture)
+            return shown(*mPicture, result.picture->mat(), shareFound(result.picture->mat()), milliseconds);
+        if (result.histogram)
+            return shown(*mPicture, withChart(mMaterial.frame, *result.histogram), {}, milliseconds);
+        const bool isBlobs = mShown.gives == Data::BLOBS;
+        cv::Mat picture = isBlobs ? faded(mMaterial.frame) : mMaterial.frame.clone();
+        Marks marks(picture);
+        for (const auto& blob : result.blobs.blobs)
+            marks.blob(blob);
+        for (const cv::Rect& rectangle : result.rectangles)
+            marks.rectangle(rectangle);
+        const std::string found = isBlobs ? countText(static_cast<int>(result.blobs.blobs.size()), "blob")
+                                          : countText(static_cast<int>(result.rectangles.size()), "face");
+        return shown(*mPicture, picture, found, milliseconds);
+    }
+
+    const catalogue::Operator& mShown;
+    Material& mMaterial;
+    std::unique_ptr<RectTexture> mPicture;
+    catalogue::CpuOperator mToMask; ///< for an operator that takes a mask; else none
+    core::cvdata::ColorGMM mModel;  ///< of an operator that needs one
+    catalogue::CpuOperator mOperator;
+    Values mMadeWith; ///< the operator, as the next
+    std::vector<cv::Rect> mRegions;
+};
 
 } // namespace
 
-PictureOperator::PictureOperator(const Material& material)
-    : mMaterial(material),
-      mPicture(material.frameTexture->width(), material.frameTexture->height(), glsupport::RectTexture::RGB8)
+std::unique_ptr<Operator> makePictureOperator(const catalogue::Operator& shown, Material& material)
 {
+    if (shown.name == "MotionSegment") // the catalogue's does not tell the centre of mass
+        return std::make_unique<MotionOperator>(material);
+    return std::make_unique<PictureOperator>(shown, material);
 }
 
-Operator::Result PictureOperator::run(const Values& values)
-{
-    const Drawn drawn = draw(values);
-    demo::upload(drawn.picture, mPicture);
-    return {&mPicture, colours(), drawn.found, drawn.milliseconds};
-}
-
-PictureOperator::Drawn DetectorOperator::draw(const Values& values)
-{
-    double milliseconds = 0;
-    const cv::Mat mask = detectedMask(material().frame, withThreshold(material().models.chosen, values[1]),
-                                      values[0] != 0, milliseconds);
-    return {mask, demo::shareFound(mask), milliseconds};
-}
-
-PictureOperator::Drawn MomentsOperator::draw(const Values& values)
-{
-    double ignored = 0;
-    const cv::Mat mask = detectedMask(material().frame, material().models.chosen, true, ignored);
-    cvprocess::Moments moments; // one that stays would keep the contours of all frames
-    core::cvdata::Blobs found;
-    const double milliseconds =
-        timed([&] { moments.findBlobs(demo::imageView(mask), found, static_cast<int>(values[1]), values[0]); });
-    cv::Mat picture = demo::faded(material().frame);
-    demo::Marks marks(picture);
-    for (const auto& blob : found.blobs)
-        demo::drawBlob(marks, blob);
-    return {picture, demo::countText(static_cast<int>(found.blobs.size()), "blob"), milliseconds};
-}
-
-PictureOperator::Drawn HistogramOperator::draw(const Values& values)
-{
-    const auto bins = static_cast<unsigned char>(values[0]);
-    core::cvdata::ColourHist2d histogram(bins, bins, bins);
-    const Image input = demo::imageView(material().frame);
-    const cv::Rect whole(cv::Point(0, 0), material().frame.size());
-    const cv::Rect counted = material().regions.empty() ? whole : material().regions.front();
-    const double milliseconds = timed([&] {
-        cvprocess::ColourHist2D::computeHistogram(
-            input, histogram, static_cast<unsigned>(counted.x), static_cast<unsigned>(counted.y),
-            static_cast<unsigned>(counted.width), static_cast<unsigned>(counted.height), cvprocess::CvtColour::BGR,
-            nullptr);
-    });
-    return {withChart(material().frame, histogram), {}, milliseconds};
-}
-
-MotionOperator::MotionOperator(const Material& material) : PictureOperator(material), mHistory(material.frame.size()) {}
-
-PictureOperator::Drawn MotionOperator::draw(const Values& values)
-{
-    const double milliseconds = timed([this] { mHistory.add(material().frame); });
-    cv::Mat picture;
-    if (values[0] == 0) {
-        picture = demo::faded(material().frame);
-        picture.setTo(kMovedColour, mHistory.picture());
-    } else
-        cv::cvtColor(mHistory.picture(), picture, cv::COLOR_GRAY2BGR);
-    const auto centre = mHistory.centre();
-    if (centre)
-        demo::Marks(picture).cross(*centre);
-    return {picture, centre ? "centre of mass at " + demo::pointText(*centre) : "nothing moves", milliseconds};
-}
-
-FacesOperator::FacesOperator(const Material& material) : PictureOperator(material)
-{
-    if (std::filesystem::exists(demo::kFaceCascade))
-        mDetector = std::make_unique<cvprocess::FaceDetect>(demo::kFaceCascade);
-}
-
-PictureOperator::Drawn FacesOperator::draw(const Values& values)
-{
-    cv::Mat picture = material().frame.clone();
-    if (!mDetector)
-        return {picture, std::string("there is no ") + demo::kFaceCascade + ", of opencv-data", 0};
-    const int times = static_cast<int>(values[0]);
-    cv::Mat searched;
-    cv::resize(picture, searched, {std::max(1, picture.cols / times), std::max(1, picture.rows / times)}, 0, 0,
-               cv::INTER_AREA);
-    const Image image = demo::imageView(searched);
-    std::vector<math::Vector4> faces;
-    const double milliseconds = timed([&] { mDetector->findFaces(&image, faces); });
-    demo::Marks marks(picture);
-    for (const math::Vector4& face : faces) {
-        const cv::Rect place = demo::faceRectangle(face);
-        marks.rectangle({place.tl() * times, place.size() * times});
-    }
-    return {picture, demo::countText(static_cast<int>(faces.size()), "face"), milliseconds};
-}
-
-} // namespace velmor::viewer
+} // namespace velmor::examples

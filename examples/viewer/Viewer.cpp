@@ -1,12 +1,7 @@
 #include "examples/viewer/Viewer.h"
 
 #include "examples/shared/Findings.h"
-#include "examples/shared/GpuPictures.h"
-#include "examples/shared/MessageLog.h"
-#include "examples/shared/PictureFile.h"
 #include "examples/shared/Program.h"
-#include "examples/viewer/OperatorTable.h"
-#include "examples/viewer/Screen.h"
 #include "glsupport/StateGuard.h"
 
 #include <GL/glu.h>
@@ -16,26 +11,49 @@
 #include <algorithm>
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 #include <stdexcept>
 
-namespace velmor::viewer {
+namespace velmor::examples {
 namespace {
 
-constexpr double kPanelOpacity = 0.85;
+using catalogue::Regions;
+
 constexpr double kIdlePeriod = 0.05;        ///< seconds
 const cv::Vec3b kRegionColour(0, 220, 255); ///< BGR
 const cv::Vec3b kPatchColour(90, 90, 255);
 
-/// The initial values of all operators' parameters.
-std::vector<Operator::Values> initialValues()
+constexpr std::chrono::milliseconds kShownFor(500);
+
+cv::Mat firstFrame(FrameSource& source)
 {
-    std::vector<Operator::Values> result;
-    for (const OperatorEntry& each : operatorTable()) {
+    cv::Mat frame;
+    source.next(frame);
+    return frame;
+}
+
+/// The initial values of all operators' parameters.
+std::vector<catalogue::Values> initialValues()
+{
+    std::vector<catalogue::Values> result;
+    for (const catalogue::Operator& each : shownOperators()) {
         result.emplace_back();
-        for (const Parameter& parameter : each.parameters)
-            result.back().push_back(parameter.initial);
+        for (const catalogue::Parameter& parameter : each.parameters)
+            result.back()[parameter.name] = parameter.initial;
     }
     return result;
+}
+
+/// "kernel four beside"
+std::string parameterText(const catalogue::Parameter& parameter, double value)
+{
+    std::ostringstream text;
+    text << parameter.name << ' ';
+    if (parameter.choices.empty())
+        text << value;
+    else
+        text << parameter.choices[static_cast<std::size_t>(value)];
+    return text.str();
 }
 
 /// A name that no file of the working folder has.
@@ -50,37 +68,48 @@ std::string freeName(const std::string& shown)
 
 } // namespace
 
-Viewer::Viewer(Player& player, const demo::MessageLog& log)
-    : mPlayer(player), mLog(log), mMaterial(player.frame()),
-      mPicture(mMaterial.frameTexture->width(), mMaterial.frameTexture->height(), glsupport::RectTexture::RGB8),
-      mValues(initialValues()), mWindow(player.frame().size())
+void PassTimes::add(double milliseconds)
 {
+    mRecent.push_back(milliseconds);
+    if (mRecent.size() > kPasses)
+        mRecent.pop_front();
+    const Clock::time_point now = Clock::now();
+    if (mRecent.size() > 1 && now - mShownSince < kShownFor)
+        return;
+    std::vector<double> sorted(mRecent.begin(), mRecent.end());
+    const auto middle = sorted.begin() + static_cast<std::ptrdiff_t>(sorted.size() / 2);
+    std::nth_element(sorted.begin(), middle, sorted.end());
+    mShown = *middle;
+    mShownSince = now;
 }
 
-Viewer::~Viewer() = default;
-
-const OperatorEntry& Viewer::entry() const
+Viewer::Viewer(FrameSource& source, const MessageLog& log, const std::vector<HelpLine>& help)
+    : mSource(source), mLog(log), mHelp(help), mMaterial(firstFrame(source)),
+      mPicture(mMaterial.frameTexture->width(), mMaterial.frameTexture->height(), RectTexture::RGB8),
+      mValues(initialValues()), mWindow(source.size())
 {
-    return operatorTable()[mIndex];
 }
 
 double Viewer::tick()
 {
     if (mIsPaused)
         return kIdlePeriod;
-    if (mPlayer.advance()) {
-        takeFrame();
-        return 1 / mPlayer.rate();
-    }
+    if (advance())
+        return 1 / mSource.rate();
     if (!mTimes.areSettled())
         mIsStale = true;
     return kIdlePeriod;
 }
 
-void Viewer::takeFrame()
+/// Goes on to the next frame; false for a single picture.
+bool Viewer::advance()
 {
-    mMaterial.setFrame(mPlayer.frame());
+    cv::Mat frame;
+    if (!mSource.nextForEver(frame))
+        return false;
+    mMaterial.setFrame(frame);
     mIsStale = true;
+    return true;
 }
 
 void Viewer::changed()
@@ -99,39 +128,19 @@ void Viewer::select(std::size_t index)
     changed();
 }
 
-void Viewer::nextOperator()
-{
-    select((mIndex + 1) % operatorTable().size());
-}
-
-void Viewer::previousOperator()
-{
-    select((mIndex + operatorTable().size() - 1) % operatorTable().size());
-}
-
 void Viewer::nextParameter()
 {
-    if (!entry().parameters.empty())
-        mParameter = (mParameter + 1) % entry().parameters.size();
+    if (!shown().parameters.empty())
+        mParameter = (mParameter + 1) % shown().parameters.size();
     mNote.clear();
-}
-
-void Viewer::increase()
-{
-    changeParameter(1);
-}
-
-void Viewer::decrease()
-{
-    changeParameter(-1);
 }
 
 void Viewer::changeParameter(int steps)
 {
-    if (entry().parameters.empty())
+    if (shown().parameters.empty())
         return;
-    const Parameter& parameter = entry().parameters[mParameter];
-    double& value = mValues[mIndex][mParameter];
+    const catalogue::Parameter& parameter = shown().parameters[mParameter];
+    double& value = mValues[mIndex].at(parameter.name);
     value = std::clamp(value + steps * parameter.step, parameter.least, parameter.most);
     changed();
 }
@@ -150,7 +159,7 @@ void Viewer::removeRegions()
 
 void Viewer::learnMiddle()
 {
-    mMaterial.learn(middlePatch(mMaterial.frame.size()));
+    mMaterial.learnMiddle();
     mHasOwnPatch = false;
     changed();
 }
@@ -172,8 +181,7 @@ void Viewer::singleStep()
 {
     mIsPaused = true;
     mNote.clear();
-    if (mPlayer.advance())
-        takeFrame();
+    advance();
 }
 
 void Viewer::toggleOriginal()
@@ -182,34 +190,24 @@ void Viewer::toggleOriginal()
     changed();
 }
 
-void Viewer::toggleInfo()
-{
-    mShowsInfo = !mShowsInfo;
-}
-
-void Viewer::toggleHelp()
-{
-    mShowsHelp = !mShowsHelp;
-}
-
 void Viewer::savePicture()
 {
     update();
-    const std::string name = freeName(mShowsOriginal ? "original" : entry().name);
+    const std::string name = freeName(mShowsOriginal ? "original" : shown().name);
     try {
-        demo::savePicture(demo::download(mPicture), name);
+        examples::savePicture(download(mPicture), name);
         mNote = "saved as " + name;
         std::cout << "saved " << std::filesystem::absolute(name).string() << std::endl;
     } catch (const std::runtime_error& error) {
         mNote = error.what();
-        demo::reportFailure(kProgramName, error.what());
+        reportFailure(kProgramName, error.what());
     }
 }
 
-void Viewer::beginDrag(Mark mark, const cv::Point& pixel)
+void Viewer::beginDrag(bool marksPatch, const cv::Point& pixel)
 {
     const cv::Point place = Placement(mWindow, mMaterial.frame.size()).pixelAt(pixel);
-    mDrag = Drag{mark, place, place};
+    mDrag = Drag{marksPatch, place, place};
 }
 
 void Viewer::continueDrag(const cv::Point& pixel)
@@ -227,13 +225,11 @@ void Viewer::endDrag(const cv::Point& pixel)
     mDrag.reset();
     if (drag.from == drag.to) // a click
         return;
-    const cv::Rect marked = spanned(drag.from, drag.to);
-    if (drag.mark == Mark::REGION)
-        mMaterial.regions.push_back(marked);
-    else {
-        mMaterial.learn(marked);
+    if (drag.marksPatch) {
+        mMaterial.learn(drag.place());
         mHasOwnPatch = true;
-    }
+    } else
+        mMaterial.regions.push_back(drag.place());
     changed();
 }
 
@@ -243,16 +239,15 @@ void Viewer::update()
         return;
     mIsStale = false;
     if (mShowsOriginal)
-        demo::upload(mMaterial.frame, mPicture);
+        upload(mMaterial.frame, mPicture);
     else
         runOperator();
 }
 
 void Viewer::makeOperator()
 {
-    mOperator = entry().make(mMaterial);
+    mOperator = examples::makeOperator(shown(), mMaterial);
     mView = std::make_unique<ColourView>();
-    mViewRegions.clear();
     mTimes = {};
     mOperator->run(mValues[mIndex]); // drivers do part of their work in the first pass: it is not counted
 }
@@ -260,7 +255,7 @@ void Viewer::makeOperator()
 void Viewer::runOperator()
 {
     const glsupport::StateGuard guard;
-    const demo::MessageLog::Capture capture(mLog, STDOUT_FILENO); // filters tell of each shader
+    const MessageLog::Capture capture(mLog, STDOUT_FILENO); // filters tell of each shader
     if (!mOperator)
         makeOperator();
     const Operator::Result result = mOperator->run(mValues[mIndex]);
@@ -271,17 +266,13 @@ void Viewer::runOperator()
 
 void Viewer::showResult(const Operator::Result& result)
 {
-    const std::vector<cv::Rect> regions =
-        entry().regions == Regions::EACH ? mMaterial.regions : std::vector<cv::Rect>();
     mView->prepareExecution(*result.texture, mPicture);
     mView->setColours(result.colours);
-    if (regions != mViewRegions) {
-        mView->resetROIs();
-        for (const cv::Rect& region : regions)
+    mView->resetROIs();
+    if (shown().regions == Regions::EACH)
+        for (const cv::Rect& region : mMaterial.regions)
             mView->addROI(region.x, region.y, region.br().x, region.br().y);
-        mViewRegions = regions;
-    }
-    demo::upload(mMaterial.frame, mPicture); // for what lies outside the regions
+    upload(mMaterial.frame, mPicture); // for what lies outside the regions
     mView->execute();
 }
 
@@ -294,47 +285,39 @@ void Viewer::draw(const cv::Size& window)
     screen.texture(mPicture, placement.area());
     if (mShowsInfo) {
         drawFrames(screen, placement);
-        drawStrip(screen, window);
+        screen.strip(stripLines());
     }
-    if (mShowsHelp) {
-        const cv::Mat help = helpPicture(window);
-        screen.panel(help, {(window.width - help.cols) / 2, (window.height - help.rows) / 2}, kPanelOpacity);
-    }
+    if (mShowsHelp)
+        screen.help(mHelp);
     reportErrors();
 }
 
 void Viewer::drawFrames(Screen& screen, const Placement& placement) const
 {
-    if (entry().regions != Regions::NONE)
+    if (shown().regions != Regions::NONE)
         for (const cv::Rect& region : mMaterial.regions) {
             screen.frame(placement.covered(region), kRegionColour);
-            if (entry().regions == Regions::FIRST)
+            if (shown().regions == Regions::FIRST)
                 break;
         }
-    if (entry().extra == Extra::PATCH)
-        screen.frame(placement.covered(mMaterial.models.patch), kPatchColour);
+    if (takesPatch(shown()))
+        screen.frame(placement.covered(mMaterial.patch), kPatchColour);
     if (mDrag)
-        screen.frame(placement.covered(spanned(mDrag->from, mDrag->to)),
-                     mDrag->mark == Mark::REGION ? kRegionColour : kPatchColour);
-}
-
-void Viewer::drawStrip(Screen& screen, const cv::Size& window)
-{
-    const cv::Mat strip = stripPicture(stripLines(), window.width);
-    screen.panel(strip, {0, window.height - strip.rows}, kPanelOpacity);
+        screen.frame(placement.covered(mDrag->place()), mDrag->marksPatch ? kPatchColour : kRegionColour);
 }
 
 std::vector<Line> Viewer::stripLines() const
 {
     if (mShowsOriginal)
         return {{{"original", Piece::STRONG}, {"the frame as it is", Piece::PLAIN}}, {{"h: keys", Piece::QUIET}}};
-    Line first = {{entry().name, Piece::STRONG}, {entry().shows, Piece::PLAIN}};
+    Line first = {{shown().name, Piece::STRONG}, {shown().meaning, Piece::PLAIN}};
     if (!mFound.empty())
         first.push_back({mFound, Piece::STRONG});
     Line second = {{"h: keys", Piece::QUIET}};
-    for (std::size_t i = 0; i < entry().parameters.size(); ++i) {
+    for (std::size_t i = 0; i < shown().parameters.size(); ++i) {
         const bool isChosen = i == mParameter;
-        const std::string text = parameterText(entry().parameters[i], mValues[mIndex][i]);
+        const catalogue::Parameter& parameter = shown().parameters[i];
+        const std::string text = parameterText(parameter, mValues[mIndex].at(parameter.name));
         second.push_back({isChosen ? "[" + text + "]" : text, isChosen ? Piece::STRONG : Piece::PLAIN});
     }
     second.push_back({hint(), Piece::QUIET});
@@ -345,24 +328,24 @@ std::string Viewer::hint() const
 {
     if (!mNote.empty())
         return mNote;
-    if (entry().regions == Regions::NONE && !mMaterial.regions.empty())
+    if (shown().regions == Regions::NONE && !mMaterial.regions.empty())
         return "regions have no effect here";
-    if (entry().regions == Regions::FIRST && mMaterial.regions.size() > 1)
+    if (shown().regions == Regions::FIRST && mMaterial.regions.size() > 1)
         return "the first region counts";
-    if (entry().extra == Extra::PATCH && !mHasOwnPatch)
+    if (takesPatch(shown()) && !mHasOwnPatch)
         return "colours of the middle: right-drag over others";
-    if (entry().extra == Extra::SECOND_PICTURE)
+    if (takesSecondPicture(shown()))
         return "b: this frame becomes the second picture";
-    return {};
+    return shown().parameters.empty() ? "" : shown().parameters[mParameter].meaning;
 }
 
 void Viewer::reportErrors()
 {
     for (GLenum error = glGetError(); error != GL_NO_ERROR; error = glGetError()) {
         const std::string text =
-            entry().name + ": OpenGL reports " + reinterpret_cast<const char*>(gluErrorString(error));
+            shown().name + ": OpenGL reports " + reinterpret_cast<const char*>(gluErrorString(error));
         if (mReported.insert(text).second)
-            demo::reportFailure(kProgramName, text);
+            reportFailure(kProgramName, text);
     }
 }
 
@@ -372,8 +355,8 @@ std::string Viewer::title() const
     if (mShowsOriginal)
         text += "original";
     else
-        text += entry().name + "  " + demo::decimalText(mTimes.shown(), 2) + " ms";
+        text += shown().name + "  " + decimalText(mTimes.shown(), 2) + " ms";
     return mIsPaused ? text + "  (stopped)" : text;
 }
 
-} // namespace velmor::viewer
+} // namespace velmor::examples

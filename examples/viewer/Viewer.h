@@ -1,62 +1,65 @@
 #pragma once
 
-#include "examples/viewer/ColourView.h"
-#include "examples/viewer/Material.h"
-#include "examples/viewer/Operator.h"
-#include "examples/viewer/Panels.h"
-#include "examples/viewer/PassTimes.h"
-#include "examples/viewer/Placement.h"
-#include "examples/viewer/Player.h"
-#include "glsupport/RectTexture.h"
+#include "examples/shared/Sources.h"
+#include "examples/viewer/Operators.h"
+#include "examples/viewer/Screen.h"
 
-#include <opencv2/core.hpp>
-
-#include <memory>
+#include <chrono>
+#include <deque>
 #include <optional>
 #include <set>
-#include <string>
 #include <vector>
 
-namespace velmor::viewer {
+namespace velmor::examples {
 
-class Screen;
-struct OperatorEntry;
+class MessageLog;
 
 constexpr const char* kProgramName = "velmor-viewer";
+
+/// How long the recent passes of an operator took.
+class PassTimes
+{
+public:
+    void add(double milliseconds);
+
+    /// The median of the recent passes, as it was at most half a second ago: a figure that can be read.
+    double shown() const { return mShown; }
+
+    /// Whether there are as many passes as are looked at.
+    bool areSettled() const { return mRecent.size() == kPasses; }
+
+private:
+    using Clock = std::chrono::steady_clock;
+    static constexpr std::size_t kPasses = 9;
+
+    std::deque<double> mRecent;
+    double mShown = 0;
+    Clock::time_point mShownSince;
+};
 
 /// What the window shows, and what keys and mouse do to it. Needs an OpenGL context while it lives.
 class Viewer
 {
 public:
-    /// @param player  the frames; must outlive the viewer
-    /// @param log     takes what filters print; must outlive the viewer
-    Viewer(Player& player, const demo::MessageLog& log);
-    ~Viewer();
+    /// Source and log, which takes what filters print, must outlive the viewer.
+    Viewer(FrameSource& source, const MessageLog& log, const std::vector<HelpLine>& help);
 
     /// Goes on to the next frame, unless the user has stopped it. Of a single picture the operator's time is taken
     /// again until it can be told.
     /// @return  seconds until it is to be called again
-    /// @throws std::runtime_error  when the input fails
     double tick();
 
-    /// Whether there is something new to draw.
-    bool isStale() const { return mIsStale; }
-
-    /// Draws into a window of that size.
     void draw(const cv::Size& window);
-
-    /// Operator and time of a pass.
     std::string title() const;
-
-    /// Whether the user wants to quit.
-    bool isDone() const { return mIsDone; }
+    bool isStale() const { return mIsStale; } ///< whether there is something new to draw
+    bool isDone() const { return mIsDone; }   ///< whether the user wants to quit
 
     // What keys do.
-    void nextOperator();
-    void previousOperator();
+    void nextOperator() { select((mIndex + 1) % shownOperators().size()); }
+    void previousOperator() { select((mIndex + shownOperators().size() - 1) % shownOperators().size()); }
     void nextParameter();
-    void increase();
-    void decrease();
+    void increase() { changeParameter(1); }
+    void decrease() { changeParameter(-1); }
     void resetParameters();
     void removeRegions();
     void learnMiddle();
@@ -64,35 +67,31 @@ public:
     void togglePause();
     void singleStep();
     void toggleOriginal();
-    void toggleInfo();
-    void toggleHelp();
+    void toggleInfo() { mShowsInfo = !mShowsInfo; }
+    void toggleHelp() { mShowsHelp = !mShowsHelp; }
     void savePicture();
     void quit() { mIsDone = true; }
 
-    /// What a drag of the mouse marks.
-    enum class Mark
-    {
-        REGION,
-        PATCH
-    };
-
-    // A drag of the mouse, in pixels of the window.
-    void beginDrag(Mark mark, const cv::Point& pixel);
+    // A drag of the mouse, in pixels of the window: it marks a patch to learn, or else a region.
+    void beginDrag(bool marksPatch, const cv::Point& pixel);
     void continueDrag(const cv::Point& pixel);
     void endDrag(const cv::Point& pixel);
 
 private:
     struct Drag
     {
-        Mark mark;
+        bool marksPatch;
         cv::Point from; ///< pixels of the frame
         cv::Point to;
+
+        /// From pixel to pixel, with all between them.
+        cv::Rect place() const { return cv::Rect(from, cv::Size(1, 1)) | cv::Rect(to, cv::Size(1, 1)); }
     };
 
-    const OperatorEntry& entry() const;
+    const catalogue::Operator& shown() const { return shownOperators()[mIndex]; }
     void select(std::size_t index);
     void makeOperator();
-    void takeFrame();
+    bool advance();
     void changeParameter(int steps);
     void changed();
 
@@ -100,21 +99,20 @@ private:
     void runOperator();
     void showResult(const Operator::Result& result);
     void drawFrames(Screen& screen, const Placement& placement) const;
-    void drawStrip(Screen& screen, const cv::Size& window);
     std::vector<Line> stripLines() const;
     std::string hint() const;
     void reportErrors();
 
-    Player& mPlayer;
-    const demo::MessageLog& mLog;
+    FrameSource& mSource;
+    const MessageLog& mLog;
+    std::vector<HelpLine> mHelp;
     Material mMaterial;
-    glsupport::RectTexture mPicture;       ///< what is shown, of the frame's size
-    std::vector<Operator::Values> mValues; ///< of each operator
-    std::size_t mIndex = 0;                ///< of the operator
-    std::size_t mParameter = 0;            ///< the chosen one of the operator
-    std::unique_ptr<Operator> mOperator;   ///< made when it is needed
-    std::unique_ptr<ColourView> mView;     ///< of the operator's result
-    std::vector<cv::Rect> mViewRegions;    ///< that the view has
+    RectTexture mPicture;                   ///< what is shown, of the frame's size
+    std::vector<catalogue::Values> mValues; ///< of each operator
+    std::size_t mIndex = 0;                 ///< of the operator
+    std::size_t mParameter = 0;             ///< the chosen one of the operator
+    std::unique_ptr<Operator> mOperator;    ///< made when it is needed
+    std::unique_ptr<ColourView> mView;      ///< of the operator's result
     PassTimes mTimes;
     std::string mFound; ///< by the last pass
     cv::Size mWindow;
@@ -130,4 +128,4 @@ private:
     std::set<std::string> mReported; ///< errors that were reported
 };
 
-} // namespace velmor::viewer
+} // namespace velmor::examples

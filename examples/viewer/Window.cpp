@@ -1,11 +1,7 @@
 #include "examples/viewer/Window.h"
 
-#include "examples/shared/FilterSupport.h"
-#include "examples/shared/MessageLog.h"
-#include "examples/shared/PictureFit.h"
+#include "examples/shared/Pictures.h"
 #include "examples/shared/Program.h"
-#include "examples/viewer/Commands.h"
-#include "examples/viewer/Player.h"
 #include "examples/viewer/Viewer.h"
 #include "glsupport/DriverAdapter.h"
 
@@ -22,12 +18,58 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
-#include <memory>
 #include <stdexcept>
-#include <string>
 
-namespace velmor::viewer {
+namespace velmor::examples {
 namespace {
+
+constexpr int kSpecialKey = 0x100; ///< what GLUT reports as a special key is put above all characters
+constexpr int kTab = '\t';
+constexpr int kEscape = 27;
+
+/// What some keys do: characters, or kSpecialKey + GLUT_KEY_...
+struct Command
+{
+    HelpLine help;
+    std::vector<int> keys;
+    void (Viewer::*run)() = nullptr;
+
+    Command& does(const std::string& effect, void (Viewer::*function)())
+    {
+        help.effect = effect;
+        run = function;
+        return *this;
+    }
+};
+
+/// @param shown  the keys for people
+Command on(const std::string& shown, const std::vector<int>& keys)
+{
+    return {{shown, {}}, keys};
+}
+
+const std::vector<Command>& commands()
+{
+    static const std::vector<Command> kCommands = {
+        on("Right, n", {kSpecialKey + GLUT_KEY_RIGHT, 'n'}).does("next operator", &Viewer::nextOperator),
+        on("Left, p", {kSpecialKey + GLUT_KEY_LEFT, 'p'}).does("previous operator", &Viewer::previousOperator),
+        on("Tab", {kTab}).does("choose the next parameter", &Viewer::nextParameter),
+        on("Up, +", {kSpecialKey + GLUT_KEY_UP, '+'}).does("increase it", &Viewer::increase),
+        on("Down, -", {kSpecialKey + GLUT_KEY_DOWN, '-'}).does("decrease it", &Viewer::decrease),
+        on("0", {'0'}).does("initial values of all parameters", &Viewer::resetParameters),
+        on("r", {'r'}).does("remove the regions", &Viewer::removeRegions),
+        on("c", {'c'}).does("learn the colours in the middle again", &Viewer::learnMiddle),
+        on("b", {'b'}).does("this frame becomes the second picture", &Viewer::keepAsSecond),
+        on("Space", {' '}).does("stop, go on", &Viewer::togglePause),
+        on(".", {'.'}).does("stop, one frame on", &Viewer::singleStep),
+        on("o", {'o'}).does("the frame as it is, and back", &Viewer::toggleOriginal),
+        on("i", {'i'}).does("line and frames off, on", &Viewer::toggleInfo),
+        on("s", {'s'}).does("save the picture as PNG, here", &Viewer::savePicture),
+        on("F1, h", {kSpecialKey + GLUT_KEY_F1, 'h'}).does("this list", &Viewer::toggleHelp),
+        on("Esc, q", {kEscape, 'q'}).does("quit", &Viewer::quit),
+    };
+    return kCommands;
+}
 
 /// What the one window shows: GLUT calls functions that know of no object.
 struct Shown
@@ -96,7 +138,9 @@ void onTimer(int)
 void onKey(int key)
 {
     withViewer([key](Viewer& viewer) {
-        runCommand(key, viewer);
+        for (const Command& command : commands())
+            if (std::find(command.keys.begin(), command.keys.end(), key) != command.keys.end())
+                (viewer.*command.run)();
         glutPostRedisplay();
     });
 }
@@ -107,7 +151,7 @@ void onMouse(int button, int state, int x, int y)
         return;
     withViewer([&](Viewer& viewer) {
         if (state == GLUT_DOWN)
-            viewer.beginDrag(button == GLUT_LEFT_BUTTON ? Viewer::Mark::REGION : Viewer::Mark::PATCH, {x, y});
+            viewer.beginDrag(button == GLUT_RIGHT_BUTTON, {x, y});
         else
             viewer.endDrag({x, y});
         glutPostRedisplay();
@@ -126,7 +170,7 @@ __attribute__((format(printf, 1, 0))) void onGlutError(const char* format, va_li
 {
     char text[256];
     std::vsnprintf(text, sizeof text, format, arguments);
-    demo::reportFailure(kProgramName, std::string("cannot open a window: ") + text);
+    reportFailure(kProgramName, std::string("cannot open a window: ") + text);
     std::exit(EXIT_FAILURE); // GLUT does not expect to go on
 }
 
@@ -141,29 +185,29 @@ void openWindow(const cv::Size& frame)
     glutInitDisplayMode(GLUT_RGB | GLUT_DOUBLE);
     const cv::Size screen(glutGet(GLUT_SCREEN_WIDTH), glutGet(GLUT_SCREEN_HEIGHT));
     const bool fits = frame.width <= screen.width && frame.height <= screen.height;
-    const cv::Size size = fits ? frame : demo::fittedSize(frame, screen);
+    const cv::Size size = fits ? frame : fittedSize(frame, screen);
     glutInitWindowSize(size.width, size.height);
     glutSetOption(GLUT_ACTION_ON_WINDOW_CLOSE, GLUT_ACTION_GLUTMAINLOOP_RETURNS);
     glutCreateWindow(kProgramName);
 }
 
-void prepareDriver(const demo::MessageLog& log)
+void prepareDriver(const MessageLog& log)
 {
     if (const GLenum error = glewInit(); error != GLEW_OK)
         throw std::runtime_error(std::string("cannot use OpenGL: ") +
                                  reinterpret_cast<const char*>(glewGetErrorString(error)));
-    const demo::MessageLog::Capture capture(log, STDOUT_FILENO);
+    const MessageLog::Capture capture(log, STDOUT_FILENO);
     std::cout << glsupport::DriverAdapter::install();
-    demo::requireFilterSupport(reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
+    requireFilterSupport(reinterpret_cast<const char*>(glGetString(GL_RENDERER)));
 }
 
 } // namespace
 
-void runWindow(Player& player, const demo::MessageLog& log)
+void runWindow(FrameSource& source, const MessageLog& log)
 {
-    openWindow(player.frame().size());
+    openWindow(source.size());
     prepareDriver(log);
-    shown.viewer = std::make_unique<Viewer>(player, log);
+    shown.viewer = std::make_unique<Viewer>(source, log, helpLines());
     glutDisplayFunc(onDisplay);
     glutKeyboardFunc([](unsigned char key, int, int) { onKey(key); });
     glutSpecialFunc([](int key, int, int) { onKey(kSpecialKey + key); });
@@ -176,4 +220,14 @@ void runWindow(Player& player, const demo::MessageLog& log)
         std::rethrow_exception(shown.error);
 }
 
-} // namespace velmor::viewer
+std::vector<HelpLine> helpLines()
+{
+    std::vector<HelpLine> lines;
+    for (const Command& command : commands())
+        lines.push_back(command.help);
+    lines.push_back({"Left drag", "a region of interest"});
+    lines.push_back({"Right drag", "colours to learn"});
+    return lines;
+}
+
+} // namespace velmor::examples

@@ -19,11 +19,11 @@ protected:
     /// Runs the program with a terminal as its standard error.
     ProgramEnd runOnTerminal(const Arguments& arguments) { return runCommandOnTerminal(commandOf(arguments)); }
 
-    /// Starts the program, and waits until it writes into its output folder.
+    /// Starts the program, and waits until it writes its video.
     void start(const Arguments& arguments, const std::string& outputFolder)
     {
         startCommand(commandOf(arguments));
-        waitForFile(outputFolder, ".unfinished/motion.mp4");
+        waitForFile(outputFolder, "motion.mp4");
     }
 
 private:

@@ -1,3 +1,4 @@
+#include "catalogue/Catalogue.h"
 #include "tests/demo/DemoTest.h"
 #include "tests/demo/SheetPictures.h"
 
@@ -8,33 +9,6 @@
 
 namespace velmor::tests {
 namespace {
-
-const char* const kOperators[] = {"And",
-                                  "Or",
-                                  "Xor",
-                                  "Not",
-                                  "Subtract",
-                                  "BGR2GRAY",
-                                  "RGB2GRAY",
-                                  "BGR2HSV",
-                                  "RGB2HSV",
-                                  "BayerRG2GRAY",
-                                  "BayerRG2RGB",
-                                  "GRAY2Sobel",
-                                  "Laplacian",
-                                  "FlipV",
-                                  "ColorGMM",
-                                  "ColorGMM2",
-                                  "Classify",
-                                  "PixelCount",
-                                  "NonMaxSupression",
-                                  "ColourDetector",
-                                  "Moments",
-                                  "ColourHist2D",
-                                  "FaceDetect",
-                                  "MotionSegment",
-                                  "ColorHistShader",
-                                  "DebugUInt2Float"};
 
 class GalleryPage : public DemoTest
 {
@@ -74,9 +48,9 @@ std::vector<std::string> filesShown(const std::string& text)
 
 void GalleryPage::expectEntries() const
 {
-    for (const char* const name : kOperators) {
-        SCOPED_TRACE(name);
-        const std::vector<std::string> files = filesShown(entry(name));
+    for (const catalogue::Operator& each : catalogue::operators()) {
+        SCOPED_TRACE(each.name);
+        const std::vector<std::string> files = filesShown(entry(each.name));
         EXPECT_GE(files.size(), 2u);
         for (const std::string& file : files)
             EXPECT_EQ(cv::imread(path("out/" + file).string()).cols, 446) << file;

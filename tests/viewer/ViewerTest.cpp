@@ -1,10 +1,9 @@
 #include "tests/viewer/ViewerTest.h"
 
-#include "tests/viewer/OperatorNames.h"
+#include "catalogue/Catalogue.h"
 
 #include <X11/Xlib.h>
 
-#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <limits>
@@ -29,10 +28,10 @@ std::string titleOf(Display* display, unsigned long window)
 
 std::size_t numberOf(const std::string& operatorName)
 {
-    const auto found = std::find(std::begin(kOperatorNames), std::end(kOperatorNames), operatorName);
-    if (found == std::end(kOperatorNames))
+    const catalogue::Operator* const found = catalogue::find(operatorName);
+    if (!found)
         throw std::runtime_error("there is no operator " + operatorName);
-    return static_cast<std::size_t>(found - std::begin(kOperatorNames));
+    return static_cast<std::size_t>(found - catalogue::operators().data());
 }
 
 } // namespace
@@ -86,7 +85,7 @@ void ViewerTest::goTo(const std::string& name) const
 {
     const std::string text = title();
     const std::size_t from = numberOf(text.substr(kTitleStart.size(), text.find("  ") - kTitleStart.size()));
-    const std::size_t count = std::size(kOperatorNames);
+    const std::size_t count = catalogue::operators().size();
     if (const std::size_t steps = (numberOf(name) + count - from) % count)
         press(std::vector<std::string>(steps, "n"));
     awaitTitle(kTitleStart + name + "  ");

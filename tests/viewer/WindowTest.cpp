@@ -1,6 +1,6 @@
 // The viewer's window.
 
-#include "tests/viewer/OperatorNames.h"
+#include "catalogue/Catalogue.h"
 #include "tests/viewer/PictureTest.h"
 
 #include <opencv2/imgcodecs.hpp>
@@ -83,8 +83,8 @@ TEST_F(Window, ATinyPictureIsNoTroubleToAnyOperator)
     ASSERT_TRUE(cv::imwrite(file, picture(cv::Rect(50, 50, 1, 1))));
     open(file);
     resize({100, 100}); // keys need a window that the pointer can be in
-    for (const char* const name : kOperatorNames)
-        goTo(name);
+    for (const catalogue::Operator& each : catalogue::operators())
+        goTo(each.name);
     quit();
 }
 
