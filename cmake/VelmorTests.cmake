@@ -9,8 +9,8 @@ function(velmor_test_environment kind variable)
         set(support ${PROJECT_SOURCE_DIR}/tests/support)
         list(APPEND environment LSAN_OPTIONS=suppressions=${support}/lsan.supp:print_suppressions=0)
         list(APPEND environment TSAN_OPTIONS=suppressions=${support}/tsan.supp:print_suppressions=0)
-        # The runtime guesses where the thread-local memory of loaded libraries begins, and the leak checker crashes on a
-        # wrong guess: whether there is one depends on the contents of the heap, down to the length of the build's path.
+        # The runtime guesses where the thread-local memory of loaded libraries begins, and the leak checker crashes on
+        # a wrong guess: whether there is one depends on the contents of the heap, down to the length of the build's path.
         set(asan_options intercept_tls_get_addr=0)
         if(kind STREQUAL unit) # the quick way through a stack misses callers of OpenCV, and suppressions name them
             string(APPEND asan_options :fast_unwind_on_malloc=0)
@@ -76,8 +76,8 @@ function(velmor_add_tests kind)
         SWEEPS ${arg_SWEEPS} EXCEPT ${arg_EXCEPT} LAUNCHER ${arg_LAUNCHER})
 endfunction()
 
-# velmor_add_memcheck(<program> [EXCEPT <filter>]): a program of tests that need no driver once more, under valgrind. The
-# sanitizers would be in its way. Children that death tests start are not followed.
+# velmor_add_memcheck(<program> [EXCEPT <filter>]): a program of tests that need no driver once more, under valgrind.
+# The sanitizers would be in its way. Children that death tests start are not followed.
 function(velmor_add_memcheck program)
     cmake_parse_arguments(arg "" EXCEPT "" ${ARGN})
     if(VELMOR_ASSERTIONS AND NOT VELMOR_SANITIZE)
