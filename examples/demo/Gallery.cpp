@@ -93,10 +93,9 @@ std::string row(const Sheet::Exhibits& exhibits, const Cell& cell)
     return text + "\n";
 }
 
-std::string entryText(const std::string& name, const Sheet::Exhibits& exhibits)
+std::string tableText(const Sheet::Exhibits& exhibits)
 {
-    std::string text = "## " + name + "\n\n";
-    text += row(exhibits, [](const auto& exhibit) { return exhibit.title; });
+    std::string text = row(exhibits, [](const auto& exhibit) { return exhibit.title; });
     text += row(exhibits, [](const auto&) { return std::string("---"); });
     text += row(exhibits, [](const auto& exhibit) {
         return "![" + exhibit.title + "](" + kGalleryFolderName + "/" + fileName(exhibit.title) + ")";
@@ -117,8 +116,9 @@ void writeGalleryPage(const Sheet& sheet, const Scene& scene, const std::filesys
         for (const Sheet::Exhibit& exhibit : sheet.exhibits())
             if (exhibit.title.substr(0, exhibit.title.find(',')) == each.name)
                 shown.push_back(exhibit);
+        text += "## " + each.name + "\n\n" + each.meaning + ".\n\n";
         if (shown.size() > inputs)
-            text += entryText(each.name, shown);
+            text += tableText(shown);
     }
     writeFile(folder / kGalleryPageName, text);
 

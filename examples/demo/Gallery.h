@@ -12,8 +12,8 @@ constexpr const char* kGalleryPageName = "gallery.md";
 constexpr const char* kGalleryFolderName = "gallery";
 constexpr const char* kOverviewName = "overview.jpg";
 
-/// Writes the pictures of a sheet as files, and a page in Markdown that shows for each operator what it gets and what
-/// it makes of it. Operators that the sheet has no result of are left out.
+/// Writes the pictures of a sheet as files, and a page in Markdown that says of each operator what it does, and shows
+/// what it gets and what it makes of it, where the sheet has that.
 void writeGalleryPage(const Sheet& sheet, const Scene& scene, const std::filesystem::path& folder);
 
 /// Writes a small sheet of the frames and of what operators of many kinds make of them, as far as the sheet has them: a
