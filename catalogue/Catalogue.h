@@ -79,15 +79,15 @@ enum class Need
 /// An operator, told by its name.
 struct Operator
 {
-    std::string name;    ///< of its class
-    std::string meaning; ///< what it does, in one sentence without a full stop
-    Kind kind = Kind::FILTER;
-    int sources = 1; ///< how many pictures or textures it takes
-    Data takes = Data::PICTURE;
-    Data gives = Data::PICTURE;
-    Regions regions = Regions::EACH;
-    Need need = Need::NOTHING;
-    std::vector<Parameter> parameters;
+    std::string name;                  ///< of its class
+    std::string meaning;               ///< what it does, in one sentence without a full stop
+    Kind kind = Kind::FILTER;          ///< what it runs on
+    int sources = 1;                   ///< how many pictures or textures it takes
+    Data takes = Data::PICTURE;        ///< what they hold
+    Data gives = Data::PICTURE;        ///< what it makes of them
+    Regions regions = Regions::EACH;   ///< what it makes of regions of interest
+    Need need = Need::NOTHING;         ///< what it needs beside numbers
+    std::vector<Parameter> parameters; ///< the numbers that it is set with
 };
 
 /// Values of parameters by name. Parameters that are left out have their initial values.

@@ -15,10 +15,10 @@ namespace velmor::catalogue {
 /// What an operator on images makes of one. Each operator fills what Operator::gives names, and leaves the rest empty.
 struct CpuResult
 {
-    std::optional<core::cvdata::Image> picture; ///< Data::MASK or Data::GREY: GREYSCALE, of the source's size
-    std::optional<core::cvdata::ColourHist2d> histogram;
-    core::cvdata::Blobs blobs;
-    std::vector<cv::Rect> rectangles; ///< in pixels of the source
+    std::optional<core::cvdata::Image> picture;          ///< Data::MASK or Data::GREY: GREYSCALE, of the source's size
+    std::optional<core::cvdata::ColourHist2d> histogram; ///< Data::HISTOGRAM
+    core::cvdata::Blobs blobs;                           ///< Data::BLOBS
+    std::vector<cv::Rect> rectangles;                    ///< Data::RECTANGLES: in pixels of the source
 };
 
 /// An operator with its settings. It keeps what it remembers of earlier images, and its copies share that.
