@@ -16,7 +16,6 @@
 namespace velmor::catalogue {
 namespace {
 
-using core::cvdata::ColourHist2d;
 using core::cvdata::Image;
 
 /// A result with a black picture of a source's size.

@@ -92,7 +92,8 @@ TEST_F(GpuFilters, EachIsMadeAndRuns)
             continue;
         SCOPED_TRACE(each.name);
         const auto filter = make(each.name);
-        EXPECT_EQ(boost::core::demangle(typeid(*filter).name()), "velmor::cvprocess::" + each.name);
+        const GpuStdShaders& made = *filter;
+        EXPECT_EQ(boost::core::demangle(typeid(made).name()), "velmor::cvprocess::" + each.name);
         EXPECT_TRUE(runs(*filter, each));
         expectNoGlError("the pass");
     }
