@@ -3,8 +3,8 @@
 # programs. Places are left out: where sources, build and installed tree lie, and lines.
 abi_of()
 {
-    abidw --exported-interfaces-only --drop-undefined-syms --no-architecture --no-elf-needed --no-corpus-path \
-        --no-comp-dir-path --no-show-locs --no-parameter-names --type-id-style hash \
+    abidw --suppressions "$sources/abi/internals.abignore" --exported-interfaces-only --drop-undefined-syms \
+        --no-architecture --no-elf-needed --no-corpus-path --no-comp-dir-path --no-show-locs --no-parameter-names --type-id-style hash \
         --headers-dir "$prefix/include/velmor" --drop-private-types "$(library "$1")" |
         sed "s,path='$(cd "$sources/../.." && pwd)/,path=',"
 }
