@@ -4,7 +4,8 @@
 abi_of()
 {
     abidw --suppressions "$sources/abi/internals.abignore" --exported-interfaces-only --drop-undefined-syms \
-        --no-architecture --no-elf-needed --no-corpus-path --no-comp-dir-path --no-show-locs --no-parameter-names --type-id-style hash \
+        --no-architecture --no-elf-needed --no-corpus-path --no-comp-dir-path --no-show-locs \
+        --no-parameter-names --type-id-style hash \
         --headers-dir "$prefix/include/velmor" --drop-private-types "$(library "$1")" |
         sed "s,path='$(cd "$sources/../.." && pwd)/,path=',"
 }
