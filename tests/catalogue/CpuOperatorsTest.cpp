@@ -114,8 +114,11 @@ TEST(CpuOperators, ColourHist2DTakesItsBinsAndItsRegion)
 
     region.region = {40, 30, 20, 10}; // all black
     EXPECT_EQ(makeCpu("ColourHist2D", {}, region)(source).histogram->getValue(7, 7, 7), 0.0);
-    region.region = {25, 15, 1000, 1000}; // only a part of it lies in the picture
-    EXPECT_DOUBLE_EQ(makeCpu("ColourHist2D", {}, region)(source).histogram->getValue(7, 7, 7), 1.0);
+    for (const cv::Rect& partly :
+         {cv::Rect(25, 15, 1000, 1000), cv::Rect(-5, -5, 20, 20)}) { // reach beyond the picture
+        region.region = partly;
+        EXPECT_DOUBLE_EQ(makeCpu("ColourHist2D", {}, region)(source).histogram->getValue(7, 7, 7), 1.0);
+    }
     EXPECT_DOUBLE_EQ(makeCpu("ColourHist2D")(source).histogram->getValue(7, 7, 7), 1.0);
 }
 
