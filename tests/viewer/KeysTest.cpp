@@ -1,5 +1,6 @@
 // What keys do to a picture.
 
+#include "catalogue/Catalogue.h"
 #include "tests/viewer/PictureTest.h"
 
 namespace velmor::tests {
@@ -46,11 +47,12 @@ TEST_F(Keys, OperatorsAndTheirParametersShowInThePicture)
 
     cv::Mat flipped;
     cv::flip(picture, flipped, 0);
-    press({"Right"});
-    awaitTitle("velmor-viewer: FlipV  ");
+    goTo("FlipV");
     awaitPicture(flipped);
+    press({"Right"});
+    awaitTitle("velmor-viewer: " + (catalogue::find("FlipV") + 1)->name + "  ");
     press({"Left"});
-    awaitTitle("velmor-viewer: Laplacian  ");
+    awaitTitle("velmor-viewer: FlipV  ");
     quit();
 }
 
