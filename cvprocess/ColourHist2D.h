@@ -1,7 +1,7 @@
 #pragma once
 
-#include "cvprocess/CvtColour.h"
 #include "analysis/Export.h"
+#include "cvprocess/CvtColour.h"
 
 namespace velmor::core::cvdata {
 class ColourHist2d;
