@@ -16,6 +16,7 @@
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <type_traits>
 
 using velmor::core::cvdata::Blobs;
@@ -67,7 +68,10 @@ TEST(Layout, TextureGpuHasItsFieldsInOrder)
     const TextureGpu texture(1, 2, 3, GL_FLOAT, GL_RGBA, GL_RGBA32F_ARB, GL_TEXTURE_RECTANGLE_ARB);
     EXPECT_TRUE(standInOrder({&texture, &texture.mTexId, &texture.mWidth, &texture.mHeight, &texture.mTexDataType,
                               &texture.mTexChanSeq, &texture.mTexInternalFormat, &texture.mTexTargetType}));
-    EXPECT_EQ(&texture.mTexTargetType - &texture.mTexChanSeq, 2); // with one field between them
+    const auto address = [](const GLenum& field) {
+        return reinterpret_cast<std::uintptr_t>(&field);
+    };
+    EXPECT_EQ(address(texture.mTexTargetType) - address(texture.mTexChanSeq), 8u); // with one field between them
 }
 
 TEST(Layout, ParameterContainerHasInitInTheThirdSlotAndTheCallBackInTheFourth)
