@@ -161,7 +161,7 @@ TEST_F(GpuStdShadersTest, ADestinationMadeAgainUnderItsNameIsNotAttachedAgain)
     other->execute(); // its framebuffer is bound: the filter's keeps what is deleted now
     glDeleteTextures(1, &kName);
     define();
-    // A filter knows textures by name, and draws into the one that had it before. This is meant; a new filter helps.
+    // A filter knows textures by name, and draws into the one that had it before. By design; a new filter helps.
     EXPECT_EQ(drawn(*filter), nothing);
     EXPECT_EQ(drawn(*makeQuietly<Not>(nullptr)), inverse);
     glDeleteTextures(1, &kName);
