@@ -19,14 +19,6 @@
 #include <utility>
 #include <vector>
 
-using velmor::core::cvdata::ColourHist2d;
-using velmor::cvprocess::BGR2HSV;
-using velmor::cvprocess::ColorHistShader;
-using velmor::cvprocess::FlipV;
-using velmor::cvprocess::Not;
-using velmor::cvprocess::PixelCount;
-using velmor::cvprocess::RGB2GRAY;
-using velmor::cvprocess::Subtract;
 using velmor::glsupport::RectTexture;
 using velmor::glsupport::StateGuard;
 
@@ -464,7 +456,7 @@ Items StateGuardTest::items() const
 /// A pass, and whatever else code inside a guard may do to what it keeps and does not make neutral.
 void StateGuardTest::disturb()
 {
-    const auto filter = makeQuietly<Subtract>();
+    const auto filter = makeQuietly<cvprocess::Subtract>();
     RectTexture destination(4, 4, RectTexture::RGBA8);
     filter->prepareExecution(*texture1, *texture2, destination);
     filter->execute();
@@ -501,21 +493,33 @@ TEST_F(StateGuardTest, EachItemIsRestoredAfterAPass)
     }
 }
 
+/// Sets everything, and tells what each item is then: some are parts of others.
+std::vector<Values> setAndRead(const Items& items)
+{
+    std::vector<Values> result;
+    for (const StateItem& item : items)
+        item.set();
+    for (const StateItem& item : items)
+        result.push_back(item.read());
+    return result;
+}
+
+void expectValues(const Items& items, const std::vector<Values>& expected)
+{
+    for (std::size_t i = 0; i < items.size(); ++i)
+        EXPECT_EQ(items[i].read(), expected[i]) << items[i].name;
+}
+
 TEST_F(StateGuardTest, AllItemsTogetherAreRestored)
 {
     const Items all = items();
-    std::vector<Values> set;
-    for (const StateItem& item : all)
-        item.set();
-    for (const StateItem& item : all)
-        set.push_back(item.read());
+    const std::vector<Values> set = setAndRead(all);
     {
         const StateGuard guard;
         const StateGuard nested;
         disturb();
     }
-    for (std::size_t i = 0; i < all.size(); ++i)
-        EXPECT_EQ(all[i].read(), set[i]) << all[i].name;
+    expectValues(all, set);
 }
 
 /// Compares what a pass relies on with what it needs, and tells how much that is.
@@ -571,11 +575,11 @@ Texel flipped(const Picture& picture, const Picture&, int x, int y)
 
 TEST_F(StateGuardTest, FiltersInsideAreRightWhateverTheApplicationHasSet)
 {
-    const auto subtract = makeQuietly<Subtract>();
-    const auto invert = makeQuietly<Not>(nullptr);
-    const auto toHsv = makeQuietly<BGR2HSV>();
-    const auto toGrey = makeQuietly<RGB2GRAY>();
-    const auto flip = makeQuietly<FlipV>();
+    const auto subtract = makeQuietly<cvprocess::Subtract>();
+    const auto invert = makeQuietly<cvprocess::Not>(nullptr);
+    const auto toHsv = makeQuietly<cvprocess::BGR2HSV>();
+    const auto toGrey = makeQuietly<cvprocess::RGB2GRAY>();
+    const auto flip = makeQuietly<cvprocess::FlipV>();
     const Picture picture = randomPicture(8, 4, 1), other = randomPicture(8, 4, 2);
     Picture ofAnyValue = picture;
     ofAnyValue.at(3, 1) = {-5.0f, 1e30f, 7.0f, 2.0f};
@@ -597,7 +601,7 @@ TEST_F(StateGuardTest, ACountInsideIsRightWhateverTheApplicationHasSet)
     std::vector<float> texels(20 * 10, 0.0f);
     for (const std::size_t place : {0u, 7u, 19u, 65u, 111u, 199u})
         texels[place] = 1.0f;
-    const auto filter = makeQuietly<PixelCount>();
+    const auto filter = makeQuietly<cvprocess::PixelCount>();
     expectInside([&] {
         RectTexture mask(20, 10, RectTexture::R32F), sums(20, 10, RectTexture::R32UI);
         mask.upload(texels.data());
@@ -622,19 +626,19 @@ TEST_F(StateGuardTest, AHistogramInsideIsRightWhateverTheApplicationHasSet)
     fill(8, 12, {0.25f, 0.75f, 0.75f, 1.0f});
     fill(25, 32, {0.75f, 0.75f, 0.75f, 1.0f});
     const std::vector<double> expected = {20 / 32.0, 1 / 32.0, 0, 0, 0, 0, 4 / 32.0, 7 / 32.0};
-    ColorHistShader::Param param;
+    cvprocess::ColorHistShader::Param param;
     param.mNBins1 = param.mNBins2 = param.mNBins3 = 2;
     param.mXres = 8;
     param.mYres = 4;
     param.mBlockSize = 4;
-    const auto filter = makeQuietly<ColorHistShader>(&param, nullptr);
+    const auto filter = makeQuietly<cvprocess::ColorHistShader>(&param, nullptr);
     expectInside([&] {
         RectTexture source(8, 4, RectTexture::RGBA32F), unread(8, 4, RectTexture::GREY8);
         RectTexture counts(8, 4, RectTexture::RGBA32F);
         source.upload(picture.texels.data());
         filter->prepareExecution(source, unread, counts);
         filter->execute();
-        ColourHist2d histogram(2, 2, 2);
+        core::cvdata::ColourHist2d histogram(2, 2, 2);
         filter->copyHistoFromGPU(histogram);
         for (unsigned k = 0; k < 8; ++k)
             EXPECT_EQ(histogram.data()[k], expected[k]) << k;
@@ -699,11 +703,7 @@ void StateGuardTest::expectKeptByAnOldDriver(bool hasDrawBuffersApart)
     const auto isThere = [&](const StateItem& item) {
         return std::any_of(all.begin(), all.end(), [&](const StateItem& other) { return other.name == item.name; });
     };
-    std::vector<Values> set;
-    for (const StateItem& item : all)
-        item.set();
-    for (const StateItem& item : all)
-        set.push_back(item.read());
+    const std::vector<Values> set = setAndRead(all);
     {
         const StateGuard guard;
         expectNeutral(all);
@@ -714,8 +714,7 @@ void StateGuardTest::expectKeptByAnOldDriver(bool hasDrawBuffersApart)
         }
         glViewport(0, 0, 1, 1); // as a pass does; it would draw nothing with what is still on
     }
-    for (std::size_t i = 0; i < all.size(); ++i)
-        EXPECT_EQ(all[i].read(), set[i]) << all[i].name;
+    expectValues(all, set);
 }
 
 TEST_F(StateGuardTest, AnOldDriverIsAskedForNothingThatItLacks)
@@ -785,7 +784,7 @@ TEST_F(StateGuardTest, WhatWasDeletedInsideIsNotBoundAgain)
 
 TEST_F(StateGuardTest, FullAttributeStacksAreLeftAlone)
 {
-    const auto filter = makeQuietly<Subtract>();
+    const auto filter = makeQuietly<cvprocess::Subtract>();
     RectTexture destination(4, 4, RectTexture::RGBA8);
     glLineWidth(3.0f);
     glPixelStorei(GL_PACK_ALIGNMENT, 2);
