@@ -89,6 +89,13 @@ GLuint attachStages(const Stages& stages)
     return program;
 }
 
+/// A program with a geometry stage between two stages that pass on what they get.
+GLuint attachWithGeometry(const std::string& geometry)
+{
+    return attachStages(
+        {{GL_VERTEX_SHADER, kPassVertex}, {GL_GEOMETRY_SHADER_EXT, geometry}, {GL_FRAGMENT_SHADER, kPassColour}});
+}
+
 GLuint build(const Stages& stages)
 {
     const GLuint program = attachStages(stages);
@@ -101,6 +108,15 @@ void setGeometry(GLuint program, GLint input, GLint output, GLint vertices)
     glProgramParameteriEXT(program, GL_GEOMETRY_INPUT_TYPE_EXT, input);
     glProgramParameteriEXT(program, GL_GEOMETRY_OUTPUT_TYPE_EXT, output);
     glProgramParameteriEXT(program, GL_GEOMETRY_VERTICES_OUT_EXT, vertices);
+}
+
+/// A program whose geometry stage makes one point of each primitive.
+GLuint buildWithGeometry(GLint primitives, const std::string& main)
+{
+    const GLuint program = attachWithGeometry(kGeometryHead + main);
+    setGeometry(program, primitives, GL_POINTS, 1);
+    EXPECT_TRUE(links(program));
+    return program;
 }
 
 /// A row of float texels to draw into, all of them -1 at first.
@@ -179,6 +195,15 @@ void main()
 void setInt(GLuint program, const char* name, int value)
 {
     glUniform1i(glGetUniformLocation(program, name), value);
+}
+
+/// Draws with a program of numbered points, which is to fill a row.
+void drawNumberedPoints(GLuint program, int count)
+{
+    glUseProgram(program);
+    setInt(program, "count", count);
+    setInt(program, "width", count);
+    drawPoints(1);
 }
 
 GLint integer(GLenum name)
@@ -840,17 +865,13 @@ TEST_F(DriverAdapterTest, AnAreaFillsThePixelsBetweenItsEdges)
 
 TEST_F(DriverAdapterTest, AGeometryStageGetsVerticesWhereTheyAre)
 {
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
-                                         {GL_GEOMETRY_SHADER_EXT, std::string(kGeometryHead) + R"(void main()
+    const GLuint program = buildWithGeometry(GL_POINTS, R"(void main()
 {
     gl_Position = vec4(-1.0, -1.0, 0.0, 1.0);
     gl_FrontColor = gl_PositionIn[0];
     EmitVertex();
 }
-)"},
-                                         {GL_FRAGMENT_SHADER, kPassColour}});
-    setGeometry(program, GL_POINTS, GL_POINTS, 1);
-    ASSERT_TRUE(links(program));
+)");
     const Row row(2);
     glUseProgram(program);
     glBegin(GL_POINTS);
@@ -999,17 +1020,12 @@ void main()
 
 TEST_F(DriverAdapterTest, ParametersCountAtTheLinkAfterThem)
 {
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
-                                         {GL_GEOMETRY_SHADER_EXT, kNumberedPoints},
-                                         {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLuint program = attachWithGeometry(kNumberedPoints);
     for (const int vertices : {2, 4, 3}) {
         setGeometry(program, GL_POINTS, GL_POINTS, vertices);
         ASSERT_TRUE(links(program));
         const Row row(4);
-        glUseProgram(program);
-        setInt(program, "count", 4);
-        setInt(program, "width", 4);
-        drawPoints(1);
+        drawNumberedPoints(program, 4);
         std::vector<float> expected = {0, 1, 2, 3};
         std::fill(expected.begin() + vertices, expected.end(), -1.0f);
         EXPECT_EQ(row.reds(), expected) << vertices;
@@ -1019,16 +1035,11 @@ TEST_F(DriverAdapterTest, ParametersCountAtTheLinkAfterThem)
 TEST_F(DriverAdapterTest, NoVertexIsLostUpToTheLimit)
 {
     const int vertices = integer(GL_MAX_GEOMETRY_OUTPUT_VERTICES_EXT);
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
-                                         {GL_GEOMETRY_SHADER_EXT, kNumberedPoints},
-                                         {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLuint program = attachWithGeometry(kNumberedPoints);
     setGeometry(program, GL_POINTS, GL_POINTS, vertices);
     ASSERT_TRUE(links(program));
     const Row row(static_cast<unsigned>(vertices));
-    glUseProgram(program);
-    setInt(program, "count", vertices);
-    setInt(program, "width", vertices);
-    drawPoints(1);
+    drawNumberedPoints(program, vertices);
     std::vector<float> expected(static_cast<std::size_t>(vertices));
     std::iota(expected.begin(), expected.end(), 0.0f);
     EXPECT_EQ(row.reds(), expected);
@@ -1036,17 +1047,13 @@ TEST_F(DriverAdapterTest, NoVertexIsLostUpToTheLimit)
 
 TEST_F(DriverAdapterTest, LinesComeInPairs)
 {
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
-                                         {GL_GEOMETRY_SHADER_EXT, std::string(kGeometryHead) + R"(void main()
+    const GLuint program = buildWithGeometry(GL_LINES, R"(void main()
 {
     gl_Position = gl_PositionIn[gl_VerticesIn - 1];
     gl_FrontColor = gl_FrontColorIn[0] + vec4(float(gl_VerticesIn));
     EmitVertex();
 }
-)"},
-                                         {GL_FRAGMENT_SHADER, kPassColour}});
-    setGeometry(program, GL_LINES, GL_POINTS, 1);
-    ASSERT_TRUE(links(program));
+)");
     const Row row(3);
     glUseProgram(program);
     glBegin(GL_LINES);
@@ -1060,18 +1067,14 @@ TEST_F(DriverAdapterTest, LinesComeInPairs)
 
 TEST_F(DriverAdapterTest, WithoutANumberOfVerticesNothingLinks)
 {
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
-                                         {GL_GEOMETRY_SHADER_EXT, kNumberedPoints},
-                                         {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLuint program = attachWithGeometry(kNumberedPoints);
     setGeometry(program, GL_POINTS, GL_POINTS, 0);
     EXPECT_FALSE(links(program));
 }
 
 TEST_F(DriverAdapterTest, WrongParametersAreErrorsAndChangeNothing)
 {
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
-                                         {GL_GEOMETRY_SHADER_EXT, kNumberedPoints},
-                                         {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLuint program = attachWithGeometry(kNumberedPoints);
     setGeometry(program, GL_POINTS, GL_POINTS, 4);
     const struct
     {
@@ -1093,18 +1096,13 @@ TEST_F(DriverAdapterTest, WrongParametersAreErrorsAndChangeNothing)
     }
     ASSERT_TRUE(links(program));
     const Row row(4);
-    glUseProgram(program);
-    setInt(program, "count", 4);
-    setInt(program, "width", 4);
-    drawPoints(1);
+    drawNumberedPoints(program, 4);
     EXPECT_EQ(row.reds(), (std::vector<float>{0, 1, 2, 3}));
 }
 
 TEST_F(DriverAdapterTest, AnEmptyGeometryStageIsLeftOutOfEveryLink)
 {
-    const GLuint program = attachStages({{GL_VERTEX_SHADER, kPassVertex},
-                                         {GL_GEOMETRY_SHADER_EXT, " // nothing\n"},
-                                         {GL_FRAGMENT_SHADER, kPassColour}});
+    const GLuint program = attachWithGeometry(" // nothing\n");
     const GLuint geometry = glCreateShader(GL_GEOMETRY_SHADER_EXT);
     EXPECT_TRUE(compiles(geometry, ""));
     glAttachShader(program, geometry);
@@ -1134,10 +1132,7 @@ TEST_F(DriverAdapterTest, OtherStagesThatCannotBeRewrittenAreLinkedAsTheyAre)
     setGeometry(program, GL_POINTS, GL_POINTS, 1);
     ASSERT_TRUE(links(program));
     const Row row(1);
-    glUseProgram(program);
-    setInt(program, "count", 1);
-    setInt(program, "width", 1);
-    drawPoints(1);
+    drawNumberedPoints(program, 1);
     EXPECT_EQ(row.reds(), std::vector<float>{1});
 }
 
