@@ -3,9 +3,6 @@
 #include "glsupport/RectTexture.h"
 #include "tests/support/PixelTest.h"
 
-#include <algorithm>
-#include <cmath>
-
 namespace velmor::tests {
 namespace {
 
@@ -14,18 +11,15 @@ using And = PixelTest;
 /// Channels of 0 and 1 are exact in every format.
 constexpr float kExact = 0.0f;
 
-Texel both(const Texel& a, const Texel& b)
+float both(float a, float b)
 {
-    Texel result;
-    for (std::size_t i = 0; i < 4; ++i)
-        result[i] = a[i] > 0.0f && b[i] > 0.0f ? 1.0f : 0.0f;
-    return result;
+    return a > 0.0f && b > 0.0f ? 1.0f : 0.0f;
 }
 
 TEST_F(And, OfFloats)
 {
     const auto filter = makeQuietly<cvprocess::And>();
-    expectPixels(*filter, true, both, kExact);
+    expectPixels(*filter, true, perChannel(both), kExact);
 }
 
 TEST_F(And, OfBytes)

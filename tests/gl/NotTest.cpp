@@ -2,9 +2,6 @@
 
 #include "tests/support/PixelTest.h"
 
-#include <algorithm>
-#include <cmath>
-
 namespace velmor::tests {
 namespace {
 
@@ -13,18 +10,15 @@ using Not = PixelTest;
 /// One subtraction of values on 0..1 rounds by half a unit in the last place of at most 1.
 constexpr float kRounding = 6e-8f;
 
-Texel complement(const Texel& a, const Texel&)
+float complement(float a, float)
 {
-    Texel result;
-    for (std::size_t i = 0; i < 4; ++i)
-        result[i] = 1.0f - a[i];
-    return result;
+    return 1.0f - a;
 }
 
 TEST_F(Not, OfFloats)
 {
     const auto filter = makeQuietly<cvprocess::Not>(nullptr);
-    expectPixels(*filter, false, complement, kRounding);
+    expectPixels(*filter, false, perChannel(complement), kRounding);
 }
 
 TEST_F(Not, OfBytes)

@@ -3,7 +3,6 @@
 #include "tests/support/PixelTest.h"
 
 #include <algorithm>
-#include <cmath>
 
 namespace velmor::tests {
 namespace {
@@ -13,18 +12,15 @@ using Or = PixelTest;
 /// One addition of values on 0..1 rounds by half a unit in the last place of at most 2.
 constexpr float kRounding = 1.2e-7f;
 
-Texel saturatedSum(const Texel& a, const Texel& b)
+float saturatedSum(float a, float b)
 {
-    Texel result;
-    for (std::size_t i = 0; i < 4; ++i)
-        result[i] = std::clamp(a[i] + b[i], 0.0f, 1.0f);
-    return result;
+    return std::clamp(a + b, 0.0f, 1.0f);
 }
 
 TEST_F(Or, OfFloats)
 {
     const auto filter = makeQuietly<cvprocess::Or>(nullptr);
-    expectPixels(*filter, true, saturatedSum, kRounding);
+    expectPixels(*filter, true, perChannel(saturatedSum), kRounding);
 }
 
 TEST_F(Or, OfBytes)

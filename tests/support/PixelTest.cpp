@@ -121,6 +121,15 @@ Bytes pixel(const Image& image, unsigned x, unsigned y)
 
 } // namespace
 
+PixelRule perChannel(const std::function<float(float, float)>& rule)
+{
+    return [rule](const Texel& first, const Texel& second) {
+        Texel result;
+        std::transform(first.begin(), first.end(), second.begin(), result.begin(), rule);
+        return result;
+    };
+}
+
 ByteRule perByte(const std::function<int(int, int)>& rule)
 {
     return [rule](const Bytes& a, const Bytes& b) {

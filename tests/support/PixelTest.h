@@ -44,6 +44,9 @@ core::cvdata::Image photograph(core::cvdata::Image::ChannelLayout layout);
 /// second.
 using PixelRule = std::function<Texel(const Texel&, const Texel&)>;
 
+/// A rule that treats each channel alike.
+PixelRule perChannel(const std::function<float(float, float)>& rule);
+
 /// The same for pixels of three bytes.
 using Bytes = std::array<unsigned char, 3>;
 using ByteRule = std::function<Bytes(const Bytes&, const Bytes&)>;
