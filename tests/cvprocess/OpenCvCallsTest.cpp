@@ -16,10 +16,7 @@
 #include <utility>
 
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::FaceDetect;
-using velmor::cvprocess::Moments;
 using velmor::cvprocess::MotionSegment;
-using velmor::math::SquareMatrix;
 
 namespace velmor::tests {
 namespace {
@@ -45,7 +42,7 @@ TEST(OpenCvCalls, MotionSegmentReleasesTheSpareTheHistoryTheSpareFloatAndTheRing
 
 TEST(OpenCvCalls, FaceDetectReleasesTheStorageBeforeTheCascade)
 {
-    std::optional<FaceDetect> detector(std::in_place, kCascade);
+    std::optional<cvprocess::FaceDetect> detector(std::in_place, kCascade);
     OpenCvCalls calls;
     const Calls expected = {{"cvReleaseMemStorage", detector->mStorage},
                             {"cvReleaseHaarClassifierCascade", detector->mCascade}};
@@ -72,10 +69,10 @@ private:
 
 TEST(OpenCvCalls, MomentsReleasesTheStorageTheMatrixAndTheImage)
 {
-    std::optional<Moments> moments(std::in_place);
+    std::optional<cvprocess::Moments> moments(std::in_place);
     OpenCvCalls calls;
     delete moments->mEigenMatrix;
-    moments->mEigenMatrix = new Noted<SquareMatrix>(calls, "matrix", 2u);
+    moments->mEigenMatrix = new Noted<math::SquareMatrix>(calls, "matrix", 2u);
     moments->mWorkImage = new Noted<Image>(calls, "image", 6u, 4u, Image::GREYSCALE);
     const Calls expected = {{"cvReleaseMemStorage", moments->mStorage}, {"matrix", nullptr}, {"image", nullptr}};
     moments.reset();
@@ -86,7 +83,7 @@ TEST(OpenCvCalls, MomentsReleasesTheStorageTheMatrixAndTheImage)
 
 TEST(OpenCvCalls, FaceDetectClearsItsStorageBeforeEachSearch)
 {
-    FaceDetect detector(kCascade);
+    cvprocess::FaceDetect detector(kCascade);
     Image image(50, 45, Image::GREYSCALE);
     const Calls expected = {{"cvClearMemStorage", detector.mStorage}, {"cvHaarDetectObjects", detector.mStorage}};
     OpenCvCalls calls;

@@ -8,10 +8,7 @@
 #include <numeric>
 #include <random>
 
-using velmor::core::cvdata::ColourHist2d;
 using velmor::core::cvdata::Image;
-using velmor::cvprocess::ColourHist2D;
-using velmor::cvprocess::CvtColour;
 using velmor::glsupport::RectTexture;
 
 namespace velmor::tests {
@@ -108,8 +105,9 @@ protected:
         counts.upload(Picture(like.width(), like.height(), {-7.0f, -8.0f, -9.0f, -10.0f}).texels.data());
         if (region)
             filter->addROI(region->x0, region->y0, region->x1, region->y1);
-        ColourHist2d histogram(static_cast<unsigned char>(bins.first), static_cast<unsigned char>(bins.second),
-                               static_cast<unsigned char>(bins.third));
+        core::cvdata::ColourHist2d histogram(static_cast<unsigned char>(bins.first),
+                                             static_cast<unsigned char>(bins.second),
+                                             static_cast<unsigned char>(bins.third));
         const Output output = capture([&] {
             filter->prepareExecution(source, mask, counts);
             filter->execute();
@@ -228,8 +226,8 @@ TEST_F(ColorHistShader, AgreesWithTheHistogramOfTheCpuOnAFrame)
     const Region region = {30, 20, 229, 119};
     const std::vector<double> actual = run(source, source, {8, 8, 8}, 10, &region);
 
-    ColourHist2d expected(8, 8, 8);
-    ColourHist2D::computeHistogram(frame, expected, 30, 20, 200, 100, CvtColour::RGB, nullptr);
+    core::cvdata::ColourHist2d expected(8, 8, 8);
+    cvprocess::ColourHist2D::computeHistogram(frame, expected, 30, 20, 200, 100, cvprocess::CvtColour::RGB, nullptr);
     for (unsigned k = 0; k < actual.size(); ++k)
         EXPECT_NEAR(actual[k], expected.data()[k] * region.pixels(), 1e-6) << k;
 }
@@ -250,7 +248,7 @@ TEST_F(ColorHistShader, CountsTheNextFrameFromZero)
         source.upload(picture.texels.data());
         filter->prepareExecution(source, mask, counts);
         filter->execute();
-        ColourHist2d histogram(4, 4, 4);
+        core::cvdata::ColourHist2d histogram(4, 4, 4);
         filter->copyHistoFromGPU(histogram);
         std::vector<double> actual(64);
         for (unsigned k = 0; k < 64; ++k)

@@ -8,10 +8,6 @@
 #include "glsupport/RectTexture.h"
 #include "tests/support/PixelTest.h"
 
-using velmor::core::cvdata::TextureGpu;
-using velmor::cvprocess::FlipV;
-using velmor::cvprocess::GlFbo;
-using velmor::cvprocess::GpuStdShaders;
 using velmor::cvprocess::Not;
 using velmor::cvprocess::Subtract;
 using velmor::glsupport::RectTexture;
@@ -77,7 +73,7 @@ TEST_F(GpuStdShadersTest, ALinearFilterMixesTheTexelsOfAStretchedSource)
     const float texels[] = {0.0f, 1.0f};
     source.upload(texels);
     setLinearFilter(source);
-    const auto expectMixed = [&](GpuStdShaders& filter, const std::vector<float>& expected) {
+    const auto expectMixed = [&](cvprocess::GpuStdShaders& filter, const std::vector<float>& expected) {
         fill(destination, kSentinel);
         filter.prepareExecution(source, destination);
         filter.execute();
@@ -87,7 +83,7 @@ TEST_F(GpuStdShadersTest, ALinearFilterMixesTheTexelsOfAStretchedSource)
     };
     // Pixel x shows the place (x + 0.5) / 4, and the middles of the texels lie at 0.5 and 1.5.
     const float e = 0.125f;
-    expectMixed(*makeQuietly<FlipV>(), {0.0f, 0.0f, e, 3 * e, 5 * e, 7 * e, 1.0f, 1.0f});
+    expectMixed(*makeQuietly<cvprocess::FlipV>(), {0.0f, 0.0f, e, 3 * e, 5 * e, 7 * e, 1.0f, 1.0f});
     expectMixed(*makeQuietly<Not>(nullptr), {1.0f, 1.0f, 7 * e, 5 * e, 3 * e, e, 0.0f, 0.0f});
 }
 
@@ -135,7 +131,7 @@ TEST_F(GpuStdShadersTest, ADestinationMadeAgainUnderItsNameIsNotAttachedAgain)
     // Drivers give a name anew sooner or later. Here it is taken by binding it.
     const GLenum target = GL_TEXTURE_RECTANGLE_ARB;
     constexpr GLuint kName = 1000;
-    TextureGpu destination(kName, 4, 3, GL_FLOAT, GL_RED, GL_R32F, target);
+    core::cvdata::TextureGpu destination(kName, 4, 3, GL_FLOAT, GL_RED, GL_R32F, target);
     const auto define = [&] {
         const std::vector<float> texels(12, kSentinel);
         glBindTexture(target, kName);
@@ -143,7 +139,7 @@ TEST_F(GpuStdShadersTest, ADestinationMadeAgainUnderItsNameIsNotAttachedAgain)
     };
     RectTexture source(4, 3, RectTexture::R32F), elsewhere(4, 3, RectTexture::R32F);
     fill(source, 0.25f);
-    const auto drawn = [&](GpuStdShaders& filter) {
+    const auto drawn = [&](cvprocess::GpuStdShaders& filter) {
         filter.prepareExecution(source, destination);
         filter.execute();
         std::vector<float> texels(12);
@@ -239,7 +235,7 @@ TEST_F(GpuStdShadersTest, APassEndsWithTheStatedState)
     RectTexture a(6, 5, RectTexture::RGBA8), b(6, 5, RectTexture::RGBA8), c(6, 5, RectTexture::RGBA8);
     glEnable(GL_DEPTH_TEST);
     filter->prepareExecution(a, b, c);
-    GlFbo::disable();
+    cvprocess::GlFbo::disable();
     filter->execute();
 
     const auto integer = [](GLenum name) {

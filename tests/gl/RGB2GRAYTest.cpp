@@ -3,9 +3,6 @@
 #include "cvprocess/gpuStdShaders/BGR2GRAY.h"
 #include "tests/support/ReferenceRules.h"
 
-using velmor::core::cvdata::Image;
-using velmor::cvprocess::BGR2GRAY;
-
 namespace velmor::tests {
 namespace {
 
@@ -24,13 +21,14 @@ TEST_F(RGB2GRAY, OfFloats)
 TEST_F(RGB2GRAY, OfAFrame)
 {
     const auto filter = makeQuietly<cvprocess::RGB2GRAY>();
-    expectFrame(*filter, perPixel(luminance, kRounding), photograph(Image::RGB));
+    expectFrame(*filter, perPixel(luminance, kRounding), photograph(core::cvdata::Image::RGB));
 }
 
 TEST_F(RGB2GRAY, GivesTheSameAsBGR2GRAY)
 {
     const Picture picture = randomPicture(31, 37, 5);
-    EXPECT_EQ(run(*makeQuietly<cvprocess::RGB2GRAY>(), picture).texels, run(*makeQuietly<BGR2GRAY>(), picture).texels);
+    EXPECT_EQ(run(*makeQuietly<cvprocess::RGB2GRAY>(), picture).texels,
+              run(*makeQuietly<cvprocess::BGR2GRAY>(), picture).texels);
 }
 
 } // namespace
