@@ -429,22 +429,37 @@ TEST_F(GlShaderMgrOnAFreshContext, UseAndResetProgObj)
     EXPECT_EQ(gl.take(), (Calls{"glUseProgram(9)", "glUseProgram(0)"}));
 }
 
+using Version = std::pair<int, int>; ///< major and minor
+
 struct VersionCase
 {
     std::optional<const char*> text;
-    int major;
-    int minor;
+    Version version;
 };
+
+/// What a query of versions tells, and what it prints.
+struct Answer
+{
+    Version version = {-1, -1};
+    Output output;
+};
+
+template<typename Query>
+Answer answer(const Query& query)
+{
+    Answer result;
+    result.output = capture([&] { query(result.version.first, result.version.second); });
+    return result;
+}
 
 TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionReadsTheFirstTwoNumbers)
 {
-    for (const VersionCase& each : {VersionCase{"2.1.2 Somebody 1.2", 2, 1}, VersionCase{"4.5 (Compatibility)", 4, 5},
-                                    VersionCase{"10.11", 10, 11}}) {
+    for (const VersionCase& each : {VersionCase{"2.1.2 Somebody 1.2", {2, 1}},
+                                    VersionCase{"4.5 (Compatibility)", {4, 5}}, VersionCase{"10.11", {10, 11}}}) {
         gl.version = each.text;
-        int major = -1, minor = -1;
-        const Output output = capture([&] { GlShaderMgr::getGlVersion(major, minor); });
-        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(each.major, each.minor));
-        EXPECT_EQ(output.out + output.err, "");
+        const Answer actual = answer(GlShaderMgr::getGlVersion);
+        EXPECT_EQ(actual.version, each.version);
+        EXPECT_EQ(actual.output.out + actual.output.err, "");
     }
 }
 
@@ -454,11 +469,10 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionOfNonsenseIs0AndReported)
          {std::optional<const char*>(), std::optional<const char*>(""), std::optional<const char*>("OpenGL ES 2.0"),
           std::optional<const char*>("2"), std::optional<const char*>("2.x")}) {
         gl.version = text;
-        int major = -1, minor = -1;
-        const Output output = capture([&] { GlShaderMgr::getGlVersion(major, minor); });
-        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
-        EXPECT_EQ(output.err, "Invalid GL_VERSION format!!\n");
-        EXPECT_EQ(output.out, "");
+        const Answer actual = answer(GlShaderMgr::getGlVersion);
+        EXPECT_EQ(actual.version, Version(0, 0));
+        EXPECT_EQ(actual.output.err, "Invalid GL_VERSION format!!\n");
+        EXPECT_EQ(actual.output.out, "");
     }
 }
 
@@ -466,19 +480,16 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionFromOpenGl2OnReadsTheLanguageVe
 {
     gl.version = "2.0";
     gl.glslVersion = "1.10 Somebody";
-    int major = -1, minor = -1;
-    GlShaderMgr::getGlslVersion(major, minor);
-    EXPECT_EQ(std::make_pair(major, minor), std::make_pair(1, 10));
+    EXPECT_EQ(answer(GlShaderMgr::getGlslVersion).version, Version(1, 10));
 }
 
 TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfNonsenseIs0AndReported)
 {
     for (const std::optional<const char*> text : {std::optional<const char*>(), std::optional<const char*>("one")}) {
         gl.glslVersion = text;
-        int major = -1, minor = -1;
-        const Output output = capture([&] { GlShaderMgr::getGlslVersion(major, minor); });
-        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
-        EXPECT_EQ(output.err, "Invalid GL_SHADING_LANGUAGE_VERSION format!\n");
+        const Answer actual = answer(GlShaderMgr::getGlslVersion);
+        EXPECT_EQ(actual.version, Version(0, 0));
+        EXPECT_EQ(actual.output.err, "Invalid GL_SHADING_LANGUAGE_VERSION format!\n");
     }
 }
 
@@ -486,26 +497,22 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfOpenGl1GoesByTheExtension)
 {
     gl.version = "1.5";
     gl.extensions = "GL_ARB_multitexture GL_ARB_shading_language_100 GL_ARB_depth_texture";
-    int major = -1, minor = -1;
-    GlShaderMgr::getGlslVersion(major, minor);
-    EXPECT_EQ(std::make_pair(major, minor), std::make_pair(1, 9));
+    EXPECT_EQ(answer(GlShaderMgr::getGlslVersion).version, Version(1, 9));
     for (const std::optional<const char*> extensions :
          {std::optional<const char*>("GL_ARB_multitexture"), std::optional<const char*>()}) {
         gl.extensions = extensions;
-        major = minor = -1;
-        const Output output = capture([&] { GlShaderMgr::getGlslVersion(major, minor); });
-        EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
-        EXPECT_EQ(output.err, "");
+        const Answer actual = answer(GlShaderMgr::getGlslVersion);
+        EXPECT_EQ(actual.version, Version(0, 0));
+        EXPECT_EQ(actual.output.err, "");
     }
 }
 
 TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionWithoutAnOpenGlVersionIs0)
 {
     gl.version = "nonsense";
-    int major = -1, minor = -1;
-    const Output output = capture([&] { GlShaderMgr::getGlslVersion(major, minor); });
-    EXPECT_EQ(std::make_pair(major, minor), std::make_pair(0, 0));
-    EXPECT_EQ(output.err, "Invalid GL_VERSION format!!\n");
+    const Answer actual = answer(GlShaderMgr::getGlslVersion);
+    EXPECT_EQ(actual.version, Version(0, 0));
+    EXPECT_EQ(actual.output.err, "Invalid GL_VERSION format!!\n");
 }
 
 TEST_F(GlShaderMgrScript, DestructionDeletesProgramsThenShadersInTheOrderOfTheirKeys)
