@@ -80,10 +80,7 @@ TEST_F(DebugUInt2Float, PreparingForATextureAttachesBothAndChecksOnce)
 {
     view->prepareExecution(source, destination);
     EXPECT_EQ(gl.take(), attachment(0, 101) + attachment(1, 102) + Calls({kReadBinding, kStatus}));
-    EXPECT_EQ(view->mXresSrcTex1, 64);
-    EXPECT_EQ(view->mYresSrcTex1, 48);
-    EXPECT_EQ(view->mXresDstTex1, 32);
-    EXPECT_EQ(view->mYresDstTex1, 24);
+    expectSizes(*view, {64, 48}, {32, 24});
 }
 
 TEST_F(DebugUInt2Float, PreparingAgainAttachesWithoutAskingWhatIsAttached)

@@ -28,6 +28,7 @@
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "cvprocess/gpuStdShaders/Xor.h"
 #include "tests/script/PassCalls.h"
+#include "tests/script/Traced.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Models.h"
 #include "tests/support/ShaderText.h"
@@ -509,28 +510,6 @@ TEST_P(FilterFamilyScript, InstancesOwnProgramsAndFramebuffersOfTheirOwn)
     EXPECT_EQ(gl.programs.size(), 2u);
     EXPECT_EQ(gl.framebuffers.size(), 2u);
 }
-
-/// A filter that tells which stages of its pass are reached as virtual calls.
-template<typename Filter>
-struct Traced : Filter
-{
-    using Filter::Filter;
-
-    void prepareDisplayList() override
-    {
-        trace += "list ";
-        Filter::prepareDisplayList();
-    }
-    void setGlOne2OneTexelMapping() override { trace += "mapping "; }
-    void executeInitStage() override
-    {
-        trace += "init ";
-        Filter::executeInitStage();
-    }
-    void executeCleanUpStage() const override { trace += "cleanUp "; }
-
-    mutable std::string trace;
-};
 
 template<typename Filter, typename... Arguments>
 void expectVirtualStages(Arguments&&... arguments)

@@ -2,6 +2,7 @@
 
 #include "cvprocess/gpuStdShaders/GlFbo.h"
 #include "tests/script/PassCalls.h"
+#include "tests/script/Traced.h"
 #include "tests/support/FailingAllocation.h"
 
 #include <memory>
@@ -211,10 +212,7 @@ TEST_F(GpuStdShadersScript, FirstPreparationOfOneSourceAttachesWithoutAskingAndC
               attachment(0, 101) + attachment(1, 104) +
                   Calls({kReadBinding, kStatus, kReadBinding, kStatus, uniformLocation(one->mProgObj, "texUnit0")}));
     EXPECT_EQ(one->mTexUnit0Loc, 4);
-    EXPECT_EQ(one->mXresSrcTex1, 64);
-    EXPECT_EQ(one->mYresSrcTex1, 48);
-    EXPECT_EQ(one->mXresDstTex1, 32);
-    EXPECT_EQ(one->mYresDstTex1, 24);
+    expectSizes(*one, {64, 48}, {32, 24});
     EXPECT_EQ(output.out + output.err, "");
 }
 
@@ -229,12 +227,9 @@ TEST_F(GpuStdShadersScript, FirstPreparationOfTwoSourcesAttachesInOrderAndChecks
                                     uniformLocation(two->mProgObj, "texUnit1")}));
     EXPECT_EQ(two->mTexUnit0Loc, 4);
     EXPECT_EQ(two->mTexUnit1Loc, 5);
-    EXPECT_EQ(two->mXresSrcTex1, 64);
-    EXPECT_EQ(two->mYresSrcTex1, 48);
+    expectSizes(*two, {64, 48}, {64, 48});
     EXPECT_EQ(two->mXresSrcTex2, 32);
     EXPECT_EQ(two->mYresSrcTex2, 24);
-    EXPECT_EQ(two->mXresDstTex1, 64);
-    EXPECT_EQ(two->mYresDstTex1, 48);
 }
 
 TEST_F(GpuStdShadersScript, PreparingWithTheSameTexturesCostsQueriesOnly)
@@ -465,41 +460,7 @@ TEST_F(GpuStdShadersScript, APassOfTwoSourcesBindsBothAndLeavesUnit1Active)
     two->prepareDisplayList();
     gl.take();
     two->execute();
-    const std::string program = std::to_string(two->mProgObj);
-    EXPECT_EQ(gl.take(), (Calls{
-                             kGetError, // 0.CP
-                             kGetError, // 1.CP
-                             bound(fbo),
-                             "glDrawBuffer(GL_COLOR_ATTACHMENT1_EXT)",
-                             kGetError, // 2.CP
-                             "glActiveTexture(GL_TEXTURE0)",
-                             "glBindTexture(GL_TEXTURE_RECTANGLE_ARB, 101)",
-                             "glEnable(GL_TEXTURE_RECTANGLE_ARB)",
-                             "glActiveTexture(GL_TEXTURE1)",
-                             "glBindTexture(GL_TEXTURE_RECTANGLE_ARB, 104)",
-                             "glEnable(GL_TEXTURE_RECTANGLE_ARB)",
-                             kGetError, // 3.CP
-                             "glUseProgram(" + program + ")",
-                             kGetError, // 4.CP
-                             "glUniform1iARB(4, 0)",
-                             "glUniform1iARB(5, 1)",
-                             "glViewport(0, 0, 64, 48)",
-                             "glMatrixMode(GL_PROJECTION)",
-                             "glLoadIdentity()",
-                             "gluOrtho2D(0, 64, 0, 48)",
-                             "glMatrixMode(GL_MODELVIEW)",
-                             "glLoadIdentity()",
-                             kGetError, // 5.CP
-                             "glDisable(GL_DEPTH_TEST)",
-                             "glPolygonMode(GL_FRONT_AND_BACK, GL_FILL)",
-                             "glCallList(" + std::to_string(two->mDisplayList) + ")",
-                             "glFinish()",
-                             "glUseProgram(0)",
-                             "glActiveTexture(GL_TEXTURE0)",
-                             "glDisable(GL_TEXTURE_RECTANGLE_ARB)",
-                             "glActiveTexture(GL_TEXTURE1)",
-                             "glDisable(GL_TEXTURE_RECTANGLE_ARB)",
-                         }));
+    EXPECT_EQ(gl.take(), passCalls({fbo, two->mProgObj, two->mDisplayList, {101, 104}, 64, 48, {4, 5}}));
 }
 
 TEST_F(GpuStdShadersScript, TexturesAreAttachedBoundAndEnabledByTheirOwnTargets)
@@ -547,21 +508,8 @@ TEST_F(GpuStdShadersScript, EachCheckpointReportsTheErrorsBeforeItAndThePassGoes
 
 TEST_F(GpuStdShadersScript, TheStagesOfAPassAreVirtualCalls)
 {
-    struct Traced : Filter
-    {
-        Traced() : Filter(false) {}
-        void prepareDisplayList() override { trace += "list "; }
-        void setGlOne2OneTexelMapping() override { trace += "mapping "; }
-        void executeInitStage() override
-        {
-            trace += "init ";
-            Filter::executeInitStage();
-        }
-        void executeCleanUpStage() const override { trace += "cleanUp "; }
-        mutable std::string trace;
-    };
-    std::unique_ptr<Traced> filter;
-    capture([&] { filter = std::make_unique<Traced>(); });
+    std::unique_ptr<Traced<Filter>> filter;
+    capture([&] { filter = std::make_unique<Traced<Filter>>(false); });
     filter->prepareExecution(a, b);
     filter->execute();
     EXPECT_EQ(filter->trace, "init list mapping cleanUp ");

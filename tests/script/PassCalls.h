@@ -3,7 +3,9 @@
 #include "core/cvdata/TextureGpu.h"
 #include "tests/script/ScriptTest.h"
 
+#include <cstdint>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The calls that filters share, written down as they are to be made.
@@ -156,6 +158,16 @@ inline Calls preparation(const std::vector<unsigned>& sources, unsigned destinat
     for (const std::string& sampler : samplers)
         calls.push_back(uniformLocation(kProgram, sampler));
     return calls;
+}
+
+using Size = std::pair<std::int32_t, std::int32_t>; ///< width and height
+
+/// What a filter holds of its first source and its destination, where a test makes those fields public.
+template<typename Filter>
+void expectSizes(const Filter& filter, const Size& source, const Size& destination)
+{
+    EXPECT_EQ(Size(filter.mXresSrcTex1, filter.mYresSrcTex1), source);
+    EXPECT_EQ(Size(filter.mXresDstTex1, filter.mYresDstTex1), destination);
 }
 
 // Display lists
