@@ -4,6 +4,7 @@
 #include "tests/support/FieldOrder.h"
 #include "tests/support/MemoryFile.h"
 #include "tests/support/SmallDisk.h"
+#include "tests/support/Symmetric2x2.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/ThrownText.h"
 #include "tests/support/VirtualSlot.h"
@@ -34,14 +35,10 @@ namespace {
 
 boost::shared_ptr<GM> component(double mean0, double mean1, double c00, double c01, double c11, float weight)
 {
-    math::SquareMatrix covariance(2);
-    covariance[0][0] = c00;
-    covariance[0][1] = covariance[1][0] = c01;
-    covariance[1][1] = c11;
     math::Vector mean(2);
     mean[0] = mean0;
     mean[1] = mean1;
-    return GM::fromCovariance(covariance, mean, weight);
+    return GM::fromCovariance(symmetric2x2(c00, c01, c11), mean, weight);
 }
 
 ColorGMM twoComponents()

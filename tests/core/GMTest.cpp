@@ -1,6 +1,7 @@
 #include "core/cvdata/GM.h"
 
 #include "tests/support/FieldOrder.h"
+#include "tests/support/Symmetric2x2.h"
 #include "tests/support/ThrownText.h"
 
 #include <gtest/gtest.h>
@@ -15,15 +16,6 @@ using velmor::math::Vector;
 
 namespace velmor::tests {
 namespace {
-
-SquareMatrix covariance(double c00, double c01, double c11)
-{
-    SquareMatrix matrix(2);
-    matrix[0][0] = c00;
-    matrix[0][1] = matrix[1][0] = c01;
-    matrix[1][1] = c11;
-    return matrix;
-}
 
 std::string errorOf(const SquareMatrix& matrix, const Vector& mean)
 {
@@ -67,7 +59,7 @@ TEST(GM, FromCovarianceInvertsTwoDimensions)
     Vector mean(2);
     mean[0] = 100.0;
     mean[1] = 90.5;
-    const auto gm = GM::fromCovariance(covariance(8.0, 2.0, 5.0), mean, 0.25f); // determinant 36
+    const auto gm = GM::fromCovariance(symmetric2x2(8.0, 2.0, 5.0), mean, 0.25f); // determinant 36
     EXPECT_EQ(gm->dimension, 2);
     EXPECT_EQ(gm->determinant, 36.0f);
     EXPECT_EQ(gm->weight, 0.25f);
@@ -81,7 +73,7 @@ TEST(GM, FromCovarianceInvertsTwoDimensions)
 
 TEST(GM, FromCovarianceLeavesNoNegativeZero)
 {
-    const auto gm = GM::fromCovariance(covariance(4.0, 0.0, 9.0), Vector(2), 1.0f);
+    const auto gm = GM::fromCovariance(symmetric2x2(4.0, 0.0, 9.0), Vector(2), 1.0f);
     EXPECT_EQ(gm->invCovariance[0][1], 0.0);
     EXPECT_FALSE(std::signbit(gm->invCovariance[0][1]));
     EXPECT_FALSE(std::signbit(gm->invCovariance[1][0]));
@@ -89,7 +81,7 @@ TEST(GM, FromCovarianceLeavesNoNegativeZero)
 
 TEST(GM, FromCovarianceReadsTheUpperRightElements)
 {
-    SquareMatrix matrix = covariance(8.0, 2.0, 5.0);
+    SquareMatrix matrix = symmetric2x2(8.0, 2.0, 5.0);
     matrix[1][0] = -77.0;
     const auto gm = GM::fromCovariance(matrix, Vector(2), 1.0f);
     EXPECT_EQ(gm->determinant, 36.0f);
@@ -128,21 +120,23 @@ TEST(GM, FromCovarianceRefusesWhatHasNoInverse)
 {
     const std::string refused = "GM::fromCovariance(): expected a positive definite covariance, got one with the "
                                 "determinant ";
-    EXPECT_EQ(errorOf(covariance(1.0, 1.0, 1.0), Vector(2)), refused + "0.000000");
-    EXPECT_EQ(errorOf(covariance(0.0, 0.0, 0.0), Vector(2)), refused + "0.000000");
-    EXPECT_EQ(errorOf(covariance(1.0, 2.0, 1.0), Vector(2)), refused + "-3.000000");
-    EXPECT_EQ(errorOf(covariance(-1.0, 0.0, -1.0), Vector(2)), refused + "1.000000"); // of a maximum, not of a minimum
-    EXPECT_EQ(errorOf(covariance(1e-30, 0.0, 1e-30), Vector(2)), refused + "0.000000"); // too small for a float
-    EXPECT_EQ(errorOf(covariance(1e30, 0.0, 1e30), Vector(2)), refused + "inf");        // too large for a float
+    EXPECT_EQ(errorOf(symmetric2x2(1.0, 1.0, 1.0), Vector(2)), refused + "0.000000");
+    EXPECT_EQ(errorOf(symmetric2x2(0.0, 0.0, 0.0), Vector(2)), refused + "0.000000");
+    EXPECT_EQ(errorOf(symmetric2x2(1.0, 2.0, 1.0), Vector(2)), refused + "-3.000000");
+    EXPECT_EQ(errorOf(symmetric2x2(-1.0, 0.0, -1.0), Vector(2)),
+              refused + "1.000000"); // of a maximum, not of a minimum
+    EXPECT_EQ(errorOf(symmetric2x2(1e-30, 0.0, 1e-30), Vector(2)), refused + "0.000000"); // too small for a float
+    EXPECT_EQ(errorOf(symmetric2x2(1e30, 0.0, 1e30), Vector(2)), refused + "inf");        // too large for a float
     const double notANumber = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_EQ(errorOf(covariance(notANumber, 0.0, 1.0), Vector(2)).rfind(refused, 0), 0u);
-    EXPECT_EQ(errorOf(covariance(1.0, notANumber, 1.0), Vector(2)).rfind(refused, 0), 0u);
-    EXPECT_EQ(errorOf(covariance(std::numeric_limits<double>::infinity(), 0.0, 1.0), Vector(2)).rfind(refused, 0), 0u);
+    EXPECT_EQ(errorOf(symmetric2x2(notANumber, 0.0, 1.0), Vector(2)).rfind(refused, 0), 0u);
+    EXPECT_EQ(errorOf(symmetric2x2(1.0, notANumber, 1.0), Vector(2)).rfind(refused, 0), 0u);
+    EXPECT_EQ(errorOf(symmetric2x2(std::numeric_limits<double>::infinity(), 0.0, 1.0), Vector(2)).rfind(refused, 0),
+              0u);
 }
 
 TEST(GM, FromCovarianceRefusesSizesThatDiffer)
 {
-    EXPECT_EQ(errorOf(covariance(1.0, 0.0, 1.0), Vector(3)),
+    EXPECT_EQ(errorOf(symmetric2x2(1.0, 0.0, 1.0), Vector(3)),
               "GM::fromCovariance(): expected a covariance of the order of the mean, 1 or more, got order 2 and 3 "
               "elements of the mean");
     EXPECT_EQ(errorOf(SquareMatrix(0), Vector(0)),

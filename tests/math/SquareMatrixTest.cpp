@@ -1,6 +1,7 @@
 #include "math/SquareMatrix.h"
 
 #include "math/Vector.h"
+#include "tests/support/Symmetric2x2.h"
 #include "tests/support/ThrownText.h"
 
 #include <gtest/gtest.h>
@@ -32,15 +33,6 @@ struct Decomposition
     SquareMatrix vectors;
     Vector values;
 };
-
-SquareMatrix symmetric2x2(double xx, double xy, double yy)
-{
-    SquareMatrix matrix(2);
-    matrix[0][0] = xx;
-    matrix[0][1] = matrix[1][0] = xy;
-    matrix[1][1] = yy;
-    return matrix;
-}
 
 SquareMatrix diagonal(std::initializer_list<double> elements)
 {
