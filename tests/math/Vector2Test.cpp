@@ -1,13 +1,14 @@
 #include "math/Vector2.h"
 
+#include "tests/math/Copies.h"
+
 #include <gtest/gtest.h>
 
 #include <type_traits>
 
-using velmor::math::Vector;
 using velmor::math::Vector2;
 
-static_assert(std::is_base_of_v<Vector, Vector2>);
+static_assert(std::is_base_of_v<velmor::math::Vector, Vector2>);
 
 namespace velmor::tests {
 namespace {
@@ -30,14 +31,7 @@ TEST(Vector2, HoldsXThenY)
 
 TEST(Vector2, CopiesAreIndependent)
 {
-    const Vector2 original(1.0, 2.0);
-    const Vector2 copy(original);
-    Vector2 assigned;
-    assigned = original;
-    original[0] = 9.0;
-    EXPECT_EQ(copy[0], 1.0);
-    EXPECT_EQ(assigned[0], 1.0);
-    EXPECT_EQ(assigned[1], 2.0);
+    expectIndependentCopies(Vector2(1.0, 2.0), Vector2());
 }
 
 } // namespace

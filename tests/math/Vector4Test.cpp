@@ -1,13 +1,14 @@
 #include "math/Vector4.h"
 
+#include "tests/math/Copies.h"
+
 #include <gtest/gtest.h>
 
 #include <type_traits>
 
-using velmor::math::Vector;
 using velmor::math::Vector4;
 
-static_assert(std::is_base_of_v<Vector, Vector4>);
+static_assert(std::is_base_of_v<velmor::math::Vector, Vector4>);
 
 namespace velmor::tests {
 namespace {
@@ -24,14 +25,7 @@ TEST(Vector4, HoldsItsElementsInOrder)
 
 TEST(Vector4, CopiesAreIndependent)
 {
-    const Vector4 original(1.0, 2.0, 3.0, 4.0);
-    const Vector4 copy(original);
-    Vector4 assigned(0.0, 0.0, 0.0, 0.0);
-    assigned = original;
-    original[3] = 9.0;
-    EXPECT_EQ(copy[3], 4.0);
-    EXPECT_EQ(assigned[0], 1.0);
-    EXPECT_EQ(assigned[3], 4.0);
+    expectIndependentCopies(Vector4(1.0, 2.0, 3.0, 4.0), Vector4(0.0, 0.0, 0.0, 0.0));
 }
 
 } // namespace
