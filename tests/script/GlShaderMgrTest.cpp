@@ -452,6 +452,15 @@ Answer answer(const Query& query)
     return result;
 }
 
+template<typename Query>
+void expectNone(const Query& query, const std::string& reported)
+{
+    const Answer actual = answer(query);
+    EXPECT_EQ(actual.version, Version(0, 0));
+    EXPECT_EQ(actual.output.err, reported);
+    EXPECT_EQ(actual.output.out, "");
+}
+
 TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionReadsTheFirstTwoNumbers)
 {
     for (const VersionCase& each : {VersionCase{"2.1.2 Somebody 1.2", {2, 1}},
@@ -469,10 +478,7 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionOfNonsenseIs0AndReported)
          {std::optional<const char*>(), std::optional<const char*>(""), std::optional<const char*>("OpenGL ES 2.0"),
           std::optional<const char*>("2"), std::optional<const char*>("2.x")}) {
         gl.version = text;
-        const Answer actual = answer(GlShaderMgr::getGlVersion);
-        EXPECT_EQ(actual.version, Version(0, 0));
-        EXPECT_EQ(actual.output.err, "Invalid GL_VERSION format!!\n");
-        EXPECT_EQ(actual.output.out, "");
+        expectNone(GlShaderMgr::getGlVersion, "Invalid GL_VERSION format!!\n");
     }
 }
 
@@ -487,9 +493,7 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfNonsenseIs0AndReported)
 {
     for (const std::optional<const char*> text : {std::optional<const char*>(), std::optional<const char*>("one")}) {
         gl.glslVersion = text;
-        const Answer actual = answer(GlShaderMgr::getGlslVersion);
-        EXPECT_EQ(actual.version, Version(0, 0));
-        EXPECT_EQ(actual.output.err, "Invalid GL_SHADING_LANGUAGE_VERSION format!\n");
+        expectNone(GlShaderMgr::getGlslVersion, "Invalid GL_SHADING_LANGUAGE_VERSION format!\n");
     }
 }
 
@@ -501,18 +505,14 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfOpenGl1GoesByTheExtension)
     for (const std::optional<const char*> extensions :
          {std::optional<const char*>("GL_ARB_multitexture"), std::optional<const char*>()}) {
         gl.extensions = extensions;
-        const Answer actual = answer(GlShaderMgr::getGlslVersion);
-        EXPECT_EQ(actual.version, Version(0, 0));
-        EXPECT_EQ(actual.output.err, "");
+        expectNone(GlShaderMgr::getGlslVersion, "");
     }
 }
 
 TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionWithoutAnOpenGlVersionIs0)
 {
     gl.version = "nonsense";
-    const Answer actual = answer(GlShaderMgr::getGlslVersion);
-    EXPECT_EQ(actual.version, Version(0, 0));
-    EXPECT_EQ(actual.output.err, "Invalid GL_VERSION format!!\n");
+    expectNone(GlShaderMgr::getGlslVersion, "Invalid GL_VERSION format!!\n");
 }
 
 TEST_F(GlShaderMgrScript, DestructionDeletesProgramsThenShadersInTheOrderOfTheirKeys)
