@@ -38,6 +38,12 @@ Operator cpuOperator(const std::string& name, const std::string& meaning, Data t
     return result;
 }
 
+Operator needing(Need need, Operator result)
+{
+    result.need = need;
+    return result;
+}
+
 /// A number that is initially the least allowed.
 Parameter number(const std::string& name, const std::string& meaning, double least, double most)
 {
@@ -84,19 +90,10 @@ Operator flipV()
 
 Operator colorGMM()
 {
-    Operator result =
-        filter("ColorGMM", "Keeps the pixels whose colour a model accounts for", Data::COLOUR, Data::MASK);
-    result.need = Need::ONE_MODEL;
+    Operator result = needing(Need::ONE_MODEL, filter("ColorGMM", "Keeps the pixels whose colour a model accounts for",
+                                                      Data::COLOUR, Data::MASK));
     result.parameters = {
         choice("output", "whether kept pixels are white, as a mask, or keep their colours", {"mask", "colours"})};
-    return result;
-}
-
-Operator colorGMM2()
-{
-    Operator result =
-        filter("ColorGMM2", "Tells of each pixel which of several models it is most like", Data::COLOUR, Data::CLASSES);
-    result.need = Need::MODELS;
     return result;
 }
 
@@ -132,9 +129,9 @@ Operator pixelCount()
 
 Operator colourDetector()
 {
-    Operator result = cpuOperator("ColourDetector", "Marks the pixels whose colour a model takes for its own",
-                                  Data::COLOUR, Data::MASK);
-    result.need = Need::ONE_MODEL;
+    Operator result = needing(Need::ONE_MODEL,
+                              cpuOperator("ColourDetector", "Marks the pixels whose colour a model takes for its own",
+                                          Data::COLOUR, Data::MASK));
     result.parameters = {choice("morphology", "whether what is narrower than three pixels goes", {"off", "on"})};
     return result;
 }
@@ -162,19 +159,11 @@ Operator moments()
     return result;
 }
 
-Operator motionSegment()
-{
-    Operator result =
-        cpuOperator("MotionSegment", "Shows where pixels moved last, fading with time", Data::COLOUR, Data::GREY);
-    result.need = Need::SIZE;
-    return result;
-}
-
 Operator faceDetect()
 {
-    Operator result = cpuOperator("FaceDetect", "Finds faces, or whatever its cascade was trained for", Data::PICTURE,
-                                  Data::RECTANGLES);
-    result.need = Need::CASCADE;
+    Operator result =
+        needing(Need::CASCADE, cpuOperator("FaceDetect", "Finds faces, or whatever its cascade was trained for",
+                                           Data::PICTURE, Data::RECTANGLES));
     result.parameters = {wholeNumber("reduced", "by how much the picture is made narrower and lower first", 1, 4)};
     return result;
 }
@@ -224,13 +213,15 @@ const std::vector<Operator>& operators()
         flipV(),
         filter("DebugUInt2Float", "Makes unsigned integers visible", Data::INTEGERS, Data::PICTURE),
         colorGMM(),
-        colorGMM2(),
+        needing(Need::MODELS, filter("ColorGMM2", "Tells of each pixel which of several models it is most like",
+                                     Data::COLOUR, Data::CLASSES)),
         colorHistShader(),
         pixelCount(),
         colourDetector(),
         colourHist2D(),
         moments(),
-        motionSegment(),
+        needing(Need::SIZE, cpuOperator("MotionSegment", "Shows where pixels moved last, fading with time",
+                                        Data::COLOUR, Data::GREY)),
         faceDetect(),
     };
     return kOperators;
