@@ -20,47 +20,45 @@ constexpr double kMostShare = 0.4; ///< of the frame's width and height, for a c
 const std::map<std::string, double> kBrightness = {
     {"Subtract", 3}, {"Xor", 3}, {"Classify", 3}, {"NonMaxSupression", 3}, {"Laplacian", 1}};
 
+/// A number from 0 on.
+Parameter number(const std::string& name, const std::string& meaning, double most)
+{
+    Parameter result;
+    result.name = name;
+    result.meaning = meaning;
+    result.most = most;
+    return result;
+}
+
 /// @param choices  words for the values from 0 on
 Parameter choice(const std::vector<std::string>& choices)
 {
-    Parameter result;
-    result.name = "shown";
-    result.meaning = "what of the result is seen";
-    result.most = static_cast<double>(choices.size() - 1);
+    Parameter result = number("shown", "what of the result is seen", static_cast<double>(choices.size() - 1));
     result.choices = choices;
     return result;
 }
 
 Parameter level()
 {
-    Parameter result;
-    result.name = "level";
-    result.meaning = "from which on a channel counts as set, of 255";
+    Parameter result = number("level", "from which on a channel counts as set, of 255", 250);
     result.initial = 100;
-    result.most = 250;
     result.step = 10;
     return result;
 }
 
 Parameter threshold()
 {
-    Parameter result;
-    result.name = "threshold";
-    result.meaning = "how likely a colour has to be, beside the usual";
+    Parameter result = number("threshold", "how likely a colour has to be, beside the usual", 8);
     result.initial = 1;
-    result.most = 8;
     result.step = 0.25;
     return result;
 }
 
 Parameter brightness(double initial)
 {
-    Parameter result;
-    result.name = "brightness";
-    result.meaning = "how many times brighter than it is";
+    Parameter result = number("brightness", "how many times brighter than it is", 10);
     result.initial = initial;
     result.least = 1;
-    result.most = 10;
     return result;
 }
 
