@@ -429,11 +429,12 @@ TEST_F(GlShaderMgrOnAFreshContext, UseAndResetProgObj)
     EXPECT_EQ(gl.take(), (Calls{"glUseProgram(9)", "glUseProgram(0)"}));
 }
 
-using Version = std::pair<int, int>; ///< major and minor
+using Text = std::optional<const char*>; ///< of the driver, which may have none
+using Version = std::pair<int, int>;     ///< major and minor
 
 struct VersionCase
 {
-    std::optional<const char*> text;
+    Text text;
     Version version;
 };
 
@@ -474,9 +475,7 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionReadsTheFirstTwoNumbers)
 
 TEST_F(GlShaderMgrOnAFreshContext, GetGlVersionOfNonsenseIs0AndReported)
 {
-    for (const std::optional<const char*> text :
-         {std::optional<const char*>(), std::optional<const char*>(""), std::optional<const char*>("OpenGL ES 2.0"),
-          std::optional<const char*>("2"), std::optional<const char*>("2.x")}) {
+    for (const Text text : {Text(), Text(""), Text("OpenGL ES 2.0"), Text("2"), Text("2.x")}) {
         gl.version = text;
         expectNone(GlShaderMgr::getGlVersion, "Invalid GL_VERSION format!!\n");
     }
@@ -491,7 +490,7 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionFromOpenGl2OnReadsTheLanguageVe
 
 TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfNonsenseIs0AndReported)
 {
-    for (const std::optional<const char*> text : {std::optional<const char*>(), std::optional<const char*>("one")}) {
+    for (const Text text : {Text(), Text("one")}) {
         gl.glslVersion = text;
         expectNone(GlShaderMgr::getGlslVersion, "Invalid GL_SHADING_LANGUAGE_VERSION format!\n");
     }
@@ -502,8 +501,7 @@ TEST_F(GlShaderMgrOnAFreshContext, GetGlslVersionOfOpenGl1GoesByTheExtension)
     gl.version = "1.5";
     gl.extensions = "GL_ARB_multitexture GL_ARB_shading_language_100 GL_ARB_depth_texture";
     EXPECT_EQ(answer(GlShaderMgr::getGlslVersion).version, Version(1, 9));
-    for (const std::optional<const char*> extensions :
-         {std::optional<const char*>("GL_ARB_multitexture"), std::optional<const char*>()}) {
+    for (const Text extensions : {Text("GL_ARB_multitexture"), Text()}) {
         gl.extensions = extensions;
         expectNone(GlShaderMgr::getGlslVersion, "");
     }
