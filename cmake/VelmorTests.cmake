@@ -76,6 +76,14 @@ function(velmor_add_tests kind)
         SWEEPS ${arg_SWEEPS} EXCEPT ${arg_EXCEPT} LAUNCHER ${arg_LAUNCHER})
 endfunction()
 
+# velmor_keep_driver_loaded(<target>): lets a leak checker tell what belongs to the graphics driver of a real context
+function(velmor_keep_driver_loaded target)
+    if(VELMOR_SANITIZE)
+        target_sources(${target} PRIVATE ${PROJECT_SOURCE_DIR}/tests/support/KeepLoaded.cpp)
+        set_target_properties(${target} PROPERTIES ENABLE_EXPORTS ON)
+    endif()
+endfunction()
+
 # velmor_add_memcheck(<program> [EXCEPT <filter>]): a program of tests that need no driver once more, under valgrind.
 # The sanitizers would be in its way. Children that death tests start are not followed.
 function(velmor_add_memcheck program)

@@ -5,7 +5,7 @@
 . "$(dirname "$0")/../consumer.sh"
 
 opengl='^lib(GL|GLX|GLU|GLEW|GLdispatch|OpenGL|EGL|glut|X[A-Za-z0-9]*|xcb[-a-z0-9]*)\.so'
-runtime='^(linux-vdso|ld-linux-x86-64|/lib64/ld-linux-x86-64|libc|libm|libgcc_s|libstdc\+\+|libexpat)\.so'
+runtime='^(linux-vdso|ld-linux-x86-64|/lib64/ld-linux-x86-64|libc|libm|libgcc_s|libstdc\+\+|libexpat|libasan|libubsan)\.so'
 
 needed_by()
 {
