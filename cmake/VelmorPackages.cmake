@@ -56,6 +56,11 @@ No other library of velmor needs a codec."
 Colour detection, colour histograms, moments of regions, motion segmentation
 and face detection, without OpenGL."
         core math)
+    velmor_add_library_package(native
+"filters on pictures in main memory for visual object tracking
+The filters of velmor without OpenGL: logic, colour conversion, Bayer mosaics,
+edges, colour mixtures, counts and histograms, on the processor's vector units."
+        core)
     velmor_add_library_package(cvprocess
 "image filters on the GPU for visual object tracking
 Filters that run as OpenGL shaders over rectangle textures: logic, colour
@@ -64,8 +69,8 @@ conversion, Bayer mosaics, edges, colour mixtures, counts and histograms."
     velmor_add_library_package(catalogue
 "operators by name for visual object tracking
 A table of the operators of velmor, with what each takes, gives and is set
-with, and those on images in main memory made by name. It needs no OpenGL."
-        analysis core math)
+with, and makers by name of those on images in main memory. It needs no OpenGL."
+        analysis native core math)
     velmor_add_library_package(catalogue_gl
 "filters by name for visual object tracking
 Makes the OpenGL filters of velmor by name."

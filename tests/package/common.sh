@@ -7,7 +7,7 @@ sources=$(cd "$(dirname "${BASH_SOURCE[0]}")" && pwd)
 prefix=$SCRATCH/moved
 packages=$SCRATCH/packages
 root=$packages/root
-libraries=(math core imageio analysis cvprocess glsupport catalogue catalogue_gl)
+libraries=(math core imageio analysis native cvprocess glsupport catalogue catalogue_gl)
 export PKG_CONFIG_PATH=$prefix/$LIBDIR/pkgconfig
 read -ra flags <<<"$FLAGS"
 

@@ -12,7 +12,7 @@ media_libraries_of()
     awk '{ print $1 }' <<<"$closure" | grep -E "^lib($media)[-.0-9]" || true
 }
 
-for name in math core analysis cvprocess glsupport catalogue catalogue_gl; do
+for name in math core analysis native cvprocess glsupport catalogue catalogue_gl; do
     found=$(media_libraries_of "$(library $name)")
     [[ -z $found ]] || fail "velmor_$name needs ${found//$'\n'/ }"
 done

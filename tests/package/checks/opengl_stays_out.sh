@@ -5,7 +5,7 @@
 . "$(dirname "$0")/../consumer.sh"
 
 opengl='^lib(GL|GLX|GLU|GLEW|GLdispatch|OpenGL|EGL|glut|X[A-Za-z0-9]*|xcb[-a-z0-9]*)\.so'
-runtime='^(linux-vdso|ld-linux-x86-64|/lib64/ld-linux-x86-64|libc|libm|libgcc_s|libstdc\+\+|libexpat|libasan|libubsan)\.so'
+runtime='^(linux-vdso|ld-linux-x86-64|/lib64/ld-linux-x86-64|libc|libm|libgcc_s|libstdc\+\+|libexpat|libhwy|libasan|libubsan)\.so'
 
 needed_by()
 {
@@ -19,7 +19,7 @@ brought_by()
     for file in "$@"; do ldd "$file" | awk '{ print $1 }'; done | sort -u
 }
 
-for name in math core imageio analysis catalogue; do
+for name in math core imageio analysis native catalogue; do
     file=$(library $name)
     if needed_by "$file" | grep -E "$opengl"; then fail "velmor_$name needs the libraries above"; fi
     mapfile -t opencv < <(ldd "$file" | awk '/libopencv_/ { print $3 }')
@@ -31,7 +31,7 @@ done
 needed_by "$(library cvprocess)" | grep -E "$opengl" || fail "the check did not find what velmor_cvprocess needs"
 
 missing=(-DCMAKE_DISABLE_FIND_PACKAGE_OpenGL=ON -DCMAKE_DISABLE_FIND_PACKAGE_GLEW=ON)
-configure_consumer without-opengl "-DCOMPONENTS=math;core;imageio;analysis;catalogue" "${missing[@]}"
+configure_consumer without-opengl "-DCOMPONENTS=math;core;imageio;analysis;native;catalogue" "${missing[@]}"
 if configure_consumer without-opengl "-DCOMPONENTS=cvprocess" "${missing[@]}"; then
     fail "velmor_cvprocess was found without OpenGL"
 fi

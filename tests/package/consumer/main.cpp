@@ -9,6 +9,7 @@
 #include "imageio/ImageIo.h"
 #include "math/SquareMatrix.h"
 #include "math/Vector.h"
+#include "native/And.h"
 
 #include <cstdlib>
 #include <exception>
@@ -77,6 +78,14 @@ void run(const std::string& folder)
         for (unsigned x = 0; x < kWidth; ++x)
             check(pixel(picture, x, y) == (x % 2 == 0 && y % 3 == 0 ? 255 : 0),
                   "pixel " + std::to_string(x) + ", " + std::to_string(y));
+
+    cv::Mat sameBoth;
+    velmor::native::And().execute(stripes(2, 1), stripes(1, 3), sameBoth);
+    check(sameBoth.size() == picture.mat().size(), "size of the picture in main memory");
+    for (unsigned y = 0; y < kHeight; ++y)
+        for (unsigned x = 0; x < kWidth; ++x)
+            check(pixel(picture, x, y) == sameBoth.ptr(static_cast<int>(y))[x],
+                  "pixel in main memory " + std::to_string(x) + ", " + std::to_string(y));
 
     Image square(kWidth, kHeight, Image::GREYSCALE);
     for (unsigned y = 2; y < 5; ++y)
