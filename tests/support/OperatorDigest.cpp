@@ -1,7 +1,8 @@
-// Prints a line for each CPU operator: its name, and a digest of what it makes of frames that are the same everywhere.
-// Then one for the files of colour models, and one for what is loaded from them. Two systems on which all lines are
-// equal compute the same and take each other's files, to the bit.
+// Prints a line for each operator on images and each filter in main memory: its name, and a digest of what it makes of
+// pictures that are the same everywhere. Then one for the files of colour models, and one for what is loaded from them.
+// Two systems on which all lines are equal compute the same and take each other's files, to the bit.
 
+#include "catalogue/NativeFilters.h"
 #include "core/cvdata/Blobs.h"
 #include "core/cvdata/ColorGMM.h"
 #include "core/cvdata/ColourHist2d.h"
@@ -24,6 +25,7 @@
 #include <iostream>
 #include <iterator>
 #include <random>
+#include <stdexcept>
 #include <string>
 
 #include <unistd.h>
@@ -171,6 +173,68 @@ void digestSilhouettes()
     print("MotionSegment::getMHI", silhouettes);
 }
 
+/// A picture of any bytes, any integers, or any floats on 0..1.
+cv::Mat anyPicture(int type, unsigned seed)
+{
+    std::mt19937 random(seed);
+    cv::Mat picture(67, 129, type);
+    for (int y = 0; y < picture.rows; ++y) {
+        for (int x = 0; x < picture.cols * picture.channels(); ++x) {
+            const auto bits = static_cast<unsigned>(random());
+            switch (picture.depth()) {
+            case CV_8U:
+                picture.ptr<unsigned char>(y)[x] = static_cast<unsigned char>(bits);
+                break;
+            case CV_16U:
+                picture.ptr<unsigned short>(y)[x] = static_cast<unsigned short>(bits);
+                break;
+            case CV_32S:
+                picture.ptr<int>(y)[x] = static_cast<int>(bits);
+                break;
+            default:
+                picture.ptr<float>(y)[x] = static_cast<float>(bits >> 8) / 16777216.0F;
+            }
+        }
+    }
+    return picture;
+}
+
+/// Adds what a filter makes of pictures of a type, if it takes them.
+void add(Digest& digest, const velmor::native::Filter& filter, int type)
+{
+    cv::Mat result;
+    try {
+        if (filter.sources() == 1)
+            filter.execute(anyPicture(type, 1), result);
+        else
+            filter.execute(anyPicture(type, 1), anyPicture(type, 2), result);
+    } catch (const std::invalid_argument&) {
+        return;
+    }
+    for (int y = 0; y < result.rows; ++y)
+        digest.add(result.ptr(y), static_cast<std::size_t>(result.cols) * result.elemSize());
+}
+
+void digestFilters()
+{
+    ColorGMM first = model(), second = model();
+    second.mixture[0]->mean[1] = 40.0;
+    for (const velmor::catalogue::Operator& each : velmor::catalogue::operators()) {
+        if (!velmor::catalogue::hasNative(each))
+            continue;
+        velmor::catalogue::Given given;
+        given.models = {&first};
+        if (each.need == velmor::catalogue::Need::MODELS)
+            given.models.push_back(&second);
+        const auto filter = velmor::catalogue::makeNative(each.name, {}, given);
+        Digest digest;
+        for (const int type :
+             {CV_8UC1, CV_8UC3, CV_8UC4, CV_16UC1, CV_16UC4, CV_32SC1, CV_32SC4, CV_32FC1, CV_32FC3, CV_32FC4})
+            add(digest, *filter, type);
+        print("native::" + each.name, digest);
+    }
+}
+
 /// Numbers of every size and precision, a third of them whole.
 class AnyNumber
 {
@@ -256,5 +320,6 @@ int main()
     digestMasks();
     digestHistograms();
     digestSilhouettes();
+    digestFilters();
     return digestFiles() ? 0 : 1;
 }
