@@ -43,7 +43,8 @@ inline void add(const std::string& name, const std::function<Comparison()>& make
 inline cv::Mat realPicture(const Size& size, int type)
 {
     using core::cvdata::Image;
-    const cv::Mat colours = cameraFrames(1, size, Image::RGB).front().mat();
+    const Image frame = cameraFrames(1, size, Image::RGB).front();
+    const cv::Mat colours = frame.mat();
     cv::Mat picture;
     switch (CV_MAT_CN(type)) {
     case 1:
