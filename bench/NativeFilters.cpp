@@ -11,6 +11,7 @@ int main(int argc, char** argv)
 {
     try {
         cv::setNumThreads(1);
+        velmor::bench::addColour();
         velmor::bench::addLogic();
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();

@@ -4,6 +4,7 @@
 
 namespace velmor::bench {
 
-void addLogic(); ///< And, Or, Xor, Not, Subtract, Classify
+void addColour(); ///< BGR2GRAY, RGB2GRAY, BGR2HSV, RGB2HSV
+void addLogic();  ///< And, Or, Xor, Not, Subtract, Classify
 
 } // namespace velmor::bench
