@@ -22,60 +22,51 @@ using hn::Zero;
 
 // ---- Runs of pixels whose result has another number of channels
 
-/// Fewer pixels than a function takes at once. What lies behind them is zero.
-/// @param beyond  how many pixels behind its own the function may read
-template<std::size_t channels, std::size_t resultChannels, std::size_t step, std::size_t beyond, typename T,
-         class Function>
-HWY_ATTR void mapFew(const T* in, T* out, std::size_t count, const Function& function)
-{
-    HWY_ALIGN T source[channels * (step + beyond)] = {};
-    HWY_ALIGN T result[resultChannels * step];
-    std::copy_n(in, channels * count, source);
-    function(source, result);
-    std::copy_n(result, resultChannels * count, out);
-}
-
-/// How many pixels lie before the first one where a vector is aligned, or `step` where there is none.
-template<std::size_t channels, std::size_t step, class D, typename T = hn::TFromD<D>>
-HWY_ATTR std::size_t pixelsToAlignment(D d, const T* place)
-{
-    std::size_t pixels = 0;
-    while (pixels < step && elementsToAlignment(d, place + channels * pixels) != 0)
-        ++pixels;
-    return pixels;
-}
-
 /// Calls a function for as many pixels as a vector has elements, with where they lie in the source and in the result.
-/// @param streams  whether the result had better not go through the caches
+/// Fewer pixels, and the last ones, go through a buffer; it is called in one place, so that it is compiled into the
+/// loop.
+/// @param beyond  how many pixels behind its own the function may read
+/// @param first   how many pixels to compute first, up to the first whole vector; 0 for none
 template<std::size_t channels, std::size_t resultChannels, std::size_t beyond, class D, class Function,
          typename T = hn::TFromD<D>>
-HWY_ATTR void mapPixels(D d, const T* in, T* out, std::size_t pixels, bool streams, const Function& function)
+HWY_ATTR void mapPixels(D, const T* in, T* out, std::size_t pixels, std::size_t first, const Function& function)
 {
     constexpr std::size_t kStep = hn::MaxLanes(D());
-    const auto mapPart = [&](std::size_t i, std::size_t count) HWY_ATTR {
-        mapFew<channels, resultChannels, kStep, beyond>(in + channels * i, out + resultChannels * i, count, function);
-    };
-    std::size_t i = 0;
-    const std::size_t unaligned = streams ? pixelsToAlignment<resultChannels, kStep>(d, out) : kStep;
-    if (unaligned < std::min(kStep, pixels)) {
-        mapPart(0, unaligned);
-        HWY_ALIGN T result[resultChannels * kStep];
-        for (i = unaligned; i + kStep + beyond <= pixels; i += kStep) {
-            function(in + channels * i, result);
-            for (std::size_t k = 0; k < resultChannels * kStep; k += kStep)
-                hn::Stream(hn::Load(d, result + k), d, out + resultChannels * i + k);
-        }
-        hwy::FlushStream();
+    HWY_ALIGN T source[channels * (kStep + beyond)] = {};
+    HWY_ALIGN T result[resultChannels * kStep];
+    std::size_t step = first > 0 ? first : kStep;
+    for (std::size_t i = 0; i < pixels; i += step, step = kStep) {
+        const bool isWhole = step == kStep && i + kStep + beyond <= pixels;
+        const std::size_t count = std::min(step, pixels - i);
+        if (!isWhole)
+            std::copy_n(in + channels * i, channels * count, source);
+        function(isWhole ? in + channels * i : source, isWhole ? out + resultChannels * i : result);
+        if (!isWhole)
+            std::copy_n(result, resultChannels * count, out + resultChannels * i);
     }
-    for (; i + kStep + beyond <= pixels; i += kStep)
-        function(in + channels * i, out + resultChannels * i);
-    for (; i < pixels; i += std::min(kStep, pixels - i))
-        mapPart(i, std::min(kStep, pixels - i));
+}
+
+/// mapPixels() for results of one channel.
+/// @param function  takes where pixels lie, and gives a vector
+/// @param streams   whether the result had better not go through the caches
+template<std::size_t channels, std::size_t beyond, class D, class Function, typename T = hn::TFromD<D>>
+HWY_ATTR void mapToOne(D d, const T* in, T* out, std::size_t pixels, bool streams, const Function& function)
+{
+    const std::size_t first = streams ? elementsToAlignment(d, out) : 0;
+    mapPixels<channels, 1, beyond>(d, in, out, pixels, first, [&](const T* source, T* result) HWY_ATTR {
+        const auto vector = function(source);
+        if (streams)
+            hn::Stream(vector, d, result);
+        else
+            hn::StoreU(vector, d, result);
+    });
+    if (streams)
+        hwy::FlushStream();
 }
 
 /// The channels of a vector of pixels; the fourth stays as it is where there is none.
 template<std::size_t channels, class D, class V, typename T = hn::TFromD<D>>
-HWY_ATTR void loadChannels(D d, const T* in, V& c0, V& c1, V& c2, V& c3)
+HWY_ATTR HWY_INLINE void loadChannels(D d, const T* in, V& c0, V& c1, V& c2, V& c3)
 {
     if constexpr (channels == 3)
         hn::LoadInterleaved3(d, in, c0, c1, c2);
@@ -188,14 +179,14 @@ HWY_ATTR void greyOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, b
     constexpr std::size_t kQuarter = hn::MaxLanes(typename Sums::Sums());
     constexpr std::size_t kBeyond = channels == 3 ? 6 : 0; // the last load reads a quarter of a vector more
     const Sums sums;
-    mapPixels<channels, 1, kBeyond>(d8, in, out, pixels, streams, [&](const uint8_t* source, uint8_t* result) HWY_ATTR {
+    mapToOne<channels, kBeyond>(d8, in, out, pixels, streams, [&](const uint8_t* source) HWY_ATTR {
         const auto sums0 = BitCast(d16, sums(source));
         const auto sums1 = BitCast(d16, sums(source + channels * kQuarter));
         const auto sums2 = BitCast(d16, sums(source + channels * 2 * kQuarter));
         const auto sums3 = BitCast(d16, sums(source + channels * 3 * kQuarter));
         const auto firstHalf = BitCast(d8, hn::ConcatOdd(d16, sums1, sums0));
         const auto secondHalf = BitCast(d8, hn::ConcatOdd(d16, sums3, sums2));
-        hn::StoreU(hn::ConcatEven(d8, secondHalf, firstHalf), d8, result);
+        return hn::ConcatEven(d8, secondHalf, firstHalf);
     });
 }
 
@@ -205,13 +196,13 @@ template<std::size_t channels>
 HWY_ATTR void greyOfFloats(const float* in, float* out, std::size_t pixels, bool streams)
 {
     const hn::ScalableTag<float> d;
-    mapPixels<channels, 1, 0>(d, in, out, pixels, streams, [&](const float* source, float* result) HWY_ATTR {
+    mapToOne<channels, 0>(d, in, out, pixels, streams, [&](const float* source) HWY_ATTR {
         auto c0 = Zero(d), c1 = c0, c2 = c0, c3 = Set(d, 1.0F); // as for a texture without alpha
         loadChannels<channels>(d, source, c0, c1, c2, c3);
         auto grey = hn::Mul(Set(d, 0.212671F), c0);
         grey = hn::Add(grey, hn::Mul(Set(d, 0.715160F), c1));
         grey = hn::Add(grey, hn::Mul(Set(d, 0.072169F), c2));
-        hn::StoreU(hn::Add(grey, hn::Mul(Zero(d), c3)), d, result);
+        return hn::Add(grey, hn::Mul(Zero(d), c3));
     });
 }
 
@@ -241,7 +232,7 @@ HWY_ATTR void computeGrey(const Band& band)
 #if HWY_TARGET == HWY_SCALAR
 
 template<std::size_t channels, bool redLast>
-void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, bool)
+void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels)
 {
     for (; pixels > 0; --pixels, in += channels, out += 3) {
         const int red = in[redLast ? 2 : 0], green = in[1], blue = in[redLast ? 0 : 2];
@@ -283,7 +274,7 @@ HWY_ATTR V16 halfOfPairs(D16 d16, V16 pairs)
 
 /// Saturation and hue of the even or odd lanes of 16 bits, in the low byte of lanes of 32 bits.
 template<bool odd, class V16, class V32>
-HWY_ATTR void divide(V16 largest, V16 range, V16 sixRanges, V16 hueInRanges, V32& saturation, V32& hue)
+HWY_ATTR HWY_INLINE void divide(V16 largest, V16 range, V16 sixRanges, V16 hueInRanges, V32& saturation, V32& hue)
 {
     const hn::DFromV<V16> d16;
     const hn::DFromV<V32> d32;
@@ -310,7 +301,7 @@ HWY_ATTR hn::Vec<D> join(D d, V even, V odd)
 
 /// Saturation and hue of the even or odd bytes, in the low bytes of lanes of 16 bits.
 template<bool odd, class V8, class V16>
-HWY_ATTR void divideBytes(V8 largest, V8 range, V8 a, V8 b, V16& saturation, V16& hue)
+HWY_ATTR HWY_INLINE void divideBytes(V8 largest, V8 range, V8 a, V8 b, V16& saturation, V16& hue)
 {
     const hn::DFromV<V16> d16;
     const hn::RebindToUnsigned<hn::DFromV<V16>> du16;
@@ -334,7 +325,7 @@ HWY_ATTR void divideBytes(V8 largest, V8 range, V8 a, V8 b, V16& saturation, V16
 
 /// Value, saturation and hue in place of the colours.
 template<class D, class V>
-HWY_ATTR void toHsv(D d, V& red, V& green, V& blue)
+HWY_ATTR HWY_INLINE void toHsv(D d, V& red, V& green, V& blue)
 {
     const auto largest = hn::Max(hn::Max(red, green), blue);
     const auto range = hn::Sub(largest, hn::Min(hn::Min(red, green), blue));
@@ -360,10 +351,10 @@ HWY_ATTR void toHsv(D d, V& red, V& green, V& blue)
 }
 
 template<std::size_t channels, bool redLast>
-HWY_ATTR void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, bool streams)
+HWY_ATTR void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels)
 {
     const hn::ScalableTag<uint8_t> d;
-    mapPixels<channels, 3, 0>(d, in, out, pixels, streams, [&](const uint8_t* source, uint8_t* result) HWY_ATTR {
+    mapPixels<channels, 3, 0>(d, in, out, pixels, 0, [&](const uint8_t* source, uint8_t* result) HWY_ATTR {
         auto c0 = Zero(d), c1 = c0, c2 = c0, c3 = c0;
         loadChannels<channels>(d, source, c0, c1, c2, c3);
         auto& red = redLast ? c2 : c0;
@@ -377,7 +368,7 @@ HWY_ATTR void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, bo
 
 /// The shader's operations in its order.
 template<class D, class V>
-HWY_ATTR void toHsvOfFloats(D d, V& red, V& green, V& blue)
+HWY_ATTR HWY_INLINE void toHsvOfFloats(D d, V& red, V& green, V& blue)
 {
     // Of what is no number the shader's max and min give the first, which Highway's need not.
     const auto maxOf = [](V a, V b) HWY_ATTR {
@@ -403,10 +394,10 @@ HWY_ATTR void toHsvOfFloats(D d, V& red, V& green, V& blue)
 }
 
 template<std::size_t channels, bool redLast>
-HWY_ATTR void hsvOfFloats(const float* in, float* out, std::size_t pixels, bool streams)
+HWY_ATTR void hsvOfFloats(const float* in, float* out, std::size_t pixels)
 {
     const hn::ScalableTag<float> d;
-    mapPixels<channels, 3, 0>(d, in, out, pixels, streams, [&](const float* source, float* result) HWY_ATTR {
+    mapPixels<channels, 3, 0>(d, in, out, pixels, 0, [&](const float* source, float* result) HWY_ATTR {
         auto c0 = Zero(d), c1 = c0, c2 = c0, c3 = c0;
         loadChannels<channels>(d, source, c0, c1, c2, c3);
         auto& red = redLast ? c2 : c0;
@@ -420,12 +411,12 @@ template<std::size_t channels, bool redLast>
 HWY_ATTR void hsvOf(const Band& band)
 {
     if (band.sourceDepth() == CV_8U)
-        forEachRun<uint8_t, uint8_t>(band, [&](const uint8_t* in, const uint8_t*, uint8_t* out, std::size_t pixels) {
-            hsvOfBytes<channels, redLast>(in, out, pixels, band.streams);
+        forEachRun<uint8_t, uint8_t>(band, [](const uint8_t* in, const uint8_t*, uint8_t* out, std::size_t pixels) {
+            hsvOfBytes<channels, redLast>(in, out, pixels);
         });
     else
-        forEachRun<float, float>(band, [&](const float* in, const float*, float* out, std::size_t pixels) {
-            hsvOfFloats<channels, redLast>(in, out, pixels, band.streams);
+        forEachRun<float, float>(band, [](const float* in, const float*, float* out, std::size_t pixels) {
+            hsvOfFloats<channels, redLast>(in, out, pixels);
         });
 }
 
