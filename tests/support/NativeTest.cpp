@@ -13,9 +13,9 @@
 namespace velmor::tests {
 namespace {
 
-/// Sides where rows end within a vector, at its end, or just behind it.
-const std::vector<cv::Size> kSizes = {{1, 1},   {1, 7},  {7, 1},   {2, 3},   {3, 2},     {5, 5},   {16, 3},
-                                      {31, 17}, {64, 4}, {97, 13}, {131, 5}, {16384, 2}, {641, 17}};
+/// Sides where rows end within a vector, at its end, or just behind it; and pictures wide enough for several threads.
+const std::vector<cv::Size> kSizes = {{1, 1},   {1, 7},  {7, 1},   {2, 3},   {3, 2},     {5, 5},    {16, 3},
+                                      {31, 17}, {64, 4}, {97, 13}, {131, 5}, {16384, 2}, {641, 401}};
 
 /// A small one and one with many ends of vectors, for what depends on memory rather than on size.
 const std::vector<cv::Size> kMemorySizes = {{3, 4}, {67, 29}};
@@ -104,9 +104,9 @@ void expectParts(const NativeCase& expectation, const Run& run)
 /// Results that begin at each distance from the source that matters, in the memory of both.
 void expectOverlaps(const NativeCase& expectation, const Run& run)
 {
-    const auto rows = static_cast<std::size_t>(run.source1.rows), columns = static_cast<std::size_t>(run.source1.cols);
-    const std::size_t sourceStep = columns * run.source1.elemSize() + 24;
-    const std::size_t resultStep = columns * run.expected.elemSize() + 24;
+    const std::size_t sourceStep = static_cast<std::size_t>(run.source1.cols) * run.source1.elemSize() + 24;
+    const std::size_t resultStep = static_cast<std::size_t>(run.expected.cols) * run.expected.elemSize() + 24;
+    const auto rows = static_cast<std::size_t>(run.source1.rows);
     const std::size_t element = std::max(run.source1.elemSize1(), run.expected.elemSize1());
     for (const bool sameStep : {true, false}) {
         const std::size_t step = std::max(sourceStep, resultStep);
@@ -259,7 +259,7 @@ void expectEverywhere(const NativeCase& expectation)
                 expectSameObject(expectation, run);
                 expectOverlaps(expectation, run);
             }
-            const Run large = makeRun(expectation, cv::Size(307, 1021), type, depth, seed += 2);
+            const Run large = makeRun(expectation, cv::Size(509, 1021), type, depth, seed += 2);
             const int threads = cv::getNumThreads();
             for (const int count : {1, 2, 3, 5, 8}) {
                 cv::setNumThreads(count);
