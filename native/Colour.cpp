@@ -23,8 +23,8 @@ using hn::Zero;
 // ---- Runs of pixels whose result has another number of channels
 
 /// Calls a function for as many pixels as a vector has elements, with where they lie in the source and in the result.
-/// Fewer pixels, and the last ones, go through a buffer; it is called in one place, so that it is compiled into the
-/// loop.
+/// Fewer pixels go through a buffer. The call stands in one place, so that the compiler puts the function there and
+/// keeps its constants in registers.
 /// @param beyond  how many pixels behind its own the function may read
 /// @param first   how many pixels to compute first, up to the first whole vector; 0 for none
 template<std::size_t channels, std::size_t resultChannels, std::size_t beyond, class D, class Function,
@@ -87,10 +87,10 @@ void greyOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, bool)
 
 #else
 
-// The exact grey is a multiple of a millionth. Weights are integers, rounded up, in units of 2^-32: a sum of them is
-// too large by less than 3 * 255 / 2^32, a fifth of a millionth. So a sum and a half has the whole part of the exact
-// one. Each weight has two digits of 16 bits, for products of 16 bits; that of green is halved, since its high digit
-// has no room for a sign.
+// The exact grey is a multiple of a millionth. Weights are integers here, rounded up, in units of 2^-32: a sum of them
+// is too large by less than 3 * 255 / 2^32, a fifth of a millionth. So with a half added it has the whole part of the
+// exact one. Each weight has two digits of 16 bits, for products of 16 bits; that of green is halved, since its high
+// digit leaves no room for a sign.
 
 constexpr int64_t unitsOf(int64_t millionths)
 {
@@ -134,7 +134,7 @@ struct GreySums
     using Words = hn::Repartition<int16_t, Bytes>;
     using Sums = hn::Repartition<int32_t, Bytes>;
 
-    /// Four pixels for each 16 bytes are at hand at once.
+    /// Pixels, four in each 16 bytes.
     HWY_ATTR hn::Vec<Bytes> load(const uint8_t* in) const
     {
         const auto bytes = hn::LoadU(Bytes(), in);
@@ -177,7 +177,7 @@ HWY_ATTR void greyOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, b
     const typename Sums::Bytes d8;
     const hn::Repartition<uint16_t, typename Sums::Bytes> d16;
     constexpr std::size_t kQuarter = hn::MaxLanes(typename Sums::Sums());
-    constexpr std::size_t kBeyond = channels == 3 ? 6 : 0; // the last load reads a quarter of a vector more
+    constexpr std::size_t kBeyond = channels == 3 ? 6 : 0; // a load reads 16 bytes behind its pixels
     const Sums sums;
     mapToOne<channels, kBeyond>(d8, in, out, pixels, streams, [&](const uint8_t* source) HWY_ATTR {
         const auto sums0 = BitCast(d16, sums(source));
@@ -256,9 +256,9 @@ void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels)
 // Saturation is 255 range / largest, rounded half up. Hue is 42.5 (a - b) / range, rounded half up, after a third of
 // the circle, 85, for each of red, green and blue; with 85 more that number is positive. So both are
 // 42.5 n / (largest * range), where n is 6 range * range or (a - b + 2 range) * largest. All integers here are exact in
-// floats, and errors of division and product are below 2^-22 of the number. What lies between two numbers that round
-// to different bytes is at least 1 / 510 from either, or a half itself. So the quotient is made larger by 2^-19: that
-// lifts each half, and no number to the next half.
+// floats, and division and product err by less than 2^-22 of the number. A number that is no half is at least 1 / 510
+// away from one. So the quotient is made larger by 2^-19: that lifts a half, which then goes up, and lifts no number
+// below a half that far.
 
 constexpr float kQuotient = 42.5F * (1 + 1.0F / (1 << 19));
 

@@ -61,6 +61,11 @@ TEST(BGR2GRAY, AlphaCountsOnlyWhereZeroTimesItIsNotZero)
         std::isnan(onPixel(BGR2GRAY(), {0.0F, 1.0F, 0.0F, std::numeric_limits<float>::infinity()}).at<float>(0)));
 }
 
+TEST(BGR2GRAY, TouchesNothingBehindThePixels)
+{
+    expectNothingTouchedBehind(BGR2GRAY(), greyLoop());
+}
+
 TEST(BGR2GRAY, RefusesWhatItDoesNotTake)
 {
     expectRefusals(BGR2GRAY(), "BGR2GRAY");

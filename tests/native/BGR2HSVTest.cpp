@@ -50,6 +50,11 @@ TEST(BGR2HSV, OfFloatsIsWhatTheShaderDoesWhateverTheyAre)
     expectOnOddColours(BGR2HSV(), hsvLoop(0));
 }
 
+TEST(BGR2HSV, TouchesNothingBehindThePixels)
+{
+    expectNothingTouchedBehind(BGR2HSV(), hsvLoop(0));
+}
+
 TEST(BGR2HSV, RefusesWhatItDoesNotTake)
 {
     expectRefusals(BGR2HSV(), "BGR2HSV");

@@ -2,6 +2,9 @@
 
 #include "tests/support/NativeTest.h"
 
+#include <sys/mman.h>
+#include <unistd.h>
+
 #include <limits>
 #include <utility>
 
@@ -154,6 +157,52 @@ inline void expectOnOddColours(const native::Filter& filter, const PlainLoop& lo
 {
     for (const int channels : {3, 4})
         expectOn({filter, {}, loop, {CV_32F, CV_8U}}, oddColours(channels));
+}
+
+/// Memory whose end is that of what may be touched.
+class GuardedMemory
+{
+public:
+    explicit GuardedMemory(std::size_t bytes)
+        : mPage(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))), mBytes((bytes + mPage - 1) / mPage * mPage),
+          mBegin(static_cast<uchar*>(
+              mmap(nullptr, mBytes + mPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
+    {
+        EXPECT_EQ(mprotect(mBegin + mBytes, mPage, PROT_NONE), 0);
+    }
+    ~GuardedMemory() { munmap(mBegin, mBytes + mPage); }
+    GuardedMemory(const GuardedMemory&) = delete;
+    GuardedMemory& operator=(const GuardedMemory&) = delete;
+
+    /// A row of pixels at the very end.
+    cv::Mat row(int pixels, int type) const
+    {
+        return {1, pixels, type, mBegin + mBytes - static_cast<std::size_t>(pixels) * CV_ELEM_SIZE(type)};
+    }
+
+private:
+    std::size_t mPage;
+    std::size_t mBytes;
+    uchar* mBegin;
+};
+
+/// Expects nothing to be read or written behind the pixels, for rows of many lengths. It ends the process if there is.
+inline void expectNothingTouchedBehind(const native::Filter& filter, const PlainLoop& loop)
+{
+    constexpr int kMostPixels = 200;
+    const GuardedMemory sourceMemory(kMostPixels * 16), resultMemory(kMostPixels * 16);
+    for (const int type : kColourTypes) {
+        for (int pixels = 1; pixels <= kMostPixels; ++pixels) {
+            const cv::Mat source = sourceMemory.row(pixels, type);
+            randomPicture(source.size(), type, 5).copyTo(source);
+            const cv::Mat expected = loop(source, cv::Mat(), filter.resultType(type));
+            onEachInstructionSet([&](const std::string& set) {
+                cv::Mat result = resultMemory.row(pixels, expected.type());
+                filter.execute(source, result);
+                expectEqual(result, expected, set + ", " + std::to_string(pixels) + " pixels");
+            });
+        }
+    }
 }
 
 /// Expects sources and depths that no filter of colours takes to be refused.
