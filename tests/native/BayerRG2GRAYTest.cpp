@@ -1,0 +1,93 @@
+#include "native/BayerRG2GRAY.h"
+
+#include "tests/native/BayerLoop.h"
+
+#include <limits>
+
+namespace velmor::tests {
+namespace {
+
+using native::BayerRG2GRAY;
+
+const PlainLoop kLoop = bayerLoop(
+    [](const ExactColours& colours, uchar* out) {
+        const auto [red, green, blue] = colours.numerators;
+        *out = toByte(212671 * red + 715160 * green + 72169 * blue, 1000000 * colours.denominator);
+    },
+    [](const std::array<float, 3>& colours, float* out) {
+        *out = colours[0] * 0.212671F + colours[1] * 0.715160F + colours[2] * 0.072169F;
+    });
+
+TEST(BayerRG2GRAY, IsTheRuleEverywhere)
+{
+    expectEverywhere({BayerRG2GRAY(), {CV_8UC1, CV_32FC1}, kLoop, {-1, CV_8U, CV_32F}});
+}
+
+TEST(BayerRG2GRAY, IsTheRuleForNeighboursOfManyBrightnesses)
+{
+    for (const int sumBeside : {0, 1, 255, 509, 510})
+        for (const int parity : {0, 1})
+            expectOn({BayerRG2GRAY(), {}, kLoop}, allNeighbours(sumBeside, parity));
+}
+
+TEST(BayerRG2GRAYSweep, IsTheRuleForManyBytes)
+{
+    for (unsigned seed = 0; seed < 64 && !HasFailure(); ++seed) {
+        cv::Mat raw(1024, 1024, CV_8UC1);
+        cv::RNG(seed + 1).fill(raw, cv::RNG::UNIFORM, 0, 1 << (seed % 8 + 1)); // dark ones too
+        expectOn({BayerRG2GRAY(), {}, kLoop}, raw);
+    }
+    for (int sumBeside = 0; sumBeside <= 510 && !HasFailure(); sumBeside += 3)
+        for (const int parity : {0, 1})
+            expectOn({BayerRG2GRAY(), {}, kLoop}, allNeighbours(sumBeside, parity));
+}
+
+TEST(BayerRG2GRAY, GivesTheValueOfAnEvenPicture)
+{
+    for (const int value : {0, 1, 100, 255}) {
+        cv::Mat result;
+        BayerRG2GRAY().execute(cv::Mat(5, 83, CV_8UC1, cv::Scalar(value)), result);
+        expectEqual(result, cv::Mat(5, 83, CV_8UC1, cv::Scalar(value)), std::to_string(value));
+    }
+}
+
+TEST(BayerRG2GRAY, NeitherRoundsNorLimitsTheColoursBefore)
+{
+    // The red pixel in the middle: red 100, green 255 * 100 / (200 / 3) = 382.5, blue 0. The sum is 294.8; with green
+    // limited to 255 it would be 203.6.
+    cv::Mat raw = cv::Mat::zeros(5, 5, CV_8UC1);
+    raw.at<uchar>(2, 2) = raw.at<uchar>(2, 0) = 100;
+    raw.at<uchar>(2, 1) = raw.at<uchar>(2, 3) = 255;
+    cv::Mat result;
+    BayerRG2GRAY().execute(raw, result);
+    EXPECT_EQ(result.at<uchar>(2, 2), 255);
+    // Green 0.5 alone: the sum is 0.36; with green rounded to 1 it would be 0.72.
+    raw = cv::Mat::zeros(5, 5, CV_8UC1);
+    raw.at<uchar>(2, 1) = 1;
+    BayerRG2GRAY().execute(raw, result);
+    EXPECT_EQ(result.at<uchar>(2, 2), 0);
+}
+
+TEST(BayerRG2GRAY, KeepsInfinitiesAndWhatIsNoNumber)
+{
+    cv::Mat raw = randomPicture(cv::Size(71, 9), CV_32FC1, 3);
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::denorm_min(),
+                              std::numeric_limits<float>::max()};
+    for (int i = 0; i < 5; ++i) {
+        raw.at<float>(2, 7 + 9 * i) = specials[i];
+        raw.at<float>(6, 8 + 9 * i) = specials[i];
+    }
+    expectOn({BayerRG2GRAY(), {}, kLoop, {CV_8U, CV_32F}}, raw);
+}
+
+TEST(BayerRG2GRAY, RefusesOtherTypes)
+{
+    expectRefusal([](cv::Mat& result) { BayerRG2GRAY().execute(cv::Mat(2, 2, CV_32FC4), result); },
+                  "native::BayerRG2GRAY::execute(): expected 1 channel of bytes or floats, got 4 channels of floats");
+    expectRefusal([](cv::Mat& result) { BayerRG2GRAY().execute(cv::Mat(2, 2, CV_32FC1), result, CV_32S); },
+                  "native::BayerRG2GRAY::execute(): expected a result of bytes or floats, got 32-bit integers");
+}
+
+} // namespace
+} // namespace velmor::tests
