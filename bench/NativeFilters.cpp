@@ -13,6 +13,8 @@ int main(int argc, char** argv)
         cv::setNumThreads(1);
         velmor::bench::addColour();
         velmor::bench::addLogic();
+        velmor::bench::addBayer();
+        velmor::bench::addViews();
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();
     } catch (const std::exception& error) {

@@ -4,7 +4,8 @@
 
 namespace velmor::bench {
 
-void addColour(); ///< BGR2GRAY, RGB2GRAY, BGR2HSV, RGB2HSV
-void addLogic();  ///< And, Or, Xor, Not, Subtract, Classify
+void addLogic(); ///< And, Or, Xor, Not, Subtract, Classify
+void addBayer(); ///< BayerRG2RGB, BayerRG2GRAY
+void addViews(); ///< FlipV, DebugUInt2Float
 
 } // namespace velmor::bench

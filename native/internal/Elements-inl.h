@@ -67,6 +67,37 @@ HWY_ATTR void mapElements(D d, const T* a, const T* b, T* out, std::size_t count
         mapPart(d, a + i, b ? b + i : nullptr, out + i, count - i, function);
 }
 
+/// out[i] = function(in[i]) where the elements of the two differ in type. The result may be the source as it is where
+/// they have one size.
+/// @param d         of the result
+/// @param streams   as above
+/// @param function  takes as many elements of the source as a vector of the result has
+template<class D, typename In, class Function, typename T = hn::TFromD<D>>
+HWY_ATTR void convertElements(D d, const In* in, T* out, std::size_t count, bool streams, const Function& function)
+{
+    const hn::Rebind<In, D> dIn;
+    const std::size_t lanes = hn::Lanes(d);
+    const auto convertPart = [&](std::size_t first, std::size_t number) HWY_ATTR {
+        HWY_ALIGN In part[hn::MaxLanes(d)] = {};
+        HWY_ALIGN T converted[hn::MaxLanes(d)];
+        std::copy_n(in + first, number, part);
+        hn::Store(function(hn::Load(dIn, part)), d, converted);
+        std::copy_n(converted, number, out + first);
+    };
+    std::size_t i = 0;
+    if (streams) {
+        i = std::min(count, elementsToAlignment(d, out));
+        convertPart(0, i);
+        for (; i + lanes <= count; i += lanes)
+            hn::Stream(function(hn::LoadU(dIn, in + i)), d, out + i);
+        hwy::FlushStream();
+    }
+    for (; i + lanes <= count; i += lanes)
+        hn::StoreU(function(hn::LoadU(dIn, in + i)), d, out + i);
+    if (i < count)
+        convertPart(i, count - i);
+}
+
 /// Calls a function for each vector of pixels of several channels, with where they lie in the sources and the result.
 template<std::size_t channels, class D, class Function, typename T = hn::TFromD<D>>
 HWY_ATTR void forEachVector(D d, const T* a, const T* b, T* out, std::size_t pixels, const Function& function)
