@@ -10,15 +10,21 @@
 
 #include <hwy/highway.h>
 
-#include <cstring>
-
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
 
-HWY_ATTR void streamRow(const uint8_t* from, uint8_t* to, std::size_t bytes)
+HWY_ATTR void flip(const Band& band)
 {
-    mapElements(hn::ScalableTag<uint8_t>(), from, static_cast<const uint8_t*>(nullptr), to, bytes, true,
-                [](auto, auto value, auto) HWY_ATTR { return value; });
+    const cv::Mat& source = band.sources[0];
+    cv::Mat result = band.result;
+    const std::size_t bytes = static_cast<std::size_t>(source.cols) * source.elemSize();
+    const auto same = [](auto, auto value, auto) HWY_ATTR {
+        return value;
+    };
+    // The source is read forwards, which is what processors fetch ahead best; writing backwards costs nothing.
+    for (int row = band.last - 1; row >= band.first; --row)
+        mapElements(hn::ScalableTag<uint8_t>(), source.ptr(source.rows - 1 - row), static_cast<const uchar*>(nullptr),
+                    result.ptr(row), bytes, band.streams, same);
 }
 
 } // namespace velmor::native::HWY_NAMESPACE
@@ -28,28 +34,16 @@ HWY_AFTER_NAMESPACE();
 namespace velmor::native {
 namespace {
 
-HWY_EXPORT(streamRow);
-
-void flip(const Band& band)
-{
-    const cv::Mat& source = band.sources[0];
-    cv::Mat result = band.result;
-    const std::size_t bytes = static_cast<std::size_t>(source.cols) * source.elemSize();
-    for (int row = band.first; row < band.last; ++row) {
-        const uchar* const from = source.ptr(source.rows - 1 - row);
-        if (band.streams)
-            HWY_DYNAMIC_DISPATCH(streamRow)(from, result.ptr(row), bytes);
-        else
-            std::memcpy(result.ptr(row), from, bytes);
-    }
-}
+HWY_EXPORT(flip);
 
 std::shared_ptr<const Rule> makeRule()
 {
     Rule rule;
     rule.name = "FlipV";
     rule.isPerPixel = false;
-    rule.compute = flip;
+    rule.compute = [](const Band& band) {
+        HWY_DYNAMIC_DISPATCH(flip)(band);
+    };
     return std::make_shared<const Rule>(std::move(rule));
 }
 
