@@ -109,7 +109,7 @@ HWY_ATTR FloatVector scaleOf(const Sites& sites, float factor)
 /// Rounds floats of 0 to 65535 to the nearest integers.
 HWY_ATTR auto rounded(FloatVector values)
 {
-    // Behind 2^23 a float has no bits for less than 1, and its lowest bits are the integer's.
+    // From 2^23 on a float has no bits for fractions, and its lowest ones are the integer.
     const auto bits = hn::BitCast(Integers(), hn::Add(values, hn::Set(Floats(), 0x1p23F)));
     return hn::And(bits, hn::Set(Integers(), 0xffff));
 }
