@@ -387,14 +387,18 @@ std::shared_ptr<const Rule> makeRule(const char* name, int resultChannels, std::
 } // namespace
 
 BayerRG2RGB::BayerRG2RGB()
-    : Filter(makeRule("BayerRG2RGB", 3, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeColour)
-                                                               (band); }))
+    : Filter(makeRule("BayerRG2RGB", 3, [](const Band& band) {
+          HWY_DYNAMIC_DISPATCH(computeColour)
+          (band);
+      }))
 {
 }
 
 BayerRG2GRAY::BayerRG2GRAY()
-    : Filter(makeRule("BayerRG2GRAY", 1, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeGrey)
-                                                                (band); }))
+    : Filter(makeRule("BayerRG2GRAY", 1, [](const Band& band) {
+          HWY_DYNAMIC_DISPATCH(computeGrey)
+          (band);
+      }))
 {
 }
 
