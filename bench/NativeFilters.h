@@ -4,8 +4,9 @@
 
 namespace velmor::bench {
 
-void addLogic(); ///< And, Or, Xor, Not, Subtract, Classify
-void addBayer(); ///< BayerRG2RGB, BayerRG2GRAY
-void addViews(); ///< FlipV, DebugUInt2Float
+void addBayer();  ///< BayerRG2RGB, BayerRG2GRAY
+void addColour(); ///< BGR2GRAY, RGB2GRAY, BGR2HSV, RGB2HSV
+void addLogic();  ///< And, Or, Xor, Not, Subtract, Classify
+void addViews();  ///< FlipV, DebugUInt2Float
 
 } // namespace velmor::bench

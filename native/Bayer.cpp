@@ -13,6 +13,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -363,6 +364,7 @@ HWY_ATTR void computeGrey(const Band& band)
     compute<ToGrey>(band);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

@@ -14,6 +14,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 using hn::BitCast;
 using hn::IfThenElse;
@@ -428,6 +429,7 @@ HWY_ATTR void computeHsv(const Band& band, bool redLast)
         redLast ? hsvOf<4, true>(band) : hsvOf<4, false>(band);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

@@ -12,6 +12,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 using Floats = hn::ScalableTag<float>;
 using Integers = hn::RebindToSigned<Floats>;
@@ -68,6 +69,7 @@ HWY_ATTR void compute(const Band& band)
         convertChannels<uint32_t, Scale32>(band);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

@@ -12,6 +12,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 HWY_ATTR void flip(const Band& band)
 {
@@ -27,6 +28,7 @@ HWY_ATTR void flip(const Band& band)
                     result.ptr(row), bytes, band.streams, same);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

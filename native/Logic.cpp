@@ -16,6 +16,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 using hn::IfThenElse;
 using hn::IfThenElseZero;
@@ -182,6 +183,7 @@ HWY_ATTR void computeGain(const Band& band)
         computeGainOf<float>(band);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

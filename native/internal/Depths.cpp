@@ -10,6 +10,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -65,6 +66,7 @@ HWY_ATTR void rowToBytes(const float* floats, uint8_t* bytes, std::size_t count)
     convert(floats, bytes, count, toBytes);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
