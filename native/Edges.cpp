@@ -1,0 +1,338 @@
+#include "native/GRAY2Sobel.h"
+#include "native/Laplacian.h"
+#include "native/internal/Rule.h"
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "native/Edges.cpp"
+#include <hwy/foreach_target.h> // must come before highway.h
+
+#include "native/internal/Elements-inl.h"
+#include "native/internal/PaddedRows-inl.h"
+
+#include <hwy/highway.h>
+
+HWY_BEFORE_NAMESPACE();
+namespace velmor::native::HWY_NAMESPACE {
+
+using Floats = hn::ScalableTag<float>;
+using Bytes = hn::ScalableTag<uint8_t>;
+
+/// A row, and the ones above and below it.
+template<typename T>
+struct Neighbours
+{
+    const T* above;
+    const T* here;
+    const T* below;
+};
+
+template<typename T, typename Source>
+Neighbours<T> around(PaddedRows<Source, T>& padded, int row)
+{
+    return {padded.row(row - 1), padded.row(row), padded.row(row + 1)};
+}
+
+/// Writes a row a vector at a time.
+/// @param at  gives the vector of the elements from a place on; it may be asked for places beyond the end
+template<class D, class At, typename T = hn::TFromD<D>>
+HWY_ATTR void writeRow(D d, T* out, std::size_t count, bool streams, const At& at)
+{
+    const std::size_t lanes = hn::Lanes(d);
+    std::size_t i = 0;
+    const auto writePart = [&](std::size_t elements) HWY_ATTR {
+        HWY_ALIGN T part[hn::MaxLanes(d)];
+        hn::Store(at(i), d, part);
+        std::copy_n(part, elements, out + i);
+        i += elements;
+    };
+    if (streams) {
+        writePart(std::min(count, elementsToAlignment(d, out)));
+        for (; i + lanes <= count; i += lanes)
+            hn::Stream(at(i), d, out + i);
+        hwy::FlushStream();
+    }
+    for (; i + lanes <= count; i += lanes)
+        hn::StoreU(at(i), d, out + i);
+    writePart(count - i);
+}
+
+// ---- Sums in the order of the shaders: row by row, each sum rounded
+
+/// sum + weight * value. The product is exact.
+/// @tparam finite  whether no value is infinite or no number; else a weight of 0 can show
+template<int weight, bool finite, class D, class V>
+HWY_ATTR V addWeighted(D d, V sum, V value)
+{
+    if constexpr (weight == 1)
+        return hn::Add(sum, value);
+    else if constexpr (weight == -1)
+        return hn::Sub(sum, value);
+    else if constexpr (weight == 0 && finite)
+        return sum;
+    else
+        return hn::Add(sum, hn::Mul(value, hn::Set(d, static_cast<float>(weight))));
+}
+
+/// The weighted sum of three neighbours in a row, added to a sum.
+/// @param row   where the middle one is
+/// @param step  from a pixel's channel to the same one of the next pixel
+template<int left, int middle, int right, bool finite, class D, class V>
+HWY_ATTR V addRow(D d, V sum, const float* row, std::size_t step)
+{
+    sum = addWeighted<left, finite>(d, sum, hn::LoadU(d, row - step));
+    sum = addWeighted<middle, finite>(d, sum, hn::LoadU(d, row));
+    return addWeighted<right, finite>(d, sum, hn::LoadU(d, row + step));
+}
+
+// ---- Sobel
+
+/// The gradients of a vector of pixels, interleaved.
+template<bool finite>
+HWY_ATTR void gradients(const Neighbours<float>& rows, std::size_t i, float* out)
+{
+    const Floats d;
+    auto horizontal = addRow<-1, -2, -1, finite>(d, hn::Zero(d), rows.above + i, 1);
+    horizontal = addRow<0, 0, 0, finite>(d, horizontal, rows.here + i, 1);
+    horizontal = addRow<1, 2, 1, finite>(d, horizontal, rows.below + i, 1);
+    auto vertical = addRow<1, 0, -1, finite>(d, hn::Zero(d), rows.above + i, 1);
+    vertical = addRow<2, 0, -2, finite>(d, vertical, rows.here + i, 1);
+    vertical = addRow<1, 0, -1, finite>(d, vertical, rows.below + i, 1);
+    const auto squares = hn::Add(hn::Mul(horizontal, horizontal), hn::Mul(vertical, vertical));
+    hn::StoreInterleaved3(horizontal, vertical, hn::Sqrt(squares), d, out);
+}
+
+template<bool finite>
+HWY_ATTR void sobelPixels(const Neighbours<float>& rows, std::size_t first, std::size_t last, float* out)
+{
+    const std::size_t lanes = hn::Lanes(Floats());
+    std::size_t i = first;
+    for (; i + lanes <= last; i += lanes, out += 3 * lanes)
+        gradients<finite>(rows, i, out);
+    if (i < last) {
+        float part[3 * hn::MaxLanes(Floats())];
+        gradients<finite>(rows, i, part);
+        std::copy_n(part, 3 * (last - i), out);
+    }
+}
+
+template<typename Source>
+HWY_ATTR void sobelOf(const Band& band)
+{
+    constexpr bool kFinite = std::is_same_v<Source, uint8_t>;
+    constexpr std::size_t kPixels = 512; // that are interleaved in the first cache before they stream from there
+    HWY_ALIGN float interleaved[3 * kPixels + hn::MaxLanes(Floats())];
+    const auto columns = static_cast<std::size_t>(band.result.cols);
+    PaddedRows<Source, float> padded(band.sources[0]);
+    cv::Mat result = band.result;
+    for (int row = band.first; row < band.last; ++row) {
+        const Neighbours<float> rows = around(padded, row);
+        auto* const out = result.ptr<float>(row);
+        if (!band.streams) {
+            sobelPixels<kFinite>(rows, 0, columns, out);
+            continue;
+        }
+        for (std::size_t i = 0; i < columns; i += kPixels) {
+            const std::size_t count = std::min(kPixels, columns - i);
+            sobelPixels<kFinite>(rows, i, i + count, interleaved);
+            writeRow(Floats(), out + 3 * i, 3 * count, true,
+                     [&](std::size_t place) HWY_ATTR { return hn::LoadU(Floats(), interleaved + place); });
+        }
+    }
+}
+
+HWY_ATTR void computeSobel(const Band& band)
+{
+    if (band.sourceDepth() == CV_8U)
+        sobelOf<uint8_t>(band);
+    else
+        sobelOf<float>(band);
+}
+
+// ---- Laplacian
+
+/// A kernel of 3 x 3: its weights at the corners, beside the middle, and in the middle.
+template<int cornerWeight, int sideWeight, int middleWeight>
+struct Kernel
+{
+    static constexpr int corner = cornerWeight;
+    static constexpr int side = sideWeight;
+    static constexpr int middle = middleWeight;
+};
+
+using NegativeLaplacian = Kernel<-1, -1, 8>;
+using FourNeighbours = Kernel<0, 1, -4>;
+using EightNeighbours = Kernel<-1, 2, -4>;
+
+template<class K, bool finite>
+HWY_ATTR auto laplacianOfFloats(const Neighbours<float>& rows, std::size_t i, std::size_t step)
+{
+    const Floats d;
+    auto sum = addRow<K::corner, K::side, K::corner, finite>(d, hn::Zero(d), rows.above + i, step);
+    sum = addRow<K::side, K::middle, K::side, finite>(d, sum, rows.here + i, step);
+    return hn::Abs(addRow<K::corner, K::side, K::corner, finite>(d, sum, rows.below + i, step));
+}
+
+#if HWY_TARGET == HWY_SCALAR
+
+template<class K>
+auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t step)
+{
+    const uint8_t *const above = rows.above + i, *const here = rows.here + i, *const below = rows.below + i;
+    const int corners = *(above - step) + above[step] + *(below - step) + below[step];
+    const int sides = *above + *(here - step) + here[step] + *below;
+    const int sum = K::corner * corners + K::side * sides + K::middle * *here;
+    return hn::Set(Bytes(), static_cast<uint8_t>(std::min(std::abs(sum), 255)));
+}
+
+#else
+
+using Integers = hn::Repartition<int16_t, Bytes>;
+
+/// Sums of bytes in integers of 16 bits, which hold them all: those at even places, and those at odd ones.
+struct Sums
+{
+    hn::Vec<Integers> even;
+    hn::Vec<Integers> odd;
+
+    HWY_ATTR Sums() : even(hn::Zero(Integers())), odd(even) {}
+
+    HWY_ATTR void add(const uint8_t* bytes)
+    {
+        const hn::Repartition<uint16_t, Bytes> d;
+        const auto pairs = hn::BitCast(d, hn::LoadU(Bytes(), bytes));
+        even = hn::Add(even, hn::BitCast(Integers(), hn::And(pairs, hn::Set(d, 255))));
+        odd = hn::Add(odd, hn::BitCast(Integers(), hn::ShiftRight<8>(pairs)));
+    }
+};
+
+/// |sum| limited to a byte.
+template<class K, class V>
+HWY_ATTR V limitedSum(V corners, V sides, V middle)
+{
+    const Integers d;
+    const auto weighted = [&](V sum, int weight) HWY_ATTR {
+        return hn::Mul(sum, hn::Set(d, static_cast<int16_t>(weight)));
+    };
+    const auto sum =
+        hn::Add(hn::Add(weighted(corners, K::corner), weighted(sides, K::side)), weighted(middle, K::middle));
+    return hn::Min(hn::Abs(sum), hn::Set(d, int16_t{255}));
+}
+
+template<class K>
+HWY_ATTR auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t step)
+{
+    Sums corners, sides, middle;
+    if constexpr (K::corner != 0) {
+        corners.add(rows.above + i - step);
+        corners.add(rows.above + i + step);
+        corners.add(rows.below + i - step);
+        corners.add(rows.below + i + step);
+    }
+    sides.add(rows.above + i);
+    sides.add(rows.here + i - step);
+    sides.add(rows.here + i + step);
+    sides.add(rows.below + i);
+    middle.add(rows.here + i);
+    const auto even = limitedSum<K>(corners.even, sides.even, middle.even);
+    const auto odd = limitedSum<K>(corners.odd, sides.odd, middle.odd);
+    return hn::BitCast(Bytes(), hn::Or(even, hn::ShiftLeft<8>(odd)));
+}
+
+#endif
+
+template<class K, typename Source>
+HWY_ATTR void laplacianToFloats(const Band& band)
+{
+    constexpr bool kFinite = std::is_same_v<Source, uint8_t>;
+    const auto step = static_cast<std::size_t>(band.channels());
+    const auto count = static_cast<std::size_t>(band.result.cols) * step;
+    PaddedRows<Source, float> padded(band.sources[0]);
+    cv::Mat result = band.result;
+    for (int row = band.first; row < band.last; ++row) {
+        const Neighbours<float> rows = around(padded, row);
+        writeRow(Floats(), result.ptr<float>(row), count, band.streams,
+                 [&](std::size_t i) HWY_ATTR { return laplacianOfFloats<K, kFinite>(rows, i, step); });
+    }
+}
+
+template<class K>
+HWY_ATTR void laplacianToBytes(const Band& band)
+{
+    const auto step = static_cast<std::size_t>(band.channels());
+    const auto count = static_cast<std::size_t>(band.result.cols) * step;
+    PaddedRows<uint8_t, uint8_t> padded(band.sources[0]);
+    cv::Mat result = band.result;
+    for (int row = band.first; row < band.last; ++row) {
+        const Neighbours<uint8_t> rows = around(padded, row);
+        writeRow(Bytes(), result.ptr(row), count, band.streams,
+                 [&](std::size_t i) HWY_ATTR { return laplacianOfBytes<K>(rows, i, step); });
+    }
+}
+
+template<class K>
+HWY_ATTR void laplacianBy(const Band& band)
+{
+    if (band.result.depth() == CV_8U)
+        laplacianToBytes<K>(band);
+    else if (band.sourceDepth() == CV_8U)
+        laplacianToFloats<K, uint8_t>(band);
+    else
+        laplacianToFloats<K, float>(band);
+}
+
+HWY_ATTR void computeLaplacian(const Band& band, int kernelType)
+{
+    if (kernelType == 1)
+        laplacianBy<FourNeighbours>(band);
+    else if (kernelType == 2)
+        laplacianBy<EightNeighbours>(band);
+    else
+        laplacianBy<NegativeLaplacian>(band);
+}
+
+} // namespace velmor::native::HWY_NAMESPACE
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+namespace velmor::native {
+namespace {
+
+HWY_EXPORT(computeSobel);
+HWY_EXPORT(computeLaplacian);
+
+std::shared_ptr<const Rule> sobelRule()
+{
+    Rule rule;
+    rule.name = "GRAY2Sobel";
+    rule.channels = {1};
+    rule.resultChannels = 3;
+    rule.resultDepths = {CV_32F};
+    rule.computed = {{CV_8U, CV_32F}, {CV_32F, CV_32F}};
+    rule.isPerPixel = false;
+    rule.compute = [](const Band& band) {
+        HWY_DYNAMIC_DISPATCH(computeSobel)(band);
+    };
+    return std::make_shared<const Rule>(std::move(rule));
+}
+
+std::shared_ptr<const Rule> laplacianRule(int kernelType)
+{
+    Rule rule;
+    rule.name = "Laplacian";
+    rule.resultDepths = {CV_32F, CV_8U};
+    rule.computed = {{CV_8U, CV_8U}, {CV_8U, CV_32F}, {CV_32F, CV_32F}};
+    rule.isPerPixel = false;
+    rule.compute = [kernelType](const Band& band) {
+        HWY_DYNAMIC_DISPATCH(computeLaplacian)(band, kernelType);
+    };
+    return std::make_shared<const Rule>(std::move(rule));
+}
+
+} // namespace
+
+GRAY2Sobel::GRAY2Sobel() : Filter(sobelRule()) {}
+
+Laplacian::Laplacian(int kernelType) : Filter(laplacianRule(kernelType)) {}
+
+} // namespace velmor::native
+#endif

@@ -1,0 +1,200 @@
+#include "native/Laplacian.h"
+
+#include "tests/support/NativeTest.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdlib>
+#include <limits>
+
+namespace velmor::tests {
+namespace {
+
+using native::Laplacian;
+
+using Kernel = std::array<int, 9>;
+
+Kernel kernelOf(int kernelType)
+{
+    if (kernelType == 1)
+        return {0, 1, 0, 1, -4, 1, 0, 1, 0};
+    if (kernelType == 2)
+        return {-1, 2, -1, 2, -4, 2, -1, 2, -1};
+    return {-1, -1, -1, -1, 8, -1, -1, -1, -1};
+}
+
+/// The sum of a kernel's weights times neighbours of one channel, in a type, in the shader's order.
+template<typename T, typename Sum>
+Sum sumAt(const cv::Mat& picture, int y, int x, int channel, const Kernel& kernel)
+{
+    Sum sum = 0;
+    for (int i = 0; i < 9; ++i) {
+        const int row = std::clamp(y + i / 3 - 1, 0, picture.rows - 1);
+        const int column = std::clamp(x + i % 3 - 1, 0, picture.cols - 1);
+        sum += static_cast<Sum>(picture.ptr<T>(row)[column * picture.channels() + channel]) *
+               static_cast<Sum>(kernel[static_cast<std::size_t>(i)]);
+    }
+    return sum;
+}
+
+template<typename Function>
+void forEachElement(const cv::Mat& picture, const Function& function)
+{
+    for (int y = 0; y < picture.rows; ++y)
+        for (int x = 0; x < picture.cols; ++x)
+            for (int c = 0; c < picture.channels(); ++c)
+                function(y, x, c, x * picture.channels() + c);
+}
+
+PlainLoop loopOf(int kernelType)
+{
+    return [kernel = kernelOf(kernelType)](const cv::Mat& source, const cv::Mat&, int type) {
+        cv::Mat result(source.size(), type);
+        if (source.depth() == CV_8U && result.depth() == CV_8U) {
+            forEachElement(source, [&](int y, int x, int c, int place) {
+                const int sum = sumAt<uchar, int>(source, y, x, c, kernel);
+                result.ptr(y)[place] = static_cast<uchar>(std::min(std::abs(sum), 255));
+            });
+            return result;
+        }
+        const cv::Mat values = source.depth() == CV_8U ? floatsOf(source) : source;
+        cv::Mat floats(source.size(), CV_MAKETYPE(CV_32F, source.channels()));
+        forEachElement(values, [&](int y, int x, int c, int place) {
+            floats.ptr<float>(y)[place] = std::fabs(sumAt<float, float>(values, y, x, c, kernel));
+        });
+        return result.depth() == CV_8U ? bytesOf(floats) : floats;
+    };
+}
+
+void expectRuleEverywhere(int kernelType)
+{
+    expectEverywhere({Laplacian(kernelType),
+                      {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4},
+                      loopOf(kernelType),
+                      {-1, CV_8U}});
+}
+
+TEST(Laplacian, IsTheRuleEverywhere)
+{
+    expectRuleEverywhere(0);
+}
+
+TEST(Laplacian, OfFourNeighboursIsTheRuleEverywhere)
+{
+    expectRuleEverywhere(1);
+}
+
+TEST(Laplacian, OfEightNeighboursIsTheRuleEverywhere)
+{
+    expectRuleEverywhere(2);
+}
+
+TEST(Laplacian, OfEveryByteAmongEveryByte)
+{
+    // Each cell of 3 x 3 has one byte in the middle and another one around it.
+    cv::Mat cells(3 * 256, 3 * 256, CV_8UC1);
+    for (int around = 0; around < 256; ++around) {
+        cells.rowRange(3 * around, 3 * around + 3) = around;
+        for (int middle = 0; middle < 256; ++middle)
+            cells.at<uchar>(3 * around + 1, 3 * middle + 1) = static_cast<uchar>(middle);
+    }
+    for (const int kernelType : {0, 1, 2})
+        expectOn({Laplacian(kernelType), {}, loopOf(kernelType), {CV_8U, CV_32F}}, cells);
+}
+
+TEST(Laplacian, OfEveryPatternOfExtremes)
+{
+    // Sums reach both ends of their range: 2040 below and above 0.
+    cv::Mat cells(3 * 16, 3 * 32, CV_8UC1);
+    for (int pattern = 0; pattern < 512; ++pattern)
+        for (int i = 0; i < 9; ++i)
+            cells.at<uchar>(pattern / 32 * 3 + i / 3, pattern % 32 * 3 + i % 3) =
+                static_cast<uchar>((pattern >> i & 1) * 255);
+    for (const int kernelType : {0, 1, 2})
+        expectOn({Laplacian(kernelType), {}, loopOf(kernelType), {CV_8U, CV_32F}}, cells);
+}
+
+TEST(Laplacian, OfADotIsItsKernel)
+{
+    for (const int kernelType : {0, 1, 2}) {
+        cv::Mat dot(3, 3, CV_8UC1, cv::Scalar(0)), floats, bytes;
+        dot.at<uchar>(1, 1) = 51; // a fifth
+        Laplacian(kernelType).execute(dot, floats);
+        Laplacian(kernelType).execute(dot, bytes, CV_8U);
+        const Kernel kernel = kernelOf(kernelType);
+        for (int i = 0; i < 9; ++i) {
+            const int weight = std::abs(kernel[static_cast<std::size_t>(i)]);
+            EXPECT_EQ(floats.at<float>(i / 3, i % 3), static_cast<float>(weight) * 0.2F);
+            EXPECT_EQ(bytes.at<uchar>(i / 3, i % 3), std::min(weight * 51, 255));
+        }
+    }
+}
+
+TEST(Laplacian, OfAConstantIsZeroForEveryKernel)
+{
+    for (const int kernelType : {0, 1, 2}) {
+        const cv::Mat grey(5, 70, CV_8UC4, cv::Scalar(255, 128, 7, 255));
+        expectOn({Laplacian(kernelType),
+                  {},
+                  [](const cv::Mat& source, const cv::Mat&, int type) {
+                      return cv::Mat(source.size(), type, cv::Scalar::all(0));
+                  },
+                  {CV_8U}},
+                 grey);
+    }
+}
+
+TEST(Laplacian, OtherTypesOfKernelAreTheNegativeLaplacian)
+{
+    const cv::Mat picture = randomPicture(cv::Size(9, 7), CV_8UC3, 1);
+    for (const int kernelType : {-1, 3, 257, std::numeric_limits<int>::min(), std::numeric_limits<int>::max()})
+        expectOn({Laplacian(kernelType), {}, loopOf(0), {CV_8U, CV_32F}}, picture);
+    expectOn({Laplacian(), {}, loopOf(0), {CV_8U, CV_32F}}, picture);
+}
+
+TEST(Laplacian, WhatIsNotFiniteShowsUnderAWeightOfZeroToo)
+{
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(),  std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(),  std::numeric_limits<float>::max(),
+                              std::numeric_limits<float>::denorm_min(), -0.0F};
+    for (const int channels : {1, 3, 4}) {
+        cv::Mat picture(19, 89, CV_32FC(channels), cv::Scalar::all(0.5));
+        for (int i = 0; i < 60; ++i)
+            picture.ptr<float>(2 + i % 16)[(7 * i + 3) % 89 * channels + i % channels] = specials[i % 6];
+        for (const int kernelType : {0, 1, 2})
+            expectOn({Laplacian(kernelType), {}, loopOf(kernelType), {CV_32F, CV_8U}}, picture);
+    }
+    cv::Mat dot(3, 3, CV_32FC1, cv::Scalar(0)), result;
+    dot.at<float>(1, 1) = std::numeric_limits<float>::infinity();
+    Laplacian(1).execute(dot, result);
+    EXPECT_TRUE(std::isnan(result.at<float>(0, 0)));
+    EXPECT_EQ(result.at<float>(0, 1), std::numeric_limits<float>::infinity());
+}
+
+TEST(Laplacian, OfAPictureThatNoCacheHolds)
+{
+    const cv::Mat bytes = randomPicture(cv::Size(2001, 1501), CV_8UC3, 1);
+    expectOn({Laplacian(), {}, loopOf(0), {CV_8U, CV_32F}}, bytes);
+    expectOn({Laplacian(), {}, loopOf(0), {CV_32F}}, floatsOf(bytes));
+}
+
+TEST(Laplacian, GivesFloatsUnlessAskedForBytes)
+{
+    const Laplacian filter(1);
+    EXPECT_EQ(filter.resultType(CV_8UC3), CV_32FC3);
+    EXPECT_EQ(filter.resultType(CV_32FC4), CV_32FC4);
+    EXPECT_EQ(filter.resultType(CV_8UC1, CV_8U), CV_8UC1);
+    EXPECT_EQ(filter.resultType(CV_32FC1, CV_8U), CV_8UC1);
+    expectRefusal([&](cv::Mat& result) { filter.execute(cv::Mat(2, 2, CV_8UC2, cv::Scalar()), result); },
+                  "native::Laplacian::execute(): expected 1, 3 or 4 channels of bytes or floats, got 2 channels of "
+                  "bytes");
+    expectRefusal([&](cv::Mat& result) { filter.execute(cv::Mat(2, 2, CV_64FC1, cv::Scalar()), result); },
+                  "native::Laplacian::execute(): expected 1, 3 or 4 channels of bytes or floats, got 1 channel of "
+                  "doubles");
+    expectRefusal([&](cv::Mat& result) { filter.execute(cv::Mat(2, 2, CV_8UC1, cv::Scalar()), result, CV_16S); },
+                  "native::Laplacian::execute(): expected a result of bytes or floats, got 16-bit integers");
+}
+
+} // namespace
+} // namespace velmor::tests
