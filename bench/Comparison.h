@@ -44,7 +44,7 @@ inline cv::Mat realPicture(const Size& size, int type)
 {
     using core::cvdata::Image;
     const Image frame = cameraFrames(1, size, Image::RGB).front();
-    const cv::Mat colours = frame.mat();
+    const cv::Mat colours = frame.mat(); // of the frame's memory
     cv::Mat picture;
     switch (CV_MAT_CN(type)) {
     case 1:

@@ -158,7 +158,7 @@ void addThinning(const std::string& pictures, const std::function<cv::Mat()>& ma
 void addEdges()
 {
     constexpr double kMostBesideSame = 1 / 0.95;
-    for (const Size& size : kSizes) {
+    for (const Size& size : {kFrameSizes[1], kFrameSizes[2], kFrameSizes[3]}) {
         for (const bool real : {true, false}) {
             const std::string pictures = std::string(size.name) + (real ? "/real" : "/random");
             const auto picture = [size, real](int type) {
@@ -177,9 +177,8 @@ void addEdges()
                     add(name + "to32F/" + pictures,
                         [=] { return compareLaplacian(picture(type), kernelType, CV_32F, 1 / 3.0); });
                 }
-                add(kernel + "CV_32FC1/" + pictures, [=] {
-                    return compareLaplacian(picture(CV_32FC1), kernelType, CV_32F, kMostBesideSame);
-                });
+                add(kernel + "CV_32FC1/" + pictures,
+                    [=] { return compareLaplacian(picture(CV_32FC1), kernelType, CV_32F, kMostBesideSame); });
             }
             addThinning(pictures, [=] { return picture(CV_8UC1); });
         }

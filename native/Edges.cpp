@@ -32,28 +32,27 @@ Neighbours<T> around(PaddedRows<Source, T>& padded, int row)
     return {padded.row(row - 1), padded.row(row), padded.row(row + 1)};
 }
 
-/// Writes a row a vector at a time.
+/// Writes a row a vector at a time, or what is left of one at its ends.
 /// @param at  gives the vector of the elements from a place on; it may be asked for places beyond the end
 template<class D, class At, typename T = hn::TFromD<D>>
-HWY_ATTR void writeRow(D d, T* out, std::size_t count, bool streams, const At& at)
+HWY_FLATTEN void writeRow(D d, T* out, std::size_t count, bool streams, const At& at)
 {
     const std::size_t lanes = hn::Lanes(d);
-    std::size_t i = 0;
-    const auto writePart = [&](std::size_t elements) HWY_ATTR {
-        HWY_ALIGN T part[hn::MaxLanes(d)];
-        hn::Store(at(i), d, part);
-        std::copy_n(part, elements, out + i);
-        i += elements;
-    };
-    if (streams) {
-        writePart(std::min(count, elementsToAlignment(d, out)));
-        for (; i + lanes <= count; i += lanes)
-            hn::Stream(at(i), d, out + i);
-        hwy::FlushStream();
+    const std::size_t unaligned = streams ? elementsToAlignment(d, out) : 0;
+    std::size_t elements = unaligned > 0 ? unaligned : lanes;
+    for (std::size_t i = 0; i < count; i += elements, elements = lanes) {
+        elements = std::min(elements, count - i);
+        const auto vector = at(i);
+        if (elements < lanes) {
+            HWY_ALIGN T part[hn::MaxLanes(d)];
+            hn::Store(vector, d, part);
+            std::copy_n(part, elements, out + i);
+        } else if (streams) {
+            hn::Stream(vector, d, out + i);
+        } else {
+            hn::StoreU(vector, d, out + i);
+        }
     }
-    for (; i + lanes <= count; i += lanes)
-        hn::StoreU(at(i), d, out + i);
-    writePart(count - i);
 }
 
 // ---- Sums in the order of the shaders: row by row, each sum rounded
@@ -102,7 +101,7 @@ HWY_ATTR void gradients(const Neighbours<float>& rows, std::size_t i, float* out
 }
 
 template<bool finite>
-HWY_ATTR void sobelPixels(const Neighbours<float>& rows, std::size_t first, std::size_t last, float* out)
+HWY_FLATTEN void sobelPixels(const Neighbours<float>& rows, std::size_t first, std::size_t last, float* out)
 {
     const std::size_t lanes = hn::Lanes(Floats());
     std::size_t i = first;
@@ -138,6 +137,7 @@ HWY_ATTR void sobelOf(const Band& band)
                      [&](std::size_t place) HWY_ATTR { return hn::LoadU(Floats(), interleaved + place); });
         }
     }
+    hwy::FlushStream();
 }
 
 HWY_ATTR void computeSobel(const Band& band)
@@ -253,6 +253,7 @@ HWY_ATTR void laplacianToFloats(const Band& band)
         writeRow(Floats(), result.ptr<float>(row), count, band.streams,
                  [&](std::size_t i) HWY_ATTR { return laplacianOfFloats<K, kFinite>(rows, i, step); });
     }
+    hwy::FlushStream();
 }
 
 template<class K>
@@ -267,6 +268,7 @@ HWY_ATTR void laplacianToBytes(const Band& band)
         writeRow(Bytes(), result.ptr(row), count, band.streams,
                  [&](std::size_t i) HWY_ATTR { return laplacianOfBytes<K>(rows, i, step); });
     }
+    hwy::FlushStream();
 }
 
 template<class K>
