@@ -11,6 +11,9 @@
 
 #include <hwy/highway.h>
 
+#include <cmath>
+#include <cstdlib>
+
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
 
@@ -32,29 +35,6 @@ Neighbours<T> around(PaddedRows<Source, T>& padded, int row)
     return {padded.row(row - 1), padded.row(row), padded.row(row + 1)};
 }
 
-/// Writes a row a vector at a time, or what is left of one at its ends.
-/// @param at  gives the vector of the elements from a place on; it may be asked for places beyond the end
-template<class D, class At, typename T = hn::TFromD<D>>
-HWY_FLATTEN void writeRow(D d, T* out, std::size_t count, bool streams, const At& at)
-{
-    const std::size_t lanes = hn::Lanes(d);
-    const std::size_t unaligned = streams ? elementsToAlignment(d, out) : 0;
-    std::size_t elements = unaligned > 0 ? unaligned : lanes;
-    for (std::size_t i = 0; i < count; i += elements, elements = lanes) {
-        elements = std::min(elements, count - i);
-        const auto vector = at(i);
-        if (elements < lanes) {
-            HWY_ALIGN T part[hn::MaxLanes(d)];
-            hn::Store(vector, d, part);
-            std::copy_n(part, elements, out + i);
-        } else if (streams) {
-            hn::Stream(vector, d, out + i);
-        } else {
-            hn::StoreU(vector, d, out + i);
-        }
-    }
-}
-
 // ---- Sums in the order of the shaders: row by row, each sum rounded
 
 /// sum + weight * value. The product is exact.
@@ -69,7 +49,7 @@ HWY_ATTR V addWeighted(D d, V sum, V value)
     else if constexpr (weight == 0 && finite)
         return sum;
     else
-        return hn::Add(sum, hn::Mul(value, hn::Set(d, static_cast<float>(weight))));
+        return hn::Add(sum, hn::Mul(value, hn::Set(d, static_cast<hn::TFromD<D>>(weight))));
 }
 
 /// The weighted sum of three neighbours in a row, added to a sum.
@@ -101,16 +81,16 @@ HWY_ATTR void gradients(const Neighbours<float>& rows, std::size_t i, float* out
 }
 
 template<bool finite>
-HWY_FLATTEN void sobelPixels(const Neighbours<float>& rows, std::size_t first, std::size_t last, float* out)
+HWY_FLATTEN void sobelPixels(const Neighbours<float>& rows, std::size_t count, float* out)
 {
     const std::size_t lanes = hn::Lanes(Floats());
-    std::size_t i = first;
-    for (; i + lanes <= last; i += lanes, out += 3 * lanes)
-        gradients<finite>(rows, i, out);
-    if (i < last) {
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes)
+        gradients<finite>(rows, i, out + 3 * i);
+    if (i < count) {
         float part[3 * hn::MaxLanes(Floats())];
         gradients<finite>(rows, i, part);
-        std::copy_n(part, 3 * (last - i), out);
+        std::copy_n(part, 3 * (count - i), out + 3 * i);
     }
 }
 
@@ -118,26 +98,13 @@ template<typename Source>
 HWY_ATTR void sobelOf(const Band& band)
 {
     constexpr bool kFinite = std::is_same_v<Source, uint8_t>;
-    constexpr std::size_t kPixels = 512; // that are interleaved in the first cache before they stream from there
-    HWY_ALIGN float interleaved[3 * kPixels + hn::MaxLanes(Floats())];
     const auto columns = static_cast<std::size_t>(band.result.cols);
     PaddedRows<Source, float> padded(band.sources[0]);
     cv::Mat result = band.result;
     for (int row = band.first; row < band.last; ++row) {
         const Neighbours<float> rows = around(padded, row);
-        auto* const out = result.ptr<float>(row);
-        if (!band.streams) {
-            sobelPixels<kFinite>(rows, 0, columns, out);
-            continue;
-        }
-        for (std::size_t i = 0; i < columns; i += kPixels) {
-            const std::size_t count = std::min(kPixels, columns - i);
-            sobelPixels<kFinite>(rows, i, i + count, interleaved);
-            writeRow(Floats(), out + 3 * i, 3 * count, true,
-                     [&](std::size_t place) HWY_ATTR { return hn::LoadU(Floats(), interleaved + place); });
-        }
+        sobelPixels<kFinite>(rows, columns, result.ptr<float>(row));
     }
-    hwy::FlushStream();
 }
 
 HWY_ATTR void computeSobel(const Band& band)
@@ -172,16 +139,33 @@ HWY_ATTR auto laplacianOfFloats(const Neighbours<float>& rows, std::size_t i, st
     return hn::Abs(addRow<K::corner, K::side, K::corner, finite>(d, sum, rows.below + i, step));
 }
 
+/// The same for one element, in integers or floats.
+/// @param left, right  where its neighbours are
+template<class K, typename T>
+auto laplacianOfOne(const Neighbours<T>& rows, std::size_t left, std::size_t i, std::size_t right)
+{
+    using Sum = std::conditional_t<std::is_same_v<T, float>, float, int>;
+    Sum sum = 0;
+    const auto add = [&](const T* row, int end, int middle) {
+        sum += static_cast<Sum>(end) * static_cast<Sum>(row[left]);
+        sum += static_cast<Sum>(middle) * static_cast<Sum>(row[i]);
+        sum += static_cast<Sum>(end) * static_cast<Sum>(row[right]);
+    };
+    add(rows.above, K::corner, K::side);
+    add(rows.here, K::side, K::middle);
+    add(rows.below, K::corner, K::side);
+    if constexpr (std::is_same_v<T, float>)
+        return std::fabs(sum);
+    else
+        return static_cast<uint8_t>(std::min(std::abs(sum), 255));
+}
+
 #if HWY_TARGET == HWY_SCALAR
 
 template<class K>
 auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t step)
 {
-    const uint8_t *const above = rows.above + i, *const here = rows.here + i, *const below = rows.below + i;
-    const int corners = *(above - step) + above[step] + *(below - step) + below[step];
-    const int sides = *above + *(here - step) + here[step] + *below;
-    const int sum = K::corner * corners + K::side * sides + K::middle * *here;
-    return hn::Set(Bytes(), static_cast<uint8_t>(std::min(std::abs(sum), 255)));
+    return hn::Set(Bytes(), laplacianOfOne<K>(rows, i - step, i, i + step));
 }
 
 #else
@@ -200,7 +184,7 @@ struct Sums
     {
         const hn::Repartition<uint16_t, Bytes> d;
         const auto pairs = hn::BitCast(d, hn::LoadU(Bytes(), bytes));
-        even = hn::Add(even, hn::BitCast(Integers(), hn::And(pairs, hn::Set(d, 255))));
+        even = hn::Add(even, hn::BitCast(Integers(), hn::And(pairs, hn::Set(d, uint16_t{255}))));
         odd = hn::Add(odd, hn::BitCast(Integers(), hn::ShiftRight<8>(pairs)));
     }
 };
@@ -210,11 +194,9 @@ template<class K, class V>
 HWY_ATTR V limitedSum(V corners, V sides, V middle)
 {
     const Integers d;
-    const auto weighted = [&](V sum, int weight) HWY_ATTR {
-        return hn::Mul(sum, hn::Set(d, static_cast<int16_t>(weight)));
-    };
-    const auto sum =
-        hn::Add(hn::Add(weighted(corners, K::corner), weighted(sides, K::side)), weighted(middle, K::middle));
+    auto sum = addWeighted<K::corner, true>(d, hn::Zero(d), corners);
+    sum = addWeighted<K::side, true>(d, sum, sides);
+    sum = addWeighted<K::middle, true>(d, sum, middle);
     return hn::Min(hn::Abs(sum), hn::Set(d, int16_t{255}));
 }
 
@@ -240,33 +222,65 @@ HWY_ATTR auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, s
 
 #endif
 
-template<class K, typename Source>
-HWY_ATTR void laplacianToFloats(const Band& band)
+/// A row of the result. The first and the last pixel are computed one by one, and so are rows shorter than a vector.
+/// What lies between goes by vectors, of which the first two and the last two may overlap.
+/// @param next  the source's row that is not among the neighbours yet; it is fetched meanwhile
+/// @param at    gives the vector of the elements from a place on
+template<class K, class D, typename Source, class At, typename T = hn::TFromD<D>>
+HWY_FLATTEN void laplacianRow(D d, const Neighbours<T>& rows, const Source* next, T* out, std::size_t count,
+                              std::size_t step, bool streams, const At& at)
 {
-    constexpr bool kFinite = std::is_same_v<Source, uint8_t>;
-    const auto step = static_cast<std::size_t>(band.channels());
-    const auto count = static_cast<std::size_t>(band.result.cols) * step;
-    PaddedRows<Source, float> padded(band.sources[0]);
-    cv::Mat result = band.result;
-    for (int row = band.first; row < band.last; ++row) {
-        const Neighbours<float> rows = around(padded, row);
-        writeRow(Floats(), result.ptr<float>(row), count, band.streams,
-                 [&](std::size_t i) HWY_ATTR { return laplacianOfFloats<K, kFinite>(rows, i, step); });
+    const std::size_t lanes = hn::Lanes(d);
+    const bool isShort = count < lanes + 2 * step;
+    const std::size_t end = count - step;
+    for (std::size_t i = 0; i < count; ++i) {
+        if (i == step && !isShort)
+            i = end;
+        out[i] = laplacianOfOne<K>(rows, i < step ? i : i - step, i, i < end ? i + step : i);
     }
-    hwy::FlushStream();
+    if (isShort)
+        return;
+    std::size_t i = step;
+    if (streams) {
+        hn::StoreU(at(i), d, out + i);
+        i += elementsToAlignment(d, out + i);
+    }
+    for (; i + lanes <= end; i += lanes) {
+        hwy::Prefetch(next + i);
+        if (streams)
+            hn::Stream(at(i), d, out + i);
+        else
+            hn::StoreU(at(i), d, out + i);
+    }
+    hn::StoreU(at(end - lanes), d, out + end - lanes);
 }
 
-template<class K>
-HWY_ATTR void laplacianToBytes(const Band& band)
+/// @tparam T  what is computed with, and given
+template<class K, typename Source, typename T>
+HWY_ATTR void laplacianOf(const Band& band)
 {
+    constexpr bool kConverts = !std::is_same_v<Source, T>;
     const auto step = static_cast<std::size_t>(band.channels());
     const auto count = static_cast<std::size_t>(band.result.cols) * step;
-    PaddedRows<uint8_t, uint8_t> padded(band.sources[0]);
+    const cv::Mat& source = band.sources[0];
+    [[maybe_unused]] PaddedRows<Source, T> padded(source);
+    const auto rowAt = [&](int row) HWY_ATTR -> const T* {
+        if constexpr (kConverts)
+            return padded.row(row);
+        else
+            return source.ptr<T>(std::clamp(row, 0, source.rows - 1));
+    };
     cv::Mat result = band.result;
     for (int row = band.first; row < band.last; ++row) {
-        const Neighbours<uint8_t> rows = around(padded, row);
-        writeRow(Bytes(), result.ptr(row), count, band.streams,
-                 [&](std::size_t i) HWY_ATTR { return laplacianOfBytes<K>(rows, i, step); });
+        const Neighbours<T> rows = {rowAt(row - 1), rowAt(row), rowAt(row + 1)};
+        const Source* const next = source.ptr<Source>(std::min(row + 2, source.rows - 1));
+        laplacianRow<K>(hn::ScalableTag<T>(), rows, next, result.ptr<T>(row), count, step, band.streams,
+                        [&](std::size_t i) HWY_ATTR {
+                            if constexpr (std::is_same_v<T, float>)
+                                return laplacianOfFloats<K, kConverts>(rows, i, step);
+                            else
+                                return laplacianOfBytes<K>(rows, i, step);
+                        });
     }
     hwy::FlushStream();
 }
@@ -275,11 +289,11 @@ template<class K>
 HWY_ATTR void laplacianBy(const Band& band)
 {
     if (band.result.depth() == CV_8U)
-        laplacianToBytes<K>(band);
+        laplacianOf<K, uint8_t, uint8_t>(band);
     else if (band.sourceDepth() == CV_8U)
-        laplacianToFloats<K, uint8_t>(band);
+        laplacianOf<K, uint8_t, float>(band);
     else
-        laplacianToFloats<K, float>(band);
+        laplacianOf<K, float, float>(band);
 }
 
 HWY_ATTR void computeLaplacian(const Band& band, int kernelType)
