@@ -11,7 +11,7 @@
 
 #include <hwy/highway.h>
 
-#include <cmath>
+#include <algorithm>
 #include <cstdlib>
 
 HWY_BEFORE_NAMESPACE();
@@ -139,33 +139,16 @@ HWY_ATTR auto laplacianOfFloats(const Neighbours<float>& rows, std::size_t i, st
     return hn::Abs(addRow<K::corner, K::side, K::corner, finite>(d, sum, rows.below + i, step));
 }
 
-/// The same for one element, in integers or floats.
-/// @param left, right  where its neighbours are
-template<class K, typename T>
-auto laplacianOfOne(const Neighbours<T>& rows, std::size_t left, std::size_t i, std::size_t right)
-{
-    using Sum = std::conditional_t<std::is_same_v<T, float>, float, int>;
-    Sum sum = 0;
-    const auto add = [&](const T* row, int end, int middle) {
-        sum += static_cast<Sum>(end) * static_cast<Sum>(row[left]);
-        sum += static_cast<Sum>(middle) * static_cast<Sum>(row[i]);
-        sum += static_cast<Sum>(end) * static_cast<Sum>(row[right]);
-    };
-    add(rows.above, K::corner, K::side);
-    add(rows.here, K::side, K::middle);
-    add(rows.below, K::corner, K::side);
-    if constexpr (std::is_same_v<T, float>)
-        return std::fabs(sum);
-    else
-        return static_cast<uint8_t>(std::min(std::abs(sum), 255));
-}
-
 #if HWY_TARGET == HWY_SCALAR
 
 template<class K>
 auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t step)
 {
-    return hn::Set(Bytes(), laplacianOfOne<K>(rows, i - step, i, i + step));
+    const uint8_t *const above = rows.above + i, *const here = rows.here + i, *const below = rows.below + i;
+    const int corners = *(above - step) + above[step] + *(below - step) + below[step];
+    const int sides = *above + *(here - step) + here[step] + *below;
+    const int sum = K::corner * corners + K::side * sides + K::middle * *here;
+    return hn::Set(Bytes(), static_cast<uint8_t>(std::min(std::abs(sum), 255)));
 }
 
 #else
@@ -222,65 +205,49 @@ HWY_ATTR auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, s
 
 #endif
 
-/// A row of the result. The first and the last pixel are computed one by one, and so are rows shorter than a vector.
-/// What lies between goes by vectors, of which the first two and the last two may overlap.
-/// @param next  the source's row that is not among the neighbours yet; it is fetched meanwhile
-/// @param at    gives the vector of the elements from a place on
-template<class K, class D, typename Source, class At, typename T = hn::TFromD<D>>
-HWY_FLATTEN void laplacianRow(D d, const Neighbours<T>& rows, const Source* next, T* out, std::size_t count,
-                              std::size_t step, bool streams, const At& at)
+/// Writes a row a vector at a time, or what is left of one at its ends.
+/// @param next  the row of the source that is copied next: it is fetched meanwhile, so that copying does not wait
+/// @param at    gives the vector of the elements from a place on; it may be asked for places beyond the end
+template<class D, typename Source, class At, typename T = hn::TFromD<D>>
+HWY_FLATTEN void writeRow(D d, T* out, std::size_t count, const Source* next, bool streams, const At& at)
 {
     const std::size_t lanes = hn::Lanes(d);
-    const bool isShort = count < lanes + 2 * step;
-    const std::size_t end = count - step;
-    for (std::size_t i = 0; i < count; ++i) {
-        if (i == step && !isShort)
-            i = end;
-        out[i] = laplacianOfOne<K>(rows, i < step ? i : i - step, i, i < end ? i + step : i);
-    }
-    if (isShort)
-        return;
-    std::size_t i = step;
-    if (streams) {
-        hn::StoreU(at(i), d, out + i);
-        i += elementsToAlignment(d, out + i);
-    }
-    for (; i + lanes <= end; i += lanes) {
+    const std::size_t unaligned = streams ? elementsToAlignment(d, out) : 0;
+    std::size_t elements = unaligned > 0 ? unaligned : lanes;
+    for (std::size_t i = 0; i < count; i += elements, elements = lanes) {
+        elements = std::min(elements, count - i);
         hwy::Prefetch(next + i);
-        if (streams)
-            hn::Stream(at(i), d, out + i);
-        else
-            hn::StoreU(at(i), d, out + i);
+        const auto vector = at(i);
+        if (elements < lanes) {
+            HWY_ALIGN T part[hn::MaxLanes(d)];
+            hn::Store(vector, d, part);
+            std::copy_n(part, elements, out + i);
+        } else if (streams) {
+            hn::Stream(vector, d, out + i);
+        } else {
+            hn::StoreU(vector, d, out + i);
+        }
     }
-    hn::StoreU(at(end - lanes), d, out + end - lanes);
 }
 
 /// @tparam T  what is computed with, and given
 template<class K, typename Source, typename T>
 HWY_ATTR void laplacianOf(const Band& band)
 {
-    constexpr bool kConverts = !std::is_same_v<Source, T>;
-    const auto step = static_cast<std::size_t>(band.channels());
-    const auto count = static_cast<std::size_t>(band.result.cols) * step;
     const cv::Mat& source = band.sources[0];
-    [[maybe_unused]] PaddedRows<Source, T> padded(source);
-    const auto rowAt = [&](int row) HWY_ATTR -> const T* {
-        if constexpr (kConverts)
-            return padded.row(row);
-        else
-            return source.ptr<T>(std::clamp(row, 0, source.rows - 1));
-    };
+    const auto step = static_cast<std::size_t>(band.channels());
+    const auto count = static_cast<std::size_t>(source.cols) * step;
+    PaddedRows<Source, T> padded(source);
     cv::Mat result = band.result;
     for (int row = band.first; row < band.last; ++row) {
-        const Neighbours<T> rows = {rowAt(row - 1), rowAt(row), rowAt(row + 1)};
+        const Neighbours<T> rows = around(padded, row);
         const Source* const next = source.ptr<Source>(std::min(row + 2, source.rows - 1));
-        laplacianRow<K>(hn::ScalableTag<T>(), rows, next, result.ptr<T>(row), count, step, band.streams,
-                        [&](std::size_t i) HWY_ATTR {
-                            if constexpr (std::is_same_v<T, float>)
-                                return laplacianOfFloats<K, kConverts>(rows, i, step);
-                            else
-                                return laplacianOfBytes<K>(rows, i, step);
-                        });
+        writeRow(hn::ScalableTag<T>(), result.ptr<T>(row), count, next, band.streams, [&](std::size_t i) HWY_ATTR {
+            if constexpr (std::is_same_v<T, float>)
+                return laplacianOfFloats<K, std::is_same_v<Source, uint8_t>>(rows, i, step);
+            else
+                return laplacianOfBytes<K>(rows, i, step);
+        });
     }
     hwy::FlushStream();
 }
