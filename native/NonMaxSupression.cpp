@@ -6,6 +6,7 @@
 #define HWY_TARGET_INCLUDE "native/NonMaxSupression.cpp"
 #include <hwy/foreach_target.h> // must come before highway.h
 
+#include <hwy/cache_control.h>
 #include <hwy/highway.h>
 
 #include <algorithm>
@@ -102,8 +103,14 @@ HWY_ATTR void thinBlock(const cv::Mat& source, int row, int column, std::size_t 
     const float* const pixels = source.ptr<float>(row) + static_cast<std::size_t>(column) * channels;
     Block block;
     std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes)
+    // The row after the next one will be looked at by single reads, which would wait for memory.
+    const float* const toCome =
+        source.ptr<float>(std::min(row + 2, source.rows - 1)) + static_cast<std::size_t>(column) * channels;
+    for (; i + lanes <= count; i += lanes) {
+        for (std::size_t part = 0; part < channels; ++part)
+            hwy::Prefetch(toCome + channels * i + part * lanes);
         lookUp<channels>(pixels + channels * i, column + static_cast<int>(i), row, source.size(), i, block);
+    }
     if (i < count) {
         float part[channels * hn::MaxLanes(d)] = {};
         std::copy_n(pixels + channels * i, channels * (count - i), part);
