@@ -16,6 +16,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 using Floats = hn::ScalableTag<float>;
 using Bytes = hn::ScalableTag<uint8_t>;
@@ -273,6 +274,7 @@ HWY_ATTR void computeLaplacian(const Band& band, int kernelType)
         laplacianBy<NegativeLaplacian>(band);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
