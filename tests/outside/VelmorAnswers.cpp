@@ -1,0 +1,44 @@
+#include "tests/outside/Answers.h"
+
+#include "native/Not.h"
+#include "native/Subtract.h"
+
+#include <memory>
+
+namespace velmor::tests {
+namespace {
+
+const std::vector<int> kAny = {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4};
+
+/// What a filter makes of pictures, in bytes or in floats.
+template<typename Filter>
+Answer made(const std::string& name, const std::vector<int>& types, int depth, const Filter& filter)
+{
+    return {name + (depth == CV_8U ? ".bytes" : ".floats"), types,
+            [filter, depth](const cv::Mat& first, const cv::Mat& second) {
+                cv::Mat result;
+                if (filter.sources() == 2)
+                    filter.execute(first, second, result, depth);
+                else
+                    filter.execute(first, result, depth);
+                return result;
+            }};
+}
+
+} // namespace
+
+std::vector<Answer> answersOfVelmor()
+{
+    std::vector<Answer> answers;
+    const auto add = [&](const std::string& name, const std::vector<int>& types, const std::vector<int>& depths,
+                         const auto& filter) {
+        for (const int depth : depths)
+            answers.push_back(made(name, types, depth, filter));
+    };
+    const std::vector<int> both = {CV_8U, CV_32F};
+    add("Subtract", kAny, both, native::Subtract());
+    add("Not", kAny, both, native::Not());
+    return answers;
+}
+
+} // namespace velmor::tests
