@@ -1,13 +1,20 @@
 #include "tests/outside/Answers.h"
 
+#include "native/BGR2GRAY.h"
+#include "native/BGR2HSV.h"
+#include "native/BayerRG2RGB.h"
+#include "native/GRAY2Sobel.h"
+#include "native/Laplacian.h"
 #include "native/Not.h"
 #include "native/Subtract.h"
 
-#include <memory>
+#include <string>
 
 namespace velmor::tests {
 namespace {
 
+const std::vector<int> kOneChannel = {CV_8UC1, CV_32FC1};
+const std::vector<int> kColours = {CV_8UC3, CV_8UC4, CV_32FC3, CV_32FC4};
 const std::vector<int> kAny = {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4};
 
 /// What a filter makes of pictures, in bytes or in floats.
@@ -38,6 +45,12 @@ std::vector<Answer> answersOfVelmor()
     const std::vector<int> both = {CV_8U, CV_32F};
     add("Subtract", kAny, both, native::Subtract());
     add("Not", kAny, both, native::Not());
+    add("BGR2GRAY", kColours, both, native::BGR2GRAY());
+    add("BGR2HSV", kColours, both, native::BGR2HSV());
+    add("GRAY2Sobel", kOneChannel, {CV_32F}, native::GRAY2Sobel());
+    for (const int kernel : {0, 1, 2})
+        add("Laplacian." + std::to_string(kernel), kAny, both, native::Laplacian(kernel));
+    add("BayerRG2RGB", kOneChannel, both, native::BayerRG2RGB());
     return answers;
 }
 

@@ -85,15 +85,20 @@ def measure(answers):
 
 
 def check(key, limits):
-    """Compares one row; a text that says what is wrong, or none."""
-    measured = measure(comparisons.COMPARISONS[key]())
+    """Compares one row; texts that say what is wrong, or none."""
+    try:
+        measured = measure(comparisons.COMPARISONS[key]())
+    except (OSError, ValueError) as error:
+        print("  ".join(key), error, sep="  |  ", flush=True)
+        return [str(error)]
     wrong = []
     for what, limit, value in zip(("differs by", "is left"), limits, measured):
         if (limit is None) != (value is None):
             wrong.append(f"what {what}: the page allows {limit and limit.text}, the comparison gives {value}")
         elif limit and not limit.holds(value):
             wrong.append(f"{what} {value:.10g}, but the page says: {limit.text}")
-    print("  ".join(key), *(f"{value:.10g}" for value in measured if value is not None), *wrong, sep="  |  ", flush=True)
+    values = [f"{value:.10g}" for value in measured if value is not None]
+    print("  ".join(key), *values, *wrong, sep="  |  ", flush=True)
     return wrong
 
 
@@ -108,7 +113,7 @@ def main(program, page, *operators):
         subprocess.run([program, folder], check=True)
         failed = [key for key in keys if check(key, rows[key])]
     if failed or strays or not keys:
-        sys.exit(f"compare.py: {len(failed)} of {len(keys)} comparisons failed, and {len(strays)} are not on both sides")
+        sys.exit(f"compare.py: {len(failed)} of {len(keys)} comparisons failed, {len(strays)} are not on both sides")
     print(f"{len(keys)} comparisons hold")
 
 

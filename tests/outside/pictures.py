@@ -1,6 +1,7 @@
-"""The pictures that are compared: noise, a real frame, patterns that reach the largest sums, and single pixels and rows.
+"""The pictures that are compared: noise, a photograph, patterns that reach the largest sums, single pixels and rows.
 
-Each is there with 1, 3 and 4 channels, of bytes and of the same values as floats. "wide" is of floats alone, beyond 0..1.
+Each is there with 1, 3 and 4 channels, of bytes and of the same values as floats. "wide" is of floats alone, beyond
+0..1. Mosaics are there for demosaicing.
 """
 
 from typing import NamedTuple
@@ -8,7 +9,7 @@ from typing import NamedTuple
 import numpy as np
 import PIL.Image
 
-FRAME = "/usr/share/doc/opencv-doc/examples/data/messi5.jpg"
+PHOTOGRAPH = "/usr/share/doc/opencv-doc/examples/data/messi5.jpg"
 
 
 class Picture(NamedTuple):
@@ -41,16 +42,18 @@ def _patterns():
 
 
 def _colours():
-    """16 values of each channel, 0 and 255 among them; and all colours of 0, 1, 2 and 3."""
+    """16 values of each channel, 0 and 255 among them; and all colours of the four darkest and the four brightest."""
     def cube(values):
         return np.stack(np.meshgrid(values, values, values), axis=-1).reshape(-1, 64, 3)
-    return np.concatenate([cube(np.arange(0, 256, 17)), cube(np.arange(4))]).astype(np.uint8)
+    return np.concatenate([cube(np.arange(0, 256, 17)), cube(np.arange(4)), cube(np.arange(252, 256))]).astype(np.uint8)
+
+
+def _photograph():
+    """The middle of the photograph: all of it would take room and time, and show nothing else."""
+    return np.asarray(PIL.Image.open(PHOTOGRAPH).convert("RGB"))[60:252, 140:396]
 
 
 def _bytes(random):
-    frame = np.asarray(PIL.Image.open(FRAME).convert("RGB"))
-    frame = frame[:frame.shape[0] // 2 * 2, :frame.shape[1] // 2 * 2]
-
     def noise(height, width):
         return random.integers(0, 256, (height, width, 3), np.uint8)
     return {
@@ -58,7 +61,7 @@ def _bytes(random):
         "black_and_white": noise(40, 80) // 128 * 255,
         "patterns": np.stack([_patterns(), _patterns()[::-1], _patterns()[:, ::-1]], axis=-1),
         "colours": _colours(),
-        "frame": frame,
+        "photograph": _photograph(),
         "dot": noise(1, 1),
         "row": noise(1, 37),
         "column": noise(41, 1),
@@ -87,13 +90,13 @@ def make():
 
 
 def _add_mosaics(add):
-    """What a sensor sees, red first: one grey, one plane of all colours, a plane of each colour, and a real frame."""
+    """What a sensor sees, red first: one grey, one plane of all colours, a plane of each colour, and a photograph."""
     y, x = np.mgrid[:30, :40]
     add("grey.mosaic", np.full((30, 40), 77, np.uint8))
     add("plane.mosaic", (10 + 2 * x + 3 * y).astype(np.uint8))
     planes = np.stack([20 + 2 * x + y, 60 + x + 2 * y, 200 - x - 2 * y], axis=-1)
     add("planes.mosaic", mosaic(planes.astype(np.uint8)))
-    add("frame.mosaic", mosaic(_bytes(np.random.default_rng(0))["frame"]))
+    add("photograph.mosaic", mosaic(_photograph()))
 
 
 def mosaic(colour):
