@@ -97,6 +97,13 @@ cv::Mat laplacian(const cv::Mat& source, const cv::Mat&)
     return absolute(sums);
 }
 
+cv::Mat flipped(const cv::Mat& source, const cv::Mat&)
+{
+    cv::Mat result;
+    cv::flip(source, result, 0);
+    return result;
+}
+
 Answer demosaiced(const char* name, int code)
 {
     return {name, {CV_8UC1}, [code](const cv::Mat& source, const cv::Mat&) {
@@ -124,6 +131,7 @@ std::vector<Answer> answersOfOpenCv()
         filtered("cv::filter2D.0", kernel0),
         {"cv::Laplacian", kAny, laplacian},
         filtered("cv::filter2D.2", kernel2),
+        {"cv::flip", kAny, flipped},
         demosaiced("COLOR_BayerRGGB2RGB", cv::COLOR_BayerRGGB2RGB),
         demosaiced("COLOR_BayerGRBG2RGB", cv::COLOR_BayerGRBG2RGB),
         demosaiced("COLOR_BayerGBRG2RGB", cv::COLOR_BayerGBRG2RGB),

@@ -3,6 +3,7 @@
 #include "native/BGR2GRAY.h"
 #include "native/BGR2HSV.h"
 #include "native/BayerRG2RGB.h"
+#include "native/FlipV.h"
 #include "native/GRAY2Sobel.h"
 #include "native/Laplacian.h"
 #include "native/Not.h"
@@ -50,6 +51,7 @@ std::vector<Answer> answersOfVelmor()
     add("GRAY2Sobel", kOneChannel, {CV_32F}, native::GRAY2Sobel());
     for (const int kernel : {0, 1, 2})
         add("Laplacian." + std::to_string(kernel), kAny, both, native::Laplacian(kernel));
+    add("FlipV", kAny, both, native::FlipV());
     add("BayerRG2RGB", kOneChannel, both, native::BayerRG2RGB());
     return answers;
 }

@@ -2,6 +2,8 @@
 and where the page says what differs by definition, theirs with that taken into account."""
 
 import numpy as np
+import PIL.Image
+import PIL.ImageOps
 import scipy.ndimage
 import skimage.color
 import skimage.filters
@@ -303,6 +305,27 @@ def _():
 @compared("Laplacian, kernel 2", "floats", "SciPy ndimage.correlate and numpy.abs")
 def _():
     return correlated([[-1, 2, -1], [2, -4, 2], [-1, 2, -1]])
+
+
+# Turned pictures
+
+
+@compared("FlipV", "bytes", "OpenCV cv::flip")
+def _():
+    for picture in pictures_of("bytes"):
+        yield answer("FlipV.bytes", picture), answer("cv::flip", picture)
+
+
+@compared("FlipV", "floats", "OpenCV cv::flip")
+def _():
+    for picture in pictures_of("floats", wide=True):
+        yield answer("FlipV.floats", picture), answer("cv::flip", picture)
+
+
+@compared("FlipV", "bytes", "Pillow ImageOps.flip")
+def _():
+    for picture in pictures_of("bytes"):
+        yield answer("FlipV.bytes", picture), np.asarray(PIL.ImageOps.flip(PIL.Image.fromarray(picture.pixels)))
 
 
 # Mosaics
