@@ -113,6 +113,32 @@ Answer demosaiced(const char* name, int code)
             }};
 }
 
+/// Counts of as many bins for each channel, as one row: bin (i, j, k) at (i * bins + j) * bins + k. Of even bins the
+/// edges are the first and the end, which is in none; else all edges.
+cv::Mat counted(const cv::Mat& source, int bins, const std::vector<float>& edges)
+{
+    const int channels[] = {0, 1, 2};
+    const int sizes[] = {bins, bins, bins};
+    const float* ranges[] = {edges.data(), edges.data(), edges.data()};
+    cv::Mat counts;
+    cv::calcHist(&source, 1, channels, cv::Mat(), counts, 3, sizes, ranges, edges.size() == 2);
+    return cv::Mat(1, static_cast<int>(counts.total()), CV_32FC1, counts.data).clone();
+}
+
+cv::Mat counted8(const cv::Mat& source, const cv::Mat&)
+{
+    return counted(source, 8, {0, 256});
+}
+
+cv::Mat counted10(const cv::Mat& source, const cv::Mat&)
+{
+    std::vector<float> edges;
+    for (int i = 0; i < 10; ++i)
+        edges.push_back(25.5f * static_cast<float>(i));
+    edges.push_back(256); // 255 is in the last bin
+    return counted(source, 10, edges);
+}
+
 } // namespace
 
 std::vector<Answer> answersOfOpenCv()
@@ -136,6 +162,8 @@ std::vector<Answer> answersOfOpenCv()
         demosaiced("COLOR_BayerGRBG2RGB", cv::COLOR_BayerGRBG2RGB),
         demosaiced("COLOR_BayerGBRG2RGB", cv::COLOR_BayerGBRG2RGB),
         demosaiced("COLOR_BayerBGGR2RGB", cv::COLOR_BayerBGGR2RGB),
+        {"cv::calcHist.8", kColoursInBytes, counted8},
+        {"cv::calcHist.10", kColoursInBytes, counted10},
     };
 }
 

@@ -5,6 +5,7 @@ import numpy as np
 import PIL.Image
 import PIL.ImageOps
 import scipy.ndimage
+import scipy.stats
 import skimage.color
 import skimage.filters
 import skimage.util
@@ -63,7 +64,7 @@ def per_channel(picture, function):
 
 
 def inside(picture):
-    """All but two pixels at each edge."""
+    """All but two pixels at each edge; a mosaic stays one of the same pattern."""
     return picture[2:-2, 2:-2]
 
 
@@ -211,7 +212,7 @@ def _():
 
 
 def sobel_of_opencv(depth):
-    for picture in pictures_of(depth, (1,), wide=False):
+    for picture in pictures_of(depth, (1,)):
         theirs = answer("cv::Sobel", picture) / (255 if depth == "bytes" else 1)
         yield answer("GRAY2Sobel.floats", picture), theirs, theirs * [1, -1, 1]
 
@@ -247,10 +248,10 @@ def laplacian_of_opencv(kernel, call, depth):
         yield answer(f"Laplacian.{kernel}.{depth}", picture), answer(call, picture)
 
 
-def correlated(kernel):
+def laplacian_of_scipy(kernel, weights):
     for picture in pictures_of("floats", wide=True):
-        sums = per_channel(picture.floats, lambda plane: scipy.ndimage.correlate(plane, kernel, mode="nearest"))
-        yield answer(f"Laplacian.{0 if kernel[1][1] == 8 else 2}.floats", picture), np.abs(sums)
+        sums = per_channel(picture.floats, lambda plane: scipy.ndimage.correlate(plane, weights, mode="nearest"))
+        yield answer(f"Laplacian.{kernel}.floats", picture), np.abs(sums)
 
 
 @compared("Laplacian, kernel 0", "bytes", "OpenCV cv::filter2D and cv::convertScaleAbs")
@@ -265,7 +266,7 @@ def _():
 
 @compared("Laplacian, kernel 0", "floats", "SciPy ndimage.correlate and numpy.abs")
 def _():
-    return correlated([[-1, -1, -1], [-1, 8, -1], [-1, -1, -1]])
+    return laplacian_of_scipy(0, [[-1, -1, -1], [-1, 8, -1], [-1, -1, -1]])
 
 
 @compared("Laplacian, kernel 1", "bytes", "OpenCV cv::Laplacian and cv::convertScaleAbs")
@@ -304,7 +305,7 @@ def _():
 
 @compared("Laplacian, kernel 2", "floats", "SciPy ndimage.correlate and numpy.abs")
 def _():
-    return correlated([[-1, 2, -1], [2, -4, 2], [-1, 2, -1]])
+    return laplacian_of_scipy(2, [[-1, 2, -1], [2, -4, 2], [-1, 2, -1]])
 
 
 # Turned pictures
@@ -331,11 +332,6 @@ def _():
 # Mosaics
 
 
-def own_colour(colour):
-    """Of each pixel the colour that the sensor saw."""
-    return mosaic(colour)
-
-
 def demosaiced_by_opencv(picture, pattern="RGGB"):
     return answer(f"COLOR_Bayer{pattern}2RGB", picture)
 
@@ -355,8 +351,9 @@ def planes(demosaiced):
 
 
 def own_colours(demosaiced):
+    """Of each pixel the colour that the sensor saw."""
     picture = named("photograph.mosaic")
-    yield own_colour(inside(answer("BayerRG2RGB.bytes", picture))), own_colour(inside(demosaiced(picture)))
+    yield mosaic(inside(answer("BayerRG2RGB.bytes", picture))), mosaic(inside(demosaiced(picture)))
 
 
 def photograph(demosaiced):
@@ -419,3 +416,49 @@ def _():
 def _():
     for picture in pictures_of("floats", (1,)):
         yield answer("BayerRG2RGB.floats", picture), by_the_rule(picture.floats, interpolated_floats)
+
+
+# Histograms
+
+
+def histogram_of_opencv(bins):
+    for picture in pictures_of("bytes", (3, 4)):
+        counts = answer(f"cv::calcHist.{bins}", picture).astype(float).reshape(bins, bins, bins).T
+        yield answer(f"colorHistShader.{bins}", picture), counts.reshape(1, -1) / picture.pixels[..., 0].size
+
+
+def histogram_of_scipy(depth, bins):
+    for picture in pictures_of(depth, (3, 4)):
+        height, width = picture.pixels.shape[:2]
+        y, x = height // 4, width // 4
+        part = colour_of(picture.pixels)[y:y + max(height // 2, 1), x:x + max(width // 2, 1)]
+        for pixels, suffix in ((colour_of(picture.pixels), ""), (part, ".part")):
+            pixels = pixels.reshape(-1, 3).astype(float)
+            counts = scipy.stats.binned_statistic_dd(pixels, np.zeros(len(pixels)), "count", bins=bins,
+                                                     range=[(0, 255 if depth == "bytes" else 1)] * 3).statistic
+            yield answer(f"colorHistShader.{bins}{suffix}", picture), counts.T.reshape(1, -1) / len(pixels)
+
+
+@compared("colorHistShader", "bytes, 8 bins", "OpenCV cv::calcHist with 0 to 256")
+def _():
+    return histogram_of_opencv(8)
+
+
+@compared("colorHistShader", "bytes, 10 bins", "OpenCV cv::calcHist with edges")
+def _():
+    return histogram_of_opencv(10)
+
+
+@compared("colorHistShader", "bytes, 8 bins", "SciPy stats.binned_statistic_dd")
+def _():
+    return histogram_of_scipy("bytes", 8)
+
+
+@compared("colorHistShader", "bytes, 10 bins", "SciPy stats.binned_statistic_dd")
+def _():
+    return histogram_of_scipy("bytes", 10)
+
+
+@compared("colorHistShader", "floats, 8 bins", "SciPy stats.binned_statistic_dd")
+def _():
+    return histogram_of_scipy("floats", 8)
