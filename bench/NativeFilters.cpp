@@ -11,11 +11,8 @@ int main(int argc, char** argv)
 {
     try {
         cv::setNumThreads(1);
-        velmor::bench::addBayer();
-        velmor::bench::addColour();
-        velmor::bench::addEdges();
         velmor::bench::addLogic();
-        velmor::bench::addViews();
+        velmor::bench::addMixtures();
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();
     } catch (const std::exception& error) {

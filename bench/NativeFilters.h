@@ -4,10 +4,7 @@
 
 namespace velmor::bench {
 
-void addBayer();  ///< BayerRG2RGB, BayerRG2GRAY
-void addColour(); ///< BGR2GRAY, RGB2GRAY, BGR2HSV, RGB2HSV
-void addEdges();  ///< GRAY2Sobel, Laplacian, NonMaxSupression
-void addLogic();  ///< And, Or, Xor, Not, Subtract, Classify
-void addViews();  ///< FlipV, DebugUInt2Float
+void addLogic();    ///< And, Or, Xor, Not, Subtract, Classify
+void addMixtures(); ///< ColorGMM, ColorGMM2, colorHistShader, pixelCount
 
 } // namespace velmor::bench

@@ -1,120 +1,60 @@
 #include "native/Filter.h"
 
 #include "core/cvdata/Image.h"
+#include "native/internal/Checks.h"
 #include "native/internal/Memory.h"
 #include "native/internal/Rule.h"
 
 #include <opencv2/core.hpp>
 
 #include <algorithm>
-#include <stdexcept>
 
 namespace velmor::native {
 namespace {
 
 using core::cvdata::Image;
 
-std::string depthText(int depth)
-{
-    static const char* const texts[] = {"bytes",           "signed bytes",    "16-bit unsigned integers",
-                                        "16-bit integers", "32-bit integers", "floats",
-                                        "doubles",         "half floats"};
-    if (depth < 0 || depth > CV_16F)
-        return "depth " + std::to_string(depth);
-    return texts[depth];
-}
-
-std::string channelsText(const std::string& number)
-{
-    return number + (number == "1" ? " channel" : " channels");
-}
-
-std::string typeText(int type)
-{
-    return channelsText(std::to_string(CV_MAT_CN(type))) + " of " + depthText(CV_MAT_DEPTH(type));
-}
-
-std::string sizeText(const cv::Mat& picture)
-{
-    return std::to_string(picture.cols) + " x " + std::to_string(picture.rows);
-}
-
-/// "1, 3 or 4"
-template<typename Text>
-std::string listText(const std::vector<int>& items, const Text& text)
-{
-    std::string result;
-    for (std::size_t i = 0; i < items.size(); ++i) {
-        const char* const separator = i == 0 ? "" : i + 1 == items.size() ? " or " : ", ";
-        result += separator + text(items[i]);
-    }
-    return result;
-}
-
-bool contains(const std::vector<int>& items, int item)
-{
-    return std::find(items.begin(), items.end(), item) != items.end();
-}
-
 /// Checks what a function of a filter is called with.
 class Checks
 {
 public:
-    Checks(const Rule& rule, const char* function) : mRule(rule), mFunction(function) {}
+    Checks(const Rule& rule, const char* function) : mRule(rule), mFunction("native::" + rule.name + "::" + function) {}
 
     int resultType(int sourceType, int depth) const
     {
+        checkType(mFunction, sourceType, mRule.channels, mRule.depths);
         const int sourceDepth = CV_MAT_DEPTH(sourceType);
-        const int channels = CV_MAT_CN(sourceType);
-        if (!contains(mRule.channels, channels) || !contains(mRule.depths, sourceDepth)) {
-            const auto numberText = [](int number) {
-                return std::to_string(number);
-            };
-            fail(channelsText(listText(mRule.channels, numberText)) + " of " + listText(mRule.depths, depthText),
-                 typeText(sourceType));
-        }
         std::vector<int> depths = mRule.resultDepths;
         std::replace(depths.begin(), depths.end(), +Rule::AS_SOURCE, sourceDepth);
         if (depth != -1 && !contains(depths, depth)) {
             std::sort(depths.begin(), depths.end());
             depths.erase(std::unique(depths.begin(), depths.end()), depths.end());
-            fail("a result of " + listText(depths, depthText), depthText(depth));
+            refuse(mFunction, "a result of " + listText(depths, depthText), depthText(depth));
         }
         return CV_MAKETYPE(depth == -1 ? depths.front() : depth,
-                           mRule.resultChannels == Rule::AS_SOURCE ? channels : mRule.resultChannels);
+                           mRule.resultChannels == Rule::AS_SOURCE ? CV_MAT_CN(sourceType) : mRule.resultChannels);
     }
 
     void number(int given) const
     {
         if (given != mRule.sources)
-            fail(mRule.sources == 1 ? "1 source" : std::to_string(mRule.sources) + " sources", std::to_string(given));
+            refuse(mFunction, mRule.sources == 1 ? "1 source" : std::to_string(mRule.sources) + " sources",
+                   std::to_string(given));
     }
 
-    void picture(const cv::Mat& source) const
-    {
-        if (source.dims > 2)
-            fail("a picture of 2 dimensions", std::to_string(source.dims));
-        if (source.empty())
-            fail("a picture", "an empty one");
-    }
+    void picture(const cv::Mat& source) const { checkPicture(mFunction, source); }
 
     void pair(const cv::Mat& source1, const cv::Mat& source2) const
     {
         if (source1.size() != source2.size())
-            fail("sources of one size", sizeText(source1) + " and " + sizeText(source2));
+            refuse(mFunction, "sources of one size", sizeText(source1) + " and " + sizeText(source2));
         if (source1.type() != source2.type())
-            fail("sources of one type", typeText(source1.type()) + " and " + typeText(source2.type()));
+            refuse(mFunction, "sources of one type", typeText(source1.type()) + " and " + typeText(source2.type()));
     }
 
 private:
-    [[noreturn]] void fail(const std::string& expected, const std::string& got) const
-    {
-        throw std::invalid_argument("native::" + mRule.name + "::" + mFunction + "(): expected " + expected + ", got " +
-                                    got);
-    }
-
     const Rule& mRule;
-    const char* mFunction;
+    std::string mFunction;
 };
 
 /// Whether the result may be written while a source is read.

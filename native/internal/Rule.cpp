@@ -1,17 +1,13 @@
 #include "native/internal/Rule.h"
 
+#include "native/internal/Bands.h"
 #include "native/internal/Depths.h"
 #include "native/internal/Memory.h"
-
-#include <opencv2/core/utility.hpp>
 
 #include <algorithm>
 
 namespace velmor::native {
 namespace {
-
-/// Pixels that keep a thread busy for longer than it takes to wake it.
-constexpr std::size_t kPixelsOfThread = std::size_t{1} << 16;
 
 /// Pixels that are converted at a time: what they need stays in the second cache.
 constexpr std::size_t kPixelsConverted = std::size_t{1} << 13;
@@ -29,22 +25,10 @@ bool streamsWell(const cv::Mat& source1, const cv::Mat& source2, const cv::Mat& 
            !overlap(source2, result);
 }
 
-/// Calls a function with the first row and the row after the last one of each band.
-void forEachBand(const cv::Mat& picture, const std::function<void(int first, int last)>& function)
-{
-    const auto threads = static_cast<std::size_t>(std::max(cv::getNumThreads(), 1));
-    const std::size_t bands = std::min(4 * threads, picture.total() / kPixelsOfThread);
-    if (threads == 1 || bands < 2)
-        return function(0, picture.rows);
-    cv::parallel_for_(
-        cv::Range(0, picture.rows), [&](const cv::Range& rows) { function(rows.start, rows.end); },
-        static_cast<double>(bands));
-}
-
 void computeDirectly(const Rule& rule, const cv::Mat& source1, const cv::Mat& source2, cv::Mat& result)
 {
     const bool streams = streamsWell(source1, source2, result);
-    forEachBand(result, [&](int first, int last) {
+    forEachBand(result.size(), [&](int first, int last) {
         rule.compute(Band{{source1, source2}, result, first, last, streams});
     });
 }
@@ -74,7 +58,7 @@ void computeThroughFloats(const cv::Mat& source1, const cv::Mat& source2, cv::Ma
 void convertPerPixel(const Rule& rule, const cv::Mat& source1, const cv::Mat& source2, cv::Mat& result)
 {
     const int step = std::max(1, static_cast<int>(kPixelsConverted) / result.cols);
-    forEachBand(result, [&](int first, int last) {
+    forEachBand(result.size(), [&](int first, int last) {
         for (int row = first; row < last; row += step) {
             const cv::Range rows(row, std::min(row + step, last));
             cv::Mat part = result.rowRange(rows);
