@@ -43,8 +43,8 @@ inline void add(const std::string& name, const std::function<Comparison()>& make
 inline cv::Mat realPicture(const Size& size, int type)
 {
     using core::cvdata::Image;
-    const Image frame = cameraFrames(1, size, Image::RGB).front();
-    const cv::Mat colours = frame.mat(); // of the frame's memory
+    const std::vector<Image> frames = cameraFrames(1, size, Image::RGB); // which own the pixels
+    const cv::Mat colours = frames.front().mat();
     cv::Mat picture;
     switch (CV_MAT_CN(type)) {
     case 1:

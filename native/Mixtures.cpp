@@ -15,6 +15,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <string>
 #include <type_traits>
 
@@ -29,51 +30,101 @@ using hn::Sub;
 using Doubles = hn::ScalableTag<double>;
 using Vector = hn::Vec<Doubles>;
 
-HWY_ATTR Vector densities(const std::vector<Gaussian>& components, Vector c0, Vector c1)
+HWY_ATTR Vector formOf(const Gaussian& component, Vector c0, Vector c1)
+{
+    const Doubles d;
+    const Vector x = Sub(c0, Set(d, component.mean[0]));
+    const Vector y = Sub(c1, Set(d, component.mean[1]));
+    const Vector besideX = Add(Mul(x, Set(d, component.form[0][0])), Mul(y, Set(d, component.form[0][1])));
+    const Vector besideY = Add(Mul(x, Set(d, component.form[1][0])), Mul(y, Set(d, component.form[1][1])));
+    return Add(Mul(x, besideX), Mul(y, besideY));
+}
+
+HWY_ATTR Vector densityOf(const MixtureClass& mixture, Vector c0, Vector c1)
 {
     const Doubles d;
     Vector sum = hn::Zero(d);
-    for (const Gaussian& component : components) {
-        const Vector x = Sub(c0, Set(d, component.mean[0]));
-        const Vector y = Sub(c1, Set(d, component.mean[1]));
-        const Vector besideX = Add(Mul(x, Set(d, component.form[0][0])), Mul(y, Set(d, component.form[0][1])));
-        const Vector besideY = Add(Mul(x, Set(d, component.form[1][0])), Mul(y, Set(d, component.form[1][1])));
-        const Vector form = Add(Mul(x, besideX), Mul(y, besideY));
-        const Vector density = Mul(Set(d, component.peak), exponential(d, Mul(Set(d, -0.5), form)));
-        sum = Add(sum, Mul(Set(d, component.weight), density));
+    for (const Gaussian& component : mixture.components) {
+        const Vector power = exponential(d, Mul(Set(d, -0.5), formOf(component, c0, c1)));
+        sum = Add(sum, Mul(Set(d, component.weight), Mul(Set(d, component.peak), power)));
     }
     return sum;
 }
 
-/// The numbers of the classes, or 0 or 255 where there is one.
-HWY_ATTR Vector answers(const Mixtures& mixtures, Vector c0, Vector c1)
+/// The answers by the rule.
+HWY_ATTR Vector answersByDensity(const Mixtures& mixtures, Vector c0, Vector c1)
 {
     const Doubles d;
-    if (mixtures.classes.size() == 1) {
-        const auto isKept = hn::Gt(densities(mixtures.classes[0], c0, c1), Set(d, mixtures.threshold));
-        return hn::IfThenElseZero(isKept, Set(d, 255.0));
-    }
-    Vector largest = Set(d, -1.0);
-    Vector number = hn::Zero(d);
-    for (std::size_t i = 0; i < mixtures.classes.size(); ++i) {
-        const Vector density = densities(mixtures.classes[i], c0, c1);
+    Vector largest = Set(d, mixtures.floor);
+    Vector answer = hn::Zero(d);
+    for (const MixtureClass& mixture : mixtures.classes) {
+        const Vector density = densityOf(mixture, c0, c1);
         const auto isLarger = hn::Gt(density, largest);
         largest = hn::IfThenElse(isLarger, density, largest);
-        number = hn::IfThenElse(isLarger, Set(d, static_cast<double>(i)), number);
+        answer = hn::IfThenElse(isLarger, Set(d, mixture.number), answer);
     }
-    return number;
+    return answer;
 }
 
-/// The answers for at most kColoursAtATime colours.
-/// @param colours  the two components of each, on 0..255, with room for as many as are asked for at most
-HWY_ATTR void answerColours(const Mixtures& mixtures, const double (&colours)[2][kColoursAtATime], std::size_t count,
-                            std::uint8_t* out)
+/// The same answers, or kOpen, without the exponential function, which takes most of the time. The density of a class
+/// of n components is at least that of its largest component, and at most n times as much. Where the least of one class
+/// is more than the most of all others, the logarithms decide.
+HWY_ATTR Vector answersByLogarithm(const Mixtures& mixtures, Vector c0, Vector c1)
 {
     const Doubles d;
-    HWY_ALIGN double numbers[kColoursAtATime];
+    const Vector smallest = Set(d, -std::numeric_limits<double>::infinity());
+    Vector best = Set(d, mixtures.logFloor);
+    Vector mostOfBest = best, mostOfOthers = smallest, answer = hn::Zero(d);
+    for (const MixtureClass& mixture : mixtures.classes) {
+        Vector least = smallest;
+        for (const Gaussian& component : mixture.components)
+            least = hn::Max(least, Sub(Set(d, component.logPeak), Mul(Set(d, 0.5), formOf(component, c0, c1))));
+        const Vector most = Add(least, Set(d, mixture.logCount));
+        const auto isBetter = hn::Gt(least, best);
+        mostOfOthers = hn::Max(mostOfOthers, hn::IfThenElse(isBetter, mostOfBest, most));
+        mostOfBest = hn::IfThenElse(isBetter, most, mostOfBest);
+        best = hn::Max(best, least);
+        answer = hn::IfThenElse(isBetter, Set(d, mixture.number), answer);
+    }
+    const auto isClear = hn::Gt(best, Add(mostOfOthers, Set(d, kRoundings)));
+    const auto isUsual =
+        hn::And(hn::Lt(hn::Abs(best), Set(d, kMostLogarithm)),
+                hn::And(hn::Lt(hn::Abs(c0), Set(d, kMostNumber)), hn::Lt(hn::Abs(c1), Set(d, kMostNumber))));
+    return hn::IfThenElse(hn::And(isClear, isUsual), answer, Set(d, kOpen));
+}
+
+template<class Function>
+HWY_ATTR void answer(const Function& function, const Mixtures& mixtures, const Colours& colours, std::size_t count,
+                     double* answers)
+{
+    const Doubles d;
     for (std::size_t i = 0; i < count; i += hn::Lanes(d))
-        hn::StoreU(answers(mixtures, hn::LoadU(d, colours[0] + i), hn::LoadU(d, colours[1] + i)), d, numbers + i);
-    std::transform(numbers, numbers + count, out, [](double number) { return static_cast<std::uint8_t>(number); });
+        hn::StoreU(function(mixtures, hn::LoadU(d, colours.c0 + i), hn::LoadU(d, colours.c1 + i)), d, answers + i);
+}
+
+/// The answers for colours, with room for as many as are asked for at most.
+HWY_ATTR void answerColours(const Mixtures& mixtures, const Colours& colours, std::size_t count, std::uint8_t* out)
+{
+    double answers[kColoursAtATime];
+    if (!mixtures.hasLogs) {
+        answer(answersByDensity, mixtures, colours, count, answers);
+        std::transform(answers, answers + count, out, [](double number) { return static_cast<std::uint8_t>(number); });
+        return;
+    }
+    answer(answersByLogarithm, mixtures, colours, count, answers);
+    std::size_t places[kColoursAtATime];
+    Colours open;
+    std::size_t left = 0;
+    for (std::size_t i = 0; i < count; ++i) {
+        out[i] = static_cast<std::uint8_t>(static_cast<int>(answers[i]));
+        places[left] = i;
+        open.c0[left] = colours.c0[i];
+        open.c1[left] = colours.c1[i];
+        left += answers[i] == kOpen;
+    }
+    answer(answersByDensity, mixtures, open, left, answers);
+    for (std::size_t i = 0; i < left; ++i)
+        out[places[i]] = static_cast<std::uint8_t>(answers[i]);
 }
 
 } // namespace velmor::native::HWY_NAMESPACE
@@ -84,8 +135,6 @@ namespace velmor::native {
 namespace {
 
 HWY_EXPORT(answerColours);
-
-using Colours = double[2][kColoursAtATime];
 
 // ---- Classes
 
@@ -105,19 +154,56 @@ Gaussian gaussianOf(const std::string& filter, const core::cvdata::GM& component
     }
     gaussian.peak = 1.0 / (kTwicePi * std::sqrt(static_cast<double>(component.determinant)));
     gaussian.weight = component.weight;
+    gaussian.logPeak = std::log(gaussian.weight) + std::log(gaussian.peak);
     return gaussian;
 }
 
-Mixtures mixturesOf(const std::string& filter, const core::cvdata::ColorGMM* models, std::size_t count)
+/// Whether logarithms tell the size of a component.
+bool hasLogs(const Gaussian& gaussian)
+{
+    const auto isUsual = [](double number) {
+        return std::abs(number) < kMostNumber;
+    };
+    // Logarithms of what is negative are not numbers. A weight of 0 has none, but its component is never the largest.
+    return isUsual(gaussian.mean[0]) && isUsual(gaussian.mean[1]) && isUsual(gaussian.form[0][0]) &&
+           isUsual(gaussian.form[0][1]) && isUsual(gaussian.form[1][0]) && isUsual(gaussian.form[1][1]) &&
+           std::abs(std::log(gaussian.peak)) < kMostLogPeak &&
+           (gaussian.weight == 0.0 || std::abs(std::log(gaussian.weight)) < kMostLogPeak);
+}
+
+/// @param floor  the density that a class has to exceed
+Mixtures mixturesOf(const std::string& filter, const core::cvdata::ColorGMM* models, std::size_t count, double floor)
 {
     Mixtures mixtures;
+    mixtures.floor = floor;
+    mixtures.logFloor = floor < 0.0 ? -std::numeric_limits<double>::infinity() : std::log(floor);
+    mixtures.hasLogs = floor == kNoFloor || std::abs(mixtures.logFloor) < kMostLogarithm;
     for (std::size_t i = 0; i < count; ++i) {
-        std::vector<Gaussian>& components = mixtures.classes.emplace_back();
-        for (const auto& component : models[i].mixture)
-            components.push_back(gaussianOf(filter, *component));
+        MixtureClass& mixture = mixtures.classes.emplace_back();
+        mixture.number = static_cast<double>(i);
+        for (const auto& component : models[i].mixture) {
+            mixture.components.push_back(gaussianOf(filter, *component));
+            mixtures.hasLogs = mixtures.hasLogs && hasLogs(mixture.components.back());
+        }
+        mixture.logCount = std::log(std::max<double>(static_cast<double>(mixture.components.size()), 1.0));
     }
-    mixtures.threshold = models[0].detectionThreshold;
     return mixtures;
+}
+
+/// A single class, 255, where the density exceeds the threshold of the model.
+Mixtures mixtureOf(const std::string& filter, const core::cvdata::ColorGMM& model)
+{
+    Mixtures mixtures = mixturesOf(filter, &model, 1, model.detectionThreshold);
+    mixtures.classes[0].number = 255.0;
+    return mixtures;
+}
+
+Mixtures mixturesOf(const std::string& filter, const std::vector<core::cvdata::ColorGMM>& models)
+{
+    if (models.empty() || models.size() > 256)
+        refuse("native::" + filter + "::" + filter, "1 to 256 models", std::to_string(models.size()));
+    return models.size() == 1 ? mixtureOf(filter, models[0])
+                              : mixturesOf(filter, models.data(), models.size(), kNoFloor);
 }
 
 /// Mixtures, and their answers for all pairs of bytes.
@@ -128,10 +214,10 @@ public:
     {
         Colours colours;
         static_assert(kColoursAtATime == 256);
-        for (std::size_t i = 0; i < 256; ++i)
-            colours[0][i] = static_cast<double>(i);
+        for (std::size_t first = 0; first < 256; ++first)
+            colours.c0[first] = static_cast<double>(first);
         for (std::size_t second = 0; second < 256; ++second) {
-            std::fill_n(colours[1], 256, static_cast<double>(second));
+            std::fill_n(colours.c1, 256, static_cast<double>(second));
             HWY_DYNAMIC_DISPATCH(answerColours)(mMixtures, colours, 256, &mAnswers[256 * second]);
         }
     }
@@ -140,10 +226,11 @@ public:
     template<int channels>
     void answer(const float* pixels, std::size_t count, std::uint8_t* out) const
     {
-        Colours colours = {};
-        for (std::size_t i = 0; i < count; ++i)
-            for (std::size_t c = 0; c < 2; ++c)
-                colours[c][i] = static_cast<double>(pixels[channels * i + c]) * 255.0;
+        Colours colours;
+        for (std::size_t i = 0; i < count; ++i) {
+            colours.c0[i] = static_cast<double>(pixels[channels * i]) * 255.0;
+            colours.c1[i] = static_cast<double>(pixels[channels * i + 1]) * 255.0;
+        }
         HWY_DYNAMIC_DISPATCH(answerColours)(mMixtures, colours, count, out);
     }
 
@@ -239,22 +326,15 @@ std::shared_ptr<const Rule> makeRule(const std::string& name, Mixtures mixtures,
     return std::make_shared<const Rule>(std::move(rule));
 }
 
-const std::vector<core::cvdata::ColorGMM>& checkedModels(const std::vector<core::cvdata::ColorGMM>& models)
-{
-    if (models.empty() || models.size() > 256)
-        refuse("native::ColorGMM2::ColorGMM2", "1 to 256 models", std::to_string(models.size()));
-    return models;
-}
-
 } // namespace
 
 ColorGMM::ColorGMM(const core::cvdata::ColorGMM& model, bool binaryOutput)
-    : Filter(makeRule("ColorGMM", mixturesOf("ColorGMM", &model, 1), !binaryOutput))
+    : Filter(makeRule("ColorGMM", mixtureOf("ColorGMM", model), !binaryOutput))
 {
 }
 
 ColorGMM2::ColorGMM2(const std::vector<core::cvdata::ColorGMM>& models)
-    : Filter(makeRule("ColorGMM2", mixturesOf("ColorGMM2", checkedModels(models).data(), models.size()), false))
+    : Filter(makeRule("ColorGMM2", mixturesOf("ColorGMM2", models), false))
 {
 }
 
