@@ -1,9 +1,13 @@
 #include "bench/NativeFilters.h"
 #include "core/cvdata/ColorGMM.h"
+#include "core/cvdata/ColourHist2d.h"
 #include "native/ColorGMM.h"
 #include "native/ColorGMM2.h"
+#include "native/ColorHistShader.h"
+#include "native/PixelCount.h"
 
 #include <cmath>
+#include <cstring>
 #include <memory>
 #include <type_traits>
 
@@ -117,6 +121,65 @@ Comparison compareMixture(const std::shared_ptr<const native::Filter>& filter, c
     return comparison;
 }
 
+/// 8 x 8 x 8 cells beside cv::calcHist(), which counts every pixel of bytes and of floats below 1 in the same cells.
+Comparison compareHistogram(const cv::Mat& source)
+{
+    const auto own = std::make_shared<core::cvdata::ColourHist2d>(8, 8, 8);
+    const cv::Rect whole(0, 0, source.cols, source.rows);
+    const auto other = [source] {
+        const int channels[] = {0, 1, 2}, bins[] = {8, 8, 8};
+        const float range[] = {0.0F, source.depth() == CV_8U ? 256.0F : 1.0F};
+        const float* ranges[] = {range, range, range};
+        cv::Mat histogram;
+        cv::calcHist(&source, 1, channels, cv::Mat(), histogram, 3, bins, ranges);
+        return histogram;
+    };
+    Comparison comparison;
+    comparison.own = [=] {
+        native::colorHistShader(source, whole, *own);
+    };
+    comparison.beside = "cv::calcHist";
+    comparison.other = other;
+    comparison.most = 1 / 3.0;
+
+    comparison.own();
+    const cv::Mat counts = other();
+    double difference = 0.0; // of floats that are 1, which calcHist() leaves out
+    for (unsigned char i = 0; i < 8; ++i)
+        for (unsigned char j = 0; j < 8; ++j)
+            for (unsigned char k = 0; k < 8; ++k)
+                difference += std::abs(own->getValue(i, j, k) * static_cast<double>(source.total()) -
+                                       static_cast<double>(counts.at<float>(i, j, k)));
+    expect(difference <= (source.depth() == CV_8U ? 1e-3 : static_cast<double>(source.total()) / 100), "the histogram");
+    return comparison;
+}
+
+/// Bytes that are read in a second beside those that memcpy() reads and writes, on pictures that no cache holds.
+Comparison compareCount(int type)
+{
+    constexpr int kBytes = 128 << 20;
+    constexpr int kWidth = 4096;
+    const cv::Mat mask = type == CV_8UC1 ? randomPicture({"", kWidth, kBytes / kWidth}, type)
+                                         : randomPicture({"", kWidth, kBytes / kWidth / 4}, type) * 3;
+    double expected = 0.0;
+    for (int y = 0; y < mask.rows; ++y)
+        for (int x = 0; x < mask.cols; ++x)
+            expected += type == CV_8UC1 ? mask.at<uchar>(y, x) == 255 : std::floor(mask.at<float>(y, x));
+    expect(static_cast<double>(native::pixelCount(mask)) == expected, "the count");
+    const cv::Mat copy = mask.clone();
+    Comparison comparison;
+    comparison.own = [=] {
+        benchmark::DoNotOptimize(native::pixelCount(mask));
+    };
+    comparison.beside = "memcpy";
+    comparison.other = [=] {
+        std::memcpy(copy.data, mask.data, kBytes);
+    };
+    comparison.ownWork = 0.5; // half of what memcpy reads and writes
+    comparison.most = 1 / 0.8;
+    return comparison;
+}
+
 } // namespace
 
 void addMixtures()
@@ -136,6 +199,14 @@ void addMixtures()
                                                   real ? realPicture(size, type) : randomPicture(size, type),
                                                   real ? 1e9 : 0.5e9);
                         });
+    for (const Size& size : {kFrameSizes[1], kFrameSizes[2], kFrameSizes[3]})
+        for (const bool real : {true, false})
+            for (const int type : {CV_8UC3, CV_8UC4, CV_32FC3})
+                add(std::string("colorHistShader/") + cv::typeToString(type) + "/" + size.name +
+                        (real ? "/real" : "/random"),
+                    [=] { return compareHistogram(real ? realPicture(size, type) : randomPicture(size, type)); });
+    for (const int type : {CV_8UC1, CV_32FC1})
+        add("pixelCount/" + cv::typeToString(type) + "/memory", [=] { return compareCount(type); });
 }
 
 } // namespace velmor::bench
