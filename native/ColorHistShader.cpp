@@ -11,24 +11,35 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdint>
 #include <functional>
+#include <limits>
 #include <mutex>
 #include <vector>
 
-#ifndef VELMOR_NATIVE_COLOR_HIST_CELLS
-#define VELMOR_NATIVE_COLOR_HIST_CELLS
+#ifndef VELMOR_NATIVE_COLOR_HIST_SHADER_CELLS
+#define VELMOR_NATIVE_COLOR_HIST_SHADER_CELLS
 namespace velmor::native {
 
-/// Bins of each channel.
-using Bins = std::array<std::uint32_t, 3>;
+/// Counters side by side for each cell, so that a pixel does not wait for an equal one before it.
+constexpr std::uint32_t kCounters = 8;
 
-/// Whether cellsOfBytes() has so many bins: its factors and the numbers of its cells have 16 bits.
-inline bool hasShortCells(const Bins& bins)
+/// The cells of a histogram, and where their counters are.
+struct Cells
 {
-    return std::max({bins[0], bins[1], bins[2]}) < 255 && bins[0] * bins[1] * bins[2] <= 65536;
-}
+    std::uint32_t bins[3];
+    std::uint32_t stride; ///< between the counters of a cell, which pixels use in turn; 0 where each has a single one
+
+    std::size_t count() const { return std::size_t{bins[0]} * bins[1] * bins[2]; }
+
+    std::uint32_t counterOf(std::uint32_t bin1, std::uint32_t bin2, std::uint32_t bin3, std::size_t pixel) const
+    {
+        return bin1 + bins[0] * (bin2 + bins[1] * bin3) + static_cast<std::uint32_t>(pixel % kCounters) * stride;
+    }
+
+    /// Whether numbers of counters, and the factors of countersOfBytes(), have 16 bits.
+    bool areFew() const { return stride > 0 && std::max({bins[0], bins[1], bins[2]}) < 255; }
+};
 
 } // namespace velmor::native
 #endif
@@ -53,7 +64,7 @@ HWY_ATTR hn::Vec<Integers> binsOf(hn::Vec<Floats> values, std::uint32_t count)
 }
 
 template<std::size_t channels>
-HWY_ATTR void storeCells(const float* pixels, const Bins& bins, std::uint32_t* cells)
+HWY_ATTR void storeCounters(const float* pixels, const Cells& cells, std::uint32_t* counters)
 {
     const Floats d;
     const Integers di;
@@ -62,79 +73,99 @@ HWY_ATTR void storeCells(const float* pixels, const Bins& bins, std::uint32_t* c
         hn::LoadInterleaved3(d, pixels, c0, c1, c2);
     else
         hn::LoadInterleaved4(d, pixels, c0, c1, c2, c3);
-    const auto strideOf2 = hn::Set(di, static_cast<std::int32_t>(bins[0]));
-    const auto strideOf3 = hn::Set(di, static_cast<std::int32_t>(bins[0] * bins[1]));
-    const auto plane = hn::Add(binsOf(c0, bins[0]), hn::Mul(strideOf2, binsOf(c1, bins[1])));
-    const auto cell = hn::Add(plane, hn::Mul(strideOf3, binsOf(c2, bins[2])));
-    hn::StoreU(hn::BitCast(hn::RebindToUnsigned<Integers>(), cell), hn::RebindToUnsigned<Integers>(), cells);
+    const auto set = [di](std::uint32_t value) HWY_ATTR {
+        return hn::Set(di, static_cast<std::int32_t>(value));
+    };
+    const auto turns = hn::Mul(hn::And(hn::Iota(di, 0), set(kCounters - 1)), set(cells.stride));
+    const auto plane = hn::Add(binsOf(c0, cells.bins[0]), hn::Mul(set(cells.bins[0]), binsOf(c1, cells.bins[1])));
+    const auto cell = hn::Add(plane, hn::Mul(set(cells.bins[0] * cells.bins[1]), binsOf(c2, cells.bins[2])));
+    const hn::RebindToUnsigned<Integers> unsignedIntegers;
+    hn::StoreU(hn::BitCast(unsignedIntegers, hn::Add(cell, turns)), unsignedIntegers, counters);
+}
+
+template<std::size_t channels>
+HWY_ATTR void storeCountersOfRun(const float* pixels, std::size_t count, const Cells& cells, std::uint32_t* counters)
+{
+    const std::size_t lanes = hn::Lanes(Floats());
+    std::size_t i = 0;
+    for (; i + lanes <= count; i += lanes)
+        storeCounters<channels>(pixels + channels * i, cells, counters + i);
+    if (i < count) {
+        float part[channels * hn::MaxLanes(Floats())] = {};
+        std::copy(pixels + channels * i, pixels + channels * count, part);
+        storeCounters<channels>(part, cells, counters + i);
+    }
+}
+
+/// The counters of pixels.
+/// @param counters  with room for whole vectors
+HWY_ATTR void countersOfFloats(const float* pixels, std::size_t count, int channels, const Cells& cells,
+                               std::uint32_t* counters)
+{
+    if (channels == 3)
+        storeCountersOfRun<3>(pixels, count, cells, counters);
+    else
+        storeCountersOfRun<4>(pixels, count, cells, counters);
 }
 
 // ---- Bytes
 
-using Shorts = hn::ScalableTag<std::uint16_t>;
-using Bytes = hn::Rebind<std::uint8_t, Shorts>;
+#if HWY_TARGET == HWY_SCALAR
 
-HWY_ATTR hn::Vec<Shorts> binsOf(hn::Vec<Bytes> values, std::uint32_t count)
+HWY_ATTR std::size_t countersOfBytes(const std::uint8_t*, std::size_t, int, const Cells&, std::uint16_t*)
+{
+    return 0;
+}
+
+#else
+
+using Bytes = hn::ScalableTag<std::uint8_t>;
+using Shorts = hn::Repartition<std::uint16_t, Bytes>;
+
+HWY_ATTR hn::Vec<Shorts> binsOf(hn::Vec<Shorts> bytes, std::uint32_t count)
 {
     const Shorts d;
     // 65536 / 255 times the bins, rounded up: what is too much stays below 255 / 65536, and so below 1 / 255.
     const auto factor = hn::Set(d, static_cast<std::uint16_t>((65536 * count + 254) / 255));
-    return hn::Min(hn::MulHigh(hn::PromoteTo(d, values), factor), hn::Set(d, static_cast<std::uint16_t>(count - 1)));
+    return hn::Min(hn::MulHigh(bytes, factor), hn::Set(d, static_cast<std::uint16_t>(count - 1)));
 }
 
-template<std::size_t channels>
-HWY_ATTR void storeCells(const std::uint8_t* pixels, const Bins& bins, std::uint32_t* cells)
+HWY_ATTR void storeCounters(hn::Vec<Shorts> c0, hn::Vec<Shorts> c1, hn::Vec<Shorts> c2, const Cells& cells,
+                            std::uint16_t* counters)
+{
+    const Shorts d;
+    const auto set = [d](std::uint32_t value) HWY_ATTR {
+        return hn::Set(d, static_cast<std::uint16_t>(value));
+    };
+    const auto turns = hn::Mul(hn::And(hn::Iota(d, 0), set(kCounters - 1)), set(cells.stride));
+    const auto plane = hn::Add(binsOf(c0, cells.bins[0]), hn::Mul(set(cells.bins[0]), binsOf(c1, cells.bins[1])));
+    const auto cell = hn::Add(plane, hn::Mul(set(cells.bins[0] * cells.bins[1]), binsOf(c2, cells.bins[2])));
+    hn::StoreU(hn::Add(cell, turns), d, counters);
+}
+
+/// The counters of as many pixels as whole vectors have, in another order than the pixels; returns how many.
+HWY_ATTR std::size_t countersOfBytes(const std::uint8_t* pixels, std::size_t count, int channels, const Cells& cells,
+                                     std::uint16_t* counters)
 {
     const Bytes d;
     const Shorts shorts;
+    const auto low = hn::Set(shorts, std::uint16_t{255});
     auto c0 = hn::Zero(d), c1 = c0, c2 = c0, c3 = c0;
-    if constexpr (channels == 3)
-        hn::LoadInterleaved3(d, pixels, c0, c1, c2);
-    else
-        hn::LoadInterleaved4(d, pixels, c0, c1, c2, c3);
-    const auto strideOf2 = hn::Set(shorts, static_cast<std::uint16_t>(bins[0]));
-    const auto strideOf3 = hn::Set(shorts, static_cast<std::uint16_t>(bins[0] * bins[1]));
-    const auto plane = hn::Add(binsOf(c0, bins[0]), hn::Mul(strideOf2, binsOf(c1, bins[1])));
-    HWY_ALIGN std::uint16_t cell[hn::MaxLanes(shorts)];
-    hn::Store(hn::Add(plane, hn::Mul(strideOf3, binsOf(c2, bins[2]))), shorts, cell);
-    std::copy_n(cell, hn::Lanes(shorts), cells);
-}
-
-// ---- Rows
-
-/// The cells of pixels.
-/// @param cells  with room for whole vectors
-template<std::size_t channels, class D, typename T>
-HWY_ATTR void findCells(D d, const T* pixels, std::size_t count, const Bins& bins, std::uint32_t* cells)
-{
-    const std::size_t lanes = hn::Lanes(d);
     std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes)
-        storeCells<channels>(pixels + channels * i, bins, cells + i);
-    if (i < count) {
-        T part[channels * hn::MaxLanes(d)] = {};
-        std::copy(pixels + channels * i, pixels + channels * count, part);
-        storeCells<channels>(part, bins, cells + i);
+    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
+        if (channels == 3)
+            hn::LoadInterleaved3(d, pixels + 3 * i, c0, c1, c2);
+        else
+            hn::LoadInterleaved4(d, pixels + 4 * i, c0, c1, c2, c3);
+        const auto s0 = hn::BitCast(shorts, c0), s1 = hn::BitCast(shorts, c1), s2 = hn::BitCast(shorts, c2);
+        storeCounters(hn::And(s0, low), hn::And(s1, low), hn::And(s2, low), cells, counters + i);
+        storeCounters(hn::ShiftRight<8>(s0), hn::ShiftRight<8>(s1), hn::ShiftRight<8>(s2), cells,
+                      counters + i + hn::Lanes(shorts));
     }
+    return i;
 }
 
-HWY_ATTR void cellsOfFloats(const float* pixels, std::size_t count, int channels, const Bins& bins,
-                            std::uint32_t* cells)
-{
-    if (channels == 3)
-        findCells<3>(Floats(), pixels, count, bins, cells);
-    else
-        findCells<4>(Floats(), pixels, count, bins, cells);
-}
-
-HWY_ATTR void cellsOfBytes(const std::uint8_t* pixels, std::size_t count, int channels, const Bins& bins,
-                           std::uint32_t* cells)
-{
-    if (channels == 3)
-        findCells<3>(Shorts(), pixels, count, bins, cells);
-    else
-        findCells<4>(Shorts(), pixels, count, bins, cells);
-}
+#endif
 
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
@@ -143,8 +174,8 @@ HWY_AFTER_NAMESPACE();
 namespace velmor::native {
 namespace {
 
-HWY_EXPORT(cellsOfBytes);
-HWY_EXPORT(cellsOfFloats);
+HWY_EXPORT(countersOfBytes);
+HWY_EXPORT(countersOfFloats);
 
 using core::cvdata::ColourHist2d;
 using Counts = std::vector<std::uint64_t>;
@@ -152,64 +183,84 @@ using Counts = std::vector<std::uint64_t>;
 constexpr const char* kName = "native::colorHistShader";
 
 /// Pixels whose cells are found at a time; a multiple of the length of every vector.
-constexpr int kPixelsAtATime = 256;
+constexpr int kPixelsAtATime = 1024;
 
-/// Counters side by side for each cell, so that a pixel does not wait for an equal one before it; and how many cells
-/// may have them: together they stay in the first cache.
-constexpr std::size_t kCounters = 4;
-constexpr std::size_t kMostCellsOfCounters = 1024;
+/// Cells that may have several counters: together they stay in the first cache.
+constexpr std::size_t kMostCellsOfSeveral = 1024;
 
-/// The cells of bytes for any number of bins.
-void cellsOfAnyBytes(const std::uint8_t* pixels, std::size_t count, int channels, const Bins& bins,
-                     std::uint32_t* cells)
+Cells cellsOf(const ColourHist2d& histogram)
 {
-    const auto binOf = [](std::uint32_t byte, std::uint32_t number) {
-        return std::min(byte * number / 255, number - 1);
-    };
-    for (std::size_t i = 0; i < count; ++i, pixels += channels)
-        cells[i] =
-            binOf(pixels[0], bins[0]) + bins[0] * (binOf(pixels[1], bins[1]) + bins[1] * binOf(pixels[2], bins[2]));
+    unsigned char bins1 = 0, bins2 = 0, bins3 = 0;
+    histogram.getNofBins(bins1, bins2, bins3);
+    Cells cells = {{bins1, bins2, bins3}, 0};
+    if (cells.count() <= kMostCellsOfSeveral)
+        cells.stride = static_cast<std::uint32_t>(cells.count());
+    return cells;
 }
 
-void findCells(const cv::Mat& picture, int row, int first, std::size_t count, const Bins& bins, std::uint32_t* cells)
+/// The rule for bytes.
+std::uint32_t counterOf(const std::uint8_t* pixel, const Cells& cells, std::size_t index)
 {
-    const int channels = picture.channels();
-    const uchar* const pixels = picture.ptr(row, first);
-    if (picture.depth() == CV_32F)
-        HWY_DYNAMIC_DISPATCH(cellsOfFloats)(picture.ptr<float>(row, first), count, channels, bins, cells);
-    else if (hasShortCells(bins))
-        HWY_DYNAMIC_DISPATCH(cellsOfBytes)(pixels, count, channels, bins, cells);
-    else
-        cellsOfAnyBytes(pixels, count, channels, bins, cells);
+    const auto binOf = [&](std::size_t channel) {
+        return std::min(pixel[channel] * cells.bins[channel] / 255, cells.bins[channel] - 1);
+    };
+    return cells.counterOf(binOf(0), binOf(1), binOf(2), index);
+}
+
+/// @param count  at most kPixelsAtATime
+void countPixels(const float* pixels, std::size_t count, int channels, const Cells& cells, std::uint32_t* counts)
+{
+    std::uint32_t counters[kPixelsAtATime];
+    HWY_DYNAMIC_DISPATCH(countersOfFloats)(pixels, count, channels, cells, counters);
+    for (std::size_t i = 0; i < count; ++i)
+        ++counts[counters[i]];
+}
+
+void countPixels(const std::uint8_t* pixels, std::size_t count, int channels, const Cells& cells, std::uint32_t* counts)
+{
+    std::size_t done = 0;
+    if (cells.areFew()) {
+        std::uint16_t counters[kPixelsAtATime];
+        done = HWY_DYNAMIC_DISPATCH(countersOfBytes)(pixels, count, channels, cells, counters);
+        for (std::size_t i = 0; i < done; ++i)
+            ++counts[counters[i]];
+    }
+    for (std::size_t i = done; i < count; ++i)
+        ++counts[counterOf(pixels + static_cast<std::size_t>(channels) * i, cells, i)];
+}
+
+/// Adds the counts of a row, of which 32 bits are enough.
+template<typename T>
+void countRow(const T* pixels, int columns, int channels, const Cells& cells, std::uint32_t* counts)
+{
+    for (int first = 0; first < columns; first += kPixelsAtATime)
+        countPixels(pixels + static_cast<std::size_t>(channels) * static_cast<std::size_t>(first),
+                    static_cast<std::size_t>(std::min(kPixelsAtATime, columns - first)), channels, cells, counts);
 }
 
 /// The counts of a picture.
-Counts countsOf(const cv::Mat& picture, const Bins& bins)
+Counts countsOf(const cv::Mat& picture, const Cells& cells)
 {
-    const std::size_t cellCount = std::size_t{bins[0]} * bins[1] * bins[2];
-    const std::size_t counters = cellCount <= kMostCellsOfCounters ? kCounters : 1;
-    Counts counts(counters * cellCount);
-    // Where there is one counter for each cell, they all are the same.
-    std::uint64_t* of[kCounters];
-    for (std::size_t k = 0; k < kCounters; ++k)
-        of[k] = counts.data() + k % counters * cellCount;
-
-    std::uint32_t cells[kPixelsAtATime];
+    const std::size_t count = cells.count();
+    std::vector<std::uint32_t> parts(cells.stride > 0 ? kCounters * count : count);
+    Counts counts(count);
+    std::uint64_t left = 0; // pixels that are in the parts
+    const auto addParts = [&] {
+        for (std::size_t i = 0; i < parts.size(); ++i)
+            counts[i % count] += parts[i];
+        std::fill(parts.begin(), parts.end(), 0);
+        left = 0;
+    };
     for (int row = 0; row < picture.rows; ++row) {
-        for (int first = 0; first < picture.cols; first += kPixelsAtATime) {
-            const auto count = static_cast<std::size_t>(std::min(kPixelsAtATime, picture.cols - first));
-            findCells(picture, row, first, count, bins, cells);
-            std::size_t i = 0;
-            for (; i + kCounters <= count; i += kCounters)
-                for (std::size_t k = 0; k < kCounters; ++k)
-                    ++of[k][cells[i + k]];
-            for (; i < count; ++i)
-                ++of[0][cells[i]];
-        }
+        if (picture.depth() == CV_32F)
+            countRow(picture.ptr<float>(row), picture.cols, picture.channels(), cells, parts.data());
+        else
+            countRow(picture.ptr(row), picture.cols, picture.channels(), cells, parts.data());
+        left += static_cast<std::uint64_t>(picture.cols);
+        if (left > std::numeric_limits<std::int32_t>::max())
+            addParts();
     }
-    for (std::size_t i = cellCount; i < counts.size(); ++i)
-        counts[i % cellCount] += counts[i];
-    counts.resize(cellCount);
+    addParts();
     return counts;
 }
 
@@ -231,15 +282,13 @@ void colorHistShader(const cv::Mat& source, const cv::Rect& region, ColourHist2d
     checkType(kName, source.type(), {3, 4}, {CV_8U, CV_32F});
     checkRegion(source, region);
 
-    unsigned char bins1 = 0, bins2 = 0, bins3 = 0;
-    histogram.getNofBins(bins1, bins2, bins3);
-    const Bins bins = {bins1, bins2, bins3};
+    const Cells cells = cellsOf(histogram);
     const cv::Mat picture = source(region);
     const std::size_t pixels = picture.total();
     Counts counts;
     std::mutex mutex;
     const auto addBand = [&](int first, int last) {
-        Counts band = countsOf(picture.rowRange(first, last), bins);
+        Counts band = countsOf(picture.rowRange(first, last), cells);
         const std::lock_guard<std::mutex> lock(mutex);
         if (counts.empty())
             counts = std::move(band);
@@ -247,7 +296,7 @@ void colorHistShader(const cv::Mat& source, const cv::Rect& region, ColourHist2d
             std::transform(counts.begin(), counts.end(), band.begin(), counts.begin(), std::plus<>());
     };
     // Counters of its own cost each band as much as some pixels.
-    if (pixels / 64 > std::size_t{bins1} * bins2 * bins3)
+    if (pixels / 64 > cells.count())
         forEachBand(picture.size(), addBand);
     else
         addBand(0, picture.rows);
