@@ -69,7 +69,7 @@ TEST(ColorGMM, IsTheRuleEverywhere)
 {
     const Model model = wideModel(3, 11, 2e-5);
     expectEverywhere({ColorGMM(model), kTypes, loopOf(model)});
-    expectEverywhere({ColorGMM(model, true), kTypes, loopOf(model), {-1, CV_8U}});
+    expectEverywhere({ColorGMM(model, true), {CV_8UC3, CV_32FC4}, loopOf(model), {CV_8U}});
 }
 
 TEST(ColorGMM, RejectsADensityThatEqualsTheThreshold)
