@@ -24,11 +24,16 @@ struct Comparison
 
 /// Registers a comparison.
 /// @param name  operator, types, size and pictures, such as "BGR2HSV/8UC3/1080p/real"
-/// @param make  makes the pictures, checks the results, and says what to time
+/// @param make  makes the pictures, checks the results, and says what to time; called once for all repetitions that
+///              follow each other
 inline void add(const std::string& name, const std::function<Comparison()>& make)
 {
-    const auto run = [make](benchmark::State& state) {
-        const Comparison comparison = make();
+    const auto run = [name, make](benchmark::State& state) {
+        static std::string made;
+        static Comparison comparison;
+        if (made != name)
+            comparison = make();
+        made = name;
         compare(state, comparison.own, comparison.beside, comparison.other);
         const double ratio = state.counters["ratio"] /= comparison.ownWork;
         if (comparison.most > 0) {
@@ -43,8 +48,8 @@ inline void add(const std::string& name, const std::function<Comparison()>& make
 inline cv::Mat realPicture(const Size& size, int type)
 {
     using core::cvdata::Image;
-    const std::vector<Image> frames = cameraFrames(1, size, Image::RGB); // which own the pixels
-    const cv::Mat colours = frames.front().mat();
+    const Image frame = cameraFrames(1, size, Image::RGB).front();
+    const cv::Mat colours = frame.mat();
     cv::Mat picture;
     switch (CV_MAT_CN(type)) {
     case 1:

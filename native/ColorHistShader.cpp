@@ -47,6 +47,7 @@ struct Cells
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -168,6 +169,7 @@ HWY_ATTR std::size_t countersOfBytes(const std::uint8_t* pixels, std::size_t cou
 
 #endif
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 

@@ -21,6 +21,7 @@
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
+namespace {
 
 using hn::Add;
 using hn::Mul;
@@ -127,6 +128,7 @@ HWY_ATTR void answerColours(const Mixtures& mixtures, const Colours& colours, st
         out[places[i]] = static_cast<std::uint8_t>(answers[i]);
 }
 
+} // namespace
 } // namespace velmor::native::HWY_NAMESPACE
 HWY_AFTER_NAMESPACE();
 
