@@ -132,7 +132,7 @@ using FourNeighbours = Kernel<0, 1, -4>;
 using EightNeighbours = Kernel<-1, 2, -4>;
 
 template<class K, bool finite>
-HWY_ATTR auto laplacianOfFloats(const Neighbours<float>& rows, std::size_t i, std::size_t step)
+HWY_ATTR auto laplacianOfVector(const Neighbours<float>& rows, std::size_t i, std::size_t step)
 {
     const Floats d;
     auto sum = addRow<K::corner, K::side, K::corner, finite>(d, hn::Zero(d), rows.above + i, step);
@@ -140,71 +140,149 @@ HWY_ATTR auto laplacianOfFloats(const Neighbours<float>& rows, std::size_t i, st
     return hn::Abs(addRow<K::corner, K::side, K::corner, finite>(d, sum, rows.below + i, step));
 }
 
-#if HWY_TARGET == HWY_SCALAR
-
+/// The plain rule.
+/// @param left, right  where the neighbours beside a place are, given from there
 template<class K>
-auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t step)
+uint8_t laplacianOfByte(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t left, std::size_t right)
 {
     const uint8_t *const above = rows.above + i, *const here = rows.here + i, *const below = rows.below + i;
-    const int corners = *(above - step) + above[step] + *(below - step) + below[step];
-    const int sides = *above + *(here - step) + here[step] + *below;
+    const int corners = *(above - left) + above[right] + *(below - left) + below[right];
+    const int sides = *above + *(here - left) + here[right] + *below;
     const int sum = K::corner * corners + K::side * sides + K::middle * *here;
-    return hn::Set(Bytes(), static_cast<uint8_t>(std::min(std::abs(sum), 255)));
+    return static_cast<uint8_t>(std::min(std::abs(sum), 255));
 }
 
-#else
+#if HWY_TARGET != HWY_SCALAR
 
 using Integers = hn::Repartition<int16_t, Bytes>;
 
-/// Sums of bytes in integers of 16 bits, which hold them all: those at even places, and those at odd ones.
-struct Sums
+/// Of the pixels of a row: each, and the sum of the two beside it, in integers of 16 bits, those at even places and
+/// those at odd ones.
+struct Triples
 {
-    hn::Vec<Integers> even;
-    hn::Vec<Integers> odd;
+    hn::Vec<Integers> even[2];
+    hn::Vec<Integers> odd[2];
 
-    HWY_ATTR Sums() : even(hn::Zero(Integers())), odd(even) {}
-
-    HWY_ATTR void add(const uint8_t* bytes)
+    HWY_ATTR HWY_INLINE Triples(const uint8_t* place, std::size_t step)
     {
         const hn::Repartition<uint16_t, Bytes> d;
-        const auto pairs = hn::BitCast(d, hn::LoadU(Bytes(), bytes));
-        even = hn::Add(even, hn::BitCast(Integers(), hn::And(pairs, hn::Set(d, uint16_t{255}))));
-        odd = hn::Add(odd, hn::BitCast(Integers(), hn::ShiftRight<8>(pairs)));
+        const auto left = hn::BitCast(d, hn::LoadU(Bytes(), place - step));
+        const auto here = hn::BitCast(d, hn::LoadU(Bytes(), place));
+        const auto right = hn::BitCast(d, hn::LoadU(Bytes(), place + step));
+        const auto low = hn::Set(d, uint16_t{255});
+        even[0] = hn::BitCast(Integers(), hn::And(here, low));
+        even[1] = hn::BitCast(Integers(), hn::Add(hn::And(left, low), hn::And(right, low)));
+        odd[0] = hn::BitCast(Integers(), hn::ShiftRight<8>(here));
+        odd[1] = hn::BitCast(Integers(), hn::Add(hn::ShiftRight<8>(left), hn::ShiftRight<8>(right)));
     }
 };
 
-/// |sum| limited to a byte.
+/// |sum| limited to a byte, of pixels and of the sums beside them in three rows.
 template<class K, class V>
-HWY_ATTR V limitedSum(V corners, V sides, V middle)
+HWY_ATTR HWY_INLINE V limitedSum(const V (&above)[2], const V (&here)[2], const V (&below)[2])
 {
     const Integers d;
-    auto sum = addWeighted<K::corner, true>(d, hn::Zero(d), corners);
-    sum = addWeighted<K::side, true>(d, sum, sides);
-    sum = addWeighted<K::middle, true>(d, sum, middle);
+    auto sum = addWeighted<K::corner, true>(d, hn::Zero(d), hn::Add(above[1], below[1]));
+    sum = addWeighted<K::side, true>(d, sum, hn::Add(hn::Add(above[0], below[0]), here[1]));
+    sum = addWeighted<K::middle, true>(d, sum, here[0]);
     return hn::Min(hn::Abs(sum), hn::Set(d, int16_t{255}));
 }
 
-template<class K>
-HWY_ATTR auto laplacianOfBytes(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t step)
-{
-    Sums corners, sides, middle;
-    if constexpr (K::corner != 0) {
-        corners.add(rows.above + i - step);
-        corners.add(rows.above + i + step);
-        corners.add(rows.below + i - step);
-        corners.add(rows.below + i + step);
-    }
-    sides.add(rows.above + i);
-    sides.add(rows.here + i - step);
-    sides.add(rows.here + i + step);
-    sides.add(rows.below + i);
-    middle.add(rows.here + i);
-    const auto even = limitedSum<K>(corners.even, sides.even, middle.even);
-    const auto odd = limitedSum<K>(corners.odd, sides.odd, middle.odd);
-    return hn::BitCast(Bytes(), hn::Or(even, hn::ShiftLeft<8>(odd)));
-}
-
 #endif
+
+/// Some rows of bytes at once, so that the sums of a row serve three of them.
+template<class K, int rows>
+class LaplacianOfBytes
+{
+public:
+    LaplacianOfBytes(const Band& band, int first)
+        : mStep(static_cast<std::size_t>(band.channels())), mCount(static_cast<std::size_t>(band.result.cols) * mStep),
+          mIsAligned(band.result.step[0] % kLanes == 0), mStreams(band.streams && mIsAligned)
+    {
+        const cv::Mat& source = band.sources[0];
+        cv::Mat result = band.result;
+        for (int k = 0; k < rows + 2; ++k)
+            mSource[k] = source.ptr(std::clamp(first + k - 1, 0, source.rows - 1));
+        for (int k = 0; k < rows; ++k) {
+            mResult[k] = result.ptr(first + k);
+            mNext[k] = source.ptr(std::min(first + rows + 1 + k, source.rows - 1));
+        }
+    }
+
+    HWY_ATTR void compute() const
+    {
+        const std::size_t last = mCount - mStep;
+        if (kLanes == 1 || mStep + kLanes > last)
+            return computePlainly(0, mCount);
+        computePlainly(0, mStep);
+        computeVectors(last);
+        computePlainly(last, mCount);
+    }
+
+private:
+    static constexpr std::size_t kLanes = hn::MaxLanes(Bytes());
+
+    void computePlainly(std::size_t first, std::size_t last) const
+    {
+        for (int row = 0; row < rows; ++row)
+            for (std::size_t i = first; i < last; ++i)
+                mResult[row][i] = laplacianOfByte<K>({mSource[row], mSource[row + 1], mSource[row + 2]}, i,
+                                                     i < mStep ? 0 : mStep, i + mStep < mCount ? mStep : 0);
+    }
+
+#if HWY_TARGET == HWY_SCALAR
+    void computeVectors(std::size_t) const {}
+#else
+    /// Elements between the first and the last pixel. The first and the last vector may overlap others.
+    HWY_ATTR void computeVectors(std::size_t last) const
+    {
+        computeVector(mStep, false);
+        std::size_t i = mStep + (mIsAligned ? elementsToAlignment(Bytes(), mResult[0] + mStep) : kLanes);
+        for (; i + kLanes <= last; i += kLanes)
+            computeVector(i, mStreams);
+        computeVector(last - kLanes, false);
+    }
+
+    HWY_ATTR HWY_INLINE void computeVector(std::size_t i, bool streams) const
+    {
+        Triples above(mSource[0] + i, mStep), here(mSource[1] + i, mStep);
+        for (int row = 0; row < rows; ++row) {
+            hwy::Prefetch(mNext[row] + i);
+            const Triples below(mSource[row + 2] + i, mStep);
+            const auto even = limitedSum<K>(above.even, here.even, below.even);
+            const auto odd = limitedSum<K>(above.odd, here.odd, below.odd);
+            const auto bytes = hn::BitCast(Bytes(), hn::Or(even, hn::ShiftLeft<8>(odd)));
+            if (streams)
+                hn::Stream(bytes, Bytes(), mResult[row] + i);
+            else
+                hn::StoreU(bytes, Bytes(), mResult[row] + i);
+            above = here;
+            here = below;
+        }
+    }
+#endif
+
+    std::size_t mStep;  ///< from a pixel's channel to the same one of the next pixel
+    std::size_t mCount; ///< elements of a row
+    bool mIsAligned;    ///< whether rows lie alike, so that where one is aligned all are
+    bool mStreams;
+    const uint8_t* mSource[rows + 2]; ///< from the row above on
+    uint8_t* mResult[rows];
+    const uint8_t* mNext[rows]; ///< rows that are wanted next: fetched early
+};
+
+template<class K>
+HWY_ATTR void laplacianOfBytes(const Band& band)
+{
+    constexpr int kRows = 4;
+    if (band.last - band.first < kRows)
+        for (int row = band.first; row < band.last; ++row)
+            LaplacianOfBytes<K, 1>(band, row).compute();
+    else // the last rows may be computed twice
+        for (int row = band.first; row < band.last; row += kRows)
+            LaplacianOfBytes<K, kRows>(band, std::min(row, band.last - kRows)).compute();
+    hwy::FlushStream();
+}
 
 /// Writes a row a vector at a time, or what is left of one at its ends.
 /// @param next  the row of the source that is copied next: it is fetched meanwhile, so that copying does not wait
@@ -231,23 +309,19 @@ HWY_FLATTEN void writeRow(D d, T* out, std::size_t count, const Source* next, bo
     }
 }
 
-/// @tparam T  what is computed with, and given
-template<class K, typename Source, typename T>
-HWY_ATTR void laplacianOf(const Band& band)
+template<class K, typename Source>
+HWY_ATTR void laplacianOfFloats(const Band& band)
 {
     const cv::Mat& source = band.sources[0];
     const auto step = static_cast<std::size_t>(band.channels());
     const auto count = static_cast<std::size_t>(source.cols) * step;
-    PaddedRows<Source, T> padded(source);
+    PaddedRows<Source, float> padded(source);
     cv::Mat result = band.result;
     for (int row = band.first; row < band.last; ++row) {
-        const Neighbours<T> rows = around(padded, row);
+        const Neighbours<float> rows = around(padded, row);
         const Source* const next = source.ptr<Source>(std::min(row + 2, source.rows - 1));
-        writeRow(hn::ScalableTag<T>(), result.ptr<T>(row), count, next, band.streams, [&](std::size_t i) HWY_ATTR {
-            if constexpr (std::is_same_v<T, float>)
-                return laplacianOfFloats<K, std::is_same_v<Source, uint8_t>>(rows, i, step);
-            else
-                return laplacianOfBytes<K>(rows, i, step);
+        writeRow(Floats(), result.ptr<float>(row), count, next, band.streams, [&](std::size_t i) HWY_ATTR {
+            return laplacianOfVector<K, std::is_same_v<Source, uint8_t>>(rows, i, step);
         });
     }
     hwy::FlushStream();
@@ -257,11 +331,11 @@ template<class K>
 HWY_ATTR void laplacianBy(const Band& band)
 {
     if (band.result.depth() == CV_8U)
-        laplacianOf<K, uint8_t, uint8_t>(band);
+        laplacianOfBytes<K>(band);
     else if (band.sourceDepth() == CV_8U)
-        laplacianOf<K, uint8_t, float>(band);
+        laplacianOfFloats<K, uint8_t>(band);
     else
-        laplacianOf<K, float, float>(band);
+        laplacianOfFloats<K, float>(band);
 }
 
 HWY_ATTR void computeLaplacian(const Band& band, int kernelType)

@@ -20,6 +20,9 @@ const std::vector<cv::Size> kSizes = {{1, 1},   {1, 7},  {7, 1},   {2, 3},   {3,
 /// A small one and one with many ends of vectors, for what depends on memory rather than on size.
 const std::vector<cv::Size> kMemorySizes = {{3, 4}, {67, 29}};
 
+/// Every width up to this one, so that rows end everywhere in a vector, and vectors everywhere in a pixel.
+constexpr int kWidths = 140;
+
 constexpr int kSentinel = 77;
 
 bool isFloats(const cv::Mat& picture)
@@ -253,6 +256,13 @@ void expectEverywhere(const NativeCase& expectation)
                 });
                 if (testing::Test::HasFailure())
                     return;
+            }
+            for (int width = 1; width <= kWidths; ++width) {
+                const Run run = makeRun(expectation, cv::Size(width, 3), type, depth, seed += 2);
+                onEachInstructionSet([&](const std::string& set) {
+                    SCOPED_TRACE(set);
+                    expectRun(expectation, run);
+                });
             }
             for (const cv::Size& size : kMemorySizes) {
                 const Run run = makeRun(expectation, size, type, depth, seed += 2);
