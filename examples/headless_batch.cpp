@@ -1,19 +1,24 @@
 // Runs a chain of filters over all pictures and videos of a folder, on a machine without a display:
 //     headless_batch photographs results RGB2GRAY,Laplacian
 //     headless_batch photographs results RGB2GRAY,Laplacian 4
-// Each file has a process of its own; as many run at a time as the last argument says, or as there are processors. What
-// is done already, in an earlier run that was interrupted for instance, is not done again. A file that cannot be read,
-// or that ends its process, is reported and skipped; the next run tries it again.
+//     headless_batch photographs results RGB2GRAY,Laplacian --native
+// Each file has a process of its own; as many run at a time as the number says, or as there are processors. What is
+// done already, in an earlier run that was interrupted for instance, is not done again. A file that cannot be read, or
+// that ends its process, is reported and skipped; the next run tries it again. With --native, which may stand anywhere,
+// the filters work in main memory: no context is made, and no driver is needed.
 // Ctrl-C and SIGTERM end the run and leave no unfinished file. Else the exit code is 0 when all files are done, 2 when
 // some were skipped, 1 when the run could not begin.
 
 #include "catalogue/GpuFilters.h"
+#include "catalogue/NativeFilters.h"
 #include "core/cvdata/Image.h"
 #include "glsupport/HeadlessContext.h"
 #include "glsupport/RectTexture.h"
 #include "imageio/ImageIo.h"
 
+#include <opencv2/core.hpp>
 #include <opencv2/imgcodecs.hpp>
+#include <opencv2/imgproc.hpp>
 #include <opencv2/videoio.hpp>
 
 #include <fcntl.h>
@@ -29,6 +34,7 @@
 #include <filesystem>
 #include <iostream>
 #include <memory>
+#include <optional>
 #include <sstream>
 #include <stdexcept>
 #include <string>
@@ -56,11 +62,25 @@ bool isChainable(const catalogue::Operator& each)
 
 using FilterNames = std::vector<std::string>;
 
-/// Filters one behind the other, each with a texture for its result. Results in between are not clamped.
+/// Filters one behind the other. Results in between are floats, which are not limited to 0..1.
 class Chain
 {
 public:
-    Chain(const FilterNames& names, unsigned width, unsigned height) : mSource(width, height, RectTexture::RGB8)
+    Chain() = default;
+    Chain(const Chain&) = delete;
+    Chain& operator=(const Chain&) = delete;
+    virtual ~Chain() = default;
+
+    /// Replaces an image by the last filter's result.
+    /// @param image  of three channels, of the size that the chain was made for
+    virtual void run(Image& image) = 0;
+};
+
+/// Filters on textures, each with one for its result.
+class TextureChain : public Chain
+{
+public:
+    TextureChain(const FilterNames& names, unsigned width, unsigned height) : mSource(width, height, RectTexture::RGB8)
     {
         RectTexture* source = &mSource;
         for (const std::string& name : names) {
@@ -71,8 +91,7 @@ public:
         }
     }
 
-    /// Replaces an image by the last filter's result.
-    void run(Image& image)
+    void run(Image& image) override
     {
         mSource.upload(image);
         for (const auto& filter : mFilters)
@@ -86,27 +105,97 @@ private:
     std::vector<std::unique_ptr<GpuStdShaders>> mFilters;
 };
 
-void filterPicture(const std::string& input, const std::string& output, const FilterNames& names)
+/// A picture with as many channels as a filter takes. As in textures, what is one channel of several is the first, and
+/// grey is the same in all.
+cv::Mat withChannels(const cv::Mat& picture, int channels)
+{
+    if (picture.channels() == channels)
+        return picture;
+    cv::Mat result(picture.size(), CV_MAKETYPE(picture.depth(), channels));
+    const int fromTo[] = {0, 0, 0, 1, 0, 2};
+    cv::mixChannels(&picture, 1, &result, 1, fromTo, static_cast<std::size_t>(channels));
+    return result;
+}
+
+int channelsTaken(const catalogue::Operator& each, const cv::Mat& picture)
+{
+    if (each.takes == catalogue::Data::PICTURE)
+        return picture.channels();
+    return each.takes == catalogue::Data::COLOUR ? 3 : 1;
+}
+
+/// Filters on pictures in main memory.
+class NativeChain : public Chain
+{
+public:
+    explicit NativeChain(const FilterNames& names)
+    {
+        for (const std::string& name : names)
+            mFilters.push_back({*catalogue::find(name), catalogue::makeNative(name)});
+    }
+
+    void run(Image& image) override
+    {
+        cv::Mat pixels = image.mat();
+        cv::Mat picture;
+        cv::cvtColor(pixels, picture, cv::COLOR_BGR2RGB); // filters take red for the first channel
+        for (const Step& step : mFilters) {
+            const bool givesBytes = &step == &mFilters.back() && step.what.gives != catalogue::Data::GRADIENTS;
+            cv::Mat result;
+            step.filter->execute(withChannels(picture, channelsTaken(step.what, picture)), result,
+                                 givesBytes ? CV_8U : CV_32F);
+            picture = result;
+        }
+        if (picture.depth() != CV_8U)
+            picture.convertTo(picture, CV_8U, 255);
+        cv::cvtColor(withChannels(picture, 3), pixels, cv::COLOR_RGB2BGR);
+    }
+
+private:
+    struct Step
+    {
+        const catalogue::Operator& what;
+        std::unique_ptr<native::Filter> filter;
+    };
+
+    std::vector<Step> mFilters;
+};
+
+/// What is done to each file.
+struct Work
+{
+    FilterNames filters;
+    bool isNative; ///< in main memory, not on textures
+};
+
+std::unique_ptr<Chain> makeChain(const Work& work, unsigned width, unsigned height)
+{
+    if (work.isNative)
+        return std::make_unique<NativeChain>(work.filters);
+    return std::make_unique<TextureChain>(work.filters, width, height);
+}
+
+void filterPicture(const std::string& input, const std::string& output, const Work& work)
 {
     Image picture = imageio::load(input, Image::BGR);
-    Chain(names, picture.width(), picture.height()).run(picture);
+    makeChain(work, picture.width(), picture.height())->run(picture);
     imageio::save(picture, output);
 }
 
-void filterVideo(const std::string& input, const std::string& output, const FilterNames& names)
+void filterVideo(const std::string& input, const std::string& output, const Work& work)
 {
     cv::VideoCapture video(input, cv::CAP_FFMPEG);
     cv::Mat frame;
     if (!video.read(frame))
         throw std::runtime_error("it holds no picture and no video frame of a known format");
     const auto width = static_cast<unsigned>(frame.cols), height = static_cast<unsigned>(frame.rows);
-    Chain chain(names, width, height);
+    const std::unique_ptr<Chain> chain = makeChain(work, width, height);
     cv::VideoWriter writer(output, cv::CAP_OPENCV_MJPEG, cv::VideoWriter::fourcc('M', 'J', 'P', 'G'),
                            std::max(1.0, video.get(cv::CAP_PROP_FPS)), frame.size());
     int frames = 0;
     do {
         Image view(width, height, Image::BGR, frame.data, static_cast<unsigned>(frame.step));
-        chain.run(view);
+        chain->run(view);
         writer.write(frame);
         ++frames;
     } while (video.read(frame));
@@ -198,8 +287,8 @@ private:
 class Batch
 {
 public:
-    Batch(std::vector<Job> jobs, const fs::path& output, const FilterNames& filters)
-        : mJobs(std::move(jobs)), mOutput(output), mUnfinished(output / ".unfinished"), mFilters(filters),
+    Batch(std::vector<Job> jobs, const fs::path& output, const Work& work)
+        : mJobs(std::move(jobs)), mOutput(output), mUnfinished(output / ".unfinished"), mWork(work),
           mProgress(mJobs.size())
     {
         fs::remove_all(mUnfinished); // of a run that was killed
@@ -263,7 +352,7 @@ private:
         if (process == 0) {
             dup2(open("/dev/null", O_WRONLY), STDOUT_FILENO); // filters print when they are made
             dup2(pipe[1], STDERR_FILENO);
-            std::_Exit(work(job));
+            std::_Exit(workOn(job));
         }
         const int error = errno;
         close(pipe[1]);
@@ -273,13 +362,17 @@ private:
     }
 
     /// What the process for a file does; its exit code.
-    int work(const Job& job) const
+    int workOn(const Job& job) const
     {
         try {
             setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);
-            const glsupport::HeadlessContext context;
+            std::optional<glsupport::HeadlessContext> context;
+            if (mWork.isNative)
+                cv::setNumThreads(1); // the processes share the processors
+            else
+                context.emplace();
             const fs::path unfinished = mUnfinished / job.outputName;
-            (job.isPicture ? filterPicture : filterVideo)(job.input, unfinished, mFilters);
+            (job.isPicture ? filterPicture : filterVideo)(job.input, unfinished, mWork);
             fs::rename(unfinished, mOutput / job.outputName);
             return 0;
         } catch (const std::exception& error) {
@@ -318,29 +411,35 @@ private:
     std::vector<Worker> mWorkers;
     fs::path mOutput;
     fs::path mUnfinished; ///< folder for results that are not complete yet
-    FilterNames mFilters;
+    Work mWork;
     Progress mProgress;
     std::size_t mDoneBefore = 0, mDone = 0, mSkipped = 0;
 };
 
-std::string knownFilters()
+bool isKnown(const catalogue::Operator& each, bool isNative)
+{
+    return isChainable(each) && (!isNative || catalogue::hasNative(each));
+}
+
+std::string knownFilters(bool isNative)
 {
     std::string names;
     for (const catalogue::Operator& each : catalogue::operators())
-        if (isChainable(each))
+        if (isKnown(each, isNative))
             names += ' ' + each.name;
     return names;
 }
 
 /// The names between the commas.
-FilterNames filtersIn(const std::string& chain)
+FilterNames filtersIn(const std::string& chain, bool isNative)
 {
     FilterNames names;
     std::istringstream stream(chain);
     for (std::string name; std::getline(stream, name, ',');) {
         const catalogue::Operator* const found = catalogue::find(name);
-        if (!found || !isChainable(*found))
-            throw std::invalid_argument("there is no filter '" + name + "', only" + knownFilters());
+        if (!found || !isKnown(*found, isNative))
+            throw std::invalid_argument(std::string("there is no ") + (isNative ? "native " : "") + "filter '" + name +
+                                        "', only" + knownFilters(isNative));
         names.push_back(name);
     }
     if (names.empty())
@@ -357,18 +456,23 @@ void claim(const fs::path& folder)
         throw std::runtime_error("another run is writing into '" + folder.string() + "'");
 }
 
-int runBatch(int argc, char** argv)
+int runBatch(std::vector<std::string> arguments)
 {
-    if (argc != 4 && argc != 5)
-        throw std::invalid_argument(
-            "expected a folder to read, one to write, filters, and perhaps a number of processes");
-    const fs::path input = argv[1], output = argv[2];
-    const FilterNames filters = filtersIn(argv[3]);
-    const int processes =
-        argc == 5 ? std::atoi(argv[4]) : static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
+    const auto option = std::find(arguments.begin(), arguments.end(), "--native");
+    const bool isNative = option != arguments.end();
+    if (isNative)
+        arguments.erase(option);
+    if (arguments.size() != 3 && arguments.size() != 4)
+        throw std::invalid_argument("expected a folder to read, one to write, filters, and perhaps a number of "
+                                    "processes and --native");
+    const fs::path input = arguments[0], output = arguments[1];
+    const std::string& chain = arguments[2];
+    const Work work = {filtersIn(chain, isNative), isNative};
+    const int processes = arguments.size() == 4 ? std::atoi(arguments[3].c_str())
+                                                : static_cast<int>(std::max(1U, std::thread::hardware_concurrency()));
     if (processes < 1)
-        throw std::invalid_argument("expected at least one process, got '" + std::string(argv[4]) + "'");
-    const std::vector<Job> jobs = jobsIn(input, argv[3]);
+        throw std::invalid_argument("expected at least one process, got '" + arguments[3] + "'");
+    const std::vector<Job> jobs = jobsIn(input, chain);
     if (jobs.empty())
         throw std::runtime_error("there are no files in '" + input.string() + "'");
     claim(output);
@@ -384,7 +488,7 @@ int runBatch(int argc, char** argv)
     int signal = 0;
     int exitCode = 0;
     {
-        Batch batch(jobs, output, filters);
+        Batch batch(jobs, output, work);
         signal = batch.run(static_cast<std::size_t>(processes), signals);
         batch.printSummary(signal != 0);
         exitCode = batch.hasSkipped() ? 2 : 0;
@@ -402,7 +506,7 @@ int runBatch(int argc, char** argv)
 int main(int argc, char** argv)
 {
     try {
-        return runBatch(argc, argv);
+        return runBatch({argv + 1, argv + argc});
     } catch (const std::exception& error) {
         std::cerr << "headless_batch: " << error.what() << '\n';
         return 1;

@@ -1,3 +1,4 @@
+#include "catalogue/NativeFilters.h"
 #include "tests/examples/ExampleTest.h"
 #include "tests/examples/Videos.h"
 
@@ -8,6 +9,7 @@
 
 #include <algorithm>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <regex>
 #include <sstream>
@@ -18,6 +20,7 @@ namespace {
 namespace fs = std::filesystem;
 
 const std::string kChain = "Not,FlipV";
+const std::vector<std::string> kNative = {"--native"};
 
 cv::Mat noise()
 {
@@ -92,13 +95,39 @@ protected:
         waitForFile("out", ".unfinished/b.avi." + kChain + ".avi");
     }
 
-    /// The filters that the program says it has.
-    Words namesInRefusal()
+    /// The filters that the program says it has, with an option or without.
+    Words namesInRefusal(const Words& options = {})
     {
-        const std::string text = run({"in", "out", "?"}).err;
+        Words arguments = {"in", "out", "?"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        const std::string text = run(arguments).err;
         const std::string before = ", only ";
         std::istringstream names(text.substr(text.find(before) + before.size()));
         return {std::istream_iterator<std::string>(names), {}};
+    }
+
+    /// What a chain makes of the picture a.png, on textures or in main memory.
+    cv::Mat resultOn(const std::string& chain, const Words& options)
+    {
+        const std::string folder = options.empty() ? "out" : "native";
+        Words arguments = {"in", folder, chain, "1"};
+        arguments.insert(arguments.end(), options.begin(), options.end());
+        expectEnd(run(arguments), 0, "1 done, 0 done before, 0 skipped");
+        return cv::imread(path(folder + "/a.png." + chain + ".png").string(), cv::IMREAD_UNCHANGED);
+    }
+
+    /// The same within one step, which is where a value that lies on the border of two steps may differ.
+    void expectSameOnBoth(const std::string& chain)
+    {
+        SCOPED_TRACE(chain);
+        cv::Mat onTextures = resultOn(chain, {}), native = resultOn(chain, kNative);
+        ASSERT_EQ(native.type(), CV_8UC3);
+        ASSERT_EQ(native.size(), onTextures.size());
+        if (chain == "BayerRG2GRAY") { // its shader leaves all but red without a value
+            cv::extractChannel(onTextures, onTextures, 2);
+            cv::extractChannel(native, native, 2);
+        }
+        EXPECT_LE(cv::norm(native, onTextures, cv::NORM_INF), 1);
     }
 
     std::set<std::string> resultOfFirstFile() const { return {"a.png." + kChain + ".png"}; }
@@ -246,9 +275,52 @@ TEST_F(HeadlessBatch, RunsEveryFilterThatItNames)
     expectEnd(run({"in", "out", joined(names, ",").substr(1)}), 0, "1 done, 0 done before, 0 skipped");
 }
 
+TEST_F(HeadlessBatch, MakesTheSamePicturesInMainMemory)
+{
+    writePicture("a.png", noise());
+    const Words names = namesInRefusal(kNative);
+    Words expected = namesInRefusal();
+    const auto isNative = [](const std::string& name) {
+        return catalogue::hasNative(*catalogue::find(name));
+    };
+    expected.erase(std::remove_if(expected.begin(), expected.end(), std::not_fn(isNative)), expected.end());
+    EXPECT_EQ(names, expected);
+    for (const std::string& name : names)
+        expectSameOnBoth(name);
+    expectSameOnBoth("Not," + joined(names, ",").substr(1)); // of floats, whatever there is
+}
+
+TEST_F(HeadlessBatch, NeedsNoContextInMainMemory)
+{
+    const cv::Mat picture = noise();
+    writePicture("a.png", picture);
+    const std::vector<cv::Mat> frames = readFrames(VELMOR_TEST_VIDEO, 2);
+    writeFrames(path("in/b.avi").string(), frames);
+    const Environment withoutOpenGl = {{"__EGL_VENDOR_LIBRARY_FILENAMES", "/nowhere.json"}};
+    const ProgramEnd onTextures = run({"in", "out", "Not", "2"}, withoutOpenGl);
+    expectEnd(onTextures, 2, "0 done, 0 done before, 2 skipped"); // so no context can be made
+    EXPECT_TRUE(hasLine(onTextures.err, "headless_batch: skipped 'in/a.png': .*EGL.*")) << onTextures.err;
+
+    const ProgramEnd native = run({"--native", "in", "out", "Not", "2"}, withoutOpenGl);
+    expectEnd(native, 0, "2 done, 0 done before, 0 skipped");
+    EXPECT_EQ(cv::norm(cv::imread(path("out/a.png.Not.png").string()), cv::Scalar::all(255) - picture, cv::NORM_INF),
+              0);
+    const std::vector<cv::Mat> results = readFrames(path("out/b.avi.Not.avi").string());
+    ASSERT_EQ(results.size(), frames.size());
+    for (std::size_t i = 0; i < frames.size(); ++i) { // coded twice with losses
+        cv::Mat difference;
+        cv::absdiff(results[i], cv::Scalar::all(255) - frames[i], difference);
+        EXPECT_LT(cv::mean(cv::mean(difference))[0], 5);
+    }
+}
+
 TEST_F(HeadlessBatch, SaysWhatIsWrong)
 {
-    expectRefusal({"in", "out"}, "expected a folder to read, one to write, filters, and perhaps a number of processes");
+    const std::string usage =
+        "expected a folder to read, one to write, filters, and perhaps a number of processes and --native";
+    expectRefusal({"in", "out"}, usage);
+    expectRefusal({"in", "out", "--native"}, usage);
+    expectRefusal({"in", "out", kChain, "2", "--native", "--native"}, usage);
     expectRefusal({"in", "out", kChain}, "there are no files in 'in'");
     writePicture("a.png", noise());
     const Words names = namesInRefusal();
@@ -256,8 +328,11 @@ TEST_F(HeadlessBatch, SaysWhatIsWrong)
          {"Bogus", "And", "ColorGMM", "PixelCount", "Moments"}) // they need more, or give no picture
         expectRefusal({"in", "out", std::string("Not,") + name},
                       std::string("there is no filter '") + name + "', only" + joined(names, " "));
+    expectRefusal({"in", "out", "Bogus", "--native"},
+                  "there is no native filter 'Bogus', only" + joined(namesInRefusal(kNative), " "));
     expectRefusal({"in", "out", ""}, "expected at least one filter");
     expectRefusal({"in", "out", kChain, "0"}, "expected at least one process, got '0'");
+    expectRefusal({"in", "out", "Not", "--nativ"}, "expected at least one process, got '--nativ'");
     expectRefusal({"in", "in", kChain}, "expected another folder to write than the one to read");
     expectRefusal({"none", "out", kChain},
                   "filesystem error: directory iterator cannot open directory: No such file or directory [none]");
