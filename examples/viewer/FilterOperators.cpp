@@ -1,4 +1,5 @@
 #include "catalogue/GpuFilters.h"
+#include "catalogue/NativeFilters.h"
 #include "cvprocess/gpuStdShaders/ColorHistShader.h"
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "examples/shared/Drawing.h"
@@ -9,6 +10,7 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <utility>
 
@@ -130,8 +132,78 @@ Colours coloursOf(const catalogue::Operator& shown, const Values& values)
     return colours(times);
 }
 
-/// A GPU filter that draws from textures of the frame's size into one of that size. The filter gets the regions of the
-/// material; what it does not touch stays black.
+/// Formats of textures, and the types of pictures that hold the same.
+constexpr std::pair<RectTexture::Format, int> kTypes[] = {{RectTexture::GREY8, CV_8UC1},
+                                                          {RectTexture::RGB8, CV_8UC3},
+                                                          {RectTexture::R32F, CV_32FC1},
+                                                          {RectTexture::RGBA32F, CV_32FC4},
+                                                          {RectTexture::R16UI, CV_16UC1}};
+
+/// The texels of a texture in main memory.
+cv::Mat texelsOf(const RectTexture& texture)
+{
+    const auto type = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                   [&](const auto& each) { return each.first == texture.format(); });
+    cv::Mat result(static_cast<int>(texture.height()), static_cast<int>(texture.width()), type->second);
+    texture.download(result.data);
+    return result;
+}
+
+/// A texture that holds a picture as it is.
+std::unique_ptr<RectTexture> textureOf(const cv::Mat& picture)
+{
+    const auto format = std::find_if(std::begin(kTypes), std::end(kTypes),
+                                     [&](const auto& each) { return each.second == picture.type(); });
+    auto result = makeTexture(picture.size(), format->first);
+    result->upload(picture.data);
+    return result;
+}
+
+/// A filter on pictures in main memory. It gets what the one on textures gets.
+class NativeFilter
+{
+public:
+    NativeFilter(const catalogue::Operator& what, const Values& values, const catalogue::Given& given)
+        : mGives(what.gives), mFilter(catalogue::makeNative(what.name, values, given))
+    {
+    }
+
+    /// Filters what textures hold, and says how many milliseconds the filter took.
+    double run(const std::vector<Source>& sources)
+    {
+        std::vector<cv::Mat> pictures;
+        for (const Source& source : sources)
+            pictures.push_back(texelsOf(*source.texture));
+        return timed([&] {
+            if (pictures.size() == 1)
+                mFilter->execute(pictures[0], mResult);
+            else
+                mFilter->execute(pictures[0], pictures[1], mResult);
+        });
+    }
+
+    /// The result of the last run.
+    RectTexture& texture()
+    {
+        cv::Mat texels = mResult;
+        if (mGives == Data::CLASSES) // textures hold their numbers as floats
+            mResult.convertTo(texels, CV_32F);
+        else if (texels.type() == CV_32FC3)
+            cv::cvtColor(mResult, texels, cv::COLOR_RGB2RGBA);
+        mTexture = textureOf(texels);
+        return *mTexture;
+    }
+
+private:
+    Data mGives;
+    std::unique_ptr<native::Filter> mFilter;
+    cv::Mat mResult;
+    std::unique_ptr<RectTexture> mTexture;
+};
+
+/// A filter that draws from textures of the frame's size into one of that size, and the one in main memory, where there
+/// is one, which gets the same. The one on textures gets the regions of the material; what it does not touch stays
+/// black. The other one works on all of the frame.
 class FilterOperator : public Operator
 {
 public:
@@ -142,7 +214,7 @@ public:
     {
     }
 
-    Result run(const Values& values) override
+    Result run(const Values& values, bool inMemory) override
     {
         if (mShown.need == catalogue::Need::ONE_MODEL)
             mModel = modelOf(mMaterial, values);
@@ -153,27 +225,37 @@ public:
             source.fill(values);
         giveRegions();
         glFinish();
-        const double milliseconds = timed([this] {
+        Result result;
+        result.times.onTextures = timed([this] {
             mFilter->execute();
             glFinish();
         });
-        Result result;
         result.texture = mDestination.get();
+        if (catalogue::hasNative(mShown)) {
+            makeNativeFilter(values);
+            result.times.inMemory = mNative->run(mSources);
+            if (inMemory)
+                result.texture = &mNative->texture();
+        }
         result.colours = coloursOf(mShown, values);
-        result.milliseconds = milliseconds;
         readResult(result);
         return result;
     }
 
 private:
+    catalogue::Given given()
+    {
+        catalogue::Given result;
+        result.size = mMaterial.frame.size();
+        result.models = {&mMaterial.dark, &mMaterial.chosen, &mMaterial.bright};
+        if (mShown.need == catalogue::Need::ONE_MODEL)
+            result.models = {&mModel};
+        return result;
+    }
+
     void makeFilter(const Values& values)
     {
-        catalogue::Given given;
-        given.size = mMaterial.frame.size();
-        given.models = {&mMaterial.dark, &mMaterial.chosen, &mMaterial.bright};
-        if (mShown.need == catalogue::Need::ONE_MODEL)
-            given.models = {&mModel};
-        mFilter = catalogue::makeGpu(mShown.name, values, given);
+        mFilter = catalogue::makeGpu(mShown.name, values, given());
         keepWithinFrame(values);
         if (mSources.size() == 1)
             mFilter->prepareExecution(*mSources[0].texture, *mDestination);
@@ -181,6 +263,16 @@ private:
             mFilter->prepareExecution(*mSources[0].texture, *mSources[1].texture, *mDestination);
         mMadeWith = values;
         mRegions.reset();
+    }
+
+    /// It takes the models when it is made, so it is made again when they are others, or when a value is.
+    void makeNativeFilter(const Values& values)
+    {
+        const auto madeFor = std::make_pair(values, mMaterial.timesLearnt);
+        if (mNative && madeFor == mNativeMadeFor)
+            return;
+        mNative.emplace(mShown, ownValues(mShown.name, values), given());
+        mNativeMadeFor = madeFor;
     }
 
     /// Small frames have no room for as many cells or tiles as the user may want.
@@ -217,7 +309,7 @@ private:
     {
         if (mShown.gives == Data::CLASSES) {
             cv::Mat classes(mMaterial.frame.size(), CV_32F);
-            mDestination->download(classes.data);
+            result.texture->download(classes.data);
             upload(classPicture(classes), *mPicture);
             result.texture = mPicture.get();
             result.found = "green: the patch, blue: a dark part, orange: a bright part";
@@ -245,6 +337,8 @@ private:
     std::unique_ptr<RectTexture> mPicture; ///< of results that are none
     core::cvdata::ColorGMM mModel;         ///< of a filter that needs one
     std::unique_ptr<GpuStdShaders> mFilter;
+    std::optional<NativeFilter> mNative;
+    std::pair<Values, int> mNativeMadeFor;         ///< how often models had been learnt is part of it
     Values mMadeWith;                              ///< the filter
     std::optional<std::vector<cv::Rect>> mRegions; ///< that the filter has
 };

@@ -32,6 +32,7 @@ void Material::learn(const cv::Rect& newPatch)
     dark = patchModel(*frameTexture, calm.front());
     bright = patchModel(*frameTexture, calm.back());
     patch = newPatch;
+    ++timesLearnt;
 }
 
 void Material::learnMiddle()

@@ -34,6 +34,7 @@ struct Material
     core::cvdata::ColorGMM chosen; ///< a model of the patch; as the next ones, over red and green
     core::cvdata::ColorGMM dark;
     core::cvdata::ColorGMM bright;
+    int timesLearnt = 0; ///< how often the models were new
 };
 
 } // namespace velmor::examples

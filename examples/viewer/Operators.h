@@ -6,9 +6,17 @@
 #include "examples/viewer/Material.h"
 
 #include <functional>
+#include <optional>
 #include <vector>
 
 namespace velmor::examples {
+
+/// How long an operator took over a frame, in milliseconds, wherever it works.
+struct Times
+{
+    std::optional<double> onTextures;
+    std::optional<double> inMemory;
+};
 
 /// An operator of the library at work, with the textures and pictures that it needs here.
 class Operator
@@ -19,7 +27,7 @@ public:
         RectTexture* texture = nullptr;        ///< of the operator's own
         Colours colours = examples::colours(); ///< how the texture is to be seen
         std::string found;                     ///< what the result says, in a few words; may be empty
-        double milliseconds = 0;               ///< that the pass took
+        Times times;
     };
 
     Operator() = default;
@@ -27,8 +35,9 @@ public:
     Operator& operator=(const Operator&) = delete;
     virtual ~Operator() = default;
 
-    /// Runs over the present frame.
-    virtual Result run(const catalogue::Values& values) = 0;
+    /// Runs over the present frame, wherever it can.
+    /// @param inMemory  whether the result is to be that of the filter in main memory, where there is one
+    virtual Result run(const catalogue::Values& values, bool inMemory) = 0;
 };
 
 /// The operators of the catalogue. Behind its own, each has the parameters of the view: how bright it is, and the like.

@@ -24,7 +24,7 @@ Operator::Result shown(RectTexture& texture, const cv::Mat& picture, const std::
     Operator::Result result;
     result.texture = &texture;
     result.found = found;
-    result.milliseconds = milliseconds;
+    result.times.inMemory = milliseconds;
     return result;
 }
 
@@ -37,7 +37,7 @@ public:
     {
     }
 
-    Result run(const Values& values) override
+    Result run(const Values& values, bool) override
     {
         const double milliseconds = timed([this] { mHistory.add(mMaterial.frame); });
         cv::Mat picture;
@@ -70,7 +70,7 @@ public:
             mToMask = make("ColourDetector", {{"morphology", 1}}, &material.chosen);
     }
 
-    Result run(const Values& values) override
+    Result run(const Values& values, bool) override
     {
         if (mShown.need == catalogue::Need::CASCADE && !std::filesystem::exists(kFaceCascade))
             return shown(*mPicture, mMaterial.frame, std::string("there is no ") + kFaceCascade + ", of opencv-data",

@@ -1,5 +1,6 @@
 #include "examples/viewer/Viewer.h"
 
+#include "catalogue/NativeFilters.h"
 #include "examples/shared/Findings.h"
 #include "examples/shared/Program.h"
 #include "glsupport/StateGuard.h"
@@ -24,6 +25,13 @@ const cv::Vec3b kRegionColour(0, 220, 255); ///< BGR
 const cv::Vec3b kPatchColour(90, 90, 255);
 
 constexpr std::chrono::milliseconds kShownFor(500);
+
+const char* const kNoneInMemory = "there is no such filter in memory";
+
+bool isFilter(const catalogue::Operator& shown)
+{
+    return shown.kind == catalogue::Kind::FILTER;
+}
 
 cv::Mat firstFrame(FrameSource& source)
 {
@@ -96,7 +104,7 @@ double Viewer::tick()
         return kIdlePeriod;
     if (advance())
         return 1 / mSource.rate();
-    if (!mTimes.areSettled())
+    if (!mTextureTimes.areSettled() && !mMemoryTimes.areSettled())
         mIsStale = true;
     return kIdlePeriod;
 }
@@ -184,6 +192,15 @@ void Viewer::singleStep()
     advance();
 }
 
+void Viewer::toggleMemory()
+{
+    if (catalogue::hasNative(shown())) {
+        mWorksInMemory = !mWorksInMemory;
+        changed();
+    } else
+        mNote = isFilter(shown()) ? kNoneInMemory : "this operator always works in memory";
+}
+
 void Viewer::toggleOriginal()
 {
     mShowsOriginal = !mShowsOriginal;
@@ -248,8 +265,9 @@ void Viewer::makeOperator()
 {
     mOperator = examples::makeOperator(shown(), mMaterial);
     mView = std::make_unique<ColourView>();
-    mTimes = {};
-    mOperator->run(mValues[mIndex]); // drivers do part of their work in the first pass: it is not counted
+    mTextureTimes = mMemoryTimes = {};
+    mOperator->run(mValues[mIndex],
+                   mWorksInMemory); // drivers do part of their work in the first pass: it is not counted
 }
 
 void Viewer::runOperator()
@@ -258,8 +276,11 @@ void Viewer::runOperator()
     const MessageLog::Capture capture(mLog, STDOUT_FILENO); // filters tell of each shader
     if (!mOperator)
         makeOperator();
-    const Operator::Result result = mOperator->run(mValues[mIndex]);
-    mTimes.add(result.milliseconds);
+    const Operator::Result result = mOperator->run(mValues[mIndex], mWorksInMemory);
+    if (result.times.onTextures)
+        mTextureTimes.add(*result.times.onTextures);
+    if (result.times.inMemory)
+        mMemoryTimes.add(*result.times.inMemory);
     mFound = result.found;
     showResult(result);
 }
@@ -306,6 +327,26 @@ void Viewer::drawFrames(Screen& screen, const Placement& placement) const
         screen.frame(placement.covered(mDrag->place()), mDrag->marksPatch ? kPatchColour : kRegionColour);
 }
 
+/// Whether the result that is shown was computed in main memory.
+bool Viewer::isInMemory() const
+{
+    return !isFilter(shown()) || (mWorksInMemory && catalogue::hasNative(shown()));
+}
+
+/// How long the operator takes wherever it works; the place whose result is shown stands out.
+Line Viewer::timesLine() const
+{
+    Line line;
+    const auto add = [&line](const std::string& place, const PassTimes& times, bool isShown) {
+        if (!times.areEmpty())
+            line.push_back(
+                {place + " " + decimalText(times.shown(), 2) + " ms", isShown ? Piece::STRONG : Piece::PLAIN});
+    };
+    add("textures", mTextureTimes, !isInMemory());
+    add("memory", mMemoryTimes, isInMemory());
+    return line;
+}
+
 std::vector<Line> Viewer::stripLines() const
 {
     if (mShowsOriginal)
@@ -314,6 +355,8 @@ std::vector<Line> Viewer::stripLines() const
     if (!mFound.empty())
         first.push_back({mFound, Piece::STRONG});
     Line second = {{"h: keys", Piece::QUIET}};
+    for (const Piece& time : timesLine())
+        second.push_back(time);
     for (std::size_t i = 0; i < shown().parameters.size(); ++i) {
         const bool isChosen = i == mParameter;
         const catalogue::Parameter& parameter = shown().parameters[i];
@@ -328,14 +371,16 @@ std::string Viewer::hint() const
 {
     if (!mNote.empty())
         return mNote;
+    if (mWorksInMemory && !isInMemory())
+        return kNoneInMemory;
     if (shown().regions == Regions::NONE && !mMaterial.regions.empty())
         return "regions have no effect here";
     if (shown().regions == Regions::FIRST && mMaterial.regions.size() > 1)
         return "the first region counts";
     if (takesPatch(shown()) && !mHasOwnPatch)
-        return "colours of the middle: right-drag over others";
+        return "right-drag: other colours";
     if (takesSecondPicture(shown()))
-        return "b: this frame becomes the second picture";
+        return "b: this becomes the second picture";
     return shown().parameters.empty() ? "" : shown().parameters[mParameter].meaning;
 }
 
@@ -355,7 +400,8 @@ std::string Viewer::title() const
     if (mShowsOriginal)
         text += "original";
     else
-        text += shown().name + "  " + decimalText(mTimes.shown(), 2) + " ms";
+        text += shown().name + (isFilter(shown()) && isInMemory() ? " in memory" : "") + "  " +
+                decimalText((isInMemory() ? mMemoryTimes : mTextureTimes).shown(), 2) + " ms";
     return mIsPaused ? text + "  (stopped)" : text;
 }
 

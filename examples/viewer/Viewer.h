@@ -25,7 +25,8 @@ public:
     /// The median of the recent passes, as it was at most half a second ago: a figure that can be read.
     double shown() const { return mShown; }
 
-    /// Whether there are as many passes as are looked at.
+    /// Whether there are any passes, and whether there are as many as are looked at.
+    bool areEmpty() const { return mRecent.empty(); }
     bool areSettled() const { return mRecent.size() == kPasses; }
 
 private:
@@ -66,6 +67,7 @@ public:
     void keepAsSecond();
     void togglePause();
     void singleStep();
+    void toggleMemory();
     void toggleOriginal();
     void toggleInfo() { mShowsInfo = !mShowsInfo; }
     void toggleHelp() { mShowsHelp = !mShowsHelp; }
@@ -99,6 +101,8 @@ private:
     void runOperator();
     void showResult(const Operator::Result& result);
     void drawFrames(Screen& screen, const Placement& placement) const;
+    bool isInMemory() const;
+    Line timesLine() const;
     std::vector<Line> stripLines() const;
     std::string hint() const;
     void reportErrors();
@@ -113,8 +117,10 @@ private:
     std::size_t mParameter = 0;             ///< the chosen one of the operator
     std::unique_ptr<Operator> mOperator;    ///< made when it is needed
     std::unique_ptr<ColourView> mView;      ///< of the operator's result
-    PassTimes mTimes;
-    std::string mFound; ///< by the last pass
+    PassTimes mTextureTimes;                ///< on textures, and in main memory: of what the operator does
+    PassTimes mMemoryTimes;
+    bool mWorksInMemory = false; ///< the filters whose results are shown, where there is a choice
+    std::string mFound;          ///< by the last pass
     cv::Size mWindow;
     std::optional<Drag> mDrag;
     std::string mNote; ///< what the last key did, until the next one

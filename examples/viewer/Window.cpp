@@ -60,6 +60,7 @@ const std::vector<Command>& commands()
         on("r", {'r'}).does("remove the regions", &Viewer::removeRegions),
         on("c", {'c'}).does("learn the colours in the middle again", &Viewer::learnMiddle),
         on("b", {'b'}).does("this frame becomes the second picture", &Viewer::keepAsSecond),
+        on("m", {'m'}).does("the filter in memory, and on textures", &Viewer::toggleMemory),
         on("Space", {' '}).does("stop, go on", &Viewer::togglePause),
         on(".", {'.'}).does("stop, one frame on", &Viewer::singleStep),
         on("o", {'o'}).does("the frame as it is, and back", &Viewer::toggleOriginal),

@@ -20,8 +20,9 @@ TEST_F(CommandLine, HelpListsInputsKeysAndMouse)
     const ProgramEnd end = run({"--help"});
     expectSuccess(end);
     EXPECT_EQ(end.out.rfind("usage: velmor-viewer ", 0), 0U);
-    for (const char* const line : {"  --help +show this text", "  Right, n +next operator",
-                                   "  Left drag +a region of .*", "  Right drag +colours .*", "  Esc, q +quit"})
+    for (const char* const line :
+         {"  --help +show this text", "  Right, n +next operator", "  m +the filter in memory, and on textures",
+          "  Left drag +a region of .*", "  Right drag +colours .*", "  Esc, q +quit"})
         EXPECT_TRUE(hasLine(end.out, line)) << line << '\n' << end.out;
 }
 

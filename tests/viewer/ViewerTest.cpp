@@ -141,6 +141,22 @@ cv::Mat ViewerTest::shown() const
     return result;
 }
 
+cv::Mat ViewerTest::stillPicture(std::chrono::milliseconds unchanged) const
+{
+    using Clock = std::chrono::steady_clock;
+    cv::Mat picture = shown();
+    Clock::time_point since = Clock::now();
+    await("the picture is still", [&] {
+        const cv::Mat now = shown();
+        if (largestDifference(now, picture) > 0) {
+            picture = now;
+            since = Clock::now();
+        }
+        return Clock::now() - since > unchanged;
+    });
+    return picture;
+}
+
 void ViewerTest::await(const std::string& what, const std::function<bool()>& holds) const
 {
     const auto end = std::chrono::steady_clock::now() + kPatience;

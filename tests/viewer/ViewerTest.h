@@ -5,6 +5,7 @@
 
 #include <opencv2/core.hpp>
 
+#include <chrono>
 #include <functional>
 #include <string>
 #include <vector>
@@ -50,6 +51,9 @@ protected:
 
     /// The pixels of the window, 8-bit BGR, rows from the top.
     cv::Mat shown() const;
+
+    /// What the window shows when it has not changed for that long; the times in the line change each half a second.
+    cv::Mat stillPicture(std::chrono::milliseconds unchanged = std::chrono::seconds(1)) const;
 
     /// Waits until something holds; a failure after some seconds.
     void await(const std::string& what, const std::function<bool()>& holds) const;
