@@ -9,12 +9,13 @@ endif()
 find_program(VELMOR_AWK awk REQUIRED)
 mark_as_advanced(VELMOR_AWK)
 
-# The gallery: the demo's page of pictures, with the example of each operator's class page
+# The gallery: the demo's page of pictures, with the examples of each operator's class pages
 set(folder ${PROJECT_BINARY_DIR}/docs)
 set(gallery ${folder}/gallery.md)
 file(GLOB operators CONFIGURE_DEPENDS
-    ${PROJECT_SOURCE_DIR}/cvprocess/*.h ${PROJECT_SOURCE_DIR}/cvprocess/gpuStdShaders/*.h)
-list(FILTER operators EXCLUDE REGEX "/GpuStdShaders\.h$") # the filters' base has an example too
+    ${PROJECT_SOURCE_DIR}/cvprocess/*.h ${PROJECT_SOURCE_DIR}/cvprocess/gpuStdShaders/*.h
+    ${PROJECT_SOURCE_DIR}/native/*.h)
+list(FILTER operators EXCLUDE REGEX "/(GpuStdShaders|native/Filter)\.h$") # the filters' bases have examples too
 add_custom_command(OUTPUT ${folder}/demo/gallery.md
     COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
     # The driver is unloaded before its leaks could be told from the program's.

@@ -1,28 +1,46 @@
-# Puts below each heading of the gallery a link to the operator's class page, and the example there. The page comes
-# last, behind the headers of the operators; one without pictures is an error, and so is one without an example.
+# Puts below each heading of the gallery links to the operator's class page and to that of the filter in main memory, and
+# the examples there. The page comes last, behind the headers of the operators; one without pictures is an error, and so
+# is one without an example.
 
 FNR == 1 {
     inExample = 0
     name = FILENAME
     gsub(/.*\/|\.[^.]*$/, "", name)
+    space = FILENAME ~ /\/native\// ? "native" : "cvprocess"
+    declared[space, name] = name
 }
 /^\/\/\/ Example:$/ { inExample = 1; next }
-inExample && /^\/\/\/($|     )/ { code[name] = code[name] substr($0, 9) "\n"; next }
+inExample && /^\/\/\/($|     )/ { code[space, name] = code[space, name] substr($0, 9) "\n"; next }
 { inExample = 0 }
+/^VELMOR_NATIVE_EXPORT .*\(/ { # a function in the place of a class
+    sub(/\(.*/, "")
+    declared[space, name] = $NF "()"
+}
 FILENAME !~ /\.md$/ { next }
 { print }
 /^## / {
-    sub(/^\n/, "", code[$2])
-    if (code[$2] == "")
+    if (("cvprocess", $2) in code)
+        show("cvprocess", $2)
+    else
         fail("an example of " $2)
-    printf "\nvelmor::cvprocess::%s\n\n```cpp\n%s```\n", $2, code[$2]
-    code[$2] = "shown"
+    if (("native", $2) in code)
+        show("native", $2)
 }
 END {
-    for (name in code)
-        if (code[name] != "shown")
-            fail("a picture of " name)
+    for (place in code)
+        if (code[place] != "shown") {
+            split(place, part, SUBSEP)
+            fail("a picture of velmor::" part[1] "::" part[2])
+        }
     exit failed
+}
+
+function show(space, name, text)
+{
+    text = code[space, name]
+    sub(/^\n/, "", text)
+    printf "\nvelmor::%s::%s\n\n```cpp\n%s```\n", space, declared[space, name], text
+    code[space, name] = "shown"
 }
 
 function fail(what)

@@ -1,6 +1,7 @@
 #include "examples/demo/Gallery.h"
 
 #include "catalogue/Catalogue.h"
+#include "catalogue/NativeFilters.h"
 #include "examples/demo/Frames.h"
 #include "examples/demo/Sheet.h"
 #include "examples/shared/Program.h"
@@ -40,6 +41,10 @@ const std::map<std::string, Titles> kSpecialInputs = {
     {"FaceDetect", {"Photograph"}},
 };
 
+/// Functions in the place of filters whose result is numbers.
+const std::map<std::string, std::string> kFunctions = {{"ColorHistShader", "native::colorHistShader()"},
+                                                       {"PixelCount", "native::pixelCount()"}};
+
 /// The pictures of the overview, as far as the sheet has them.
 const Titles kOverview = {kEarlier,     kLater,           "Subtract",  "Not, in two regions",          "BGR2HSV",
                           "GRAY2Sobel", "Learnt patches", "ColorGMM2", "MotionSegment, centre of mass"};
@@ -52,6 +57,15 @@ Titles inputsOf(const catalogue::Operator& each)
     if (special != kSpecialInputs.end())
         return special->second;
     return each.sources == 2 ? Titles{kEarlier, kLater} : Titles{kLater};
+}
+
+/// What works in main memory in the place of a filter; nothing for other operators, or where there is none.
+std::string nativeSentence(const catalogue::Operator& each)
+{
+    if (catalogue::hasNative(each))
+        return "In main memory: `native::" + each.name + "`.\n";
+    const auto function = kFunctions.find(each.name);
+    return function == kFunctions.end() ? "" : "In main memory: `" + function->second + "`.\n";
 }
 
 /// "picture-laplacian-four-neighbours.png" for "Laplacian, four neighbours".
@@ -116,7 +130,7 @@ void writeGalleryPage(const Sheet& sheet, const Scene& scene, const std::filesys
         for (const Sheet::Exhibit& exhibit : sheet.exhibits())
             if (exhibit.title.substr(0, exhibit.title.find(',')) == each.name)
                 shown.push_back(exhibit);
-        text += "## " + each.name + "\n\n" + each.meaning + ".\n\n";
+        text += "## " + each.name + "\n\n" + each.meaning + ".\n" + nativeSentence(each) + "\n";
         if (shown.size() > inputs)
             text += tableText(shown);
     }

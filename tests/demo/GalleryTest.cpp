@@ -1,4 +1,5 @@
 #include "catalogue/Catalogue.h"
+#include "catalogue/NativeFilters.h"
 #include "tests/demo/DemoTest.h"
 #include "tests/demo/SheetPictures.h"
 
@@ -46,6 +47,23 @@ std::vector<std::string> filesShown(const std::string& text)
     return files;
 }
 
+/// The line of a text that begins so; nothing when there is none.
+std::string lineOf(const std::string& text, const std::string& beginning)
+{
+    const std::size_t begin = text.find("\n" + beginning);
+    return begin == std::string::npos ? "" : text.substr(begin + 1, text.find('\n', begin + 1) - begin - 1);
+}
+
+/// What the page is to say of the way without OpenGL.
+std::string nativeLine(const catalogue::Operator& each)
+{
+    if (each.name == "ColorHistShader")
+        return "In main memory: `native::colorHistShader()`.";
+    if (each.name == "PixelCount")
+        return "In main memory: `native::pixelCount()`.";
+    return catalogue::hasNative(each) ? "In main memory: `native::" + each.name + "`." : "";
+}
+
 void GalleryPage::expectEntries() const
 {
     const std::string summary = read("out/summary.txt");
@@ -53,6 +71,7 @@ void GalleryPage::expectEntries() const
         SCOPED_TRACE(each.name);
         const std::vector<std::string> files = filesShown(entry(each.name));
         EXPECT_NE(entry(each.name).find("\n\n" + each.meaning + ".\n"), std::string::npos);
+        EXPECT_EQ(lineOf(entry(each.name), "In main memory: "), nativeLine(each));
         const bool isShown = hasLine(summary, each.name + "(,.*)? +[0-9]+ x [0-9]+ .*");
         EXPECT_EQ(files.size() >= 2, isShown);
         for (const std::string& file : files)
