@@ -6,7 +6,7 @@ FNR == 1 {
     inExample = 0
     name = FILENAME
     gsub(/.*\/|\.[^.]*$/, "", name)
-    space = FILENAME ~ /\/native\// ? "native" : "cvprocess"
+    space = FILENAME ~ /\/native\/[^\/]*$/ ? "native" : "cvprocess"
     declared[space, name] = name
 }
 /^\/\/\/ Example:$/ { inExample = 1; next }

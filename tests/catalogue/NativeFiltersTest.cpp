@@ -1,107 +1,181 @@
-// Filters on pictures in main memory, made by name: each is of the class of its name and has the settings asked for.
+// Filters on pictures in main memory, made by name: each is of the class of its name, has the settings asked for, and
+// runs.
 
 #include "catalogue/NativeFilters.h"
 
-#include "core/cvdata/ColorGMM.h"
 #include "tests/support/Models.h"
 #include "tests/support/ThrownText.h"
 
 #include <boost/core/demangle.hpp>
 #include <gtest/gtest.h>
+#include <opencv2/core.hpp>
 
-#include <stdexcept>
+#include <string>
+#include <typeinfo>
+#include <vector>
 
 namespace velmor::tests {
 namespace {
 
+using catalogue::Data;
 using catalogue::Given;
-using catalogue::hasNative;
-using catalogue::makeNative;
+using catalogue::Need;
 using catalogue::Operator;
 using catalogue::Values;
+using native::Filter;
 
-/// A model of one colour, red and green 100, half of it in one component.
-core::cvdata::ColorGMM& model()
+class NativeFilters : public testing::Test
 {
-    static core::cvdata::ColorGMM model = makeModel({{{{0.01, 0}, {0, 0.01}}, 1e4f, {100, 100}, 1.0f}}, 1e-6);
-    return model;
-}
+protected:
+    Given given()
+    {
+        Given result;
+        result.models = {&model};
+        result.size = {16, 16};
+        return result;
+    }
 
-Given given()
+    /// A model of colours around 128 and around 64.
+    core::cvdata::ColorGMM model = makeModel(
+        {{{{1e-2, 0}, {0, 1e-2}}, 1e4f, {128, 128}, 0.5f}, {{{1e-2, 0}, {0, 1e-2}}, 1e4f, {64, 64}, 0.5f}}, 1e-5);
+};
+
+std::vector<Operator> nativeOperators()
 {
-    Given result;
-    result.models = {&model()};
+    std::vector<Operator> result;
+    for (const Operator& each : catalogue::operators())
+        if (catalogue::hasNative(each))
+            result.push_back(each);
     return result;
 }
 
-TEST(NativeFilters, AreAllFiltersButThoseOfNumbers)
+/// The type of a picture of what a filter takes.
+int sourceType(Data data)
 {
-    for (const Operator& each : catalogue::operators()) {
-        const bool ofNumbers = each.gives == catalogue::Data::COUNTS || each.gives == catalogue::Data::HISTOGRAM;
-        EXPECT_EQ(hasNative(each), each.kind == catalogue::Kind::FILTER && !ofNumbers) << each.name;
+    switch (data) {
+    case Data::GREY:
+    case Data::MOSAIC:
+        return CV_8UC1;
+    case Data::DIRECTIONS:
+        return CV_32FC3;
+    case Data::INTEGERS:
+        return CV_16UC1;
+    default:
+        return CV_8UC3;
     }
 }
 
-TEST(NativeFilters, EachIsOfTheClassOfItsNameAndTakesAsManySources)
+/// The type that a filter gives of that.
+int resultType(const Operator& each)
 {
-    for (const Operator& each : catalogue::operators()) {
-        if (!hasNative(each))
-            continue;
-        const auto filter = makeNative(each.name, {}, given());
-        const native::Filter& made = *filter;
+    switch (each.gives) {
+    case Data::GREY:
+        return each.takes == Data::DIRECTIONS ? CV_32FC1 : CV_8UC1;
+    case Data::GRADIENTS:
+        return CV_32FC3;
+    case Data::MASK:
+    case Data::CLASSES:
+        return CV_8UC1;
+    default:
+        break;
+    }
+    if (each.takes == Data::INTEGERS)
+        return CV_32FC1;
+    return each.name == "Laplacian" ? CV_32FC3 : CV_8UC3;
+}
+
+cv::Mat randomSource(Data data, unsigned seed)
+{
+    cv::Mat result(16, 16, sourceType(data));
+    cv::RNG(seed).fill(result, cv::RNG::UNIFORM, 0, result.depth() == CV_32F ? 1 : 256);
+    return result;
+}
+
+cv::Mat resultOf(const Filter& filter, const Operator& each)
+{
+    cv::Mat result;
+    if (each.sources == 2)
+        filter.execute(randomSource(each.takes, 1), randomSource(each.takes, 2), result);
+    else
+        filter.execute(randomSource(each.takes, 1), result);
+    return result;
+}
+
+bool areEqual(const cv::Mat& a, const cv::Mat& b)
+{
+    return a.type() == b.type() && cv::norm(a, b, cv::NORM_INF) == 0;
+}
+
+TEST_F(NativeFilters, AreThoseThatGiveAPicture)
+{
+    EXPECT_TRUE(catalogue::hasNative(*catalogue::find("Not")));
+    for (const Operator& each : nativeOperators()) {
+        EXPECT_EQ(each.kind, catalogue::Kind::FILTER) << each.name;
+        EXPECT_TRUE(each.gives != Data::COUNTS && each.gives != Data::HISTOGRAM) << each.name;
+    }
+}
+
+TEST_F(NativeFilters, EachIsMadeAndRuns)
+{
+    for (const Operator& each : nativeOperators()) {
+        SCOPED_TRACE(each.name);
+        const auto filter = catalogue::makeNative(each.name, {}, given());
+        const Filter& made = *filter;
         EXPECT_EQ(boost::core::demangle(typeid(made).name()), "velmor::native::" + each.name);
-        EXPECT_EQ(made.sources(), each.sources) << each.name;
+        EXPECT_EQ(made.sources(), each.sources);
+        EXPECT_EQ(made.resultType(sourceType(each.takes)), resultType(each));
+        const cv::Mat result = resultOf(made, each);
+        EXPECT_EQ(result.type(), resultType(each));
+        EXPECT_GT(cv::norm(result, cv::NORM_INF), 0);
+    }
+}
+
+TEST_F(NativeFilters, TakeTheirParameters)
+{
+    for (const Operator& each : nativeOperators()) {
+        const cv::Mat initial = resultOf(*catalogue::makeNative(each.name, {}, given()), each);
+        for (const catalogue::Parameter& parameter : each.parameters)
+            for (double value = parameter.least; value <= parameter.most; value += parameter.step) {
+                const auto filter = catalogue::makeNative(each.name, {{parameter.name, value}}, given());
+                EXPECT_EQ(areEqual(resultOf(*filter, each), initial), value == parameter.initial)
+                    << each.name << ": " << parameter.name << ' ' << value;
+            }
+    }
+}
+
+TEST_F(NativeFilters, CopyTheirModels)
+{
+    for (const Operator& each : nativeOperators()) {
+        if (each.need != Need::ONE_MODEL && each.need != Need::MODELS)
+            continue;
+        SCOPED_TRACE(each.name);
+        const auto filter = catalogue::makeNative(each.name, {}, given());
+        const cv::Mat before = resultOf(*filter, each);
+        model.mixture[0]->mean[0] = 0;
+        model.detectionThreshold /= 100;
+        EXPECT_TRUE(areEqual(resultOf(*filter, each), before));
+        EXPECT_FALSE(areEqual(resultOf(*catalogue::makeNative(each.name, {}, given()), each), before));
     }
 }
 
 std::string refusal(const std::string& name, const Values& values = {}, const Given& what = {})
 {
-    return thrownText<std::invalid_argument>([&] { makeNative(name, values, what); });
+    return thrownText<std::invalid_argument>([&] { catalogue::makeNative(name, values, what); });
 }
 
-TEST(NativeFilters, SayWhatDoesNotFit)
+TEST_F(NativeFilters, SayWhatDoesNotFit)
 {
     const std::string expected = "catalogue::makeNative(): expected ";
     EXPECT_EQ(refusal("Bogus"), expected + "the name of a filter, got 'Bogus'");
     EXPECT_EQ(refusal("Moments"), expected + "the name of a filter, got 'Moments'");
-    EXPECT_EQ(refusal("PixelCount"), expected + "a filter that gives a picture, got 'PixelCount'");
     EXPECT_EQ(refusal("Not", {{"kernel", 1}}), expected + "no parameter of Not, got 'kernel'");
+    EXPECT_EQ(refusal("Laplacian", {{"tiles", 1}}), expected + "a parameter of Laplacian (kernel), got 'tiles'");
     EXPECT_EQ(refusal("Laplacian", {{"kernel", 3}}), expected + "kernel of Laplacian on 0..2, got 3");
     EXPECT_EQ(refusal("ColorGMM"), expected + "one model for ColorGMM, got 0");
     EXPECT_EQ(refusal("ColorGMM2"), expected + "at least one model for ColorGMM2, got 0");
-}
-
-TEST(NativeFilters, TakeTheirParameters)
-{
-    cv::Mat impulse(3, 3, CV_8UC1, cv::Scalar(0)), result;
-    impulse.at<uchar>(1, 1) = 10;
-    const int beside[] = {10, 10, 20}; // what the neighbour beside weighs in each kernel
-    for (const int kernel : {0, 1, 2}) {
-        makeNative("Laplacian", {{"kernel", kernel}})->execute(impulse, result, CV_8U);
-        EXPECT_EQ(result.at<uchar>(1, 0), beside[kernel]) << kernel;
-    }
-    const cv::Mat colour(1, 1, CV_8UC3, cv::Scalar(100, 100, 7));
-    makeNative("ColorGMM", {}, given())->execute(colour, result);
-    EXPECT_EQ(result.type(), CV_8UC1);
-    EXPECT_EQ(result.at<uchar>(0, 0), 255);
-    makeNative("ColorGMM", {{"output", 1}}, given())->execute(colour, result);
-    EXPECT_EQ(result.at<cv::Vec3b>(0, 0), cv::Vec3b(100, 100, 7));
-}
-
-TEST(NativeFilters, KeepTheirModelsAsTheyWere)
-{
-    core::cvdata::ColorGMM changed = makeModel({{{{0.01, 0}, {0, 0.01}}, 1e4f, {100, 100}, 1.0f}}, 1e-6);
-    Given what;
-    what.models = {&changed};
-    const auto one = makeNative("ColorGMM", {}, what);
-    const auto classes = makeNative("ColorGMM2", {}, what);
-    changed.mixture[0]->mean[0] = 0;
-    changed.detectionThreshold = 1;
-    cv::Mat result;
-    for (const auto* const filter : {one.get(), classes.get()}) {
-        filter->execute(cv::Mat(1, 1, CV_8UC3, cv::Scalar(100, 100, 7)), result);
-        EXPECT_EQ(result.at<uchar>(0, 0), 255);
-    }
+    EXPECT_EQ(refusal("PixelCount"), expected + "a filter that gives a picture, got 'PixelCount'");
+    EXPECT_EQ(refusal("ColorHistShader", {}, given()),
+              expected + "a filter that gives a picture, got 'ColorHistShader'");
 }
 
 } // namespace

@@ -14,6 +14,7 @@
 #include "glsupport/HeadlessContext.h"
 #include "glsupport/StateGuard.h"
 #include "imageio/ImageIo.h"
+#include "native/Subtract.h"
 #include "tests/examples/Textures.h"
 
 #include <opencv2/imgproc.hpp>
@@ -26,5 +27,6 @@
 namespace velmor {
 
 extern core::cvdata::Image photograph, nextFrame;
+extern cv::Mat pictureBefore, pictureNow;
 
 } // namespace velmor
