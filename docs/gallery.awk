@@ -17,14 +17,15 @@ inExample && /^\/\/\/($|     )/ { code[space, name] = code[space, name] substr($
     declared[space, name] = $NF "()"
 }
 FILENAME !~ /\.md$/ { next }
+/^In main memory: / { next } # the example says it
 { print }
 /^## / {
     if (("cvprocess", $2) in code)
-        show("cvprocess", $2)
+        show("cvprocess", $2, "")
     else
         fail("an example of " $2)
     if (("native", $2) in code)
-        show("native", $2)
+        show("native", $2, "In main memory: ")
 }
 END {
     for (place in code)
@@ -35,11 +36,11 @@ END {
     exit failed
 }
 
-function show(space, name, text)
+function show(space, name, place, text)
 {
     text = code[space, name]
     sub(/^\n/, "", text)
-    printf "\nvelmor::%s::%s\n\n```cpp\n%s```\n", space, declared[space, name], text
+    printf "\n%svelmor::%s::%s\n\n```cpp\n%s```\n", place, space, declared[space, name], text
     code[space, name] = "shown"
 }
 
