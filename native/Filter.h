@@ -76,7 +76,10 @@ protected:
     /// Makes a filter that computes a rule.
     explicit Filter(std::shared_ptr<const Rule> rule);
 
+    /// Makes a filter that computes the same.
     Filter(const Filter&) = default;
+
+    /// Computes what the other one does from now on.
     Filter& operator=(const Filter&) = default;
 
 private:

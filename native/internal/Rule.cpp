@@ -5,6 +5,7 @@
 #include "native/internal/Memory.h"
 
 #include <algorithm>
+#include <cstdint>
 
 namespace velmor::native {
 namespace {
@@ -17,12 +18,18 @@ std::size_t bytesOf(const cv::Mat& picture)
     return picture.total() * picture.elemSize();
 }
 
+/// Whether all elements lie where ones of their size should. Streams write whole vectors, whose places have to be so.
+bool isAligned(const cv::Mat& picture)
+{
+    return (reinterpret_cast<std::uintptr_t>(picture.data) | picture.step[0]) % picture.elemSize1() == 0;
+}
+
 /// Streaming pays where the pictures leave nothing in the cache that a next call could use. What the call also reads is
 /// there already.
 bool streamsWell(const cv::Mat& source1, const cv::Mat& source2, const cv::Mat& result)
 {
-    return bytesOf(source1) + bytesOf(source2) + bytesOf(result) > lastCacheSize() / 2 && !overlap(source1, result) &&
-           !overlap(source2, result);
+    return bytesOf(source1) + bytesOf(source2) + bytesOf(result) > lastCacheSize() / 2 && isAligned(result) &&
+           !overlap(source1, result) && !overlap(source2, result);
 }
 
 void computeDirectly(const Rule& rule, const cv::Mat& source1, const cv::Mat& source2, cv::Mat& result)
