@@ -355,14 +355,14 @@ std::vector<Line> Viewer::stripLines() const
     if (!mFound.empty())
         first.push_back({mFound, Piece::STRONG});
     Line second = {{"h: keys", Piece::QUIET}};
-    for (const Piece& time : timesLine())
-        second.push_back(time);
     for (std::size_t i = 0; i < shown().parameters.size(); ++i) {
         const bool isChosen = i == mParameter;
         const catalogue::Parameter& parameter = shown().parameters[i];
         const std::string text = parameterText(parameter, mValues[mIndex].at(parameter.name));
         second.push_back({isChosen ? "[" + text + "]" : text, isChosen ? Piece::STRONG : Piece::PLAIN});
     }
+    for (const Piece& time : timesLine())
+        second.push_back(time);
     second.push_back({hint(), Piece::QUIET});
     return {first, second};
 }
