@@ -11,12 +11,9 @@ int main(int argc, char** argv)
 {
     try {
         cv::setNumThreads(1);
-        velmor::bench::addBayer();
-        velmor::bench::addColour();
-        velmor::bench::addEdges();
+        velmor::bench::addThreads();
+        velmor::bench::addArithmetic();
         velmor::bench::addLogic();
-        velmor::bench::addMixtures();
-        velmor::bench::addViews();
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();
     } catch (const std::exception& error) {
