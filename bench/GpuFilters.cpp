@@ -1,38 +1,34 @@
-// Each filter that draws its destination as one quad: execute() beside a bare draw of the same shader, with the same
-// textures and glFinish(), and all state set beforehand. The ratio is what the frame of a pass costs. And a pass with
-// the driver adapter beside one without.
+// Each filter on textures: execute() beside a bare draw of the same shader, with the same textures and glFinish(), and
+// all state set beforehand, where the filter draws its destination as one quad. The ratio is what the frame of a pass
+// costs. The same with upload and download. And a pass with the driver adapter beside one without.
 
-#include "catalogue/GpuFilters.h"
-#include "bench/Ratio.h"
-#include "core/cvdata/ColorGMM.h"
+#include "bench/GpuTextures.h"
+#include "core/cvdata/ColourHist2d.h"
 #include "core/cvdata/Image.h"
+#include "cvprocess/gpuStdShaders/ColorHistShader.h"
+#include "cvprocess/gpuStdShaders/PixelCount.h"
 #include "glsupport/DriverAdapter.h"
 #include "glsupport/HeadlessContext.h"
-#include "glsupport/RectTexture.h"
-
-#include <benchmark/benchmark.h>
 
 #include <cstdlib>
 #include <iostream>
 #include <memory>
-#include <random>
-#include <sstream>
 #include <string>
 #include <vector>
 
 namespace velmor::bench {
 namespace {
 
-using catalogue::Operator;
+using core::cvdata::Image;
 using cvprocess::GpuStdShaders;
 using glsupport::RectTexture;
 
-/// Whether an operator is a filter that draws its whole destination as one quad, which shows the source as it lies.
-/// What takes integers is left out: it warns each time that it is prepared again.
+constexpr int kBins = 4; // the catalogue's
+
+/// Whether an operator is a filter that draws its whole destination as one quad.
 bool drawsOneQuad(const Operator& each)
 {
-    return each.kind == catalogue::Kind::FILTER && each.regions == catalogue::Regions::EACH &&
-           each.takes != catalogue::Data::INTEGERS;
+    return catalogue::isPicture(each.gives) || each.gives == catalogue::Data::CLASSES;
 }
 
 /// The program of a filter.
@@ -45,70 +41,40 @@ GLuint programOf(const GpuStdShaders& filter)
     return filter.*(&Open::mProgObj);
 }
 
-struct Size
+cv::Size sizeOf(const Size& size)
 {
-    const char* name;
-    unsigned width;
-    unsigned height;
-};
-constexpr Size kSizes[] = {{"VGA", 640, 480}, {"1080p", 1920, 1080}, {"4K", 3840, 2160}};
+    return {static_cast<int>(size.width), static_cast<int>(size.height)};
+}
 
-/// The textures of a pass, with random content in the sources.
-struct Textures
+cv::Mat resultOf(const Textures& textures)
 {
-    Textures(const Operator& measured, const Size& size)
-        : sources(measured.sources), source1(size.width, size.height, RectTexture::RGBA8),
-          source2(size.width, size.height, RectTexture::RGBA8), destination(size.width, size.height, RectTexture::RGBA8)
-    {
-        std::mt19937 random(1);
-        for (RectTexture* const source : {&source1, &source2}) {
-            std::vector<unsigned> texels(static_cast<std::size_t>(size.width) * size.height);
-            for (unsigned& texel : texels)
-                texel = static_cast<unsigned>(random());
-            source->upload(texels.data());
-        }
-    }
+    cv::Mat texels(static_cast<int>(textures.destination->height()), static_cast<int>(textures.destination->width()),
+                   CV_8UC4);
+    textures.destination->download(texels.data);
+    return texels;
+}
 
-    void prepare(GpuStdShaders& filter)
-    {
-        if (sources == 2)
-            filter.prepareExecution(source1, source2, destination);
-        else
-            filter.prepareExecution(source1, destination);
-    }
-
-    std::vector<unsigned> result() const
-    {
-        std::vector<unsigned> texels(static_cast<std::size_t>(destination.width()) * destination.height());
-        destination.download(texels.data());
-        return texels;
-    }
-
-    void clearResult()
-    {
-        const std::vector<unsigned> zeros(static_cast<std::size_t>(destination.width()) * destination.height(), 0x55u);
-        destination.upload(zeros.data());
-    }
-
-    int sources;
-    RectTexture source1;
-    RectTexture source2;
-    RectTexture destination;
-};
+void clearResult(const Textures& textures)
+{
+    cv::Mat texels = resultOf(textures);
+    texels.setTo(cv::Scalar::all(0x55));
+    textures.destination->upload(texels.data);
+}
 
 /// Draws as an application without the library would, on state that is in place: the pass leaves framebuffer, viewport
 /// and matrices as the draw needs them.
 class BareDraw
 {
 public:
-    BareDraw(GLuint program, const Textures& textures)
-        : mProgram(program), mWidth(static_cast<float>(textures.destination.width())),
-          mHeight(static_cast<float>(textures.destination.height()))
+    /// @param flipped  whether it draws upside down
+    BareDraw(GLuint program, const Textures& textures, bool flipped)
+        : mProgram(program), mWidth(static_cast<float>(textures.destination->width())),
+          mHeight(static_cast<float>(textures.destination->height())), mFlipped(flipped)
     {
         glActiveTexture(GL_TEXTURE0);
-        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, textures.source1.getTexId());
+        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, textures.source1->getTexId());
         glActiveTexture(GL_TEXTURE1);
-        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, textures.sources == 2 ? textures.source2.getTexId() : 0);
+        glBindTexture(GL_TEXTURE_RECTANGLE_ARB, textures.sources == 2 ? textures.source2->getTexId() : 0);
     }
 
     void operator()() const
@@ -117,7 +83,7 @@ public:
         glBegin(GL_QUADS);
         for (const auto& [x, y] :
              {std::pair(0.0f, 0.0f), std::pair(mWidth, 0.0f), std::pair(mWidth, mHeight), std::pair(0.0f, mHeight)}) {
-            glTexCoord2f(x, y);
+            glTexCoord2f(x, mFlipped ? mHeight - y : y);
             glVertex2f(x, y);
         }
         glEnd();
@@ -129,62 +95,109 @@ private:
     GLuint mProgram;
     float mWidth;
     float mHeight;
+    bool mFlipped;
 };
 
-/// A colour model, for filters that need one. What it is of does not change what a pass costs.
-core::cvdata::ColorGMM& anyModel()
+/// A filter that has run once.
+struct Pass
 {
-    static core::cvdata::ColorGMM model = [] {
-        core::cvdata::Image samples(32, 32, core::cvdata::Image::RGB);
-        cv::Mat pixels = samples.mat();
-        cv::randu(pixels, 0, 256);
-        core::cvdata::ColorGMM trained;
-        trained.train(samples, nullptr, 2);
-        return trained;
-    }();
-    return model;
-}
+    Pass(const Operator& measured, const Size& size, const Formats& formats)
+        : models(modelsOnTextures(measured)), filter(makeQuietly(measured, sizeOf(size), models)),
+          textures(measured, sizeOf(size), formats)
+    {
+        textures.prepare(*filter);
+        const Quiet quiet(std::cout);
+        filter->execute();
+    }
 
-/// Makes a filter, and drops what its construction prints.
-std::unique_ptr<GpuStdShaders> makeQuietly(const Operator& measured)
-{
-    catalogue::Given given;
-    given.models = {&anyModel()};
-    std::ostringstream dropped;
-    std::streambuf* const saved = std::cout.rdbuf(dropped.rdbuf());
-    std::unique_ptr<GpuStdShaders> filter = catalogue::makeGpu(measured.name, {}, given);
-    std::cout.rdbuf(saved);
-    return filter;
-}
+    Models models;
+    std::unique_ptr<GpuStdShaders> filter;
+    Textures textures;
+};
 
 void measureExecute(benchmark::State& state, const Operator& measured, const Size& size)
 {
-    const std::unique_ptr<GpuStdShaders> filter = makeQuietly(measured);
-    Textures textures(measured, size);
-    textures.prepare(*filter);
-    filter->execute();
-    const std::vector<unsigned> expected = textures.result();
-
-    const BareDraw bare(programOf(*filter), textures);
-    textures.clearResult();
+    const Pass pass(measured, size, Formats::ofPass(measured));
+    if (!drawsOneQuad(measured)) {
+        std::vector<double> own;
+        for (auto each : state) {
+            (void)each;
+            own.push_back(seconds([&] { pass.filter->execute(); }));
+            state.SetIterationTime(own.back());
+        }
+        state.counters["own_ms"] = 1e3 * median(own);
+        return;
+    }
+    const cv::Mat expected = resultOf(pass.textures);
+    const BareDraw bare(programOf(*pass.filter), pass.textures, measured.name == "FlipV");
+    clearResult(pass.textures);
     bare();
-    if (textures.result() != expected) {
+    if (cv::norm(resultOf(pass.textures), expected, cv::NORM_INF) != 0.0) {
         state.SkipWithError("the bare draw and the pass give different pictures");
         return;
     }
-
     compare(
-        state, [&] { filter->execute(); }, "bare", bare);
+        state, [&] { pass.filter->execute(); }, "bare", bare);
+}
+
+/// Reads what a filter has made into main memory, as its user would.
+class Download
+{
+public:
+    Download(const Operator& measured, const Pass& pass)
+        : mGives(measured.gives), mPass(pass),
+          mImage(pass.textures.destination->width(), pass.textures.destination->height(),
+                 Formats::hasOneChannel(measured.gives) ? Image::GREYSCALE : Image::RGB),
+          mHistogram(kBins, kBins, kBins)
+    {
+    }
+
+    void operator()()
+    {
+        if (mGives == catalogue::Data::COUNTS)
+            benchmark::DoNotOptimize(dynamic_cast<cvprocess::PixelCount&>(*mPass.filter).getCount());
+        else if (mGives == catalogue::Data::HISTOGRAM)
+            dynamic_cast<cvprocess::ColorHistShader&>(*mPass.filter).copyHistoFromGPU(mHistogram);
+        else
+            mPass.textures.destination->download(mImage);
+    }
+
+private:
+    catalogue::Data mGives;
+    const Pass& mPass;
+    Image mImage;
+    core::cvdata::ColourHist2d mHistogram;
+};
+
+/// From main memory to main memory.
+void measureRoundTrip(benchmark::State& state, const Operator& measured, const Size& size)
+{
+    const Pass pass(measured, size, Formats::ofRoundTrip(measured));
+    const bool grey = Formats::hasOneChannel(measured.takes) || measured.takes == catalogue::Data::INTEGERS;
+    const Image frame = cameraFrames(1, size, grey ? Image::GREYSCALE : Image::RGB).front();
+    Download download(measured, pass);
+    std::vector<double> own;
+    for (auto each : state) {
+        (void)each;
+        own.push_back(seconds([&] {
+            pass.textures.source1->upload(frame);
+            if (measured.sources == 2)
+                pass.textures.source2->upload(frame);
+            pass.textures.prepare(*pass.filter);
+            pass.filter->execute();
+            download();
+        }));
+        state.SetIterationTime(own.back());
+    }
+    state.counters["own_ms"] = 1e3 * median(own);
 }
 
 void measurePrepare(benchmark::State& state, const Operator& measured)
 {
-    const std::unique_ptr<GpuStdShaders> filter = makeQuietly(measured);
-    Textures textures(measured, kSizes[0]);
-    textures.prepare(*filter);
+    Pass pass(measured, kFrameSizes[1], Formats::ofPass(measured));
     for (auto each : state) {
         (void)each;
-        textures.prepare(*filter);
+        pass.textures.prepare(*pass.filter);
     }
 }
 
@@ -211,20 +224,17 @@ void measureAdapter(benchmark::State& state, const Operator& measured)
     glsupport::DriverAdapter::install();
     const EntryPoints adapted;
     {
-        const std::unique_ptr<GpuStdShaders> filter = makeQuietly(measured);
-        Textures textures(measured, kSizes[0]);
-        textures.prepare(*filter);
-        filter->execute();
+        const Pass pass(measured, kFrameSizes[1], Formats::ofPass(measured));
         compare(
             state,
             [&] {
                 adapted.putInPlace();
-                filter->execute();
+                pass.filter->execute();
             },
             "driver",
             [&] {
                 own.putInPlace();
-                filter->execute();
+                pass.filter->execute();
             });
         adapted.putInPlace();
     }
@@ -232,22 +242,30 @@ void measureAdapter(benchmark::State& state, const Operator& measured)
 
 void registerAll()
 {
+    using Measure = void (*)(benchmark::State&, const Operator&, const Size&);
+    const auto add = [](const Operator& measured, const std::string& what, const Size& size, Measure measure) {
+        const auto run = [&measured, size, measure](benchmark::State& state) {
+            measure(state, measured, size);
+        };
+        benchmark::RegisterBenchmark((measured.name + "/" + what + "/" + size.name).c_str(), run)
+            ->UseManualTime()
+            ->Unit(benchmark::kMillisecond);
+    };
     for (const Operator& measured : catalogue::operators()) {
+        if (measured.kind != catalogue::Kind::FILTER)
+            continue;
+        for (const Size& size : {kFrameSizes[1], kFrameSizes[2], kFrameSizes[3]}) {
+            add(measured, "execute", size, measureExecute);
+            add(measured, "round trip", size, measureRoundTrip);
+        }
         if (!drawsOneQuad(measured))
             continue;
-        for (const Size& size : kSizes)
-            benchmark::RegisterBenchmark((measured.name + "/execute/" + size.name).c_str(),
-                                         [&](benchmark::State& state) { measureExecute(state, measured, size); })
-                ->UseManualTime()
-                ->MinTime(1.0)
-                ->Unit(benchmark::kMillisecond);
         benchmark::RegisterBenchmark((measured.name + "/prepareExecution again").c_str(), [&](benchmark::State& state) {
             measurePrepare(state, measured);
         })->Unit(benchmark::kMicrosecond);
         benchmark::RegisterBenchmark((measured.name + "/driver adapter").c_str(),
                                      [&](benchmark::State& state) { measureAdapter(state, measured); })
             ->UseManualTime()
-            ->MinTime(2.0)
             ->Unit(benchmark::kMillisecond);
     }
 }
