@@ -140,7 +140,7 @@ void addColourDetector(const Size& size)
     const std::string name = std::string("ColourDetector/") + size.name;
     add(name + "/model_changed", detectWithAChangedModel, "plain_loop", plainLoop);
     add(name + "/model_kept", detect, "plain_loop", plainLoop);
-    add(name + "/model_kept", detect, "copy", copyBytes);
+    add(name + "/model_kept/copy", detect, "copy", copyBytes);
 }
 
 // ---- histogram

@@ -117,6 +117,7 @@ struct NativeWork
     std::string types; ///< of its sources, such as "8UC3"
     std::size_t bytes; ///< that a call reads and writes
     std::function<void()> run;
+    cv::Mat result; ///< that a call writes; empty where it is numbers
 };
 
 /// How a native operator whose result is numbers is called; empty where there is none.
@@ -160,6 +161,7 @@ inline NativeWork nativeWork(const Operator& what, const cv::Mat& picture, Model
     if (filter->sources() == 2)
         cv::flip(picture, other, 1);
     const cv::Mat result(picture.size(), filter->resultType(picture.type()), cv::Scalar::all(0));
+    work.result = result;
     work.bytes += bytesOfPixels(other) + bytesOfPixels(result);
     work.run = [=] {
         cv::Mat into = result;
