@@ -229,7 +229,7 @@ class NativeRow:
 def split_name(name):
     """Operator, size, and what else the name says, of "BGR2HSV/CV_8UC3/1080p/real"."""
     parts = name.replace("CV_", "").split("/")
-    size = next((part for part in parts if part in NATIVE_SIZES or part == "memory"), "")
+    size = next((part for part in parts if part in SIZES or part == "memory"), "")
     return parts[0], size, ", ".join(part for part in parts[1:] if part != size)
 
 
