@@ -152,6 +152,8 @@ class Page(unittest.TestCase):
     def test_a_lost_marker_is_said(self):
         with self.assertRaisesRegex(SystemExit, "expected one '<!-- cpu -->' and one '<!-- end of cpu -->'"):
             report.filled("<!-- cpu -->", {"cpu": ""})
+        with self.assertRaises(SystemExit):
+            report.filled("<!-- end of cpu -->", {"cpu": ""})
 
     def test_a_missed_target_is_marked_in_the_table(self):
         measured = report.with_medians({"native": report.results_of(
