@@ -176,9 +176,9 @@ def curves_of(results):
 
 
 def allowed_slope(name, curves):
-    """Pictures in memory cannot be read faster than memory allows when they leave the caches."""
+    """Pictures cannot be read faster than memory allows when they leave the caches."""
     memory = curves.get("pixels/native/memcpy")
-    return memory.slope() if memory and name.startswith(("pixels/native/", "pixels/images/")) else 0.0
+    return memory.slope() if memory and name.startswith("pixels/") else 0.0
 
 
 def growing(curves):
