@@ -21,7 +21,6 @@ namespace {
 
 using core::cvdata::Image;
 using cvprocess::GpuStdShaders;
-using glsupport::RectTexture;
 
 constexpr int kBins = 4; // the catalogue's
 

@@ -233,6 +233,11 @@ def split_name(name):
     return parts[0], size, ", ".join(part for part in parts[1:] if part != size)
 
 
+def code_or_words(name):
+    """How a table shows the name of what something is compared with, such as "cv::add" or "plain_loop"."""
+    return f"`{name}`" if "::" in name else name.replace("_", " ")
+
+
 def native_rows(results):
     rows = {}
     for name, result in results.items():
@@ -245,7 +250,7 @@ def native_rows(results):
         row = rows.setdefault((operator, pictures + (", larger than caches" if size == "memory" else "")), NativeRow())
         if "own_ms" in result and size in SIZES:
             row.one[size] = speed(SIZES[size], result["own_ms"])
-        row.beside = result.beside().replace("_", " ")
+        row.beside = code_or_words(result.beside())
         if "ratio" in result:
             row.ratio[size] = result["ratio"]
         row.missed = row.missed or missed(name, result) is not None
@@ -466,13 +471,15 @@ def growth_plot(curves):
 
 
 def native_plot(results):
-    rows = []
+    """Rows of bars: every operator on real frames at 1080p, and one kind of pictures that no cache holds."""
+    rows, beside_memory = [], set()
     for (operator, pictures), row in native_rows(results).items():
-        size = "1080p" if "1080p" in row.ratio else "memory" if "memory" in row.ratio else None
-        if size and "random" not in pictures:
-            rows.append((f"{operator}, {pictures.replace(', larger than caches', '')} beside {row.beside}",
-                         row.ratio[size], 0))
-    return rows
+        if "1080p" in row.ratio and "random" not in pictures:
+            rows.append((f"{operator}, {pictures} beside {row.beside}", row.ratio["1080p"], 0))
+        elif "memory" in row.ratio and operator not in beside_memory:
+            beside_memory.add(operator)
+            rows.append((f"{operator}, {pictures.split(',')[0]} beside {row.beside}", row.ratio["memory"], 0))
+    return sorted(rows, key=lambda row: row[0])
 
 
 def plots(measured, curves):

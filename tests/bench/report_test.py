@@ -159,7 +159,7 @@ class Page(unittest.TestCase):
         measured = report.with_medians({"native": report.results_of(
             runs("Not/CV_8UC1/VGA/real", own_ms=[0.3072], **{"cv::bitwise_not_ms": [0.1536]}, ratio=[2.0], most=[1.05])
             + runs("Not/8UC1/VGA/real/threads", one_ms=[0.3], all_ms=[0.1536], pixels=[307200]))})
-        self.assertIn("| `Not` | 8UC1, real | 1,000 / – / – | 2,000 / – / – | cv::bitwise not | 2.00 / – / – **missed** |",
+        self.assertIn("| `Not` | 8UC1, real | 1,000 / – / – | 2,000 / – / – | `cv::bitwise_not` | 2.00 / – / – **missed** |",
                       report.native_table(measured["native"]))
 
 
