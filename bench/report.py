@@ -230,7 +230,8 @@ def split_name(name):
     """Operator, size, and what else the name says, of "BGR2HSV/CV_8UC3/1080p/real"."""
     parts = name.replace("CV_", "").split("/")
     size = next((part for part in parts if part in SIZES or part == "memory"), "")
-    return parts[0], size, ", ".join(part for part in parts[1:] if part != size)
+    operator = parts[0][0].upper() + parts[0][1:]  # functions and filters are the same operators
+    return operator, size, ", ".join(part for part in parts[1:] if part != size)
 
 
 def code_or_words(name):

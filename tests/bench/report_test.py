@@ -136,7 +136,7 @@ class Files(unittest.TestCase):
 
     def test_names_are_taken_apart(self):
         self.assertEqual(report.split_name("BGR2HSV/CV_8UC3/1080p/real"), ("BGR2HSV", "1080p", "8UC3, real"))
-        self.assertEqual(report.split_name("Not/CV_8UC1/memory"), ("Not", "memory", "8UC1"))
+        self.assertEqual(report.split_name("pixelCount/CV_8UC1/memory"), ("PixelCount", "memory", "8UC1"))
 
     def test_numbers_have_three_digits(self):
         self.assertEqual([report.number(x) for x in (0, 0.01234, 1.234, 12.34, 123.4, 12345.6)],
