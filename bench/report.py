@@ -282,7 +282,7 @@ def threads_table(results):
             verdict = "not judged: the loop gains too little"
         rows.append([f"`{split_name(name)[0]}`", f"{result['gain']:.2f}", f"{result['loop_gain']:.2f}", f"{share:.2f}",
                      f"{result['memory_share']:.2f}", verdict])
-    return table(["Operator", "Gain", "of the loop", "Share", "of memory", ""], rows)
+    return table(["Operator", "Gain", "Gain of the loop", "Share of it", "Share of memory", "So"], rows)
 
 
 def gpu_table(results):
@@ -366,7 +366,7 @@ def pixels_table(curves):
         first, last = min(curve.points), max(curve.points)
         rows.append([f"`{operator}`", places[place], number(first[1]), number(speed(last[0], last[1] / 1e3)),
                      marked_slope(name, curves)])
-    return table(["Operator", "", "64 x 64 (microseconds)", "largest size (Mpix/s)", "Slope"], rows)
+    return table(["Operator", "Where", "64 x 64 (microseconds)", "largest size (Mpix/s)", "Slope"], rows)
 
 
 def growth_table(curves):
@@ -380,7 +380,7 @@ def growth_table(curves):
         rows.append([f"`{operator}`" + (f", {rest}" if rest else ""), {"native": "in memory"}.get(place, f"on {place}"),
                      f"{grows}, {first[0]:,.0f} to {last[0]:,.0f}", number(first[1]), number(last[1]),
                      marked_slope(name, curves), f"{curve.work:g}"])
-    return table(["Operator", "", "What grows", "first (microseconds)", "last (microseconds)", "Slope",
+    return table(["Operator", "Where", "What grows", "first (microseconds)", "last (microseconds)", "Slope",
                   "of the work"], rows)
 
 
