@@ -13,7 +13,12 @@ int main(int argc, char** argv)
         cv::setNumThreads(1);
         velmor::bench::addThreads();
         velmor::bench::addArithmetic();
+        velmor::bench::addBayer();
+        velmor::bench::addColour();
+        velmor::bench::addEdges();
         velmor::bench::addLogic();
+        velmor::bench::addMixtures();
+        velmor::bench::addViews();
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();
     } catch (const std::exception& error) {
