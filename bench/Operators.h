@@ -3,16 +3,11 @@
 #include "bench/Comparison.h"
 #include "catalogue/NativeFilters.h"
 #include "core/cvdata/ColorGMM.h"
+#include "core/cvdata/ColourHist2d.h"
 #include "math/SquareMatrix.h"
 #include "math/Vector2.h"
-
-#if __has_include("native/ColorHistShader.h")
-#include "core/cvdata/ColourHist2d.h"
 #include "native/ColorHistShader.h"
-#endif
-#if __has_include("native/PixelCount.h")
 #include "native/PixelCount.h"
-#endif
 
 #include <cmath>
 #include <memory>
@@ -121,21 +116,16 @@ struct NativeWork
 };
 
 /// How a native operator whose result is numbers is called; empty where there is none.
-inline std::function<void()> callOfNumbers([[maybe_unused]] const std::string& name,
-                                           [[maybe_unused]] const cv::Mat& source)
+inline std::function<void()> callOfNumbers(const std::string& name, const cv::Mat& source)
 {
-#if __has_include("native/ColorHistShader.h")
     if (name == "ColorHistShader")
         return [source, histogram = std::make_shared<core::cvdata::ColourHist2d>(8, 8, 8)] {
             native::colorHistShader(source, cv::Rect({0, 0}, source.size()), *histogram);
         };
-#endif
-#if __has_include("native/PixelCount.h")
     if (name == "PixelCount")
         return [source] {
             benchmark::DoNotOptimize(native::pixelCount(source));
         };
-#endif
     return nullptr;
 }
 
