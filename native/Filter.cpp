@@ -63,14 +63,15 @@ bool bearsWriting(const Rule& rule, const cv::Mat& source, const cv::Mat& result
     return (rule.isPerPixel && coincide(source, result)) || !overlap(source, result);
 }
 
-/// @param source1, source2  copies of the caller's headers, which keep the memory while the result gets new memory
-void executeChecked(const Rule& rule, const cv::Mat source1, const cv::Mat source2, int type, cv::Mat& result)
+void executeChecked(const Rule& rule, const cv::Mat& source1, const cv::Mat& source2, int type, cv::Mat& result)
 {
-    result.create(source1.size(), type);
-    if (bearsWriting(rule, source1, result) && bearsWriting(rule, source2, result))
-        return computeRule(rule, source1, source2, result);
+    // The result may be a source: these keep its memory when the result gets new memory.
+    const cv::Mat sources[] = {source1, source2};
+    result.create(sources[0].size(), type);
+    if (bearsWriting(rule, sources[0], result) && bearsWriting(rule, sources[1], result))
+        return computeRule(rule, sources[0], sources[1], result);
     cv::Mat elsewhere(result.size(), type);
-    computeRule(rule, source1, source2, elsewhere);
+    computeRule(rule, sources[0], sources[1], elsewhere);
     elsewhere.copyTo(result);
 }
 

@@ -33,9 +33,11 @@ std::vector<double> countsOf(const cv::Mat& source, const Bins& bins)
     std::vector<double> counts(static_cast<std::size_t>(bins[0] * bins[1] * bins[2]));
     for (int y = 0; y < source.rows; ++y) {
         const T* pixel = source.ptr<T>(y);
-        for (int x = 0; x < source.cols; ++x, pixel += source.channels())
-            ++counts[static_cast<std::size_t>(
-                binOf(pixel[0], bins[0]) + bins[0] * (binOf(pixel[1], bins[1]) + bins[1] * binOf(pixel[2], bins[2])))];
+        for (int x = 0; x < source.cols; ++x, pixel += source.channels()) {
+            const int cell =
+                binOf(pixel[0], bins[0]) + bins[0] * (binOf(pixel[1], bins[1]) + bins[1] * binOf(pixel[2], bins[2]));
+            ++counts[static_cast<std::size_t>(cell)];
+        }
     }
     return counts;
 }
