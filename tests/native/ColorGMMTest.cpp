@@ -99,6 +99,38 @@ TEST(ColorGMM, RejectsTheDensityOfTheMeanAtItsOwnValue)
     EXPECT_EQ(result.at<uchar>(0, 0), 255);
 }
 
+/// Colours of bytes around one that is far from 0 and 255, at most so far away.
+int coloursWithin(int squaredDistance)
+{
+    int count = 0;
+    for (int y = -40; y <= 40; ++y)
+        for (int x = -40; x <= 40; ++x)
+            count += x * x + y * y <= squaredDistance;
+    return count;
+}
+
+TEST(ColorGMM, OfThreeComponentsIsTheTrueMixtureUnlikeTheShader)
+{
+    // Three alike, far apart: a density above that at the squared distance 399.5 from a mean.
+    constexpr double kMeans[3][2] = {{50, 50}, {128, 200}, {200, 60}};
+    std::vector<Gaussian> alike;
+    for (const auto& mean : kMeans)
+        alike.push_back(gaussianOf(mean[0], mean[1], 100, 0, 100, 0.25F));
+    const double threshold = 0.25 / (6.2831853 * 100) * std::exp(-399.5 / 200);
+    cv::Mat mask;
+    ColorGMM(makeModel(alike, threshold), true).execute(allPairsOf(2), mask);
+    EXPECT_EQ(cv::countNonZero(mask), 3 * coloursWithin(399));
+
+    // The shader's text adds the third density for the second too: its colours are lost, and more are found around the
+    // third mean, where twice the density is enough: up to the squared distance 399.5 + 200 ln 2 = 538.1.
+    alike[1].mean[0] = kMeans[2][0];
+    alike[1].mean[1] = kMeans[2][1];
+    cv::Mat ofText;
+    ColorGMM(makeModel(alike, threshold), true).execute(allPairsOf(2), ofText);
+    EXPECT_EQ(cv::countNonZero(ofText), coloursWithin(399) + coloursWithin(538));
+    EXPECT_EQ(cv::countNonZero(mask != ofText), coloursWithin(538));
+}
+
 TEST(ColorGMM, OfNoComponentsHasTheDensity0)
 {
     const cv::Mat picture(1, 1, CV_8UC2, cv::Scalar::all(9));
