@@ -7,6 +7,8 @@
 #define HWY_TARGET_INCLUDE "native/Bayer.cpp"
 #include <hwy/foreach_target.h> // must come before highway.h
 
+#include "native/internal/PaddedRows-inl.h"
+
 #include <hwy/highway.h>
 
 #include <algorithm>
@@ -306,42 +308,35 @@ struct ToGrey
 #endif
 };
 
-/// Computes the columns that vectors reach, which begin at the third one and end two before the last one, or three.
-/// @return the column after them
+/// @param columns  of the row
 template<class To, typename T>
-HWY_ATTR int computeInside([[maybe_unused]] const BayerRow<T>& row, [[maybe_unused]] T* out)
+HWY_ATTR void computeRow(const BayerRow<T>& row, int columns, T* out)
 {
-    int column = 2;
-#if HWY_TARGET != HWY_SCALAR
-    const int lanes = static_cast<int>(hn::Lanes(hn::ScalableTag<T>()));
-    // The last vector begins where it fits, at an even column, and computes some pixels again.
-    const int last = (row.columns - 2 - lanes) / 2 * 2;
-    for (; column <= last; column = column < last ? std::min(column + lanes, last) : last + lanes)
+    int column = 0;
+#if HWY_TARGET == HWY_SCALAR
+    for (; column < columns; ++column)
+        To::pixel(row, column, out + To::kChannels * column);
+#else
+    const hn::ScalableTag<T> d;
+    const int lanes = static_cast<int>(hn::Lanes(d));
+    for (; column + lanes <= columns; column += lanes)
         To::vector(row, column, out + To::kChannels * column);
+    if (column < columns) {
+        HWY_ALIGN T part[To::kChannels * hn::MaxLanes(d)];
+        To::vector(row, column, part);
+        std::copy_n(part, To::kChannels * (columns - column), out + To::kChannels * column);
+    }
 #endif
-    return column;
-}
-
-template<class To, typename T>
-HWY_ATTR void computeRow(const BayerRow<T>& row, T* out)
-{
-    const auto computePixels = [&](int first, int last) {
-        for (int column = first; column < last; ++column)
-            To::pixel(row, column, out + To::kChannels * column);
-    };
-    computePixels(0, std::min(2, row.columns));
-    computePixels(computeInside<To>(row, out), row.columns);
 }
 
 template<class To, typename T>
 HWY_ATTR void computeRows(const Band& band)
 {
-    const cv::Mat& raw = band.sources[0];
+    PaddedRows<T, T> raw(band.sources[0]);
     cv::Mat result = band.result;
     for (int y = band.first; y < band.last; ++y) {
-        const BayerRow<T> row{raw.ptr<T>(std::max(y - 1, 0)), raw.ptr<T>(y), raw.ptr<T>(std::min(y + 1, raw.rows - 1)),
-                              raw.cols, y % 2 != 0};
-        computeRow<To>(row, result.ptr<T>(y));
+        const BayerRow<T> row{raw.row(y - 1), raw.row(y), raw.row(y + 1), y % 2 != 0};
+        computeRow<To>(row, result.cols, result.ptr<T>(y));
     }
 }
 

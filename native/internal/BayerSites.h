@@ -9,14 +9,13 @@
 
 namespace velmor::native {
 
-/// A row of a raw picture, with the rows around it. At the picture's edge they are the row itself.
+/// A row of a raw picture, with the rows around it. All go on beyond their ends, as far as neighbours are looked at.
 template<typename T>
 struct BayerRow
 {
     const T* above;
     const T* here;
     const T* below;
-    int columns;
     bool isOdd;
 };
 
@@ -34,18 +33,10 @@ struct BayerSite
 template<typename T>
 BayerSite<T> bayerSite(const BayerRow<T>& row, int column)
 {
-    const auto within = [&row](int at) {
-        return std::clamp(at, 0, row.columns - 1);
-    };
     const bool isOdd = column % 2 != 0;
     const int aside = isOdd == row.isOdd ? 1 : 0; // red and blue pixels have green ones above and below
-    return {row.here[column],
-            row.here[within(column - 2)],
-            row.here[within(column + 2)],
-            row.here[within(column - 1)],
-            row.here[within(column + 1)],
-            row.above[within(column - aside)],
-            row.below[within(column + aside)]};
+    return {row.here[column],     row.here[column - 2],      row.here[column + 2],     row.here[column - 1],
+            row.here[column + 1], row.above[column - aside], row.below[column + aside]};
 }
 
 /// Calls a function with red, green and blue. Even rows are red and green in turn, odd ones green and blue.

@@ -55,7 +55,10 @@ public:
 private:
     static constexpr int kRows = 3;
 
-    /// A vector, so that rows are aligned; it holds a pixel too.
+    /// How many pixels the edge is repeated for: as far as any filter looks.
+    static constexpr std::size_t kReach = 2;
+
+    /// A vector, so that rows are aligned; it holds kReach pixels too.
     static constexpr std::size_t kPadding = std::max<std::size_t>(hn::MaxLanes(hn::ScalableTag<T>()), 16);
 
     HWY_ATTR void fill(T* row, const Source* source) const
@@ -64,9 +67,9 @@ private:
             std::copy_n(source, mCount, row);
         else
             convert(row, source);
-        for (std::size_t c = 0; c < mChannels; ++c) {
-            *(row + c - mChannels) = row[c];
-            row[mCount + c] = row[mCount - mChannels + c];
+        for (std::size_t c = 0; c < kReach * mChannels; ++c) {
+            *(row + c - kReach * mChannels) = row[c % mChannels];
+            row[mCount + c] = row[mCount - mChannels + c % mChannels];
         }
     }
 
