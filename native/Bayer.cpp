@@ -19,7 +19,21 @@ namespace {
 
 namespace hn = hwy::HWY_NAMESPACE;
 
-#if HWY_TARGET != HWY_SCALAR // with one lane nothing tells odd columns from even ones
+#if HWY_TARGET == HWY_SCALAR // one lane cannot hold both an even and an odd column
+
+template<typename T>
+void vectorOfColours(const BayerRow<T>& row, int column, T* out)
+{
+    bayerColour(row, column, out);
+}
+
+template<typename T>
+void vectorOfGreys(const BayerRow<T>& row, int column, T* out)
+{
+    bayerGrey(row, column, out);
+}
+
+#else
 
 using Bytes = hn::ScalableTag<uint8_t>;
 using Shorts = hn::ScalableTag<uint16_t>;
@@ -27,6 +41,24 @@ using Integers = hn::ScalableTag<int32_t>;
 using Floats = hn::ScalableTag<float>;
 using ShortVector = hn::Vec<Shorts>;
 using FloatVector = hn::Vec<Floats>;
+
+template<class V>
+struct Colours
+{
+    V red;
+    V green;
+    V blue;
+};
+
+/// What a vector of a row has as colours of its pixels' own, from beside them and from across the rows, as red, green
+/// and blue.
+template<class V>
+HWY_ATTR HWY_INLINE Colours<V> inOrder(bool oddRow, V own, V side, V across)
+{
+    const V first = hn::OddEven(side, own);
+    const V second = hn::OddEven(own, side);
+    return oddRow ? Colours<V>{across, first, second} : Colours<V>{first, second, across};
+}
 
 // ---- Bytes. A vector is taken apart into its even and its odd columns, and each of these into its even and odd lanes:
 // masks and shifts are enough for that, and all pixels of a part have the same colour.
@@ -62,40 +94,35 @@ HWY_ATTR FloatVector floatsOf(ShortVector values)
     return hn::ConvertTo(Floats(), integersOf<odd>(values));
 }
 
-/// What pixels in the even or the odd columns of a vector depend on. Their colours are own, side and across, each times
-/// centre / (2 sum); see withFractions().
+/// What pixels in the even or the odd columns of a vector depend on. Their own colour is the centre, and their others
+/// are side and across, each times 3 centre / (2 sum).
 struct Sites
 {
     ShortVector centre;
-    ShortVector sum; ///< of the centre and the two pixels next to it that have its colour
-    ShortVector own;
-    ShortVector side;
-    ShortVector across;
+    ShortVector sum;    ///< of the centre and the two pixels next to it that have its colour
+    ShortVector own;    ///< the same, but 0 in a black neighbourhood
+    ShortVector side;   ///< sum of the two pixels beside the centre
+    ShortVector across; ///< sum of the two pixels across the rows
 };
 
 template<bool odd>
-HWY_ATTR Sites sitesOf(const BayerRow<uint8_t>& row, int column)
+HWY_ATTR HWY_INLINE Sites sitesOf(const BayerRow<uint8_t>& row, int column)
 {
     const Shorts d;
     const auto load = [d](const uint8_t* from) HWY_ATTR {
         return lanesOf<odd>(d, hn::LoadU(Bytes(), from));
     };
-    const auto threeTimesSum = [](ShortVector a, ShortVector b) HWY_ATTR {
-        const ShortVector sum = hn::Add(a, b);
-        return hn::Add(hn::Add(sum, sum), sum);
-    };
     const uint8_t* const here = row.here + column;
     const int aside = odd == row.isOdd ? 1 : 0;
     Sites sites;
     sites.centre = load(here);
-    sites.sum = hn::Add(hn::Add(load(here - 2), load(here + 2)), sites.centre);
-    sites.own = hn::Add(sites.sum, sites.sum);
-    sites.side = threeTimesSum(load(here - 1), load(here + 1));
-    sites.across = threeTimesSum(load(row.above + column - aside), load(row.below + column + aside));
-    // A black neighbourhood scales nothing: there the scale is 1 / 6.
-    const auto black = hn::VecFromMask(d, hn::Eq(sites.sum, hn::Zero(d)));
+    sites.own = hn::Add(hn::Add(load(here - 2), load(here + 2)), sites.centre);
+    sites.side = hn::Add(load(here - 1), load(here + 1));
+    sites.across = hn::Add(load(row.above + column - aside), load(row.below + column + aside));
+    // A black neighbourhood scales nothing: there 3 centre / (2 sum) is to be 1 / 2.
+    const auto black = hn::VecFromMask(d, hn::Eq(sites.own, hn::Zero(d)));
     sites.centre = hn::Or(sites.centre, hn::And(black, hn::Set(d, 1)));
-    sites.sum = hn::Or(sites.sum, hn::And(black, hn::Set(d, 3)));
+    sites.sum = hn::Or(sites.own, hn::And(black, hn::Set(d, 3)));
     return sites;
 }
 
@@ -119,7 +146,7 @@ HWY_ATTR auto rounded(FloatVector values)
 
 /// One colour. Where it is not halfway between two integers it is away from there by 1 / (2 sum) or more, which is more
 /// than it is lifted by, as far as bytes go.
-HWY_ATTR ShortVector colourOf(ShortVector numerator, FloatVector evenScale, FloatVector oddScale)
+HWY_ATTR HWY_INLINE ShortVector colourOf(ShortVector numerator, FloatVector evenScale, FloatVector oddScale)
 {
     const auto even = rounded(hn::Mul(floatsOf<false>(numerator), evenScale));
     const auto odd = rounded(hn::Mul(floatsOf<true>(numerator), oddScale));
@@ -134,28 +161,22 @@ struct Interpolated
 };
 
 template<bool odd>
-HWY_ATTR Interpolated interpolate(const BayerRow<uint8_t>& row, int column)
+HWY_ATTR HWY_INLINE Interpolated interpolate(const BayerRow<uint8_t>& row, int column)
 {
     const Sites sites = sitesOf<odd>(row, column);
-    const FloatVector evenScale = scaleOf<false>(sites, kLift / 2);
-    const FloatVector oddScale = scaleOf<true>(sites, kLift / 2);
+    const FloatVector evenScale = scaleOf<false>(sites, kLift * 3 / 2);
+    const FloatVector oddScale = scaleOf<true>(sites, kLift * 3 / 2);
     return {colourOf(sites.side, evenScale, oddScale), colourOf(sites.across, evenScale, oddScale)};
 }
 
-HWY_ATTR void vectorOfColours(const BayerRow<uint8_t>& row, int column, uint8_t* out)
+HWY_ATTR HWY_INLINE void vectorOfColours(const BayerRow<uint8_t>& row, int column, uint8_t* out)
 {
     const Bytes d;
     const Interpolated even = interpolate<false>(row, column);
     const Interpolated odd = interpolate<true>(row, column);
-    const auto own = hn::LoadU(d, row.here + column);
-    const auto side = joined(d, even.side, odd.side);
-    const auto across = joined(d, even.across, odd.across);
-    const auto first = hn::OddEven(side, own);
-    const auto second = hn::OddEven(own, side);
-    if (row.isOdd)
-        hn::StoreInterleaved3(across, first, second, d, out);
-    else
-        hn::StoreInterleaved3(first, second, across, d, out);
+    const auto colours = inOrder(row.isOdd, hn::LoadU(d, row.here + column), joined(d, even.side, odd.side),
+                                 joined(d, even.across, odd.across));
+    hn::StoreInterleaved3(colours.red, colours.green, colours.blue, d, out);
 }
 
 /// Weights in millionths.
@@ -166,27 +187,24 @@ struct Weights
     int32_t across;
 };
 
-Weights weightsOf(bool oddRow, bool oddColumn)
+HWY_INLINE Weights weightsOf(bool oddRow, bool oddColumn)
 {
-    Weights weights{};
-    withColours(oddRow, oddColumn, &weights.own, &weights.side, &weights.across,
-                [](int32_t* red, int32_t* green, int32_t* blue) {
-                    *red = kMillionths[0];
-                    *green = kMillionths[1];
-                    *blue = kMillionths[2];
-                });
-    return weights;
+    const int32_t green = kMillionths[1];
+    const int32_t beside = kMillionths[oddRow ? 2 : 0];
+    const int32_t across = kMillionths[oddRow ? 0 : 2];
+    return oddRow == oddColumn ? Weights{beside, green, across} : Weights{green, beside, across};
 }
 
 template<bool odd>
-HWY_ATTR auto integerGreys(const Sites& sites, const Weights& weights)
+HWY_ATTR HWY_INLINE auto integerGreys(const Sites& sites, const Weights& weights)
 {
     const Integers d;
     const auto weighted = [d](ShortVector colour, int32_t weight) HWY_ATTR {
         return hn::Mul(integersOf<odd>(colour), hn::Set(d, weight));
     };
-    const auto numerator = hn::Add(hn::Add(weighted(sites.own, weights.own), weighted(sites.side, weights.side)),
-                                   weighted(sites.across, weights.across));
+    const auto numerator =
+        hn::Add(hn::Add(weighted(sites.own, 2 * weights.own), weighted(sites.side, 3 * weights.side)),
+                weighted(sites.across, 3 * weights.across));
     // By floats the grey is found, or the integer above it. The remainder tells: if it is negative, it was the one
     // above. It lies within the divisor on both sides, so that its lowest 32 bits are enough.
     const auto guess = rounded(hn::Mul(hn::ConvertTo(Floats(), numerator), scaleOf<odd>(sites, kLift / 2000000)));
@@ -197,7 +215,7 @@ HWY_ATTR auto integerGreys(const Sites& sites, const Weights& weights)
 }
 
 template<bool odd>
-HWY_ATTR ShortVector greysOf(const BayerRow<uint8_t>& row, int column)
+HWY_ATTR HWY_INLINE ShortVector greysOf(const BayerRow<uint8_t>& row, int column)
 {
     const Sites sites = sitesOf<odd>(row, column);
     const Weights weights = weightsOf(row.isOdd, odd);
@@ -205,7 +223,7 @@ HWY_ATTR ShortVector greysOf(const BayerRow<uint8_t>& row, int column)
     return hn::Min(greys, hn::Set(Shorts(), 255));
 }
 
-HWY_ATTR void vectorOfGreys(const BayerRow<uint8_t>& row, int column, uint8_t* out)
+HWY_ATTR HWY_INLINE void vectorOfGreys(const BayerRow<uint8_t>& row, int column, uint8_t* out)
 {
     const Bytes d;
     hn::StoreU(joined(d, greysOf<false>(row, column), greysOf<true>(row, column)), d, out);
@@ -213,14 +231,7 @@ HWY_ATTR void vectorOfGreys(const BayerRow<uint8_t>& row, int column, uint8_t* o
 
 // ---- Floats: the operations of withColours(), in their order
 
-struct Colours
-{
-    FloatVector red;
-    FloatVector green;
-    FloatVector blue;
-};
-
-HWY_ATTR Colours coloursOf(const BayerRow<float>& row, int column)
+HWY_ATTR HWY_INLINE Colours<FloatVector> coloursOf(const BayerRow<float>& row, int column)
 {
     const Floats d;
     const auto load = [d](const float* from) HWY_ATTR {
@@ -245,21 +256,19 @@ HWY_ATTR Colours coloursOf(const BayerRow<float>& row, int column)
     const auto own = hn::Mul(average, scale);
     const auto side = hn::Mul(hn::Mul(sumOf(load(here - 1), load(here + 1)), half), scale);
     const auto across = hn::Mul(hn::Mul(sumOf(before, after), half), scale);
-    const auto first = hn::OddEven(side, own);
-    const auto second = hn::OddEven(own, side);
-    return row.isOdd ? Colours{across, first, second} : Colours{first, second, across};
+    return inOrder(row.isOdd, own, side, across);
 }
 
-HWY_ATTR void vectorOfColours(const BayerRow<float>& row, int column, float* out)
+HWY_ATTR HWY_INLINE void vectorOfColours(const BayerRow<float>& row, int column, float* out)
 {
-    const Colours colours = coloursOf(row, column);
+    const Colours<FloatVector> colours = coloursOf(row, column);
     hn::StoreInterleaved3(colours.red, colours.green, colours.blue, Floats(), out);
 }
 
-HWY_ATTR void vectorOfGreys(const BayerRow<float>& row, int column, float* out)
+HWY_ATTR HWY_INLINE void vectorOfGreys(const BayerRow<float>& row, int column, float* out)
 {
     const Floats d;
-    const Colours colours = coloursOf(row, column);
+    const Colours<FloatVector> colours = coloursOf(row, column);
     const auto red = hn::Mul(colours.red, hn::Set(d, kLuminance[0]));
     const auto green = hn::Mul(colours.green, hn::Set(d, kLuminance[1]));
     const auto blue = hn::Mul(colours.blue, hn::Set(d, kLuminance[2]));
@@ -270,93 +279,47 @@ HWY_ATTR void vectorOfGreys(const BayerRow<float>& row, int column, float* out)
 
 // ---- Rows
 
-struct ToColour
-{
-    static constexpr int kChannels = 3;
-
-    template<typename T>
-    static void pixel(const BayerRow<T>& row, int column, T* out)
-    {
-        bayerColour(row, column, out);
-    }
-
-#if HWY_TARGET != HWY_SCALAR
-    template<typename T>
-    static HWY_ATTR void vector(const BayerRow<T>& row, int column, T* out)
-    {
-        vectorOfColours(row, column, out);
-    }
-#endif
-};
-
-struct ToGrey
-{
-    static constexpr int kChannels = 1;
-
-    template<typename T>
-    static void pixel(const BayerRow<T>& row, int column, T* out)
-    {
-        bayerGrey(row, column, out);
-    }
-
-#if HWY_TARGET != HWY_SCALAR
-    template<typename T>
-    static HWY_ATTR void vector(const BayerRow<T>& row, int column, T* out)
-    {
-        vectorOfGreys(row, column, out);
-    }
-#endif
-};
-
 /// @param columns  of the row
-template<class To, typename T>
-HWY_ATTR void computeRow(const BayerRow<T>& row, int columns, T* out)
+/// @param vector   computes a vector of a row's pixels
+template<int channels, typename T, class Function>
+HWY_ATTR HWY_INLINE void computeRow(BayerRow<T> row, int columns, T* out, const Function& vector)
 {
-    int column = 0;
-#if HWY_TARGET == HWY_SCALAR
-    for (; column < columns; ++column)
-        To::pixel(row, column, out + To::kChannels * column);
-#else
     const hn::ScalableTag<T> d;
     const int lanes = static_cast<int>(hn::Lanes(d));
-    for (; column + lanes <= columns; column += lanes)
-        To::vector(row, column, out + To::kChannels * column);
-    if (column < columns) {
-        HWY_ALIGN T part[To::kChannels * hn::MaxLanes(d)];
-        To::vector(row, column, part);
-        std::copy_n(part, To::kChannels * (columns - column), out + To::kChannels * column);
-    }
-#endif
+    const int rest = columns % lanes;
+    HWY_ALIGN T part[channels * hn::MaxLanes(d)];
+    for (int column = 0; column < columns; column += lanes)
+        vector(row, column, column < columns - rest ? out + channels * column : part);
+    std::copy_n(part, channels * rest, out + channels * (columns - rest));
 }
 
-template<class To, typename T>
-HWY_ATTR void computeRows(const Band& band)
+template<int channels, typename T, class Function>
+HWY_ATTR void computeRows(const Band& band, const Function& vector)
 {
     PaddedRows<T, T> raw(band.sources[0]);
     cv::Mat result = band.result;
-    for (int y = band.first; y < band.last; ++y) {
-        const BayerRow<T> row{raw.row(y - 1), raw.row(y), raw.row(y + 1), y % 2 != 0};
-        computeRow<To>(row, result.cols, result.ptr<T>(y));
-    }
+    for (int y = band.first; y < band.last; ++y)
+        computeRow<channels>(BayerRow<T>{raw.row(y - 1), raw.row(y), raw.row(y + 1), y % 2 != 0}, result.cols,
+                             result.ptr<T>(y), vector);
 }
 
-template<class To>
-HWY_ATTR void compute(const Band& band)
+template<int channels, class Function>
+HWY_ATTR void compute(const Band& band, const Function& vector)
 {
     if (band.sourceDepth() == CV_8U)
-        computeRows<To, uint8_t>(band);
+        computeRows<channels, uint8_t>(band, vector);
     else
-        computeRows<To, float>(band);
+        computeRows<channels, float>(band, vector);
 }
 
 HWY_ATTR void computeColour(const Band& band)
 {
-    compute<ToColour>(band);
+    compute<3>(band, [](const auto& row, int column, auto* out) HWY_ATTR { vectorOfColours(row, column, out); });
 }
 
 HWY_ATTR void computeGrey(const Band& band)
 {
-    compute<ToGrey>(band);
+    compute<1>(band, [](const auto& row, int column, auto* out) HWY_ATTR { vectorOfGreys(row, column, out); });
 }
 
 } // namespace

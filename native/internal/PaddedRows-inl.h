@@ -67,9 +67,12 @@ private:
             std::copy_n(source, mCount, row);
         else
             convert(row, source);
-        for (std::size_t c = 0; c < kReach * mChannels; ++c) {
-            *(row + c - kReach * mChannels) = row[c % mChannels];
-            row[mCount + c] = row[mCount - mChannels + c % mChannels];
+        T* const last = row + mCount - mChannels;
+        for (std::size_t c = 0; c < mChannels; ++c) {
+            for (std::size_t i = 1; i <= kReach; ++i) {
+                *(row + c - i * mChannels) = row[c];
+                last[c + i * mChannels] = last[c];
+            }
         }
     }
 
