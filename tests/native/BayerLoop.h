@@ -4,7 +4,7 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
+#include <limits>
 
 // The Bayer filters in plain loops: bytes by integers, floats by the operations of the shaders in their order.
 
@@ -122,6 +122,27 @@ inline cv::Mat allNeighbours(int sumBeside, int parity)
                 value = x / 2 % 2 == 0 ? x / 8 : v;
             raw.at<uchar>(v, x) = static_cast<uchar>(value);
         }
+    }
+    return raw;
+}
+
+/// Expects what the loop gives, with the pixels of both colours of a row in all those ways.
+inline void expectForAllNeighbours(const NativeCase& expectation, int sumBeside)
+{
+    for (const int parity : {0, 1})
+        expectOn(expectation, allNeighbours(sumBeside, parity));
+}
+
+/// A picture with some floats that are no number, infinite, or at the ends of their range.
+inline cv::Mat specialFloats()
+{
+    cv::Mat raw = randomPicture(cv::Size(71, 9), CV_32FC1, 3);
+    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
+                              -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::denorm_min(),
+                              std::numeric_limits<float>::max()};
+    for (int i = 0; i < 5; ++i) {
+        raw.at<float>(2, 7 + 9 * i) = specials[i];
+        raw.at<float>(6, 8 + 9 * i) = specials[i];
     }
     return raw;
 }

@@ -2,8 +2,6 @@
 
 #include "tests/native/BayerLoop.h"
 
-#include <limits>
-
 namespace velmor::tests {
 namespace {
 
@@ -26,8 +24,7 @@ TEST(BayerRG2GRAY, IsTheRuleEverywhere)
 TEST(BayerRG2GRAY, IsTheRuleForNeighboursOfManyBrightnesses)
 {
     for (const int sumBeside : {0, 1, 255, 509, 510})
-        for (const int parity : {0, 1})
-            expectOn({BayerRG2GRAY(), {}, kLoop}, allNeighbours(sumBeside, parity));
+        expectForAllNeighbours({BayerRG2GRAY(), {}, kLoop}, sumBeside);
 }
 
 TEST(BayerRG2GRAYSweep, IsTheRuleForManyBytes)
@@ -38,8 +35,7 @@ TEST(BayerRG2GRAYSweep, IsTheRuleForManyBytes)
         expectOn({BayerRG2GRAY(), {}, kLoop}, raw);
     }
     for (int sumBeside = 0; sumBeside <= 510 && !HasFailure(); sumBeside += 3)
-        for (const int parity : {0, 1})
-            expectOn({BayerRG2GRAY(), {}, kLoop}, allNeighbours(sumBeside, parity));
+        expectForAllNeighbours({BayerRG2GRAY(), {}, kLoop}, sumBeside);
 }
 
 TEST(BayerRG2GRAY, GivesTheValueOfAnEvenPicture)
@@ -70,15 +66,7 @@ TEST(BayerRG2GRAY, NeitherRoundsNorLimitsTheColoursBefore)
 
 TEST(BayerRG2GRAY, KeepsInfinitiesAndWhatIsNoNumber)
 {
-    cv::Mat raw = randomPicture(cv::Size(71, 9), CV_32FC1, 3);
-    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                              -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::denorm_min(),
-                              std::numeric_limits<float>::max()};
-    for (int i = 0; i < 5; ++i) {
-        raw.at<float>(2, 7 + 9 * i) = specials[i];
-        raw.at<float>(6, 8 + 9 * i) = specials[i];
-    }
-    expectOn({BayerRG2GRAY(), {}, kLoop, {CV_8U, CV_32F}}, raw);
+    expectOn({BayerRG2GRAY(), {}, kLoop, {CV_8U, CV_32F}}, specialFloats());
 }
 
 TEST(BayerRG2GRAY, RefusesOtherTypes)

@@ -2,8 +2,6 @@
 
 #include "tests/native/BayerLoop.h"
 
-#include <limits>
-
 namespace velmor::tests {
 namespace {
 
@@ -16,12 +14,6 @@ const PlainLoop kLoop = bayerLoop(
     },
     [](const std::array<float, 3>& colours, float* out) { std::copy(colours.begin(), colours.end(), out); });
 
-void expectForAllNeighbours(int sumBeside)
-{
-    for (const int parity : {0, 1})
-        expectOn({BayerRG2RGB(), {}, kLoop}, allNeighbours(sumBeside, parity));
-}
-
 TEST(BayerRG2RGB, IsTheRuleEverywhere)
 {
     expectEverywhere({BayerRG2RGB(), {CV_8UC1, CV_32FC1}, kLoop, {-1, CV_8U, CV_32F}});
@@ -30,13 +22,13 @@ TEST(BayerRG2RGB, IsTheRuleEverywhere)
 TEST(BayerRG2RGB, IsTheRuleForNeighboursOfManyBrightnesses)
 {
     for (const int sumBeside : {0, 1, 2, 127, 255, 256, 509, 510})
-        expectForAllNeighbours(sumBeside);
+        expectForAllNeighbours({BayerRG2RGB(), {}, kLoop}, sumBeside);
 }
 
 TEST(BayerRG2RGBSweep, IsTheRuleForAllBytesThatAColourDependsOn)
 {
     for (int sumBeside = 0; sumBeside <= 510 && !HasFailure(); ++sumBeside)
-        expectForAllNeighbours(sumBeside);
+        expectForAllNeighbours({BayerRG2RGB(), {}, kLoop}, sumBeside);
 }
 
 TEST(BayerRG2RGB, GivesOneColourOfAnEvenPicture)
@@ -83,15 +75,7 @@ TEST(BayerRG2RGB, ScalesNothingInABlackNeighbourhood)
 
 TEST(BayerRG2RGB, KeepsInfinitiesAndWhatIsNoNumber)
 {
-    cv::Mat raw = randomPicture(cv::Size(71, 9), CV_32FC1, 3);
-    const float specials[] = {std::numeric_limits<float>::quiet_NaN(), std::numeric_limits<float>::infinity(),
-                              -std::numeric_limits<float>::infinity(), std::numeric_limits<float>::denorm_min(),
-                              std::numeric_limits<float>::max()};
-    for (int i = 0; i < 5; ++i) {
-        raw.at<float>(2, 7 + 9 * i) = specials[i];
-        raw.at<float>(6, 8 + 9 * i) = specials[i];
-    }
-    expectOn({BayerRG2RGB(), {}, kLoop, {CV_8U, CV_32F}}, raw);
+    expectOn({BayerRG2RGB(), {}, kLoop, {CV_8U, CV_32F}}, specialFloats());
 }
 
 TEST(BayerRG2RGB, KeepsTheSignOfZerosAsTheShaderDoes)
