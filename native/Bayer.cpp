@@ -50,8 +50,8 @@ struct Colours
     V blue;
 };
 
-/// What a vector of a row has as colours of its pixels' own, from beside them and from across the rows, as red, green
-/// and blue.
+/// The colours of a row's pixels from what they have as their own colour, as the one beside them, and as the one across
+/// the rows.
 template<class V>
 HWY_ATTR HWY_INLINE Colours<V> inOrder(bool oddRow, V own, V side, V across)
 {
@@ -179,7 +179,7 @@ HWY_ATTR HWY_INLINE void vectorOfColours(const BayerRow<uint8_t>& row, int colum
     hn::StoreInterleaved3(colours.red, colours.green, colours.blue, d, out);
 }
 
-/// Weights in millionths.
+/// Weights of a pixel's colours in millionths of grey.
 struct Weights
 {
     int32_t own;

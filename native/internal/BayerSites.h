@@ -4,8 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-// The rule of the Bayer filters for one pixel, in plain C++: for places that no vector reaches, and where there is no
-// vector.
+// The rule of the Bayer filters for one pixel, in plain C++: for processors without vectors.
 
 namespace velmor::native {
 

@@ -64,6 +64,41 @@ TEST(BayerRG2GRAY, NeitherRoundsNorLimitsTheColoursBefore)
     EXPECT_EQ(result.at<uchar>(2, 2), 0);
 }
 
+TEST(BayerRG2GRAY, RoundsHalvesUp)
+{
+    struct Site
+    {
+        cv::Point place;
+        int value;
+        int twoNextToIt; ///< sum of the two pixels of its colour
+        int twoBeside;
+        int twoAcross;
+        int grey; ///< a half more than the exact value
+    };
+    // The first one is red 32, green 308 / 2 * 32 / ((32 + 73) / 3) = 140.8 and blue 0, so that its grey is
+    // 6.805472 + 100.694528 = 107.5.
+    const Site sites[] = {{{2, 2}, 32, 73, 308, 0, 108},
+                          {{3, 2}, 100, 58, 294, 374, 157},
+                          {{2, 3}, 64, 35, 308, 253, 120},
+                          {{3, 3}, 50, 28, 154, 132, 137}};
+    for (const Site& site : sites) {
+        cv::Mat raw = cv::Mat::zeros(6, 6, CV_8UC1);
+        const auto setPair = [&](int dx, int dy, int sum) {
+            raw.at<uchar>(site.place - cv::Point(dx, dy)) = static_cast<uchar>(sum / 2);
+            raw.at<uchar>(site.place + cv::Point(dx, dy)) = static_cast<uchar>(sum - sum / 2);
+        };
+        raw.at<uchar>(site.place) = static_cast<uchar>(site.value);
+        setPair(2, 0, site.twoNextToIt);
+        setPair(1, 0, site.twoBeside);
+        setPair(site.place.x == site.place.y ? 1 : 0, 1, site.twoAcross); // of red and blue pixels: diagonal
+        onEachInstructionSet([&](const std::string& set) {
+            cv::Mat result;
+            BayerRG2GRAY().execute(raw, result);
+            EXPECT_EQ(result.at<uchar>(site.place), site.grey) << set << ", column " << site.place.x;
+        });
+    }
+}
+
 TEST(BayerRG2GRAY, KeepsInfinitiesAndWhatIsNoNumber)
 {
     expectOn({BayerRG2GRAY(), {}, kLoop, {CV_8U, CV_32F}}, specialFloats());
