@@ -415,24 +415,30 @@ def svg(width, height, title, body):
             f'<text x="16" y="26" font-size="15" fill="#222">{escaped(title)}</text>\n' + body + "</svg>\n")
 
 
+# Keeps text readable where it lies on a line.
+OUTLINED = 'stroke="white" stroke-width="4" paint-order="stroke"'
+
+
 def bars(title, rows, line=None):
     """Rows are (name, value, part of the value that is drawn dark or 0); the line is a value that is marked."""
     row_height, width, top = 22, 360, 48
-    left = 24 + 7 * max(len(name) for name, _, _ in rows)
-    scale = width / max([value for _, value, _ in rows] + [1.1 * (line or 0)])
-    body = ""
+    left = 24 + 7.5 * max(len(name) for name, _, _ in rows)
+    scale = width / max([max(value, part) for _, value, part in rows] + [1.1 * (line or 0)])
+    drawn, numbers = "", ""
     for i, (name, value, part) in enumerate(rows):
         y = top + i * row_height
-        body += f'<text x="{left - 8}" y="{y + 14}" text-anchor="end" fill="#222">{escaped(name)}</text>\n'
-        body += f'<rect x="{left}" y="{y + 2}" width="{value * scale:.1f}" height="16" fill="#9dbce0"/>\n'
+        drawn += f'<text x="{left - 8}" y="{y + 14}" text-anchor="end" fill="#222">{escaped(name)}</text>\n'
+        drawn += f'<rect x="{left}" y="{y + 2}" width="{value * scale:.1f}" height="16" fill="#9dbce0"/>\n'
         if part:
-            body += f'<rect x="{left}" y="{y + 2}" width="{part * scale:.1f}" height="16" fill="#2a5b97"/>\n'
-        body += f'<text x="{left + value * scale + 6:.1f}" y="{y + 14}" fill="#222">{number(value)}</text>\n'
+            drawn += f'<rect x="{left}" y="{y + 2}" width="{part * scale:.1f}" height="16" fill="#2a5b97"/>\n'
+        x = left + max(value, part) * scale + 6
+        numbers += f'<text x="{x:.1f}" y="{y + 14}" {OUTLINED} fill="#222">{number(value)}</text>\n'
     if line:
         x = left + line * scale
-        body += (f'<line x1="{x:.1f}" x2="{x:.1f}" y1="{top - 6}" y2="{top + len(rows) * row_height}" '
-                 'stroke="#b03a2e"/>\n')
-    return svg(max(left + width + 70, 8 * len(title) + 32), top + len(rows) * row_height + 16, title, body)
+        drawn += (f'<line x1="{x:.1f}" x2="{x:.1f}" y1="{top - 6}" y2="{top + len(rows) * row_height}" '
+                  'stroke="#b03a2e"/>\n')
+    return svg(max(left + width + 70, 8 * len(title) + 32), top + len(rows) * row_height + 16, title,
+               drawn + numbers)
 
 
 COLOURS = {"native": "#2a5b97", "textures": "#b03a2e", "images": "#5b8c2a"}
@@ -520,9 +526,8 @@ def machine():
 
 
 def machine_text(context):
-    return (f"Measured on {context['cpu']} with {context['cores']} cores, {context['system']}, {context['compiler']}, "
-            f"in {context['repetitions']} repetitions. {context['load']:.1f} other processes were running when it "
-            "began.\n")
+    return (f"Measured on {context['cpu']} with {context['cores']} cores, {context['system']}, {context['compiler']}.\n"
+            f"There were {context['repetitions']} repetitions. The load was {context['load']:.1f} when it began.\n")
 
 
 def tables(context, measured, curves):

@@ -198,7 +198,7 @@ class Program(unittest.TestCase):
             page.write_text((ROOT / "docs" / "performance.md").read_text())
             self.run_report(folder, 1.0, "--out", folder / "all.json", "--page", page)
             self.assertIn("| `Not` | 8UC1, real | – / 2,074 / – | – | cv | – / 1.00 / – |\n", page.read_text())
-            self.assertIn("0.2 other processes", page.read_text())
+            self.assertIn("The load was 0.2", page.read_text())
             self.assertTrue((folder / "performance-native.svg").read_text().startswith("<svg "))
             self.assertFalse((folder / "performance-cpu.svg").exists())  # nothing of it was measured
 
