@@ -43,7 +43,7 @@ Comparison compareSobel(const cv::Mat& source, double most)
     comparison.own = [=] {
         filter->execute(source, *result);
     };
-    comparison.beside = "2cv::Sobel+cv::magnitude";
+    comparison.beside = "cv::Sobel_and_cv::magnitude";
     comparison.other = [=] {
         sobelOf(source, *planes);
     };

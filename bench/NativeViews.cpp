@@ -21,7 +21,7 @@ Comparison besideFlip(const cv::Mat& picture)
         cv::Mat into = own;
         flip.execute(picture, into);
     };
-    comparison.beside = "flip";
+    comparison.beside = "cv::flip";
     comparison.other = [=] {
         cv::Mat into = other;
         cv::flip(picture, into, 0);

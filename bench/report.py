@@ -235,8 +235,8 @@ def split_name(name):
 
 
 def code_or_words(name):
-    """How a table shows the name of what something is compared with, such as "cv::add" or "plain_loop"."""
-    return f"`{name}`" if "::" in name else name.replace("_", " ")
+    """How a table shows what something is compared with, such as "cv::Sobel_and_cv::magnitude" or "plain_loop"."""
+    return " and ".join(f"`{part}`" if "::" in part else part.replace("_", " ") for part in name.split("_and_"))
 
 
 def native_rows(results):
