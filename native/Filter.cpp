@@ -18,20 +18,16 @@ using core::cvdata::Image;
 class Checks
 {
 public:
-    Checks(const Rule& rule, const char* function) : mRule(rule), mFunction("native::" + rule.name + "::" + function) {}
+    Checks(const Rule& rule, const char* function) : mRule(rule), mFunction(rule.name, function) {}
 
     int resultType(int sourceType, int depth) const
     {
         checkType(mFunction, sourceType, mRule.channels, mRule.depths);
         const int sourceDepth = CV_MAT_DEPTH(sourceType);
-        std::vector<int> depths = mRule.resultDepths;
-        std::replace(depths.begin(), depths.end(), +Rule::AS_SOURCE, sourceDepth);
-        if (depth != -1 && !contains(depths, depth)) {
-            std::sort(depths.begin(), depths.end());
-            depths.erase(std::unique(depths.begin(), depths.end()), depths.end());
-            refuse(mFunction, "a result of " + listText(depths, depthText), depthText(depth));
-        }
-        return CV_MAKETYPE(depth == -1 ? depths.front() : depth,
+        if (depth != -1)
+            resultDepth(sourceDepth, depth);
+        const int given = depth == -1 ? mRule.resultDepths.front() : depth;
+        return CV_MAKETYPE(given == Rule::AS_SOURCE ? sourceDepth : given,
                            mRule.resultChannels == Rule::AS_SOURCE ? CV_MAT_CN(sourceType) : mRule.resultChannels);
     }
 
@@ -53,8 +49,19 @@ public:
     }
 
 private:
+    void resultDepth(int sourceDepth, int depth) const
+    {
+        std::vector<int> depths = mRule.resultDepths;
+        std::replace(depths.begin(), depths.end(), +Rule::AS_SOURCE, sourceDepth);
+        if (contains(depths, depth))
+            return;
+        std::sort(depths.begin(), depths.end());
+        depths.erase(std::unique(depths.begin(), depths.end()), depths.end());
+        refuse(mFunction, "a result of " + listText(depths, depthText), depthText(depth));
+    }
+
     const Rule& mRule;
-    std::string mFunction;
+    FunctionName mFunction;
 };
 
 /// Whether the result may be written while a source is read.
@@ -66,12 +73,12 @@ bool bearsWriting(const Rule& rule, const cv::Mat& source, const cv::Mat& result
 void executeChecked(const Rule& rule, const cv::Mat& source1, const cv::Mat& source2, int type, cv::Mat& result)
 {
     // The result may be a source: these keep its memory when the result gets new memory.
-    const cv::Mat sources[] = {source1, source2};
+    const Sources sources = {source1, source2};
     result.create(sources[0].size(), type);
     if (bearsWriting(rule, sources[0], result) && bearsWriting(rule, sources[1], result))
-        return computeRule(rule, sources[0], sources[1], result);
+        return computeRule(rule, sources, result);
     cv::Mat elsewhere(result.size(), type);
-    computeRule(rule, sources[0], sources[1], elsewhere);
+    computeRule(rule, sources, elsewhere);
     elsewhere.copyTo(result);
 }
 

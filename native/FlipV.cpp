@@ -17,7 +17,6 @@ namespace {
 HWY_ATTR void flip(const Band& band)
 {
     const cv::Mat& source = band.sources[0];
-    cv::Mat result = band.result;
     const std::size_t bytes = static_cast<std::size_t>(source.cols) * source.elemSize();
     const auto same = [](auto, auto value, auto) HWY_ATTR {
         return value;
@@ -25,7 +24,7 @@ HWY_ATTR void flip(const Band& band)
     // The source is read forwards, which is what processors fetch ahead best; writing backwards costs nothing.
     for (int row = band.last - 1; row >= band.first; --row)
         mapElements(hn::ScalableTag<uint8_t>(), source.ptr(source.rows - 1 - row), static_cast<const uchar*>(nullptr),
-                    result.ptr(row), bytes, band.streams, same);
+                    band.result.ptr(row), bytes, band.streams, same);
 }
 
 } // namespace

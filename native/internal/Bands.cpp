@@ -1,7 +1,5 @@
 #include "native/internal/Bands.h"
 
-#include <opencv2/core/utility.hpp>
-
 #include <algorithm>
 
 namespace velmor::native {
@@ -12,16 +10,13 @@ constexpr std::size_t kPixelsOfThread = std::size_t{1} << 16;
 
 } // namespace
 
-void forEachBand(cv::Size size, const std::function<void(int first, int last)>& function)
+int bandsOf(cv::Size size)
 {
-    const auto threads = static_cast<std::size_t>(std::max(cv::getNumThreads(), 1));
     const std::size_t pixels = static_cast<std::size_t>(size.width) * static_cast<std::size_t>(size.height);
-    const std::size_t bands = std::min(4 * threads, pixels / kPixelsOfThread);
-    if (threads == 1 || bands < 2)
-        return function(0, size.height);
-    cv::parallel_for_(
-        cv::Range(0, size.height), [&](const cv::Range& rows) { function(rows.start, rows.end); },
-        static_cast<double>(bands));
+    if (pixels < 2 * kPixelsOfThread)
+        return 1;
+    const auto threads = static_cast<std::size_t>(std::max(cv::getNumThreads(), 1));
+    return threads == 1 ? 1 : static_cast<int>(std::min(4 * threads, pixels / kPixelsOfThread));
 }
 
 } // namespace velmor::native

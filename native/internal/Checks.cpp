@@ -43,7 +43,7 @@ void refuse(const std::string& function, const std::string& expected, const std:
     throw std::invalid_argument(function + "(): expected " + expected + ", got " + got);
 }
 
-void checkPicture(const std::string& function, const cv::Mat& source)
+void checkPicture(const FunctionName& function, const cv::Mat& source)
 {
     if (source.dims > 2)
         refuse(function, "a picture of 2 dimensions", std::to_string(source.dims));
@@ -51,7 +51,7 @@ void checkPicture(const std::string& function, const cv::Mat& source)
         refuse(function, "a picture", "an empty one");
 }
 
-void checkType(const std::string& function, int type, const std::vector<int>& channels, const std::vector<int>& depths)
+void checkType(const FunctionName& function, int type, const std::vector<int>& channels, const std::vector<int>& depths)
 {
     if (contains(channels, CV_MAT_CN(type)) && contains(depths, CV_MAT_DEPTH(type)))
         return;

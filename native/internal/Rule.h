@@ -9,14 +9,17 @@
 
 namespace velmor::native {
 
+/// The sources of a call; the second is empty for filters of one source.
+using Sources = cv::Mat[2];
+
 /// Some rows of a call's result. The pictures are whole, so that a rule finds neighbours outside the rows.
 struct Band
 {
-    cv::Mat sources[2]; ///< the second is empty for filters of one source
-    cv::Mat result;     ///< of a filter with Rule::isPerPixel it may be a source
-    int first;          ///< first row of the result to compute
-    int last;           ///< the row after the last one
-    bool streams;       ///< whether the result had better not go through the caches; never when it is a source
+    const Sources& sources;
+    cv::Mat& result; ///< of a filter with Rule::isPerPixel it may be a source
+    int first;       ///< first row of the result to compute
+    int last;        ///< the row after the last one
+    bool streams;    ///< whether the result had better not go through the caches; never when it is a source
 
     int sourceDepth() const { return sources[0].depth(); }
     int channels() const { return sources[0].channels(); }
@@ -40,9 +43,8 @@ struct Rule
 };
 
 /// Computes a rule, in bands of rows on the threads that OpenCV has.
-/// @param source2  empty for rules of one source
-/// @param result   of the right size and type; without memory of the sources, but for a source as it is under a rule
-///                 per pixel
-void computeRule(const Rule& rule, const cv::Mat& source1, const cv::Mat& source2, cv::Mat& result);
+/// @param result  of the right size and type; without memory of the sources, but for a source as it is under a rule
+///                per pixel
+void computeRule(const Rule& rule, const Sources& sources, cv::Mat& result);
 
 } // namespace velmor::native

@@ -19,11 +19,10 @@ void forEachRun(const Band& band, const Function& function)
 {
     const bool gapless = isGapless(band.sources[0]) && isGapless(band.sources[1]) && isGapless(band.result);
     const int rows = gapless ? band.last - band.first : 1;
-    cv::Mat result = band.result;
     for (int row = band.first; row < band.last; row += rows) {
         const Source* const second = band.sources[1].empty() ? nullptr : band.sources[1].ptr<Source>(row);
-        function(band.sources[0].ptr<Source>(row), second, result.ptr<Result>(row),
-                 static_cast<std::size_t>(rows) * static_cast<std::size_t>(result.cols));
+        function(band.sources[0].ptr<Source>(row), second, band.result.ptr<Result>(row),
+                 static_cast<std::size_t>(rows) * static_cast<std::size_t>(band.result.cols));
     }
 }
 

@@ -1,6 +1,6 @@
 #include "native/And.h"
 
-#include "tests/support/NativeTest.h"
+#include "tests/native/Logic.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,13 +15,22 @@ const PlainLoop kLoop = loopOf(perByte([](int a, int b) { return a > 0 && b > 0 
 
 TEST(And, IsTheRuleForEveryPairOfBytes)
 {
-    const BytePairs pairs = allBytePairs();
-    expectOn({And(), {CV_8UC1}, kLoop, {CV_8U, CV_32F}}, pairs.first, pairs.second);
+    expectOnEveryPairOfBytes(And(), kLoop);
 }
 
 TEST(And, IsTheRuleEverywhere)
 {
-    expectEverywhere({And(), {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4}, kLoop, {-1, CV_8U, CV_32F}});
+    expectOnEveryType(And(), kLoop);
+}
+
+TEST(And, TouchesNothingBehindItsPixels)
+{
+    expectNothingTouchedBehind({And(), kLogicTypes, kLoop});
+}
+
+TEST(AndSweep, IsTheRuleForPicturesLargerThanTheCaches)
+{
+    expectOnLargePictures({And(), kLogicTypes, kLoop});
 }
 
 } // namespace

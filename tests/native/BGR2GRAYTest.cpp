@@ -63,7 +63,7 @@ TEST(BGR2GRAY, AlphaCountsOnlyWhereZeroTimesItIsNotZero)
 
 TEST(BGR2GRAY, TouchesNothingBehindThePixels)
 {
-    expectNothingTouchedBehind(BGR2GRAY(), greyLoop());
+    expectNothingTouchedBehind({BGR2GRAY(), kColourTypes, greyLoop()});
 }
 
 TEST(BGR2GRAY, RefusesWhatItDoesNotTake)
@@ -78,7 +78,7 @@ TEST(BGR2GRAYSweep, IsExactForEveryColour)
 
 TEST(BGR2GRAYSweep, IsTheRuleForPicturesLargerThanTheCaches)
 {
-    expectOnLargePictures(BGR2GRAY(), greyLoop());
+    expectOnLargePictures({BGR2GRAY(), kColourTypes, greyLoop()});
 }
 
 } // namespace

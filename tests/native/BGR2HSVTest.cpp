@@ -52,7 +52,7 @@ TEST(BGR2HSV, OfFloatsIsWhatTheShaderDoesWhateverTheyAre)
 
 TEST(BGR2HSV, TouchesNothingBehindThePixels)
 {
-    expectNothingTouchedBehind(BGR2HSV(), hsvLoop(0));
+    expectNothingTouchedBehind({BGR2HSV(), kColourTypes, hsvLoop(0)});
 }
 
 TEST(BGR2HSV, RefusesWhatItDoesNotTake)
@@ -67,7 +67,7 @@ TEST(BGR2HSVSweep, IsExactForEveryColour)
 
 TEST(BGR2HSVSweep, IsTheRuleForPicturesLargerThanTheCaches)
 {
-    expectOnLargePictures(BGR2HSV(), hsvLoop(0));
+    expectOnLargePictures({BGR2HSV(), kColourTypes, hsvLoop(0)});
 }
 
 } // namespace

@@ -2,9 +2,6 @@
 
 #include "tests/support/NativeTest.h"
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <limits>
 #include <utility>
 
@@ -114,26 +111,6 @@ inline void expectOnEveryColour(const native::Filter& filter, const PlainLoop& l
     }
 }
 
-/// Expects the rule for pictures that leave nothing in the caches, of odd width and with gaps between rows and without.
-inline void expectOnLargePictures(const native::Filter& filter, const PlainLoop& loop)
-{
-    for (const int type : {CV_8UC3, CV_8UC4, CV_32FC3}) {
-        const cv::Mat large = randomPicture(cv::Size(5003, 2503), type, 3);
-        const NativeCase expectation{filter, {}, loop};
-        expectOn(expectation, large);
-        const cv::Mat expected = loop(large, cv::Mat(), filter.resultType(type));
-        onEachInstructionSet([&](const std::string& set) {
-            cv::Mat whole(large.rows + 2, large.cols + 3, expected.type(), cv::Scalar::all(7));
-            cv::Mat part = whole(cv::Rect(2, 1, large.cols, large.rows));
-            filter.execute(large, part);
-            expectEqual(part, expected, set + ", part of a large picture");
-            expectEqual(whole.colRange(0, 2), cv::Mat(whole.rows, 2, whole.type(), cv::Scalar::all(7)), set + ", left");
-            expectEqual(whole.col(whole.cols - 1), cv::Mat(whole.rows, 1, whole.type(), cv::Scalar::all(7)),
-                        set + ", right");
-        });
-    }
-}
-
 /// Every way in which three floats can be equal, ordered or out of order, 0, infinite or no number.
 inline cv::Mat oddColours(int channels)
 {
@@ -157,52 +134,6 @@ inline void expectOnOddColours(const native::Filter& filter, const PlainLoop& lo
 {
     for (const int channels : {3, 4})
         expectOn({filter, {}, loop, {CV_32F, CV_8U}}, oddColours(channels));
-}
-
-/// Memory whose end is that of what may be touched.
-class GuardedMemory
-{
-public:
-    explicit GuardedMemory(std::size_t bytes)
-        : mPage(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))), mBytes((bytes + mPage - 1) / mPage * mPage),
-          mBegin(static_cast<uchar*>(
-              mmap(nullptr, mBytes + mPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
-    {
-        EXPECT_EQ(mprotect(mBegin + mBytes, mPage, PROT_NONE), 0);
-    }
-    ~GuardedMemory() { munmap(mBegin, mBytes + mPage); }
-    GuardedMemory(const GuardedMemory&) = delete;
-    GuardedMemory& operator=(const GuardedMemory&) = delete;
-
-    /// A row of pixels at the very end.
-    cv::Mat row(int pixels, int type) const
-    {
-        return {1, pixels, type, mBegin + mBytes - static_cast<std::size_t>(pixels) * CV_ELEM_SIZE(type)};
-    }
-
-private:
-    std::size_t mPage;
-    std::size_t mBytes;
-    uchar* mBegin;
-};
-
-/// Expects nothing to be read or written behind the pixels, for rows of many lengths. It ends the process if there is.
-inline void expectNothingTouchedBehind(const native::Filter& filter, const PlainLoop& loop)
-{
-    constexpr int kMostPixels = 200;
-    const GuardedMemory sourceMemory(kMostPixels * 16), resultMemory(kMostPixels * 16);
-    for (const int type : kColourTypes) {
-        for (int pixels = 1; pixels <= kMostPixels; ++pixels) {
-            const cv::Mat source = sourceMemory.row(pixels, type);
-            randomPicture(source.size(), type, 5).copyTo(source);
-            const cv::Mat expected = loop(source, cv::Mat(), filter.resultType(type));
-            onEachInstructionSet([&](const std::string& set) {
-                cv::Mat result = resultMemory.row(pixels, expected.type());
-                filter.execute(source, result);
-                expectEqual(result, expected, set + ", " + std::to_string(pixels) + " pixels");
-            });
-        }
-    }
 }
 
 /// Expects sources and depths that no filter of colours takes to be refused.

@@ -10,6 +10,8 @@ namespace {
 
 using native::DebugUInt2Float;
 
+const std::vector<int> kTypes = {CV_16UC1, CV_16UC4, CV_32SC1, CV_32SC4};
+
 /// The nearest float, of two that are equally near the even one: by integers, not by a conversion.
 float nearestFloat(std::uint32_t value)
 {
@@ -39,7 +41,7 @@ cv::Mat plainLoop(const cv::Mat& source, const cv::Mat&, int type)
 
 TEST(DebugUInt2Float, IsTheRuleEverywhere)
 {
-    expectEverywhere({DebugUInt2Float(), {CV_16UC1, CV_16UC4, CV_32SC1, CV_32SC4}, plainLoop, {-1, CV_32F}});
+    expectEverywhere({DebugUInt2Float(), kTypes, plainLoop, {-1, CV_32F}});
 }
 
 TEST(DebugUInt2Float, IsTheRuleForAllIntegersOf16Bits)
@@ -82,13 +84,9 @@ TEST(DebugUInt2Float, GivesWhatIsStated)
     EXPECT_EQ(result.at<float>(0, 0), 4294967296.0F / 65535.0F);
 }
 
-TEST(DebugUInt2Float, ConvertsPicturesThatCachesDoNotHold)
+TEST(DebugUInt2Float, TouchesNothingBehindItsPixels)
 {
-    for (const int type : {CV_16UC1, CV_32SC1}) {
-        cv::Mat source(2003, 2501, type);
-        cv::randu(source, 0, type == CV_16UC1 ? 65536 : 2147483647);
-        expectOn({DebugUInt2Float(), {}, plainLoop}, source);
-    }
+    expectNothingTouchedBehind({DebugUInt2Float(), kTypes, plainLoop});
 }
 
 TEST(DebugUInt2Float, RefusesOtherTypes)
@@ -105,6 +103,11 @@ TEST(DebugUInt2Float, RefusesOtherTypes)
     expectRefusal([&](cv::Mat& result) { DebugUInt2Float().execute(image, result); },
                   "native::DebugUInt2Float::execute(): expected 1 or 4 channels of 16-bit unsigned integers or 32-bit "
                   "integers, got 1 channel of bytes");
+}
+
+TEST(DebugUInt2FloatSweep, ConvertsPicturesLargerThanTheCaches)
+{
+    expectOnLargePictures({DebugUInt2Float(), kTypes, plainLoop});
 }
 
 } // namespace

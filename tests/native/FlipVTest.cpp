@@ -1,6 +1,6 @@
 #include "native/FlipV.h"
 
-#include "tests/support/NativeTest.h"
+#include "tests/native/Logic.h"
 
 namespace velmor::tests {
 namespace {
@@ -25,8 +25,7 @@ cv::Mat plainLoop(const cv::Mat& source, const cv::Mat&, int type)
 
 TEST(FlipV, IsTheRuleEverywhere)
 {
-    expectEverywhere(
-        {FlipV(), {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4}, plainLoop, {-1, CV_8U, CV_32F}});
+    expectOnEveryType(FlipV(), plainLoop);
 }
 
 TEST(FlipV, ExchangesTheRowsOfAPictureOfTwo)
@@ -38,14 +37,9 @@ TEST(FlipV, ExchangesTheRowsOfAPictureOfTwo)
     expectEqual(result, expected, "two rows");
 }
 
-TEST(FlipV, TurnsPicturesThatCachesDoNotHold)
+TEST(FlipV, TouchesNothingBehindItsPixels)
 {
-    // Rows that begin and end anywhere within a cache's line, and rows that are shorter than one.
-    for (const cv::Size& size : {cv::Size(2561, 3001), cv::Size(3, 2000003)}) {
-        cv::Mat source(size, CV_8UC3);
-        cv::randu(source, 0, 256);
-        expectOn({FlipV(), {}, plainLoop}, source);
-    }
+    expectNothingTouchedBehind({FlipV(), kLogicTypes, plainLoop});
 }
 
 TEST(FlipV, RefusesOtherTypes)
@@ -57,6 +51,11 @@ TEST(FlipV, RefusesOtherTypes)
                   "unsigned integers");
     expectRefusal([](cv::Mat& result) { FlipV().execute(cv::Mat(2, 2, CV_8UC1), result, CV_64F); },
                   "native::FlipV::execute(): expected a result of bytes or floats, got doubles");
+}
+
+TEST(FlipVSweep, TurnsPicturesLargerThanTheCaches)
+{
+    expectOnLargePictures({FlipV(), kLogicTypes, plainLoop});
 }
 
 } // namespace

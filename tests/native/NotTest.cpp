@@ -1,6 +1,6 @@
 #include "native/Not.h"
 
-#include "tests/support/NativeTest.h"
+#include "tests/native/Logic.h"
 
 namespace velmor::tests {
 namespace {
@@ -12,12 +12,22 @@ const PlainLoop kLoop =
 
 TEST(Not, IsTheRuleForEveryByte)
 {
-    expectOn({Not(), {CV_8UC1}, kLoop, {CV_8U, CV_32F}}, allBytePairs().first);
+    expectOnEveryPairOfBytes(Not(), kLoop);
 }
 
 TEST(Not, IsTheRuleEverywhere)
 {
-    expectEverywhere({Not(), {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4}, kLoop, {-1, CV_8U, CV_32F}});
+    expectOnEveryType(Not(), kLoop);
+}
+
+TEST(Not, TouchesNothingBehindItsPixels)
+{
+    expectNothingTouchedBehind({Not(), kLogicTypes, kLoop});
+}
+
+TEST(NotSweep, IsTheRuleForPicturesLargerThanTheCaches)
+{
+    expectOnLargePictures({Not(), kLogicTypes, kLoop});
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "native/Or.h"
 
-#include "tests/support/NativeTest.h"
+#include "tests/native/Logic.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,13 +15,22 @@ const PlainLoop kLoop = loopOf(perByte([](int a, int b) { return std::min(a + b,
 
 TEST(Or, IsTheRuleForEveryPairOfBytes)
 {
-    const BytePairs pairs = allBytePairs();
-    expectOn({Or(), {CV_8UC1}, kLoop, {CV_8U, CV_32F}}, pairs.first, pairs.second);
+    expectOnEveryPairOfBytes(Or(), kLoop);
 }
 
 TEST(Or, IsTheRuleEverywhere)
 {
-    expectEverywhere({Or(), {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4}, kLoop, {-1, CV_8U, CV_32F}});
+    expectOnEveryType(Or(), kLoop);
+}
+
+TEST(Or, TouchesNothingBehindItsPixels)
+{
+    expectNothingTouchedBehind({Or(), kLogicTypes, kLoop});
+}
+
+TEST(OrSweep, IsTheRuleForPicturesLargerThanTheCaches)
+{
+    expectOnLargePictures({Or(), kLogicTypes, kLoop});
 }
 
 } // namespace

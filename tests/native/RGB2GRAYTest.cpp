@@ -38,7 +38,7 @@ TEST(RGB2GRAYSweep, IsExactForEveryColour)
 
 TEST(RGB2GRAYSweep, IsTheRuleForPicturesLargerThanTheCaches)
 {
-    expectOnLargePictures(RGB2GRAY(), greyLoop());
+    expectOnLargePictures({RGB2GRAY(), kColourTypes, greyLoop()});
 }
 
 } // namespace

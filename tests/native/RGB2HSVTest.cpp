@@ -45,7 +45,7 @@ TEST(RGB2HSVSweep, IsExactForEveryColour)
 
 TEST(RGB2HSVSweep, IsTheRuleForPicturesLargerThanTheCaches)
 {
-    expectOnLargePictures(RGB2HSV(), hsvLoop(2));
+    expectOnLargePictures({RGB2HSV(), kColourTypes, hsvLoop(2)});
 }
 
 } // namespace

@@ -1,6 +1,6 @@
 #include "native/Subtract.h"
 
-#include "tests/support/NativeTest.h"
+#include "tests/native/Logic.h"
 
 #include <algorithm>
 #include <cmath>
@@ -15,14 +15,22 @@ const PlainLoop kLoop = loopOf(perByte([](int a, int b) { return std::abs(a - b)
 
 TEST(Subtract, IsTheRuleForEveryPairOfBytes)
 {
-    const BytePairs pairs = allBytePairs();
-    expectOn({Subtract(), {CV_8UC1}, kLoop, {CV_8U, CV_32F}}, pairs.first, pairs.second);
+    expectOnEveryPairOfBytes(Subtract(), kLoop);
 }
 
 TEST(Subtract, IsTheRuleEverywhere)
 {
-    expectEverywhere(
-        {Subtract(), {CV_8UC1, CV_8UC3, CV_8UC4, CV_32FC1, CV_32FC3, CV_32FC4}, kLoop, {-1, CV_8U, CV_32F}});
+    expectOnEveryType(Subtract(), kLoop);
+}
+
+TEST(Subtract, TouchesNothingBehindItsPixels)
+{
+    expectNothingTouchedBehind({Subtract(), kLogicTypes, kLoop});
+}
+
+TEST(SubtractSweep, IsTheRuleForPicturesLargerThanTheCaches)
+{
+    expectOnLargePictures({Subtract(), kLogicTypes, kLoop});
 }
 
 } // namespace

@@ -1,8 +1,11 @@
 #include "tests/support/NativeTest.h"
 
+#include "native/internal/Memory.h"
 #include "tests/support/ThrownText.h"
 
 #include <hwy/targets.h>
+#include <sys/mman.h>
+#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
@@ -153,6 +156,50 @@ void expectSameObject(const NativeCase& expectation, const Run& run)
     expectEqual(both, expected, run.where + ", all three the same");
 }
 
+/// Memory whose end is that of what may be touched.
+class GuardedMemory
+{
+public:
+    explicit GuardedMemory(std::size_t bytes)
+        : mPage(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))), mBytes((bytes + mPage - 1) / mPage * mPage),
+          mBegin(static_cast<uchar*>(
+              mmap(nullptr, mBytes + mPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
+    {
+        EXPECT_EQ(mprotect(mBegin + mBytes, mPage, PROT_NONE), 0);
+    }
+    ~GuardedMemory() { munmap(mBegin, mBytes + mPage); }
+    GuardedMemory(const GuardedMemory&) = delete;
+    GuardedMemory& operator=(const GuardedMemory&) = delete;
+
+    /// A picture at the very end.
+    cv::Mat picture(cv::Size size, int type) const
+    {
+        const std::size_t bytes = static_cast<std::size_t>(size.area()) * CV_ELEM_SIZE(type);
+        return {size, type, mBegin + mBytes - bytes};
+    }
+
+    /// A picture at the very end that equals another one, which may be empty.
+    cv::Mat copyOf(const cv::Mat& other) const
+    {
+        cv::Mat copy = picture(other.size(), other.type());
+        other.copyTo(copy);
+        return copy;
+    }
+
+private:
+    std::size_t mPage;
+    std::size_t mBytes;
+    uchar* mBegin;
+};
+
+/// So many rows that a call reads and writes more bytes than the last cache holds.
+cv::Size largeSize(const native::Filter& filter, int width, int type)
+{
+    const std::size_t pixel =
+        static_cast<std::size_t>(filter.sources()) * CV_ELEM_SIZE(type) + CV_ELEM_SIZE(filter.resultType(type));
+    return {width, static_cast<int>(native::lastCacheSize() / (static_cast<std::size_t>(width) * pixel)) + 1};
+}
+
 template<typename Source, typename Result, typename Rule>
 void computePixels(const Rule& rule, const cv::Mat& a, const cv::Mat& b, cv::Mat& out)
 {
@@ -277,6 +324,39 @@ void expectEverywhere(const NativeCase& expectation)
                 expectRun(expectation, large);
             }
             cv::setNumThreads(threads);
+        }
+    }
+}
+
+void expectOnLargePictures(const NativeCase& expectation)
+{
+    unsigned seed = 1;
+    for (const int type : expectation.types) {
+        for (const int width : {1003, 3}) {
+            const Run run = makeRun(expectation, largeSize(expectation.filter, width, type), type, -1, seed += 2);
+            onEachInstructionSet([&](const std::string& set) {
+                SCOPED_TRACE(set);
+                expectRun(expectation, run);
+                expectParts(expectation, run);
+            });
+        }
+    }
+}
+
+void expectNothingTouchedBehind(const NativeCase& expectation)
+{
+    constexpr int kMostPixels = 200;
+    const std::size_t mostBytes = kMostPixels * 4 * sizeof(float);
+    const GuardedMemory memory1(mostBytes), memory2(mostBytes), resultMemory(mostBytes);
+    for (const int type : expectation.types) {
+        for (int pixels = 1; pixels <= kMostPixels; ++pixels) {
+            const Run run = makeRun(expectation, cv::Size(pixels, 1), type, -1, 5);
+            const cv::Mat source1 = memory1.copyOf(run.source1), source2 = memory2.copyOf(run.source2);
+            onEachInstructionSet([&](const std::string& set) {
+                cv::Mat result = resultMemory.picture(run.expected.size(), run.expected.type());
+                execute(expectation.filter, source1, source2, result, -1);
+                expectEqual(result, run.expected, set + ", " + run.where);
+            });
         }
     }
 }

@@ -37,6 +37,14 @@ void expectEverywhere(const NativeCase& expectation);
 /// The same for given sources, once.
 void expectOn(const NativeCase& expectation, const cv::Mat& source1, const cv::Mat& source2 = cv::Mat());
 
+/// The same for all its types and pictures that leave nothing in the caches, whose results stream past them: of long
+/// rows and of short ones, as pictures of their own and as parts.
+void expectOnLargePictures(const NativeCase& expectation);
+
+/// Expects a filter to read and write nothing behind its pixels, for all its types and rows of many lengths. It ends
+/// the process if there is.
+void expectNothingTouchedBehind(const NativeCase& expectation);
+
 /// Expects pictures to have the same type, size and values; what is no number in one is no number in the other.
 void expectEqual(const cv::Mat& actual, const cv::Mat& expected, const std::string& where);
 
