@@ -232,24 +232,23 @@ HWY_ATTR void computeGrey(const Band& band)
 
 #if HWY_TARGET == HWY_SCALAR
 
-template<std::size_t channels, bool redLast>
-void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels)
+/// Value, saturation and hue in place of the colour.
+template<class V>
+void toHsv(hn::ScalableTag<uint8_t> d, V& redLane, V& greenLane, V& blueLane)
 {
-    for (; pixels > 0; --pixels, in += channels, out += 3) {
-        const int red = in[redLast ? 2 : 0], green = in[1], blue = in[redLast ? 0 : 2];
-        const int largest = std::max({red, green, blue});
-        const int range = largest - std::min({red, green, blue});
-        int sixths = 0; // of the circle, times the range
-        if (largest == red)
-            sixths = green - blue + (green < blue ? 6 * range : 0);
-        else if (largest == green)
-            sixths = blue - red + 2 * range;
-        else
-            sixths = red - green + 4 * range;
-        out[0] = static_cast<uint8_t>(largest);
-        out[1] = static_cast<uint8_t>(largest == 0 ? 0 : (510 * range + largest) / (2 * largest));
-        out[2] = static_cast<uint8_t>(range == 0 ? 0 : (85 * sixths + range) / (2 * range));
-    }
+    const int red = hn::GetLane(redLane), green = hn::GetLane(greenLane), blue = hn::GetLane(blueLane);
+    const int largest = std::max({red, green, blue});
+    const int range = largest - std::min({red, green, blue});
+    int sixths = 0; // of the circle, times the range
+    if (largest == red)
+        sixths = green - blue + (green < blue ? 6 * range : 0);
+    else if (largest == green)
+        sixths = blue - red + 2 * range;
+    else
+        sixths = red - green + 4 * range;
+    redLane = Set(d, static_cast<uint8_t>(largest));
+    greenLane = Set(d, static_cast<uint8_t>(largest == 0 ? 0 : (510 * range + largest) / (2 * largest)));
+    blueLane = Set(d, static_cast<uint8_t>(range == 0 ? 0 : (85 * sixths + range) / (2 * range)));
 }
 
 #else
@@ -325,8 +324,8 @@ HWY_ATTR HWY_INLINE void divideBytes(V8 largest, V8 range, V8 a, V8 b, V16& satu
 }
 
 /// Value, saturation and hue in place of the colours.
-template<class D, class V>
-HWY_ATTR HWY_INLINE void toHsv(D d, V& red, V& green, V& blue)
+template<class V>
+HWY_ATTR HWY_INLINE void toHsv(hn::ScalableTag<uint8_t> d, V& red, V& green, V& blue)
 {
     const auto largest = hn::Max(hn::Max(red, green), blue);
     const auto range = hn::Sub(largest, hn::Min(hn::Min(red, green), blue));
@@ -335,7 +334,7 @@ HWY_ATTR HWY_INLINE void toHsv(D d, V& red, V& green, V& blue)
     const auto a = IfThenElse(isRed, green, IfThenElse(isGreen, blue, red));
     const auto b = IfThenElse(isRed, blue, IfThenElse(isGreen, red, green));
 
-    const hn::Repartition<int16_t, D> d16;
+    const hn::Repartition<int16_t, decltype(d)> d16;
     auto evenSaturation = Zero(d16), oddSaturation = evenSaturation, evenHue = evenSaturation, oddHue = evenSaturation;
     divideBytes<false>(largest, range, a, b, evenSaturation, evenHue);
     divideBytes<true>(largest, range, a, b, oddSaturation, oddHue);
@@ -351,25 +350,11 @@ HWY_ATTR HWY_INLINE void toHsv(D d, V& red, V& green, V& blue)
     blue = hn::IfThenZeroElse(isGrey, hn::Sub(hn::Add(start, hue), Set(d, 85)));
 }
 
-template<std::size_t channels, bool redLast>
-HWY_ATTR void hsvOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels)
-{
-    const hn::ScalableTag<uint8_t> d;
-    mapPixels<channels, 3, 0>(d, in, out, pixels, 0, [&](const uint8_t* source, uint8_t* result) HWY_ATTR {
-        auto c0 = Zero(d), c1 = c0, c2 = c0, c3 = c0;
-        loadChannels<channels>(d, source, c0, c1, c2, c3);
-        auto& red = redLast ? c2 : c0;
-        auto& blue = redLast ? c0 : c2;
-        toHsv(d, red, c1, blue);
-        hn::StoreInterleaved3(red, c1, blue, d, result);
-    });
-}
-
 #endif
 
 /// The shader's operations in its order.
-template<class D, class V>
-HWY_ATTR HWY_INLINE void toHsvOfFloats(D d, V& red, V& green, V& blue)
+template<class V>
+HWY_ATTR HWY_INLINE void toHsv(hn::ScalableTag<float> d, V& red, V& green, V& blue)
 {
     // Of what is no number the shader's max and min give the first, which Highway's need not.
     const auto maxOf = [](V a, V b) HWY_ATTR {
@@ -394,16 +379,16 @@ HWY_ATTR HWY_INLINE void toHsvOfFloats(D d, V& red, V& green, V& blue)
     blue = hn::Div(hue, Set(d, 360.0F));
 }
 
-template<std::size_t channels, bool redLast>
-HWY_ATTR void hsvOfFloats(const float* in, float* out, std::size_t pixels)
+template<std::size_t channels, bool redLast, typename T>
+HWY_ATTR void hsvOfRun(const T* in, const T*, T* out, std::size_t pixels)
 {
-    const hn::ScalableTag<float> d;
-    mapPixels<channels, 3, 0>(d, in, out, pixels, 0, [&](const float* source, float* result) HWY_ATTR {
+    const hn::ScalableTag<T> d;
+    mapPixels<channels, 3, 0>(d, in, out, pixels, 0, [&](const T* source, T* result) HWY_ATTR {
         auto c0 = Zero(d), c1 = c0, c2 = c0, c3 = c0;
         loadChannels<channels>(d, source, c0, c1, c2, c3);
         auto& red = redLast ? c2 : c0;
         auto& blue = redLast ? c0 : c2;
-        toHsvOfFloats(d, red, c1, blue);
+        toHsv(d, red, c1, blue);
         hn::StoreInterleaved3(red, c1, blue, d, result);
     });
 }
@@ -412,13 +397,9 @@ template<std::size_t channels, bool redLast>
 HWY_ATTR void hsvOf(const Band& band)
 {
     if (band.sourceDepth() == CV_8U)
-        forEachRun<uint8_t, uint8_t>(band, [](const uint8_t* in, const uint8_t*, uint8_t* out, std::size_t pixels) {
-            hsvOfBytes<channels, redLast>(in, out, pixels);
-        });
+        forEachRun<uint8_t, uint8_t>(band, hsvOfRun<channels, redLast, uint8_t>);
     else
-        forEachRun<float, float>(band, [](const float* in, const float*, float* out, std::size_t pixels) {
-            hsvOfFloats<channels, redLast>(in, out, pixels);
-        });
+        forEachRun<float, float>(band, hsvOfRun<channels, redLast, float>);
 }
 
 HWY_ATTR void computeHsv(const Band& band, bool redLast)

@@ -206,31 +206,28 @@ std::shared_ptr<const Rule> makeRule(const char* name, int sources, std::functio
     return std::make_shared<const Rule>(std::move(rule));
 }
 
+std::shared_ptr<const Rule> makeGainRule(const char* name)
+{
+    return makeRule(name, 2, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeGain)(band); });
+}
+
 } // namespace
 
 And::And() : Filter(makeRule("And", 2, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeAnd)(band); })) {}
 
 Or::Or() : Filter(makeRule("Or", 2, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeOr)(band); })) {}
 
-Xor::Xor() : Filter(makeRule("Xor", 2, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeGain)(band); })) {}
-
-Classify::Classify()
-    : Filter(makeRule("Classify", 2, [](const Band& band) {
-          HWY_DYNAMIC_DISPATCH(computeGain)
-          (band);
-      }))
-{
-}
+Not::Not() : Filter(makeRule("Not", 1, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeNot)(band); })) {}
 
 Subtract::Subtract()
-    : Filter(makeRule("Subtract", 2, [](const Band& band) {
-          HWY_DYNAMIC_DISPATCH(computeSubtract)
-          (band);
-      }))
+    : Filter(makeRule("Subtract", 2, [](const Band& band) { return HWY_DYNAMIC_DISPATCH(computeSubtract)(band); }))
 {
 }
 
-Not::Not() : Filter(makeRule("Not", 1, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeNot)(band); })) {}
+// By design the two are the same.
+Xor::Xor() : Filter(makeGainRule("Xor")) {}
+
+Classify::Classify() : Filter(makeGainRule("Classify")) {}
 
 } // namespace velmor::native
 #endif

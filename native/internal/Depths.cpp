@@ -4,66 +4,39 @@
 #define HWY_TARGET_INCLUDE "native/internal/Depths.cpp"
 #include <hwy/foreach_target.h> // must come before highway.h
 
-#include <hwy/highway.h>
+#include "native/internal/Elements-inl.h"
 
-#include <algorithm>
+#include <hwy/highway.h>
 
 HWY_BEFORE_NAMESPACE();
 namespace velmor::native::HWY_NAMESPACE {
 namespace {
 
-namespace hn = hwy::HWY_NAMESPACE;
-
 using Floats = hn::ScalableTag<float>;
 using Integers = hn::Rebind<int32_t, Floats>;
 using Bytes = hn::Rebind<uint8_t, Floats>;
 
-HWY_ATTR void toFloats(const uint8_t* bytes, float* floats)
-{
-    const auto values = hn::ConvertTo(Floats(), hn::PromoteTo(Integers(), hn::LoadU(Bytes(), bytes)));
-    hn::StoreU(hn::Div(values, hn::Set(Floats(), 255.0F)), Floats(), floats);
-}
-
-HWY_ATTR void toBytes(const float* floats, uint8_t* bytes)
-{
-    const Floats d;
-    const auto one = hn::Set(d, 1.0F);
-    const auto value = hn::LoadU(d, floats);
-    const auto atLeast0 = hn::IfThenElseZero(hn::Gt(value, hn::Zero(d)), value);
-    const auto scaled = hn::Mul(hn::IfThenElse(hn::Gt(atLeast0, one), one, atLeast0), hn::Set(d, 255.0F));
-    // Adding a half would round once more: the largest float below a half would become 1.
-    const auto whole = hn::Floor(scaled);
-    const auto roundsUp = hn::Ge(hn::Sub(scaled, whole), hn::Set(d, 0.5F));
-    const auto rounded = hn::Add(whole, hn::IfThenElseZero(roundsUp, one));
-    hn::StoreU(hn::DemoteTo(Bytes(), hn::ConvertTo(Integers(), rounded)), Bytes(), bytes);
-}
-
-/// out[i] = function(in[i]), where the function computes a vector of floats at a time.
-template<typename In, typename Out, class Function>
-HWY_ATTR void convert(const In* in, Out* out, std::size_t count, const Function& function)
-{
-    constexpr std::size_t kMost = hn::MaxLanes(Floats());
-    const std::size_t lanes = hn::Lanes(Floats());
-    std::size_t i = 0;
-    for (; i + lanes <= count; i += lanes)
-        function(in + i, out + i);
-    if (i < count) {
-        In part[kMost] = {};
-        Out converted[kMost];
-        std::copy(in + i, in + count, part);
-        function(part, converted);
-        std::copy_n(converted, count - i, out + i);
-    }
-}
-
 HWY_ATTR void rowToFloats(const uint8_t* bytes, float* floats, std::size_t count)
 {
-    convert(bytes, floats, count, toFloats);
+    const Floats d;
+    convertElements(d, bytes, floats, count, false, [&](auto values) HWY_ATTR {
+        return hn::Div(hn::ConvertTo(d, hn::PromoteTo(Integers(), values)), hn::Set(d, 255.0F));
+    });
 }
 
 HWY_ATTR void rowToBytes(const float* floats, uint8_t* bytes, std::size_t count)
 {
-    convert(floats, bytes, count, toBytes);
+    const Floats d;
+    const auto one = hn::Set(d, 1.0F);
+    convertElements(Bytes(), floats, bytes, count, false, [&](auto value) HWY_ATTR {
+        const auto atLeast0 = hn::IfThenElseZero(hn::Gt(value, hn::Zero(d)), value);
+        const auto scaled = hn::Mul(hn::IfThenElse(hn::Gt(atLeast0, one), one, atLeast0), hn::Set(d, 255.0F));
+        // Adding a half would round once more: the largest float below a half would become 1.
+        const auto whole = hn::Floor(scaled);
+        const auto roundsUp = hn::Ge(hn::Sub(scaled, whole), hn::Set(d, 0.5F));
+        const auto rounded = hn::Add(whole, hn::IfThenElseZero(roundsUp, one));
+        return hn::DemoteTo(Bytes(), hn::ConvertTo(Integers(), rounded));
+    });
 }
 
 } // namespace
