@@ -42,6 +42,24 @@ struct Cells
     bool areFew() const { return stride > 0 && std::max({bins[0], bins[1], bins[2]}) < 255; }
 };
 
+/// Counts, where neighbours have different counters. Four numbers are read at once, in whatever order.
+/// @param count  divisible by 8, as the lengths of vectors of bytes are
+inline void countInTurn(const std::uint16_t* counters, std::size_t count, std::uint32_t* counts)
+{
+    const auto countFour = [counts](std::uint64_t four) {
+        ++counts[four & 0xffff];
+        ++counts[four >> 16 & 0xffff];
+        ++counts[four >> 32 & 0xffff];
+        ++counts[four >> 48];
+    };
+    for (std::size_t i = 0; i < count; i += 8) {
+        std::uint64_t eight[2];
+        std::memcpy(eight, counters + i, sizeof(eight));
+        countFour(eight[0]);
+        countFour(eight[1]);
+    }
+}
+
 } // namespace velmor::native
 #endif
 
@@ -114,7 +132,7 @@ HWY_ATTR void countersOfFloats(const float* pixels, std::size_t count, int chann
 
 #if HWY_TARGET == HWY_SCALAR
 
-HWY_ATTR std::size_t countersOfBytes(const std::uint8_t*, std::size_t, int, const Cells&, std::uint16_t*)
+HWY_ATTR std::size_t countBytes(const std::uint8_t*, std::size_t, int, const Cells&, std::uint32_t*)
 {
     return 0;
 }
@@ -145,26 +163,51 @@ HWY_ATTR void storeCounters(hn::Vec<Shorts> c0, hn::Vec<Shorts> c1, hn::Vec<Shor
     hn::StoreU(hn::Add(cell, turns), d, counters);
 }
 
-/// The counters of as many pixels as whole vectors have, in another order than the pixels; returns how many.
-HWY_ATTR std::size_t countersOfBytes(const std::uint8_t* pixels, std::size_t count, int channels, const Cells& cells,
-                                     std::uint16_t* counters)
+/// The counters of a vector of pixels, in another order than the pixels.
+template<std::size_t channels>
+HWY_ATTR void storeCounters(const std::uint8_t* pixels, const Cells& cells, std::uint16_t* counters)
 {
     const Bytes d;
     const Shorts shorts;
-    const auto low = hn::Set(shorts, std::uint16_t{255});
     auto c0 = hn::Zero(d), c1 = c0, c2 = c0, c3 = c0;
-    std::size_t i = 0;
-    for (; i + hn::Lanes(d) <= count; i += hn::Lanes(d)) {
-        if (channels == 3)
-            hn::LoadInterleaved3(d, pixels + 3 * i, c0, c1, c2);
-        else
-            hn::LoadInterleaved4(d, pixels + 4 * i, c0, c1, c2, c3);
-        const auto s0 = hn::BitCast(shorts, c0), s1 = hn::BitCast(shorts, c1), s2 = hn::BitCast(shorts, c2);
-        storeCounters(hn::And(s0, low), hn::And(s1, low), hn::And(s2, low), cells, counters + i);
-        storeCounters(hn::ShiftRight<8>(s0), hn::ShiftRight<8>(s1), hn::ShiftRight<8>(s2), cells,
-                      counters + i + hn::Lanes(shorts));
+    if constexpr (channels == 3)
+        hn::LoadInterleaved3(d, pixels, c0, c1, c2);
+    else
+        hn::LoadInterleaved4(d, pixels, c0, c1, c2, c3);
+    const auto low = hn::Set(shorts, std::uint16_t{255});
+    const auto s0 = hn::BitCast(shorts, c0), s1 = hn::BitCast(shorts, c1), s2 = hn::BitCast(shorts, c2);
+    storeCounters(hn::And(s0, low), hn::And(s1, low), hn::And(s2, low), cells, counters);
+    storeCounters(hn::ShiftRight<8>(s0), hn::ShiftRight<8>(s1), hn::ShiftRight<8>(s2), cells,
+                  counters + hn::Lanes(shorts));
+}
+
+/// Each vector is counted after the counters of the next one are computed: while the processor counts, which takes
+/// longest and leaves the vector units idle, it is never kept waiting for numbers of counters.
+template<std::size_t channels>
+HWY_ATTR std::size_t countVectors(const std::uint8_t* pixels, std::size_t count, const Cells& cells,
+                                  std::uint32_t* counts)
+{
+    const Bytes d;
+    const std::size_t lanes = hn::Lanes(d);
+    HWY_ALIGN std::uint16_t counters[2][hn::MaxLanes(d)];
+    int next = 0;
+    std::size_t i = 0, ready = 0;
+    for (; i + lanes <= count; i += lanes) {
+        storeCounters<channels>(pixels + channels * i, cells, counters[next]);
+        next = 1 - next;
+        countInTurn(counters[next], ready, counts);
+        ready = lanes;
     }
+    countInTurn(counters[1 - next], ready, counts);
     return i;
+}
+
+/// Counts as many pixels as whole vectors have, and returns how many.
+HWY_ATTR std::size_t countBytes(const std::uint8_t* pixels, std::size_t count, int channels, const Cells& cells,
+                                std::uint32_t* counts)
+{
+    return channels == 3 ? countVectors<3>(pixels, count, cells, counts)
+                         : countVectors<4>(pixels, count, cells, counts);
 }
 
 #endif
@@ -177,7 +220,7 @@ HWY_AFTER_NAMESPACE();
 namespace velmor::native {
 namespace {
 
-HWY_EXPORT(countersOfBytes);
+HWY_EXPORT(countBytes);
 HWY_EXPORT(countersOfFloats);
 
 using core::cvdata::ColourHist2d;
@@ -185,8 +228,8 @@ using Counts = std::vector<std::uint64_t>;
 
 constexpr const char* kName = "native::colorHistShader";
 
-/// Pixels whose cells are found at a time; a multiple of the length of every vector.
-constexpr int kPixelsAtATime = 1024;
+/// Pixels of floats whose cells are found at a time; a multiple of the length of every vector.
+constexpr std::size_t kPixelsAtATime = 1024;
 
 /// Cells that may have several counters: together they stay in the first cache.
 constexpr std::size_t kMostCellsOfSeveral = 1024;
@@ -210,52 +253,27 @@ std::uint32_t counterOf(const std::uint8_t* pixel, const Cells& cells, std::size
     return cells.counterOf(binOf(0), binOf(1), binOf(2), index);
 }
 
-/// Counts, where neighbours have different counters. Four numbers are read at once, in whatever order.
-/// @param count  divisible by 8, as the lengths of vectors of bytes are
-void countInTurn(const std::uint16_t* counters, std::size_t count, std::uint32_t* counts)
-{
-    const auto countFour = [counts](std::uint64_t four) {
-        ++counts[four & 0xffff];
-        ++counts[four >> 16 & 0xffff];
-        ++counts[four >> 32 & 0xffff];
-        ++counts[four >> 48];
-    };
-    for (std::size_t i = 0; i < count; i += 8) {
-        std::uint64_t eight[2];
-        std::memcpy(eight, counters + i, sizeof(eight));
-        countFour(eight[0]);
-        countFour(eight[1]);
-    }
-}
-
-/// @param count  at most kPixelsAtATime
-void countPixels(const float* pixels, std::size_t count, int channels, const Cells& cells, std::uint32_t* counts)
+/// Adds the counts of a row, of which 32 bits are enough.
+void countRow(const float* pixels, std::size_t count, int channels, const Cells& cells, std::uint32_t* counts)
 {
     std::uint32_t counters[kPixelsAtATime];
-    HWY_DYNAMIC_DISPATCH(countersOfFloats)(pixels, count, channels, cells, counters);
-    for (std::size_t i = 0; i < count; ++i)
-        ++counts[counters[i]];
-}
-
-void countPixels(const std::uint8_t* pixels, std::size_t count, int channels, const Cells& cells, std::uint32_t* counts)
-{
-    std::size_t done = 0;
-    if (cells.areFew()) {
-        std::uint16_t counters[kPixelsAtATime];
-        done = HWY_DYNAMIC_DISPATCH(countersOfBytes)(pixels, count, channels, cells, counters);
-        countInTurn(counters, done, counts);
+    for (std::size_t first = 0; first < count; first += kPixelsAtATime) {
+        const std::size_t part = std::min(kPixelsAtATime, count - first);
+        HWY_DYNAMIC_DISPATCH(countersOfFloats)
+        (pixels + static_cast<std::size_t>(channels) * first, part, channels, cells, counters);
+        for (std::size_t i = 0; i < part; ++i)
+            ++counts[counters[i]];
     }
-    for (std::size_t i = done; i < count; ++i)
-        ++counts[counterOf(pixels + static_cast<std::size_t>(channels) * i, cells, i)];
 }
 
-/// Adds the counts of a row, of which 32 bits are enough.
-template<typename T>
-void countRow(const T* pixels, int columns, int channels, const Cells& cells, std::uint32_t* counts)
+/// The same for bytes.
+void countRow(const std::uint8_t* pixels, std::size_t count, int channels, const Cells& cells, std::uint32_t* counts)
 {
-    for (int first = 0; first < columns; first += kPixelsAtATime)
-        countPixels(pixels + static_cast<std::size_t>(channels) * static_cast<std::size_t>(first),
-                    static_cast<std::size_t>(std::min(kPixelsAtATime, columns - first)), channels, cells, counts);
+    std::size_t i = 0;
+    if (cells.areFew())
+        i = HWY_DYNAMIC_DISPATCH(countBytes)(pixels, count, channels, cells, counts);
+    for (; i < count; ++i)
+        ++counts[counterOf(pixels + static_cast<std::size_t>(channels) * i, cells, i)];
 }
 
 /// The counts of a picture.
@@ -271,12 +289,13 @@ Counts countsOf(const cv::Mat& picture, const Cells& cells)
         std::fill(parts.begin(), parts.end(), 0);
         left = 0;
     };
+    const auto columns = static_cast<std::size_t>(picture.cols);
     for (int row = 0; row < picture.rows; ++row) {
         if (picture.depth() == CV_32F)
-            countRow(picture.ptr<float>(row), picture.cols, picture.channels(), cells, parts.data());
+            countRow(picture.ptr<float>(row), columns, picture.channels(), cells, parts.data());
         else
-            countRow(picture.ptr(row), picture.cols, picture.channels(), cells, parts.data());
-        left += static_cast<std::uint64_t>(picture.cols);
+            countRow(picture.ptr(row), columns, picture.channels(), cells, parts.data());
+        left += columns;
         if (left > std::numeric_limits<std::int32_t>::max())
             addParts();
     }
