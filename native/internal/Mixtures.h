@@ -13,14 +13,13 @@ struct Gaussian
     double form[2][2]; ///< `d = x (x form[0][0] + y form[0][1]) + y (x form[1][0] + y form[1][1])`
     double peak;       ///< 1 / (2 pi sqrt(det)), the density at the mean
     double weight;
-    double logPeak; ///< natural logarithm of weight and peak
+    double log2Peak; ///< logarithm of weight times peak, to the base 2
 };
 
 /// One class, and the byte that stands for it.
 struct MixtureClass
 {
     std::vector<Gaussian> components;
-    double logCount; ///< natural logarithm of the number of components
     double number;
 };
 
@@ -28,9 +27,8 @@ struct MixtureClass
 struct Mixtures
 {
     std::vector<MixtureClass> classes;
-    double floor;    ///< the density that a class has to exceed; 0 is the answer where none does
-    double logFloor; ///< its natural logarithm; the smallest for a floor below all densities
-    bool hasLogs; ///< whether logarithms may decide: all numbers are finite, of usual sizes, and no weight is negative
+    double floor; ///< the density that a class has to exceed; 0 is the answer where none does
+    bool isUsual; ///< whether rough densities may decide: all numbers are of usual sizes, and no weight is negative
 };
 
 /// The floor that is below the densities of all usual classes.
@@ -46,11 +44,13 @@ struct Colours
     double c1[kColoursAtATime] = {};
 };
 
-// Where logarithms decide, nothing overflows or becomes subnormal on the way to a density that matters.
-constexpr double kMostNumber = 1e6;      ///< of means, inverse covariances and colours
-constexpr double kMostLogPeak = 50.0;    ///< natural logarithm of a weight, and of the density at a mean
-constexpr double kMostLogarithm = 500.0; ///< natural logarithm of a density
-constexpr double kRoundings = 1e-6;      ///< far more than all roundings change a logarithm
-constexpr double kOpen = -1.0;           ///< instead of an answer: the logarithms do not decide
+// Where rough densities decide, nothing overflows or becomes subnormal on the way to a density that matters, and what
+// is below 2^-1000 does not matter.
+constexpr double kMostNumber = 1e6;             ///< of means, inverse covariances and colours
+constexpr double kMostLog2Peak = 70.0;          ///< logarithm of a weight, and of the density at a mean, to the base 2
+constexpr double kLeastDensity = 0x1p-700;      ///< of the largest class
+constexpr double kMostDensity = 0x1p700;        ///< of the largest class
+constexpr double kClearRatio = 1.0 + 1.0 / 256; ///< of two rough densities, each within a thousandth of the true one
+constexpr double kOpen = -1.0;                  ///< instead of an answer: the rough densities do not decide
 
 } // namespace velmor::native
