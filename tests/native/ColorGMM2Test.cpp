@@ -120,6 +120,27 @@ TEST(ColorGMM2, GivesClass0WhereAllDensitiesAre0)
     EXPECT_EQ(classesOf({makeModel({}, 0.0), right}, small).at<uchar>(0, 0), 1);
 }
 
+TEST(ColorGMM2, IsTheRuleFarFromNarrowClasses)
+{
+    // Far from their means the densities of narrow classes are 0, and the wide one is larger.
+    const Models models = {makeModel({gaussianOf(20, 30, 1, 0, 1, 1.0F)}, 0.0), wideModel(2, 4, 0.0),
+                           makeModel({gaussianOf(200, 100, 4, 1, 2, 1.0F)}, 0.0)};
+    const cv::Mat bytes = allPairsOf(2);
+    expectOn({ColorGMM2(models), {}, loopOf(models)}, bytes);
+    expectOn({ColorGMM2(models), {}, loopOf(models)}, floatsOf(bytes));
+}
+
+TEST(ColorGMM2, BearsAThousandComponentsThatAreFarAway)
+{
+    // The squared distance from the first class is 1373, and its density e to the power of -688. Those of the others
+    // are 0, however many there are.
+    const Model near = makeModel({gaussianOf(0, 0, 1, 0, 1, 1.0F)}, 0.0);
+    const Model far = makeModel(std::vector<Gaussian>(1000, gaussianOf(255, 255, 1, 0, 1, 1.0F)), 0.0);
+    const cv::Mat bytes(1, 1, CV_8UC2, cv::Scalar(37, 2));
+    EXPECT_EQ(classesOf({far, near}, bytes).at<uchar>(0, 0), 1);
+    EXPECT_EQ(classesOf({far, near}, floatsOf(bytes)).at<uchar>(0, 0), 1);
+}
+
 TEST(ColorGMM2, PutsWhatIsNotANumberIntoClass0)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();

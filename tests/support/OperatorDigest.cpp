@@ -14,6 +14,8 @@
 #include "math/SquareMatrix.h"
 #include "math/Vector.h"
 #include "math/Vector2.h"
+#include "native/ColorHistShader.h"
+#include "native/PixelCount.h"
 
 #include <opencv2/core.hpp>
 
@@ -235,6 +237,25 @@ void digestFilters()
     }
 }
 
+/// The filters that make numbers instead of a picture.
+void digestNumbers()
+{
+    Digest counts, histograms;
+    for (const int type : {CV_8UC1, CV_32FC1}) {
+        const cv::Mat mask = anyPicture(type, 1);
+        counts.add(velmor::native::pixelCount(type == CV_32FC1 ? cv::Mat(3 * mask) : mask));
+    }
+    for (const int type : {CV_8UC3, CV_8UC4, CV_32FC3, CV_32FC4}) {
+        const cv::Mat picture = anyPicture(type, 1);
+        ColourHist2d histogram(16, 8, 4);
+        velmor::native::colorHistShader(picture, cv::Rect(1, 2, picture.cols - 1, picture.rows - 3), histogram);
+        for (unsigned i = 0; i < histogram.data().size(); ++i)
+            histograms.add(histogram.data()[i]);
+    }
+    print("native::PixelCount", counts);
+    print("native::ColorHistShader", histograms);
+}
+
 /// Numbers of every size and precision, a third of them whole.
 class AnyNumber
 {
@@ -321,5 +342,6 @@ int main()
     digestHistograms();
     digestSilhouettes();
     digestFilters();
+    digestNumbers();
     return digestFiles() ? 0 : 1;
 }
