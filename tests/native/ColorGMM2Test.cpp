@@ -141,6 +141,18 @@ TEST(ColorGMM2, BearsAThousandComponentsThatAreFarAway)
     EXPECT_EQ(classesOf({far, near}, floatsOf(bytes)).at<uchar>(0, 0), 1);
 }
 
+TEST(ColorGMM2, BearsFormsThatAreNotPositive)
+{
+    // e to the power of 32512 is infinite, and no larger twice.
+    const Gaussian saddle = {{{-1.0, 0}, {0, 1.0}}, 1.0F, {0, 0}, 1.0F};
+    const Model once = makeModel({saddle}, 0.0), twice = makeModel({saddle, saddle}, 0.0), wide = wideModel(2, 4, 0.0);
+    const cv::Mat bytes = (cv::Mat_<uchar>(1, 4) << 255, 0, 0, 255);
+    for (const cv::Mat& picture : {bytes.reshape(2), floatsOf(bytes.reshape(2))}) {
+        expectEqual(classesOf({wide, once}, picture), (cv::Mat_<uchar>(1, 2) << 1, 0), "an infinite class");
+        expectEqual(classesOf({wide, once, twice}, picture), (cv::Mat_<uchar>(1, 2) << 1, 0), "two infinite classes");
+    }
+}
+
 TEST(ColorGMM2, PutsWhatIsNotANumberIntoClass0)
 {
     const float nan = std::numeric_limits<float>::quiet_NaN();
