@@ -44,11 +44,12 @@ struct Colours
     double c1[kColoursAtATime] = {};
 };
 
-// Where rough densities decide, nothing overflows or becomes subnormal on the way to a density that matters, and what
-// is below 2^-1000 does not matter.
+// Where rough densities decide, nothing overflows on the way to a density that matters, and nothing becomes subnormal:
+// the exponential is at least 2^-880 / 2^140. What is below 2^-1000, or subnormal and then multiplied by at most 2^140,
+// does not matter, however often it is added.
 constexpr double kMostNumber = 1e6;             ///< of means, inverse covariances and colours
 constexpr double kMostLog2Peak = 70.0;          ///< logarithm of a weight, and of the density at a mean, to the base 2
-constexpr double kLeastDensity = 0x1p-700;      ///< of the largest class
+constexpr double kLeastDensity = 0x1p-880;      ///< of the largest class
 constexpr double kMostDensity = 0x1p700;        ///< of the largest class
 constexpr double kClearRatio = 1.0 + 1.0 / 256; ///< of two rough densities, each within a thousandth of the true one
 constexpr double kOpen = -1.0;                  ///< instead of an answer: the rough densities do not decide
