@@ -12,6 +12,7 @@
 #include <hwy/highway.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstdlib>
 
 HWY_BEFORE_NAMESPACE();
@@ -53,15 +54,29 @@ HWY_ATTR V addWeighted(D d, V sum, V value)
         return hn::Add(sum, hn::Mul(value, hn::Set(d, static_cast<hn::TFromD<D>>(weight))));
 }
 
-/// The weighted sum of three neighbours in a row, added to a sum.
-/// @param row   where the middle one is
-/// @param step  from a pixel's channel to the same one of the next pixel
-template<int left, int middle, int right, bool finite, class D, class V>
-HWY_ATTR V addRow(D d, V sum, const float* row, std::size_t step)
+/// A pixel's channel and the same one of the pixels beside it, for a vector of pixels.
+template<class V>
+struct Triple
 {
-    sum = addWeighted<left, finite>(d, sum, hn::LoadU(d, row - step));
-    sum = addWeighted<middle, finite>(d, sum, hn::LoadU(d, row));
-    return addWeighted<right, finite>(d, sum, hn::LoadU(d, row + step));
+    V left;
+    V here;
+    V right;
+};
+
+/// @param toLeft, toRight  from a pixel's channel to the same one of the pixel beside it
+template<class D, typename T = hn::TFromD<D>>
+HWY_ATTR HWY_INLINE Triple<hn::Vec<D>> tripleAt(D d, const T* place, std::size_t toLeft, std::size_t toRight)
+{
+    return {hn::LoadU(d, place - toLeft), hn::LoadU(d, place), hn::LoadU(d, place + toRight)};
+}
+
+/// The weighted sum of three neighbours in a row, added to a sum.
+template<int left, int here, int right, bool finite, class D, class V>
+HWY_ATTR HWY_INLINE V addRow(D d, V sum, const Triple<V>& row)
+{
+    sum = addWeighted<left, finite>(d, sum, row.left);
+    sum = addWeighted<here, finite>(d, sum, row.here);
+    return addWeighted<right, finite>(d, sum, row.right);
 }
 
 // ---- Sobel
@@ -71,12 +86,15 @@ template<bool finite>
 HWY_ATTR void gradients(const Neighbours<float>& rows, std::size_t i, float* out)
 {
     const Floats d;
-    auto horizontal = addRow<-1, -2, -1, finite>(d, hn::Zero(d), rows.above + i, 1);
-    horizontal = addRow<0, 0, 0, finite>(d, horizontal, rows.here + i, 1);
-    horizontal = addRow<1, 2, 1, finite>(d, horizontal, rows.below + i, 1);
-    auto vertical = addRow<1, 0, -1, finite>(d, hn::Zero(d), rows.above + i, 1);
-    vertical = addRow<2, 0, -2, finite>(d, vertical, rows.here + i, 1);
-    vertical = addRow<1, 0, -1, finite>(d, vertical, rows.below + i, 1);
+    const auto above = tripleAt(d, rows.above + i, 1, 1);
+    const auto here = tripleAt(d, rows.here + i, 1, 1);
+    const auto below = tripleAt(d, rows.below + i, 1, 1);
+    auto horizontal = addRow<-1, -2, -1, finite>(d, hn::Zero(d), above);
+    horizontal = addRow<0, 0, 0, finite>(d, horizontal, here);
+    horizontal = addRow<1, 2, 1, finite>(d, horizontal, below);
+    auto vertical = addRow<1, 0, -1, finite>(d, hn::Zero(d), above);
+    vertical = addRow<2, 0, -2, finite>(d, vertical, here);
+    vertical = addRow<1, 0, -1, finite>(d, vertical, below);
     const auto squares = hn::Add(hn::Mul(horizontal, horizontal), hn::Mul(vertical, vertical));
     hn::StoreInterleaved3(horizontal, vertical, hn::Sqrt(squares), d, out);
 }
@@ -131,19 +149,10 @@ using NegativeLaplacian = Kernel<-1, -1, 8>;
 using FourNeighbours = Kernel<0, 1, -4>;
 using EightNeighbours = Kernel<-1, 2, -4>;
 
-template<class K, bool finite>
-HWY_ATTR auto laplacianOfVector(const Neighbours<float>& rows, std::size_t i, std::size_t step)
-{
-    const Floats d;
-    auto sum = addRow<K::corner, K::side, K::corner, finite>(d, hn::Zero(d), rows.above + i, step);
-    sum = addRow<K::side, K::middle, K::side, finite>(d, sum, rows.here + i, step);
-    return hn::Abs(addRow<K::corner, K::side, K::corner, finite>(d, sum, rows.below + i, step));
-}
-
-/// The plain rule.
+/// The rule for one channel of a pixel.
 /// @param left, right  where the neighbours beside a place are, given from there
 template<class K>
-uint8_t laplacianOfByte(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t left, std::size_t right)
+HWY_ATTR uint8_t laplacianAt(const Neighbours<uint8_t>& rows, std::size_t i, std::size_t left, std::size_t right)
 {
     const uint8_t *const above = rows.above + i, *const here = rows.here + i, *const below = rows.below + i;
     const int corners = *(above - left) + above[right] + *(below - left) + below[right];
@@ -152,18 +161,28 @@ uint8_t laplacianOfByte(const Neighbours<uint8_t>& rows, std::size_t i, std::siz
     return static_cast<uint8_t>(std::min(std::abs(sum), 255));
 }
 
+template<class K>
+HWY_ATTR float laplacianAt(const Neighbours<float>& rows, std::size_t i, std::size_t left, std::size_t right)
+{
+    const hn::CappedTag<float, 1> d;
+    auto sum = addRow<K::corner, K::side, K::corner, false>(d, hn::Zero(d), tripleAt(d, rows.above + i, left, right));
+    sum = addRow<K::side, K::middle, K::side, false>(d, sum, tripleAt(d, rows.here + i, left, right));
+    sum = addRow<K::corner, K::side, K::corner, false>(d, sum, tripleAt(d, rows.below + i, left, right));
+    return hn::GetLane(hn::Abs(sum));
+}
+
 #if HWY_TARGET != HWY_SCALAR
 
 using Integers = hn::Repartition<int16_t, Bytes>;
 
 /// Of the pixels of a row: each, and the sum of the two beside it, in integers of 16 bits, those at even places and
 /// those at odd ones.
-struct Triples
+struct Sums
 {
     hn::Vec<Integers> even[2];
     hn::Vec<Integers> odd[2];
 
-    HWY_ATTR HWY_INLINE Triples(const uint8_t* place, std::size_t step)
+    HWY_ATTR HWY_INLINE Sums(const uint8_t* place, std::size_t step)
     {
         const hn::Repartition<uint16_t, Bytes> d;
         const auto left = hn::BitCast(d, hn::LoadU(Bytes(), place - step));
@@ -188,24 +207,79 @@ HWY_ATTR HWY_INLINE V limitedSum(const V (&above)[2], const V (&here)[2], const 
     return hn::Min(hn::Abs(sum), hn::Set(d, int16_t{255}));
 }
 
-#endif
+/// Computes vectors of several rows, so that what is loaded of a row serves three of them.
+/// @param source  the rows, the one above them and the one below them
+/// @param write   takes the number of a row and its vector
+template<class K, bool, int rows, class Write>
+HWY_ATTR HWY_INLINE void forEachRow(const uint8_t* const (&source)[rows], std::size_t i, std::size_t step,
+                                    const Write& write)
+{
+    Sums above(source[0] + i, step), here(source[1] + i, step);
+    for (int row = 0; row < rows - 2; ++row) {
+        const Sums below(source[row + 2] + i, step);
+        const auto even = limitedSum<K>(above.even, here.even, below.even);
+        const auto odd = limitedSum<K>(above.odd, here.odd, below.odd);
+        write(row, hn::BitCast(Bytes(), hn::Or(even, hn::ShiftLeft<8>(odd))));
+        above = here;
+        here = below;
+    }
+}
 
-/// Some rows of bytes at once, so that the sums of a row serve three of them.
-template<class K, int rows>
-class LaplacianOfBytes
+template<class K, bool finite, int rows, class Write>
+HWY_ATTR HWY_INLINE void forEachRow(const float* const (&source)[rows], std::size_t i, std::size_t step,
+                                    const Write& write)
+{
+    const Floats d;
+    hn::Vec<Floats> sums[rows];
+    for (int row = 0; row < rows; ++row) {
+        const auto triple = tripleAt(d, source[row] + i, step, step);
+        sums[row] = addRow<K::corner, K::side, K::corner, finite>(d, hn::Zero(d), triple);
+        if (row >= 1)
+            sums[row - 1] = addRow<K::side, K::middle, K::side, finite>(d, sums[row - 1], triple);
+        if (row >= 2)
+            write(row - 2, hn::Abs(addRow<K::corner, K::side, K::corner, finite>(d, sums[row - 2], triple)));
+    }
+}
+
+/// The largest of floats that are not negative. What is not finite is larger than all others, as an integer too.
+class Largest
 {
 public:
-    LaplacianOfBytes(const Band& band, int first)
+    HWY_ATTR HWY_INLINE Largest() : mBits(hn::Zero(Bits())) {}
+
+    HWY_ATTR HWY_INLINE void see(hn::Vec<Floats> value) { mBits = hn::Max(mBits, hn::BitCast(Bits(), value)); }
+
+    HWY_ATTR HWY_INLINE bool isFinite() const
+    {
+        const auto infinity = hn::BitCast(Bits(), hn::Inf(Floats()));
+        return hn::AllTrue(Bits(), hn::Lt(mBits, infinity));
+    }
+
+private:
+    using Bits = hn::RebindToSigned<Floats>;
+    hn::Vec<Bits> mBits;
+};
+
+#endif
+
+/// Some rows at once.
+template<class K, typename Source, typename T, int rows>
+class LaplacianOfRows
+{
+public:
+    /// @param rowAt  gives a row of the source as elements of the result's type
+    template<class RowAt>
+    HWY_ATTR LaplacianOfRows(const Band& band, int first, const RowAt& rowAt)
         : mStep(static_cast<std::size_t>(band.channels())), mCount(static_cast<std::size_t>(band.result.cols) * mStep),
-          mIsAligned(band.result.step[0] % kLanes == 0), mStreams(band.streams && mIsAligned)
+          mIsAligned(rows == 1 || band.result.step[0] % (kLanes * sizeof(T)) == 0), mStreams(band.streams && mIsAligned)
     {
         const cv::Mat& source = band.sources[0];
         cv::Mat result = band.result;
         for (int k = 0; k < rows + 2; ++k)
-            mSource[k] = source.ptr(std::clamp(first + k - 1, 0, source.rows - 1));
+            mSource[k] = rowAt(std::clamp(first + k - 1, 0, source.rows - 1));
         for (int k = 0; k < rows; ++k) {
-            mResult[k] = result.ptr(first + k);
-            mNext[k] = source.ptr(std::min(first + rows + 1 + k, source.rows - 1));
+            mResult[k] = result.ptr<T>(first + k);
+            mNext[k] = source.ptr<Source>(std::min(first + rows + 1 + k, source.rows - 1));
         }
     }
 
@@ -215,50 +289,67 @@ public:
         if (kLanes == 1 || mStep + kLanes > last)
             return computePlainly(0, mCount);
         computePlainly(0, mStep);
-        computeVectors(last);
         computePlainly(last, mCount);
+        computeVectors(last);
     }
 
 private:
-    static constexpr std::size_t kLanes = hn::MaxLanes(Bytes());
+    using D = hn::ScalableTag<T>;
+    static constexpr std::size_t kLanes = hn::MaxLanes(D());
+    static constexpr bool kCornersMayShow = K::corner == 0 && std::is_same_v<Source, float>;
 
-    void computePlainly(std::size_t first, std::size_t last) const
+    HWY_ATTR void computePlainly(std::size_t first, std::size_t last) const
     {
         for (int row = 0; row < rows; ++row)
             for (std::size_t i = first; i < last; ++i)
-                mResult[row][i] = laplacianOfByte<K>({mSource[row], mSource[row + 1], mSource[row + 2]}, i,
-                                                     i < mStep ? 0 : mStep, i + mStep < mCount ? mStep : 0);
+                mResult[row][i] = laplacianAt<K>({mSource[row], mSource[row + 1], mSource[row + 2]}, i,
+                                                 i < mStep ? 0 : mStep, i + mStep < mCount ? mStep : 0);
     }
 
 #if HWY_TARGET == HWY_SCALAR
     void computeVectors(std::size_t) const {}
 #else
-    /// Elements between the first and the last pixel. The first and the last vector may overlap others.
+    /// A corner under a weight of 0 shows where it is infinite or no number. It is above or below some pixel, whose own
+    /// result is neither finite then.
     HWY_ATTR void computeVectors(std::size_t last) const
     {
-        computeVector(mStep, false);
-        std::size_t i = mStep + (mIsAligned ? elementsToAlignment(Bytes(), mResult[0] + mStep) : kLanes);
-        for (; i + kLanes <= last; i += kLanes)
-            computeVector(i, mStreams);
-        computeVector(last - kLanes, false);
+        bool isFinite = computeVectorsOf<true>(last);
+        if constexpr (kCornersMayShow) {
+            for (int row = 0; row < rows; ++row)
+                for (std::size_t i = 0; i < mStep; ++i)
+                    isFinite = isFinite && std::isfinite(mResult[row][i]) && std::isfinite(mResult[row][last + i]);
+            if (!isFinite)
+                computeVectorsOf<false>(last);
+        }
     }
 
-    HWY_ATTR HWY_INLINE void computeVector(std::size_t i, bool streams) const
+    /// Elements between the first and the last pixel. The first and the last vector may overlap others.
+    /// @tparam finite  whether corners under a weight of 0 are left out
+    /// @returns        whether results are finite, where it matters
+    template<bool finite>
+    HWY_ATTR HWY_INLINE bool computeVectorsOf(std::size_t last) const
     {
-        Triples above(mSource[0] + i, mStep), here(mSource[1] + i, mStep);
-        for (int row = 0; row < rows; ++row) {
+        Largest largest;
+        computeVector<finite>(mStep, false, largest);
+        std::size_t i = mStep + (mIsAligned ? elementsToAlignment(D(), mResult[0] + mStep) : kLanes);
+        for (; i + kLanes <= last; i += kLanes)
+            computeVector<finite>(i, mStreams, largest);
+        computeVector<finite>(last - kLanes, false, largest);
+        return largest.isFinite();
+    }
+
+    template<bool finite>
+    HWY_ATTR HWY_INLINE void computeVector(std::size_t i, bool streams, Largest& largest) const
+    {
+        forEachRow<K, finite>(mSource, i, mStep, [&](int row, auto vector) HWY_ATTR {
             hwy::Prefetch(mNext[row] + i);
-            const Triples below(mSource[row + 2] + i, mStep);
-            const auto even = limitedSum<K>(above.even, here.even, below.even);
-            const auto odd = limitedSum<K>(above.odd, here.odd, below.odd);
-            const auto bytes = hn::BitCast(Bytes(), hn::Or(even, hn::ShiftLeft<8>(odd)));
+            if constexpr (kCornersMayShow)
+                largest.see(vector);
             if (streams)
-                hn::Stream(bytes, Bytes(), mResult[row] + i);
+                hn::Stream(vector, D(), mResult[row] + i);
             else
-                hn::StoreU(bytes, Bytes(), mResult[row] + i);
-            above = here;
-            here = below;
-        }
+                hn::StoreU(vector, D(), mResult[row] + i);
+        });
     }
 #endif
 
@@ -266,76 +357,49 @@ private:
     std::size_t mCount; ///< elements of a row
     bool mIsAligned;    ///< whether rows lie alike, so that where one is aligned all are
     bool mStreams;
-    const uint8_t* mSource[rows + 2]; ///< from the row above on
-    uint8_t* mResult[rows];
-    const uint8_t* mNext[rows]; ///< rows that are wanted next: fetched early
+    const T* mSource[rows + 2]; ///< from the row above on
+    T* mResult[rows];
+    const Source* mNext[rows]; ///< rows that are wanted next: fetched early
 };
 
-template<class K>
-HWY_ATTR void laplacianOfBytes(const Band& band)
+constexpr int kRows = 4; ///< that are computed at once
+
+template<class K, typename Source, typename T, class RowAt>
+HWY_ATTR void laplacianOfRows(const Band& band, const RowAt& rowAt)
 {
-    constexpr int kRows = 4;
     if (band.last - band.first < kRows)
         for (int row = band.first; row < band.last; ++row)
-            LaplacianOfBytes<K, 1>(band, row).compute();
+            LaplacianOfRows<K, Source, T, 1>(band, row, rowAt).compute();
     else // the last rows may be computed twice
         for (int row = band.first; row < band.last; row += kRows)
-            LaplacianOfBytes<K, kRows>(band, std::min(row, band.last - kRows)).compute();
+            LaplacianOfRows<K, Source, T, kRows>(band, std::min(row, band.last - kRows), rowAt).compute();
     hwy::FlushStream();
 }
 
-/// Writes a row a vector at a time, or what is left of one at its ends.
-/// @param next  the row of the source that is copied next: it is fetched meanwhile, so that copying does not wait
-/// @param at    gives the vector of the elements from a place on; it may be asked for places beyond the end
-template<class D, typename Source, class At, typename T = hn::TFromD<D>>
-HWY_FLATTEN void writeRow(D d, T* out, std::size_t count, const Source* next, bool streams, const At& at)
+/// From elements of the result's type.
+template<class K, typename T>
+HWY_ATTR void laplacianOf(const Band& band)
 {
-    const std::size_t lanes = hn::Lanes(d);
-    const std::size_t unaligned = streams ? elementsToAlignment(d, out) : 0;
-    std::size_t elements = unaligned > 0 ? unaligned : lanes;
-    for (std::size_t i = 0; i < count; i += elements, elements = lanes) {
-        elements = std::min(elements, count - i);
-        hwy::Prefetch(next + i);
-        const auto vector = at(i);
-        if (elements < lanes) {
-            HWY_ALIGN T part[hn::MaxLanes(d)];
-            hn::Store(vector, d, part);
-            std::copy_n(part, elements, out + i);
-        } else if (streams) {
-            hn::Stream(vector, d, out + i);
-        } else {
-            hn::StoreU(vector, d, out + i);
-        }
-    }
+    laplacianOfRows<K, T, T>(band, [&](int row) { return band.sources[0].ptr<T>(row); });
 }
 
-template<class K, typename Source>
-HWY_ATTR void laplacianOfFloats(const Band& band)
+/// From bytes to floats.
+template<class K>
+HWY_ATTR void laplacianToFloats(const Band& band)
 {
-    const cv::Mat& source = band.sources[0];
-    const auto step = static_cast<std::size_t>(band.channels());
-    const auto count = static_cast<std::size_t>(source.cols) * step;
-    PaddedRows<Source, float> padded(source);
-    cv::Mat result = band.result;
-    for (int row = band.first; row < band.last; ++row) {
-        const Neighbours<float> rows = around(padded, row);
-        const Source* const next = source.ptr<Source>(std::min(row + 2, source.rows - 1));
-        writeRow(Floats(), result.ptr<float>(row), count, next, band.streams, [&](std::size_t i) HWY_ATTR {
-            return laplacianOfVector<K, std::is_same_v<Source, uint8_t>>(rows, i, step);
-        });
-    }
-    hwy::FlushStream();
+    PaddedRows<uint8_t, float, kRows + 2> padded(band.sources[0]);
+    laplacianOfRows<K, uint8_t, float>(band, [&](int row) HWY_ATTR { return padded.row(row); });
 }
 
 template<class K>
 HWY_ATTR void laplacianBy(const Band& band)
 {
     if (band.result.depth() == CV_8U)
-        laplacianOfBytes<K>(band);
-    else if (band.sourceDepth() == CV_8U)
-        laplacianOfFloats<K, uint8_t>(band);
+        laplacianOf<K, uint8_t>(band);
+    else if (band.sourceDepth() == CV_32F)
+        laplacianOf<K, float>(band);
     else
-        laplacianOfFloats<K, float>(band);
+        laplacianToFloats<K>(band);
 }
 
 HWY_ATTR void computeLaplacian(const Band& band, int kernelType)

@@ -25,7 +25,8 @@ namespace hn = hwy::HWY_NAMESPACE;
 /// Copies of a picture's rows for filters that look at neighbours: the edge is repeated beyond it, and a vector may be
 /// read from any place of a row. Bytes that are wanted as floats are divided by 255. Each row is copied once when rows
 /// are asked for in order.
-template<typename Source, typename T>
+/// @tparam kRows  how many are kept
+template<typename Source, typename T, int kRows = 3>
 class PaddedRows
 {
 public:
@@ -36,9 +37,10 @@ public:
           mMemory(hwy::AllocateAligned<T>(kRows * mStep))
     {
         std::fill_n(mMemory.get(), kRows * mStep, T{});
+        std::fill_n(mHeld, kRows, -1);
     }
 
-    /// The first element of a row; it is kept until the row three further is asked for.
+    /// The first element of a row; it is kept until the row `kRows` further is asked for.
     /// @param row  beyond the edge it is the edge's
     HWY_ATTR const T* row(int row)
     {
@@ -53,8 +55,6 @@ public:
     }
 
 private:
-    static constexpr int kRows = 3;
-
     /// How many pixels the edge is repeated for: as far as any filter looks.
     static constexpr std::size_t kReach = 2;
 
@@ -106,7 +106,7 @@ private:
     std::size_t mCount; ///< elements of a row
     std::size_t mStep;
     hwy::AlignedFreeUniquePtr<T[]> mMemory;
-    int mHeld[kRows] = {-1, -1, -1}; ///< rows that are there
+    int mHeld[kRows]; ///< rows that are there
 };
 
 } // namespace velmor::native::HWY_NAMESPACE
