@@ -323,29 +323,43 @@ private:
         }
     }
 
-    /// Elements between the first and the last pixel. The first and the last vector may overlap others.
     /// @tparam finite  whether corners under a weight of 0 are left out
     /// @returns        whether results are finite, where it matters
     template<bool finite>
     HWY_ATTR HWY_INLINE bool computeVectorsOf(std::size_t last) const
     {
+        const std::size_t first = mStep + (mIsAligned ? elementsToAlignment(D(), mResult[0] + mStep) : kLanes);
         Largest largest;
-        computeVector<finite>(mStep, false, largest);
-        std::size_t i = mStep + (mIsAligned ? elementsToAlignment(D(), mResult[0] + mStep) : kLanes);
-        for (; i + kLanes <= last; i += kLanes)
-            computeVector<finite>(i, mStreams, largest);
-        computeVector<finite>(last - kLanes, false, largest);
+        computeVector<finite, false>(mStep, largest);
+        if (mStreams)
+            computeVectorsFrom<finite, true>(first, last, largest);
+        else
+            computeVectorsFrom<finite, false>(first, last, largest);
+        computeVector<finite, false>(last - kLanes, largest);
         return largest.isFinite();
     }
 
-    template<bool finite>
-    HWY_ATTR HWY_INLINE void computeVector(std::size_t i, bool streams, Largest& largest) const
+    template<bool finite, bool streams>
+    HWY_ATTR void computeVectorsFrom(std::size_t first, std::size_t last, Largest& largest) const
     {
+        const LaplacianOfRows copy = *this; // which nothing points to: what is written cannot change it
+        Largest seen = largest;
+        for (std::size_t i = first; i + kLanes <= last; i += kLanes)
+            copy.template computeVector<finite, streams>(i, seen);
+        largest = seen;
+    }
+
+    template<bool finite, bool streams>
+    HWY_ATTR HWY_INLINE void computeVector(std::size_t i, Largest& largest) const
+    {
+        constexpr std::size_t kAhead = 1024 / sizeof(T);
         forEachRow<K, finite>(mSource, i, mStep, [&](int row, auto vector) HWY_ATTR {
             hwy::Prefetch(mNext[row] + i);
+            if constexpr (!streams)
+                hwy::Prefetch(mResult[row] + i + kAhead);
             if constexpr (kCornersMayShow)
                 largest.see(vector);
-            if (streams)
+            if constexpr (streams)
                 hn::Stream(vector, D(), mResult[row] + i);
             else
                 hn::StoreU(vector, D(), mResult[row] + i);
