@@ -296,6 +296,8 @@ public:
 private:
     using D = hn::ScalableTag<T>;
     static constexpr std::size_t kLanes = hn::MaxLanes(D());
+    static constexpr std::size_t kAhead =
+        1024 / sizeof(T); ///< where the result is fetched, so that storing does not wait
     static constexpr bool kCornersMayShow = K::corner == 0 && std::is_same_v<Source, float>;
 
     HWY_ATTR void computePlainly(std::size_t first, std::size_t last) const
@@ -328,41 +330,62 @@ private:
     template<bool finite>
     HWY_ATTR HWY_INLINE bool computeVectorsOf(std::size_t last) const
     {
-        const std::size_t first = mStep + (mIsAligned ? elementsToAlignment(D(), mResult[0] + mStep) : kLanes);
+        const std::size_t aligned = mStep + (mIsAligned ? elementsToAlignment(D(), mResult[0] + mStep) : 0);
         Largest largest;
-        computeVector<finite, false>(mStep, largest);
-        if (mStreams)
-            computeVectorsFrom<finite, true>(first, last, largest);
-        else
-            computeVectorsFrom<finite, false>(first, last, largest);
-        computeVector<finite, false>(last - kLanes, largest);
+        if (mStreams) { // nothing is written twice: what was streamed would have to be fetched for it
+            const std::size_t end = computeWhole<finite, true>(aligned, last, largest);
+            computePart<finite>(mStep, mStep, aligned, largest);
+            computePart<finite>(last - kLanes, end, last, largest);
+        } else {
+            computeWhole<finite, false>(aligned, last, largest);
+            computePart<finite>(mStep, mStep, mStep + kLanes, largest);
+            computePart<finite>(last - kLanes, last - kLanes, last, largest);
+        }
         return largest.isFinite();
     }
 
+    /// @returns  the end of the last whole vector
     template<bool finite, bool streams>
-    HWY_ATTR void computeVectorsFrom(std::size_t first, std::size_t last, Largest& largest) const
+    HWY_ATTR std::size_t computeWhole(std::size_t first, std::size_t last, Largest& largest) const
     {
         const LaplacianOfRows copy = *this; // which nothing points to: what is written cannot change it
         Largest seen = largest;
-        for (std::size_t i = first; i + kLanes <= last; i += kLanes)
-            copy.template computeVector<finite, streams>(i, seen);
+        std::size_t i = first;
+        for (; i + kLanes <= last; i += kLanes)
+            copy.template computeVector<finite>(i, seen, [&](int row, auto vector) HWY_ATTR {
+                T* const place = copy.mResult[row] + i;
+                hwy::Prefetch(copy.mNext[row] + i);
+                if constexpr (!streams)
+                    hwy::Prefetch(place + kAhead);
+                if constexpr (streams)
+                    hn::Stream(vector, D(), place);
+                else
+                    hn::StoreU(vector, D(), place);
+            });
         largest = seen;
+        return i;
     }
 
-    template<bool finite, bool streams>
-    HWY_ATTR HWY_INLINE void computeVector(std::size_t i, Largest& largest) const
+    /// Some elements of the vectors from a place on.
+    template<bool finite>
+    HWY_ATTR void computePart(std::size_t i, std::size_t first, std::size_t last, Largest& largest) const
     {
-        constexpr std::size_t kAhead = 1024 / sizeof(T);
+        computeVector<finite>(i, largest, [&](int row, auto vector) HWY_ATTR {
+            if (last - first == kLanes)
+                return hn::StoreU(vector, D(), mResult[row] + i);
+            HWY_ALIGN T part[kLanes];
+            hn::Store(vector, D(), part);
+            std::copy_n(part + (first - i), last - first, mResult[row] + first);
+        });
+    }
+
+    template<bool finite, class Write>
+    HWY_ATTR HWY_INLINE void computeVector(std::size_t i, Largest& largest, const Write& write) const
+    {
         forEachRow<K, finite>(mSource, i, mStep, [&](int row, auto vector) HWY_ATTR {
-            hwy::Prefetch(mNext[row] + i);
-            if constexpr (!streams)
-                hwy::Prefetch(mResult[row] + i + kAhead);
             if constexpr (kCornersMayShow)
                 largest.see(vector);
-            if constexpr (streams)
-                hn::Stream(vector, D(), mResult[row] + i);
-            else
-                hn::StoreU(vector, D(), mResult[row] + i);
+            write(row, vector);
         });
     }
 #endif
