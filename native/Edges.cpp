@@ -296,8 +296,11 @@ public:
 private:
     using D = hn::ScalableTag<T>;
     static constexpr std::size_t kLanes = hn::MaxLanes(D());
-    static constexpr std::size_t kAhead =
-        1024 / sizeof(T); ///< where the result is fetched, so that storing does not wait
+
+    /// How far ahead the result is fetched, so that storing does not wait.
+    static constexpr std::size_t kAhead = 1024 / sizeof(T);
+
+    /// Whether what is not finite shows under a weight of 0.
     static constexpr bool kCornersMayShow = K::corner == 0 && std::is_same_v<Source, float>;
 
     HWY_ATTR void computePlainly(std::size_t first, std::size_t last) const
@@ -311,8 +314,8 @@ private:
 #if HWY_TARGET == HWY_SCALAR
     void computeVectors(std::size_t) const {}
 #else
-    /// A corner under a weight of 0 shows where it is infinite or no number. It is above or below some pixel, whose own
-    /// result is neither finite then.
+    /// A corner under a weight of 0 shows where it is infinite or no number. It is above or below some pixel, whose
+    /// result is then not finite either: where all results are, no corner shows.
     HWY_ATTR void computeVectors(std::size_t last) const
     {
         bool isFinite = computeVectorsOf<true>(last);
@@ -355,18 +358,18 @@ private:
             copy.template computeVector<finite>(i, seen, [&](int row, auto vector) HWY_ATTR {
                 T* const place = copy.mResult[row] + i;
                 hwy::Prefetch(copy.mNext[row] + i);
-                if constexpr (!streams)
-                    hwy::Prefetch(place + kAhead);
-                if constexpr (streams)
+                if constexpr (streams) {
                     hn::Stream(vector, D(), place);
-                else
+                } else {
+                    hwy::Prefetch(place + kAhead);
                     hn::StoreU(vector, D(), place);
+                }
             });
         largest = seen;
         return i;
     }
 
-    /// Some elements of the vectors from a place on.
+    /// Elements from `first` to `last` of the vectors from a place on.
     template<bool finite>
     HWY_ATTR void computePart(std::size_t i, std::size_t first, std::size_t last, Largest& largest) const
     {

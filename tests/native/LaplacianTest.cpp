@@ -172,6 +172,42 @@ TEST(Laplacian, WhatIsNotFiniteShowsUnderAWeightOfZeroToo)
     EXPECT_EQ(result.at<float>(0, 1), std::numeric_limits<float>::infinity());
 }
 
+TEST(Laplacian, AnInfinityAtAnEndOfARowShowsUnderAWeightOfZeroToo)
+{
+    // In the next row it shows as no number beside where it is an infinity.
+    for (int row = 0; row < 9; ++row)
+        for (const int column : {0, 1, 98, 99}) {
+            cv::Mat picture(9, 100, CV_32FC1, cv::Scalar(0.5));
+            picture.at<float>(row, column) = std::numeric_limits<float>::infinity();
+            onEachInstructionSet([&](const std::string&) {
+                expectOn({Laplacian(1), {}, loopOf(1), {CV_32F}}, picture);
+            });
+        }
+}
+
+TEST(Laplacian, OfAPartOfAPictureThatNoCacheHolds)
+{
+    // Rows of the result lie alike, and begin and end anywhere in a vector.
+    const cv::Rect part(5, 0, 2001, 1501);
+    const cv::Mat bytes = randomPicture(part.size(), CV_8UC3, 1);
+    const cv::Mat floats = floatsOf(bytes);
+    const auto expectPart = [&](const cv::Mat& source, int depth) {
+        const int type = CV_MAKETYPE(depth, 3);
+        const cv::Mat expected = loopOf(1)(source, cv::Mat(), type);
+        onEachInstructionSet([&](const std::string& name) {
+            cv::Mat whole(part.height, 2048, type, cv::Scalar::all(7));
+            cv::Mat result = whole(part);
+            Laplacian(1).execute(source, result, depth);
+            expectEqual(whole(part), expected, name);
+            whole(part).setTo(cv::Scalar::all(7));
+            expectEqual(whole, cv::Mat(whole.size(), type, cv::Scalar::all(7)), name + ", around it");
+        });
+    };
+    expectPart(bytes, CV_8U);
+    expectPart(bytes, CV_32F);
+    expectPart(floats, CV_32F);
+}
+
 TEST(Laplacian, OfAPictureThatNoCacheHolds)
 {
     const cv::Mat bytes = randomPicture(cv::Size(2001, 1501), CV_8UC3, 1);
