@@ -81,9 +81,23 @@ HWY_ATTR HWY_INLINE V addRow(D d, V sum, const Triple<V>& row)
 
 // ---- Sobel
 
+/// Writes pixels of three channels.
+/// @param streams  whether they had better not go through the caches; then a vector is aligned at their place
+template<class V>
+HWY_ATTR HWY_INLINE void storePixels(V c0, V c1, V c2, float* out, bool streams)
+{
+    const Floats d;
+    if (!streams)
+        return hn::StoreInterleaved3(c0, c1, c2, d, out);
+    HWY_ALIGN float pixels[3 * hn::MaxLanes(d)];
+    hn::StoreInterleaved3(c0, c1, c2, d, pixels);
+    for (std::size_t i = 0; i < 3 * hn::Lanes(d); i += hn::Lanes(d))
+        hn::Stream(hn::Load(d, pixels + i), d, out + i);
+}
+
 /// The gradients of a vector of pixels, interleaved.
 template<bool finite>
-HWY_ATTR void gradients(const Neighbours<float>& rows, std::size_t i, float* out)
+HWY_ATTR HWY_INLINE void gradients(const Neighbours<float>& rows, std::size_t i, float* out, bool streams)
 {
     const Floats d;
     const auto above = tripleAt(d, rows.above + i, 1, 1);
@@ -96,19 +110,20 @@ HWY_ATTR void gradients(const Neighbours<float>& rows, std::size_t i, float* out
     vertical = addRow<2, 0, -2, finite>(d, vertical, here);
     vertical = addRow<1, 0, -1, finite>(d, vertical, below);
     const auto squares = hn::Add(hn::Mul(horizontal, horizontal), hn::Mul(vertical, vertical));
-    hn::StoreInterleaved3(horizontal, vertical, hn::Sqrt(squares), d, out);
+    storePixels(horizontal, vertical, hn::Sqrt(squares), out, streams);
 }
 
 template<bool finite>
-HWY_FLATTEN void sobelPixels(const Neighbours<float>& rows, std::size_t count, float* out)
+HWY_FLATTEN void sobelPixels(const Neighbours<float>& rows, std::size_t count, float* out, bool streams)
 {
     const std::size_t lanes = hn::Lanes(Floats());
+    streams = streams && elementsToAlignment(Floats(), out) == 0;
     std::size_t i = 0;
     for (; i + lanes <= count; i += lanes)
-        gradients<finite>(rows, i, out + 3 * i);
+        gradients<finite>(rows, i, out + 3 * i, streams);
     if (i < count) {
         float part[3 * hn::MaxLanes(Floats())];
-        gradients<finite>(rows, i, part);
+        gradients<finite>(rows, i, part, false);
         std::copy_n(part, 3 * (count - i), out + 3 * i);
     }
 }
@@ -122,8 +137,10 @@ HWY_ATTR void sobelOf(const Band& band)
     cv::Mat result = band.result;
     for (int row = band.first; row < band.last; ++row) {
         const Neighbours<float> rows = around(padded, row);
-        sobelPixels<kFinite>(rows, columns, result.ptr<float>(row));
+        sobelPixels<kFinite>(rows, columns, result.ptr<float>(row), band.streams);
     }
+    if (band.streams)
+        hwy::FlushStream();
 }
 
 HWY_ATTR void computeSobel(const Band& band)
