@@ -1,7 +1,8 @@
 #!/usr/bin/python3
-"""Makes docs/performance.md of what the benchmarks have measured: its tables, and its plots beside it.
+"""Makes docs/performance.md of what the benchmarks have measured: its tables, and its plots beside it. The guide has one
+table of them too.
 
-bench/report.py --out <all.json> [--page <page.md>] [--earlier <all.json>] <program>.json ...
+bench/report.py --out <all.json> [--page <page.md>] [--guide <guide.md>] [--earlier <all.json>] <program>.json ...
 
 The files of the programs are Google Benchmark's. All of them go into one. Prints what misses its target, what grows
 faster than its work, and what is slower than in an earlier file by more than the noise.
@@ -15,6 +16,7 @@ import platform
 import re
 import subprocess
 import sys
+import textwrap
 
 SIZES = {"VGA": 640 * 480, "1080p": 1920 * 1080, "4K": 3840 * 2160, "768x576": 768 * 576, "548x342": 548 * 342,
          "1096x684": 1096 * 684}
@@ -28,8 +30,11 @@ MOST_SHARE_OF_MEMORY = 0.8
 # A slope is taken for larger than that of the work from here on: it differs by so much from run to run.
 SLOPE_TOLERANCE = 0.15
 
-# What two runs of the same programs differ by, even where all repetitions of each are alike.
+# What two runs of the same programs differ by, even where all repetitions of each are alike. The machine may be busier
+# in one of them: what the operators are compared with shows by how much, as its code stays the same. All but the
+# largest of these differences are noise.
 LEAST_NOISE = 0.03
+SHARE_OF_NOISE = 0.95
 
 
 # ---- what is measured
@@ -48,6 +53,7 @@ def spread(values):
 
 NO_FIGURES = {"family_index", "per_family_instance_index", "repetitions", "repetition_index", "threads", "iterations",
               "real_time", "cpu_time"}
+OWN_TIMES = {"own_ms", "one_ms", "all_ms"}
 MICROSECONDS = {"ns": 1e-3, "us": 1.0, "ms": 1e3, "s": 1e6}
 
 
@@ -112,10 +118,18 @@ def threads_are_judged(result):
             and result["memory_share"] <= MOST_SHARE_OF_MEMORY)
 
 
-def is_slower(earlier, now):
-    """Whether repetitions are slower than earlier ones by more than the noise."""
-    noise = max(2 * (spread(earlier) + spread(now)), LEAST_NOISE * median(earlier))
-    return median(now) - median(earlier) > noise
+def noise_between(earlier, now):
+    """By how much the times of what is compared with differ between two runs; 0.1 is a tenth."""
+    changes = sorted(abs(math.log(result[key] / earlier[program][name][key]))
+                     for program, results in now.items() for name, result in results.items()
+                     for key in result.figures if key.endswith("_ms") and key not in OWN_TIMES
+                     and key in earlier.get(program, {}).get(name, ()))
+    return max(LEAST_NOISE, changes[math.ceil(SHARE_OF_NOISE * len(changes)) - 1] if changes else 0.0)
+
+
+def is_slower(earlier, now, noise=LEAST_NOISE):
+    """Whether repetitions are slower than earlier ones by more than the noise, and by more than they lie apart."""
+    return median(now) - median(earlier) > max(2 * (spread(earlier) + spread(now)), noise * median(earlier))
 
 
 def compared_figures(result):
@@ -127,6 +141,7 @@ def compared_figures(result):
 
 def slower(earlier, now):
     """Lines about what is slower than in an earlier file."""
+    noise = noise_between(earlier, now)
     lines = []
     for program, results in now.items():
         for name, result in results.items():
@@ -134,7 +149,7 @@ def slower(earlier, now):
             if before is None:
                 continue
             for key in compared_figures(result):
-                if key in before and is_slower(before.repetitions[key], result.repetitions[key]):
+                if key in before and is_slower(before.repetitions[key], result.repetitions[key], noise):
                     lines.append(f"{program} {name}: {key} {before[key]:.4g} -> {result[key]:.4g}")
     return lines
 
@@ -306,10 +321,11 @@ def gpu_text(results):
     adapter = [result["ratio"] for name, result in results.items() if name.endswith("/driver adapter")]
     if not again or not adapter:
         return "Nothing was measured.\n"
-    return (f"`prepareExecution()` with the same textures again takes {number(min(again))} to {number(max(again))} "
+    text = (f"`prepareExecution()` with the same textures again takes {number(min(again))} to {number(max(again))} "
             f"microseconds. A pass at VGA with the driver adapter takes {median(adapter):.3f} times the time of one "
             f"without, in the middle of all filters ({min(adapter):.3f} to {max(adapter):.3f}); llvmpipe needs all of "
-            "its adaptations but the last two.\n")
+            "its adaptations but the last two.")
+    return textwrap.fill(text, 120) + "\n"
 
 
 # How the page names the results of velmor_bench_cpu.
@@ -382,6 +398,25 @@ def growth_table(curves):
                      marked_slope(name, curves), f"{curve.work:g}"])
     return table(["Operator", "Where", "What grows", "first (microseconds)", "last (microseconds)", "Slope",
                   "of the work"], rows)
+
+
+# What the guide shows of each family: without neighbours, of one channel, with neighbours, and computed at length.
+GUIDE_OPERATORS = ("Subtract", "BGR2GRAY", "Laplacian", "ColorGMM2")
+
+
+def crossing_table(native, gpu):
+    """Milliseconds in main memory and on textures, for the guide."""
+    rows = []
+    for operator in GUIDE_OPERATORS:
+        for size in NATIVE_SIZES:
+            in_memory = native.get(f"{operator}/8UC3/{size}/real/threads")
+            on_textures = gpu.get(f"{operator}/execute/{size}")
+            round_trip = gpu.get(f"{operator}/round trip/{size}")
+            if in_memory and on_textures and round_trip:
+                rows.append([f"`{operator}`", size, number(in_memory["one_ms"]), number(in_memory["all_ms"]),
+                             number(on_textures["own_ms"]), number(round_trip["own_ms"])])
+    return table(["Operator", "Picture", "`native`, 1 thread", "`native`, all threads", "on textures",
+                  "on textures, with upload and download"], rows)
 
 
 def python_table(measured):
@@ -560,6 +595,7 @@ def main():
     parser.add_argument("parts", nargs="+", type=pathlib.Path)
     parser.add_argument("--out", type=pathlib.Path, required=True)
     parser.add_argument("--page", type=pathlib.Path)
+    parser.add_argument("--guide", type=pathlib.Path)
     parser.add_argument("--earlier", type=pathlib.Path)
     given = parser.parse_args()
 
@@ -577,6 +613,9 @@ def main():
         given.page.write_text(filled(given.page.read_text(), tables(context, measured, curves)))
         for name, text in plots(measured, curves).items():
             given.page.with_name(name).write_text(text)
+    if given.guide:
+        crossing = crossing_table(measured.get("native", {}), measured.get("gpu", {}))
+        given.guide.write_text(filled(given.guide.read_text(), {"crossing": crossing}))
 
     for program, results in measured.items():
         for name, result in results.items():
@@ -590,7 +629,10 @@ def main():
         if earlier["context"]["cpu"] != context["cpu"]:
             print(f"bench/report.py: {given.earlier} is from another processor, {earlier['context']['cpu']}",
                   file=sys.stderr)
-        for line in slower(with_medians(earlier["programs"]), measured):
+        before = with_medians(earlier["programs"])
+        print(f"NOISE what the operators are compared with differs by {noise_between(before, measured):.0%} between the "
+              "runs")
+        for line in slower(before, measured):
             print(f"SLOWER {line}")
 
 

@@ -3,6 +3,7 @@
 import contextlib
 import io
 import json
+import math
 import pathlib
 import sys
 import tempfile
@@ -49,6 +50,18 @@ class Noise(unittest.TestCase):
     def test_three_percent_are_noise_where_repetitions_are_alike(self):
         self.assertFalse(report.is_slower([100.0] * 5, [102.9] * 5))
         self.assertTrue(report.is_slower([100.0] * 5, [103.1] * 5))
+
+    def test_what_others_differ_by_is_noise(self):
+        def measured(own, other):
+            return {"native": {str(k): result(own_ms=own, other_ms=other * (1 + k / 100), ratio=own / other)
+                               for k in range(20)}}
+        first, busier = measured(1.0, 1.0), measured(1.2, 1.0)
+        self.assertEqual(report.noise_between(first, first), 0.03)
+        self.assertEqual(len(report.slower(first, busier)), 20)
+        for k in range(20):  # one of twenty times may differ by more
+            busier["native"][str(k)] = result(own_ms=1.2, other_ms=(9 if k == 7 else 1.25) * (1 + k / 100), ratio=1.2)
+        self.assertAlmostEqual(report.noise_between(first, busier), math.log(1.25))
+        self.assertEqual(report.slower(first, busier), [])
 
     def test_faster_is_not_slower(self):
         self.assertFalse(report.is_slower([100.0] * 5, [50.0] * 5))
@@ -163,6 +176,9 @@ class Page(unittest.TestCase):
                       report.native_table(measured["native"]))
 
 
+NOISE = "NOISE what the operators are compared with differs by 3% between the runs\n"
+
+
 class Program(unittest.TestCase):
     """The whole of it, on files."""
 
@@ -171,8 +187,12 @@ class Program(unittest.TestCase):
             "context": {"load_avg": [0.25, 1, 1]},
             "benchmarks": runs("Not/8UC1/1080p/real", own_ms=[1.0] * 5, cv_ms=[1.0] * 5, ratio=[ratio] * 5,
                                most=[1.05] * 5)}))
+        return self.run_main(folder, ["native"], *arguments)
+
+    @staticmethod
+    def run_main(folder, programs, *arguments):
         said = io.StringIO()
-        saved, sys.argv = sys.argv, ["report.py", str(folder / "native.json"), *map(str, arguments)]
+        saved, sys.argv = sys.argv, ["report.py", *[str(folder / f"{each}.json") for each in programs], *map(str, arguments)]
         try:
             with contextlib.redirect_stdout(said):
                 report.main()
@@ -186,10 +206,10 @@ class Program(unittest.TestCase):
             first = folder / "first.json"
             self.assertEqual(self.run_report(folder, 1.0, "--out", first), "")
             same = self.run_report(folder, 1.02, "--out", folder / "second.json", "--earlier", first)
-            self.assertEqual(same, "")
+            self.assertEqual(same, NOISE)
             worse = self.run_report(folder, 1.2, "--out", folder / "third.json", "--earlier", first)
             self.assertEqual(worse, "MISSED native Not/8UC1/1080p/real: 1.20 times the time of cv, at most 1.05 was "
-                                    "asked for\nSLOWER native Not/8UC1/1080p/real: ratio 1 -> 1.2\n")
+                                    "asked for\n" + NOISE + "SLOWER native Not/8UC1/1080p/real: ratio 1 -> 1.2\n")
 
     def test_the_page_is_filled(self):
         with tempfile.TemporaryDirectory() as name:
@@ -201,6 +221,20 @@ class Program(unittest.TestCase):
             self.assertIn("The load was 0.2", page.read_text())
             self.assertTrue((folder / "performance-native.svg").read_text().startswith("<svg "))
             self.assertFalse((folder / "performance-cpu.svg").exists())  # nothing of it was measured
+
+    def test_the_guide_shows_where_an_operator_is_fastest(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            guide = folder / "guide.md"
+            guide.write_text((ROOT / "docs" / "guide.md").read_text())
+            gpu = runs("Subtract/execute/4K", own_ms=[30.0]) + runs("Subtract/round trip/4K", own_ms=[50.0])
+            (folder / "gpu.json").write_text(json.dumps({"context": {}, "benchmarks": gpu}))
+            native = runs("Subtract/CV_8UC3/4K/real", own_ms=[9.0]) + \
+                runs("Subtract/8UC3/4K/real/threads", one_ms=[2.0], all_ms=[1.25])
+            (folder / "native.json").write_text(json.dumps({"context": {}, "benchmarks": native}))
+            self.run_main(folder, ["native", "gpu"], "--out", folder / "all.json", "--guide", guide)
+            crossing = guide.read_text().split("<!-- crossing -->")[1].split("<!-- end of crossing -->")[0]
+            self.assertEqual(crossing.strip().splitlines()[2:], ["| `Subtract` | 4K | 2.00 | 1.25 | 30.0 | 50.0 |"])
 
 
 if __name__ == "__main__":
