@@ -48,8 +48,9 @@ protected:
         cv::Mat difference, others;
         cv::absdiff(onTextures, inMemory, difference);
         cv::inRange(difference, cv::Scalar::all(0), cv::Scalar::all(1), others);
-        // Rounding makes a step of difference, and decides what lies on a border, of a model for instance.
-        EXPECT_LE(1 - cv::mean(others)[0] / 255, 0.001);
+        // Rounding makes a step of difference, and decides what lies on a border, of a model for instance. How many
+        // pixels lie there hangs on the frame on which the viewer stopped, of which the models are made.
+        EXPECT_LE(1 - cv::mean(others)[0] / 255, 0.003);
     }
 
     /// Shows the line of text and makes the window wide enough for it.
