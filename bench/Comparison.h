@@ -6,12 +6,13 @@
 #include <opencv2/core.hpp>
 
 #include <functional>
+#include <set>
 #include <stdexcept>
 #include <string>
 
 namespace velmor::bench {
 
-/// A filter in main memory beside what a user would call instead.
+/// An operator in main memory beside what a user would call instead.
 struct Comparison
 {
     std::string name; ///< operator/types/size/pictures, such as "BGR2HSV/bytes/1080p/real"
@@ -22,12 +23,20 @@ struct Comparison
     double ownWork = 1; ///< how much more work the own one does, as in bytes moved; the ratio is divided by it
 };
 
+/// The operators that have a benchmark.
+inline std::set<std::string>& measuredOperators()
+{
+    static std::set<std::string> names;
+    return names;
+}
+
 /// Registers a comparison.
 /// @param name  operator, types, size and pictures, such as "BGR2HSV/8UC3/1080p/real"
 /// @param make  makes the pictures, checks the results, and says what to time; called once for all repetitions that
 ///              follow each other
 inline void add(const std::string& name, const std::function<Comparison()>& make)
 {
+    measuredOperators().insert(name.substr(0, name.find('/')));
     const auto run = [name, make](benchmark::State& state) {
         static std::string made;
         static Comparison comparison;
