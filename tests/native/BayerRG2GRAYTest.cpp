@@ -1,6 +1,7 @@
 #include "native/BayerRG2GRAY.h"
 
 #include "tests/native/BayerLoop.h"
+#include "tests/support/InstructionSets.h"
 
 namespace velmor::tests {
 namespace {

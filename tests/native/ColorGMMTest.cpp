@@ -1,5 +1,6 @@
 #include "native/ColorGMM.h"
 
+#include "tests/support/InstructionSets.h"
 #include "tests/support/NativeMixtures.h"
 #include "tests/support/NativeTest.h"
 #include "tests/support/ThrownText.h"

@@ -1,6 +1,7 @@
 #include "native/ColorHistShader.h"
 
 #include "core/cvdata/ColourHist2d.h"
+#include "tests/support/InstructionSets.h"
 #include "tests/support/NativeTest.h"
 #include "tests/support/ThrownText.h"
 

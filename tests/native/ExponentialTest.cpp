@@ -1,3 +1,4 @@
+#include "tests/support/InstructionSets.h"
 #include "tests/support/NativeTest.h"
 
 #undef HWY_TARGET_INCLUDE

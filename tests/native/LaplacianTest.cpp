@@ -1,5 +1,6 @@
 #include "native/Laplacian.h"
 
+#include "tests/support/InstructionSets.h"
 #include "tests/support/NativeTest.h"
 
 #include <algorithm>

@@ -1,11 +1,9 @@
 #include "tests/support/NativeTest.h"
 
 #include "native/internal/Memory.h"
+#include "tests/support/GuardedMemory.h"
+#include "tests/support/InstructionSets.h"
 #include "tests/support/ThrownText.h"
-
-#include <hwy/targets.h>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cmath>
 #include <cstring>
@@ -155,42 +153,6 @@ void expectSameObject(const NativeCase& expectation, const Run& run)
     execute(expectation.filter, both, both, both, run.depth);
     expectEqual(both, expected, run.where + ", all three the same");
 }
-
-/// Memory whose end is that of what may be touched.
-class GuardedMemory
-{
-public:
-    explicit GuardedMemory(std::size_t bytes)
-        : mPage(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))), mBytes((bytes + mPage - 1) / mPage * mPage),
-          mBegin(static_cast<uchar*>(
-              mmap(nullptr, mBytes + mPage, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)))
-    {
-        EXPECT_EQ(mprotect(mBegin + mBytes, mPage, PROT_NONE), 0);
-    }
-    ~GuardedMemory() { munmap(mBegin, mBytes + mPage); }
-    GuardedMemory(const GuardedMemory&) = delete;
-    GuardedMemory& operator=(const GuardedMemory&) = delete;
-
-    /// A picture at the very end.
-    cv::Mat picture(cv::Size size, int type) const
-    {
-        const std::size_t bytes = static_cast<std::size_t>(size.area()) * CV_ELEM_SIZE(type);
-        return {size, type, mBegin + mBytes - bytes};
-    }
-
-    /// A picture at the very end that equals another one, which may be empty.
-    cv::Mat copyOf(const cv::Mat& other) const
-    {
-        cv::Mat copy = picture(other.size(), other.type());
-        other.copyTo(copy);
-        return copy;
-    }
-
-private:
-    std::size_t mPage;
-    std::size_t mBytes;
-    uchar* mBegin;
-};
 
 /// So many rows that a call reads and writes more bytes than the last cache holds.
 cv::Size largeSize(const native::Filter& filter, int width, int type)
@@ -428,25 +390,6 @@ BytePairs allBytePairs()
         }
     }
     return pairs;
-}
-
-void onEachInstructionSet(const std::function<void(const std::string& name)>& function)
-{
-    const auto use = [](int64_t targets) {
-        hwy::SetSupportedTargetsForTest(targets);
-        hwy::GetChosenTarget().Update(hwy::SupportedTargets());
-    };
-    use(0);
-    const int64_t targets = (hwy::SupportedTargets() & HWY_TARGETS) | HWY_STATIC_TARGET;
-    // The lower the bit, the better the set.
-    for (int bit = 62; bit >= 0; --bit) {
-        const int64_t target = int64_t{1} << bit;
-        if ((targets & target) == 0)
-            continue;
-        use(target);
-        function(hwy::TargetName(target));
-    }
-    use(0);
 }
 
 void expectRefusal(const std::function<void(cv::Mat& result)>& call, const std::string& text)

@@ -72,10 +72,6 @@ struct BytePairs
 };
 BytePairs allBytePairs();
 
-/// Runs a function under each instruction set that the processor has, the best one last, and with the plain loops that
-/// stand for none.
-void onEachInstructionSet(const std::function<void(const std::string& name)>& function);
-
 /// Expects a call of execute() to be refused with a text, and the result to stay as it was.
 void expectRefusal(const std::function<void(cv::Mat& result)>& call, const std::string& text);
 
