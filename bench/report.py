@@ -18,8 +18,7 @@ import subprocess
 import sys
 import textwrap
 
-SIZES = {"VGA": 640 * 480, "1080p": 1920 * 1080, "4K": 3840 * 2160, "768x576": 768 * 576, "548x342": 548 * 342,
-         "1096x684": 1096 * 684}
+SIZES = {"VGA": 640 * 480, "1080p": 1920 * 1080, "4K": 3840 * 2160, "768x576": 768 * 576}
 NATIVE_SIZES = ("VGA", "1080p", "4K")
 
 # Two threads are judged where a loop in registers gains from them, and where memory has the bytes.
@@ -328,42 +327,39 @@ def gpu_text(results):
     return textwrap.fill(text, 120) + "\n"
 
 
-# How the page names the results of velmor_bench_cpu.
-CPU_ROWS = [
-    ("ColourDetector/768x576/model_changed",
-     "`ColourDetector::preProcess`, 3 components, model changed since the last call", "the plain loop"),
-    ("ColourDetector/768x576/model_kept", "the same, model kept", "the plain loop"),
-    ("ColourDetector/768x576/model_kept/copy", "the same, model kept", "a copy of the image's bytes"),
-    ("ColourHist2D/768x576/bins:8", "`ColourHist2D::computeHistogram`, 8 x 8 x 8 bins", "`cv::calcHist`"),
-    ("ColourHist2D/768x576/bins:16", "16 x 16 x 16 bins", "`cv::calcHist`"),
-    ("ColourHist2D/768x576/bins:32", "32 x 32 x 32 bins", "`cv::calcHist`"),
-    ("ColourHist2D/768x576/bins:16/mask", "16 x 16 x 16 bins, under a mask", "`cv::calcHist`"),
-    ("ColourHist2D/768x576/bins:16/region:128", "16 x 16 x 16 bins, region of 128 x 128", "`cv::calcHist`"),
-    ("ColourHist2D/768x576/bins:16/region:32", "16 x 16 x 16 bins, region of 32 x 32", "`cv::calcHist`"),
-    ("ColourHist2D/768x576/bins:32/region:128", "32 x 32 x 32 bins, region of 128 x 128", "`cv::calcHist`"),
-    ("ColourHist2D/768x576/bins:32/region:32", "32 x 32 x 32 bins, region of 32 x 32", "`cv::calcHist`"),
-    ("MotionSegment/getMassCenter/768x576", "`MotionSegment::getMassCenter`", "`cv::moments`"),
-    ("MotionSegment/getMHI/768x576", "`MotionSegment::getMHI`", "the same OpenCV calls in a row"),
-    ("Moments/findBlobs/768x576", "`Moments::findBlobs`", "`cv::findContours` and `cv::moments`"),
-    ("FaceDetect/548x342", "`FaceDetect::findFaces`", "`cv::CascadeClassifier`"),
-    ("FaceDetect/1096x684/scale:2", "the same with scale 2", "`cv::resize` and `cv::CascadeClassifier`"),
-]
+CPU_SIZES = ("VGA", "768x576", "1080p", "4K")
+
+
+def pixels_of(name):
+    """Of "FaceDetect/VGA", or of "ColourHist2D/8 bins/region of 32 x 32"."""
+    _, size, rest = split_name(name)
+    if size:
+        return SIZES[size]
+    width, height = re.search(r"(\d+) x (\d+)", rest).groups()
+    return int(width) * int(height)
 
 
 def cpu_rows(results):
-    return [(results[name], name, text, beside) for name, text, beside in CPU_ROWS if name in results]
+    """(operator, what was measured, what it is compared with) -> {size: (name, result)}."""
+    rows = {}
+    for name, result in results.items():
+        operator, size, what = split_name(name)
+        rows.setdefault((operator, what, code_or_words(result.beside())), {})[size] = (name, result)
+    return rows
+
+
+def cpu_cells(operator, what, beside, row):
+    def each(text):
+        return " / ".join(text(*row[size]) if size in row else "–" for size in ([""] if "" in row else CPU_SIZES))
+    is_missed = any(missed(name, result) for name, result in row.values())
+    return [f"`{operator}`", what or "–", each(lambda _, result: number(result["own_ms"])),
+            each(lambda name, result: number(speed(pixels_of(name), result["own_ms"]))), beside,
+            each(lambda _, result: ratio_text(result["ratio"])) + (" **missed**" if is_missed else "")]
 
 
 def cpu_table(results):
-    rows = []
-    for result, name, text, beside in cpu_rows(results):
-        size = next(part for part in name.split("/") if part in SIZES)
-        region = re.search(r"region:(\d+)", name)
-        pixels = int(region.group(1)) ** 2 if region else SIZES[size]
-        faster = f" ({1 / result['ratio']:.0f} times faster)" if result["ratio"] < 0.1 else ""
-        rows.append([text, number(result["own_ms"]), number(speed(pixels, result["own_ms"])), beside,
-                     ratio_text(result["ratio"]) + faster])
-    return table(["Operator", "Time (ms)", "Mpix/s", "Beside", "Ratio"], rows)
+    return table(["Operator", "Of what", "Time (ms)", "Mpix/s", "Beside", "Ratio"],
+                 [cpu_cells(*names, row) for names, row in cpu_rows(results).items()])
 
 
 def marked_slope(name, curves):
@@ -531,13 +527,12 @@ def plots(measured, curves):
            for name, result in measured.get("gpu", {}).items() if name.endswith("/execute/VGA")]
     if gpu:
         made["gpu"] = bars("execute() at 640 x 480, in milliseconds (dark: the same draw without the library)", gpu)
-    cpu, operator = [], ""
-    for result, _, text, beside in cpu_rows(measured.get("cpu", {})):
-        if text.startswith("`"):
-            operator = text.split(",")[0]
-        cpu.append(((text if text.startswith("`") else f"{operator}, {text}") + f" beside {beside}", result["ratio"], 0))
+    cpu = []
+    for (operator, what, beside), row in cpu_rows(measured.get("cpu", {})).items():
+        _, result = row.get("1080p") or row.get("") or next(iter(row.values()))
+        cpu.append((", ".join(filter(None, (operator, what))) + f" beside {beside}", result["ratio"], 0))
     if cpu:
-        made["cpu"] = bars("Time beside the other way (line: the other way, 1.0)", cpu, 1.0)
+        made["cpu"] = bars("Time at 1080p, or of the size named (line: the other way, 1.0)", cpu, 1.0)
     native = native_plot(measured.get("native", {}))
     if native:
         made["native"] = bars("Time at 1080p, or of pictures larger than the caches (line: the other way, 1.0)",

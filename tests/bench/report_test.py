@@ -175,6 +175,19 @@ class Page(unittest.TestCase):
         self.assertIn("| `Not` | 8UC1, real | 1,000 / – / – | 2,000 / – / – | `cv::bitwise_not` | 2.00 / – / – **missed** |",
                       report.native_table(measured["native"]))
 
+    def test_operators_on_images_have_a_row_for_all_sizes(self):
+        times = {"own_ms": [1.024], "cv::calcHist_ms": [2.048]}
+        measured = report.with_medians({"cpu": report.results_of(
+            runs("ColourHist2D/8 bins/1080p", ratio=[0.5], most=[0.25], **times)
+            + runs("ColourHist2D/8 bins/VGA", ratio=[0.2], most=[0.25], **times)
+            + runs("ColourHist2D/8 bins/region of 32 x 64", ratio=[0.04], most=[0.25], **times)
+            + runs("FaceDetect/VGA", ratio=[1.0], **times))})
+        self.assertEqual(report.cpu_table(measured["cpu"]).split("\n")[2:], [
+            "| `ColourHist2D` | 8 bins | 1.02 / – / 1.02 / – | 300 / – / 2,025 / – | `cv::calcHist` | "
+            "0.20 / – / 0.50 / – **missed** |",
+            "| `ColourHist2D` | 8 bins, region of 32 x 64 | 1.02 | 2.00 | `cv::calcHist` | 0.040 |",
+            "| `FaceDetect` | – | 1.02 / – / – / – | 300 / – / – / – | `cv::calcHist` | 1.00 / – / – / – |", ""])
+
 
 NOISE = "NOISE what the operators are compared with differs by 3% between the runs\n"
 
