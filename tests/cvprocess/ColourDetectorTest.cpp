@@ -6,6 +6,7 @@
 #include "imageio/ImageIo.h"
 #include "tests/support/DeathText.h"
 #include "tests/support/FieldOrder.h"
+#include "tests/support/GuardedMemory.h"
 #include "tests/support/Pictures.h"
 #include "tests/support/Rounds.h"
 
@@ -117,6 +118,116 @@ Image everyColour()
         }
     }
     return image;
+}
+
+// ---- random cases
+
+/// A model of a class of its own, which answers as the plain one does but is asked for every pixel.
+class DerivedModel : public ColorGMM
+{
+};
+
+/// Random models and images, which change or stay from case to case. Rows are padded, and the last one ends where
+/// memory does.
+class RandomCases
+{
+public:
+    /// Runs so many cases, or those up to the first one that differs from the plain loop.
+    void expectPlainLoop(int cases)
+    {
+        for (int k = 0; k < cases && !testing::Test::HasFailure(); ++k) {
+            changeModel();
+            changeImage();
+            runCase(mPlainDetector, k);
+            if (k % 8 == 0)
+                runCase(mDerivedDetector, k);
+        }
+        EXPECT_GT(mForeground, mPixels / 10); // the comparison was one of mixed masks
+        EXPECT_LT(mForeground, mPixels - mPixels / 10);
+    }
+
+private:
+    static constexpr unsigned kMostWidth = 40, kMostHeight = 3, kMostPadding = 9;
+    static constexpr unsigned kMostStride = 3 * kMostWidth + kMostPadding;
+    static constexpr unsigned char kUntouched = 77;
+
+    unsigned upTo(unsigned most) { return static_cast<unsigned>(mRandom() % (most + 1)); }
+
+    void changeModel()
+    {
+        switch (mModel.mixture.empty() ? 0 : upTo(6)) {
+        case 0:
+            mModel = randomModel(mRandom, upTo(4));
+            break;
+        case 1:
+            mModel.detectionThreshold = likelihood(mModel, anyByte(), anyByte());
+            break;
+        case 2:
+            mModel.mixture[upTo(static_cast<unsigned>(mModel.mixture.size()) - 1)] = randomComponent(mRandom);
+            break;
+        case 3:
+            mModel.mixture.pop_back();
+            break;
+        default: // stays
+            break;
+        }
+        static_cast<ColorGMM&>(mDerivedModel) = mModel;
+    }
+
+    /// The same colours come back in one image and in the next, so that some are known and some are not.
+    void changeImage()
+    {
+        mWidth = 1 + upTo(kMostWidth - 1);
+        mHeight = 1 + upTo(kMostHeight - 1);
+        mStride = 3 * mWidth + upTo(kMostPadding);
+        const unsigned levels = 1u << (1 + upTo(7));
+        mInput = mInputMemory.picture({static_cast<int>(mStride * (mHeight - 1) + 3 * mWidth), 1}, CV_8U);
+        for (int k = 0; k < mInput.cols; ++k)
+            mInput.data[k] = static_cast<unsigned char>(mRandom() % levels * (256 / levels));
+    }
+
+    unsigned char anyByte() { return static_cast<unsigned char>(mRandom()); }
+
+    void runCase(ColourDetector& detector, int k)
+    {
+        const Image input(mWidth, mHeight, Image::RGB, mInput.data, mStride);
+        const unsigned stride = mWidth + upTo(kMostPadding);
+        cv::Mat bytes = mOutputMemory.picture({static_cast<int>(stride * (mHeight - 1) + mWidth), 1}, CV_8U);
+        bytes = kUntouched;
+        Image output(mWidth, mHeight, Image::GREYSCALE, bytes.data, stride);
+        detector.preProcess(input, output);
+        for (unsigned place = 0; place < static_cast<unsigned>(bytes.cols); ++place) {
+            const unsigned x = place % stride, y = place / stride;
+            const unsigned char* const pixel = mInput.data + mStride * y + 3 * x;
+            const bool isForeground = x < mWidth && likelihood(mModel, pixel[0], pixel[1]) > mModel.detectionThreshold;
+            const unsigned expected = x >= mWidth ? kUntouched : isForeground ? 255 : 0;
+            ASSERT_EQ(bytes.data[place], expected)
+                << "case " << k << ", " << mWidth << " x " << mHeight << ", pixel " << x << ", " << y;
+            mForeground += isForeground ? 1 : 0;
+        }
+        mPixels += mWidth * mHeight;
+    }
+
+    std::mt19937 mRandom{1};
+    ColorGMM mModel;
+    DerivedModel mDerivedModel;
+    ColourDetector mPlainDetector{&mModel, nullptr};
+    ColourDetector mDerivedDetector{&mDerivedModel, nullptr};
+    const GuardedMemory mInputMemory{kMostStride * kMostHeight};
+    const GuardedMemory mOutputMemory{kMostStride * kMostHeight};
+    cv::Mat mInput;
+    unsigned mWidth = 0, mHeight = 0, mStride = 0;
+    unsigned long mForeground = 0, mPixels = 0;
+};
+
+TEST(ColourDetector, MatchesThePlainLoopWhateverIsKnown)
+{
+    RandomCases().expectPlainLoop(2 * randomRounds());
+}
+
+TEST(ColourDetectorSweep, MatchesThePlainLoopWhateverIsKnown)
+{
+    RandomCases().expectPlainLoop(1000000);
 }
 
 // ---- arithmetic
