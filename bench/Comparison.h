@@ -21,6 +21,8 @@ struct Comparison
     std::function<void()> other;
     double most = 0;    ///< largest ratio of the times that is good enough; 0 where none was set
     double ownWork = 1; ///< how much more work the own one does, as in bytes moved; the ratio is divided by it
+    double pixels = 0;  ///< that a call of the own one takes; 0 where no speed was set
+    double least = 0;   ///< lowest speed of the own one that is good enough, in pixels a nanosecond
 };
 
 /// The operators that have a benchmark.
@@ -48,6 +50,12 @@ inline void add(const std::string& name, const std::function<Comparison()>& make
         if (comparison.most > 0) {
             state.counters["most"] = comparison.most;
             state.counters["missed"] = ratio > comparison.most;
+        }
+        if (comparison.pixels > 0) {
+            const double speed = 1e-6 * comparison.pixels / state.counters["own_ms"];
+            state.counters["Gpix/s"] = speed;
+            state.counters["least"] = comparison.least;
+            state.counters["missed"] = speed < comparison.least;
         }
     };
     benchmark::RegisterBenchmark(name.c_str(), run)->UseManualTime()->Unit(benchmark::kMillisecond);
