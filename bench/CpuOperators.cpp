@@ -28,6 +28,7 @@ int main(int argc, char** argv)
         velmor::bench::addMotionSegment();
         velmor::bench::addMoments();
         velmor::bench::addFaceDetect();
+        velmor::bench::addRecords();
         expectAllMeasured();
         benchmark::Initialize(&argc, argv);
         benchmark::RunSpecifiedBenchmarks();

@@ -207,18 +207,27 @@ Contents readContents(std::string_view text)
 
 // ---- training
 
-/// The pixels that a mask selects, a row of two numbers each.
+/// The pixels that a mask selects, a row of two numbers each: floats, which OpenCV takes without a copy.
 cv::Mat selectedColours(const Image& samples, const Image* mask)
 {
-    cv::Mat colours(0, 2, CV_64F);
-    for (unsigned y = 0; y < samples.height(); ++y) {
-        const unsigned char* const pixels = samples.imageBuffer() + std::size_t{y} * samples.allocatedWidth();
-        const unsigned char* const selects =
-            mask ? mask->imageBuffer() + std::size_t{y} * mask->allocatedWidth() : nullptr;
-        for (unsigned x = 0; x < samples.width(); ++x)
-            if (!selects || selects[x] != 0)
-                colours.push_back(cv::Mat(cv::Matx12d(pixels[3 * x], pixels[3 * x + 1])));
-    }
+    const auto forEach = [&](const auto& visit) {
+        for (unsigned y = 0; y < samples.height(); ++y) {
+            const unsigned char* const pixels = samples.imageBuffer() + std::size_t{y} * samples.allocatedWidth();
+            const unsigned char* const selects =
+                mask ? mask->imageBuffer() + std::size_t{y} * mask->allocatedWidth() : nullptr;
+            for (unsigned x = 0; x < samples.width(); ++x)
+                if (!selects || selects[x] != 0)
+                    visit(pixels + 3 * x);
+        }
+    };
+    int count = 0;
+    forEach([&](const unsigned char*) { ++count; });
+    cv::Mat colours(count, 2, CV_32F);
+    auto* colour = colours.ptr<float>();
+    forEach([&](const unsigned char* pixel) {
+        *colour++ = pixel[0];
+        *colour++ = pixel[1];
+    });
     return colours;
 }
 
