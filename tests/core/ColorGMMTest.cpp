@@ -3,6 +3,7 @@
 #include "core/cvdata/Image.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/MemoryFile.h"
+#include "tests/support/Pictures.h"
 #include "tests/support/SmallDisk.h"
 #include "tests/support/Symmetric2x2.h"
 #include "tests/support/TemporaryFolder.h"
@@ -11,6 +12,7 @@
 
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
+#include <opencv2/ml.hpp>
 
 #include <algorithm>
 #include <array>
@@ -811,6 +813,49 @@ TEST(ColorGMMTraining, ReadsThePixelsUnderTheMaskOnly)
     ColorGMM model;
     model.train(samples, &mask, 1);
     expectComponent(*model.mixture[0], Statistics(samples, 20, 40), 1.0, 1e-6);
+}
+
+/// What OpenCV's own search makes of the pixels under a mask, as doubles: the colours are whole numbers in any type.
+ColorGMM estimatedByOpenCv(const Image& samples, const Image& mask, int components)
+{
+    std::vector<cv::Vec2d> colours;
+    for (unsigned y = 0; y < samples.height(); ++y)
+        for (unsigned x = 0; x < samples.width(); ++x)
+            if (byteAt(mask, x, y) != 0)
+                colours.emplace_back(byteAt(samples, x, y, 0), byteAt(samples, x, y, 1));
+    cv::theRNG() = cv::RNG(1);
+    const cv::Ptr<cv::ml::EM> estimator = cv::ml::EM::create();
+    estimator->setClustersNumber(components);
+    estimator->setCovarianceMatrixType(cv::ml::EM::COV_MAT_GENERIC);
+    estimator->trainEM(cv::Mat(colours).reshape(1));
+    std::vector<cv::Mat> covariances;
+    estimator->getCovs(covariances);
+    ColorGMM model;
+    for (int k = 0; k < components; ++k) {
+        const cv::Mat& covariance = covariances[static_cast<std::size_t>(k)];
+        const cv::Mat mean = estimator->getMeans().row(k);
+        model.mixture.push_back(component(mean.at<double>(0), mean.at<double>(1),
+                                          covariance.at<double>(0, 0) + 1.0 / 12.0, covariance.at<double>(0, 1),
+                                          covariance.at<double>(1, 1) + 1.0 / 12.0,
+                                          static_cast<float>(estimator->getWeights().at<double>(k))));
+    }
+    return model;
+}
+
+TEST(ColorGMMTraining, HasTheBitsOfOpenCvsSearch)
+{
+    std::mt19937 random(1);
+    for (int k = 0; k < 3; ++k) {
+        const unsigned width = 5 + randomSide(random) / 4, height = 5 + randomSide(random) / 4;
+        const Image samples = randomImage(width, height, k % 2 == 0 ? Image::RGB : Image::BGR, random);
+        Image mask = randomImage(width, height, Image::GREYSCALE, random, 3);
+        ColorGMM model;
+        model.train(samples, &mask, 1 + k % 3);
+        expectSameModel(model, estimatedByOpenCv(samples, mask, 1 + k % 3));
+        fillRectangle(mask, 0, 0, width, height, 1);
+        model.train(samples, nullptr, 1 + k % 3);
+        expectSameModel(model, estimatedByOpenCv(samples, mask, 1 + k % 3));
+    }
 }
 
 TEST(ColorGMMTraining, IsRepeatableAndLeavesTheRandomGeneratorAlone)

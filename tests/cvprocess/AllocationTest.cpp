@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
+#include <cstdlib>
 #include <memory>
 
 using namespace velmor::cvprocess;
@@ -118,6 +119,54 @@ TEST(Allocations, ABlobMakesNoneForItsMatrices)
                   blobs.addBlob();
               }).made,
               0u);
+}
+
+// ---- what training takes
+
+TEST(AllocationTraining, TheCounterFindsTheMost)
+{
+    EXPECT_EQ(mostBytesDuring([] {}), 0u);
+    const std::size_t most = mostBytesDuring([] {
+        std::vector<char>(300000);
+        void* const grown = std::realloc(std::malloc(100000), 500000);
+        std::free(grown);
+        std::vector<char>(200000);
+    });
+    EXPECT_GE(most, 500000u);
+    EXPECT_LT(most, 600000u);
+}
+
+/// Three columns of dark, middle and bright colours.
+Image threeColours(unsigned width, unsigned height)
+{
+    std::mt19937 random(1);
+    Image image = randomImage(width, height, Image::RGB, random, 50);
+    for (unsigned y = 0; y < height; ++y)
+        for (unsigned x = 0; x < width; ++x)
+            for (unsigned channel = 0; channel < 3; ++channel)
+                byteAt(image, x, y, channel) = static_cast<unsigned char>(byteAt(image, x, y, channel) + 100 * (x % 3));
+    return image;
+}
+
+// Of each pixel that is selected, 8 bytes are the colours that OpenCV is given. The rest is OpenCV's: those as doubles,
+// the shares of the components, a likelihood and a label, 28 + 8 k bytes. A sixth of that is left for what it needs
+// besides.
+TEST(AllocationTraining, TakesMemoryForThePixelsSelectedOnly)
+{
+    cv::setNumThreads(1);
+    constexpr unsigned side = 120, components = 3;
+    const Image samples = threeColours(side, side);
+    Image mask(side, side, Image::GREYSCALE);
+    fillRectangle(mask, 0, 0, side, side / 4, 255);
+    ColorGMM model;
+    model.train(samples, nullptr, components); // for what OpenCV allocates once
+    const auto mostBytes = [&](const Image* usedMask) {
+        return mostBytesDuring([&] { model.train(samples, usedMask, components); });
+    };
+    constexpr unsigned expected = 8 + 28 + 8 * components;
+    EXPECT_GE(mostBytes(nullptr), side * side * expected); // it counts what OpenCV allocates
+    EXPECT_LT(mostBytes(nullptr), side * side * expected * 7 / 6);
+    EXPECT_LT(mostBytes(&mask), side * side / 4 * expected * 7 / 6);
 }
 
 // ---- what stays: the two leaks that the classes speak of, and nothing else

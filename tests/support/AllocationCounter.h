@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 
 namespace velmor::tests {
 
@@ -12,5 +13,8 @@ struct Allocations
 };
 
 Allocations allocations();
+
+/// The largest number of bytes that a piece of code has allocated at one time, beside what was there before.
+std::size_t mostBytesDuring(const std::function<void()>& code);
 
 } // namespace velmor::tests
