@@ -128,12 +128,12 @@ TEST(AllocationTraining, TheCounterFindsTheMost)
     EXPECT_EQ(mostBytesDuring([] {}), 0u);
     const std::size_t most = mostBytesDuring([] {
         std::vector<char>(300000);
-        void* const grown = std::realloc(std::malloc(100000), 500000);
+        void* volatile grown = std::realloc(std::malloc(100000), 500000);
         std::free(grown);
         std::vector<char>(200000);
     });
     EXPECT_GE(most, 500000u);
-    EXPECT_LT(most, 600000u);
+    EXPECT_LT(most, 610000u); // with what realloc() has copied from
 }
 
 /// Three columns of dark, middle and bright colours.
@@ -154,7 +154,7 @@ Image threeColours(unsigned width, unsigned height)
 TEST(AllocationTraining, TakesMemoryForThePixelsSelectedOnly)
 {
     cv::setNumThreads(1);
-    constexpr unsigned side = 120, components = 3;
+    constexpr unsigned side = 80, components = 3;
     const Image samples = threeColours(side, side);
     Image mask(side, side, Image::GREYSCALE);
     fillRectangle(mask, 0, 0, side, side / 4, 255);
