@@ -89,7 +89,7 @@ void addColourDetector()
 {
     for (const Size& size : kFrameSizes) {
         const std::string name = std::string("ColourDetector/") + size.name;
-        add(name + "/model_changed", [=] {
+        add(name + "/model changed", [=] {
             const auto scene = checkedScene(size);
             return Comparison{{},
                               [=] { scene->detectWithAChangedModel(); },
@@ -98,7 +98,7 @@ void addColourDetector()
                                   scene->plainLoop();
                               }};
         });
-        add(name + "/model_kept", [=] {
+        add(name + "/model kept", [=] {
             const auto scene = checkedScene(size);
             return Comparison{{},
                               [=] { scene->detect(); },
@@ -107,11 +107,11 @@ void addColourDetector()
                                   scene->plainLoop();
                               }};
         });
-        add(name + "/model_kept/copy", [=] {
+        add(name + "/model kept/speed", [=] {
             const auto scene = checkedScene(size);
             Comparison comparison = {{},
                                      [=] { scene->detect(); },
-                                     "copy",
+                                     "memcpy",
                                      [=] {
                                          scene->copyBytes();
                                      }};

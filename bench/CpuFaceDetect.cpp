@@ -104,7 +104,7 @@ Comparison besideOpenCv(const cv::Size& size, int scale, int threads)
 void addSearch(const std::string& name, const cv::Size& size, int scale)
 {
     add(name, [=] { return besideOpenCv(size, scale, 1); });
-    add(name + "/threads", [=] { return besideOpenCv(size, scale, cv::getNumberOfCPUs()); });
+    add(name + "/all threads", [=] { return besideOpenCv(size, scale, cv::getNumberOfCPUs()); });
 }
 
 } // namespace
@@ -112,8 +112,8 @@ void addSearch(const std::string& name, const cv::Size& size, int scale)
 void addFaceDetect()
 {
     const cv::Size photograph(548, 342);
-    addSearch("FaceDetect/548x342", photograph, 1);
-    addSearch("FaceDetect/1096x684/scale:2", photograph * 2, 2);
+    addSearch("FaceDetect/548 x 342 pixels", photograph, 1);
+    addSearch("FaceDetect/1096 x 684 pixels/scale 2", photograph * 2, 2);
     for (const Size& size : kFrameSizes)
         addSearch(std::string("FaceDetect/") + size.name, {static_cast<int>(size.width), static_cast<int>(size.height)},
                   1);

@@ -12,7 +12,7 @@ using core::cvdata::ColorGMM;
 using core::cvdata::GM;
 using core::cvdata::Image;
 
-constexpr Size kSampleSizes[] = {{"40x40", 40, 40}, {"200x200", 200, 200}, {"VGA", 640, 480}};
+constexpr Size kSampleSizes[] = {{"40 x 40", 40, 40}, {"200 x 200", 200, 200}, {"640 x 480", 640, 480}};
 
 /// The middle of a frame of the pedestrian video.
 Image patch(const Size& size)
@@ -104,8 +104,9 @@ void addRecords()
             for (const bool isMasked : {false, true}) {
                 if (size.width * size.height * components > 640 * 480)
                     continue; // OpenCV takes a minute
-                const std::string name = std::string("ColorGMM/train/") + size.name +
-                                         "/components:" + std::to_string(components) + (isMasked ? "/mask" : "");
+                const std::string name = std::string("ColorGMM/train/") + size.name + " pixels/" +
+                                         std::to_string(components) + (components == 1 ? " component" : " components") +
+                                         (isMasked ? "/under a mask" : "");
                 add(name, [=] { return besideOpenCv(size, isMasked, static_cast<int>(components)); });
             }
 }
