@@ -2,10 +2,14 @@
 
 #include "core/cvdata/ColourHist2d.h"
 #include "core/cvdata/Image.h"
-#include "core/util/internal/AnyBitSet.h"
+#include "cvprocess/internal/ColourBins.h"
 #include "math/Math.h"
 
+#include <hwy/cache_control.h>
+
+#include <algorithm>
 #include <cassert>
+#include <cstddef>
 #include <cstdint>
 #include <cstring>
 
@@ -23,165 +27,225 @@ struct Region
     const Image* mask; ///< null for none
     unsigned x0, x1;   ///< columns x0 <= x < x1
     unsigned y0, y1;
+    unsigned channels;
 
-    std::size_t pixelCount() const { return std::size_t{x1 - x0} * (y1 - y0); }
+    std::size_t width() const { return x1 - x0; }
+    std::size_t pixelCount() const { return width() * (y1 - y0); }
+
+    const std::uint8_t* pixelsOf(unsigned y) const
+    {
+        const std::size_t offset = std::size_t{y} * image.allocatedWidth() + std::size_t{x0} * channels;
+        return image.imageBuffer() + offset;
+    }
+    const std::uint8_t* maskOf(unsigned y) const
+    {
+        return mask ? mask->imageBuffer() + std::size_t{y} * mask->allocatedWidth() + x0 : nullptr;
+    }
 };
 
-/// What each byte of a pixel adds to the index of its bin.
-///
-/// A byte that keeps a pixel from being counted adds kExcluded, which no index reaches; the rest of the sum is an index
-/// all the same, so that a pixel can be handled without asking first.
-class BinIndex
+// ---- The bins of pixels
+
+/// Asks for the memory of a block to come. Where an image and the counters do not fit into the caches, a row of 4K
+/// takes a sixth to a quarter less time. It is only a hint: the place may lie behind the image.
+void prefetch(const std::uint8_t* pixels)
 {
-public:
-    static constexpr std::uint32_t kExcluded = 1u << 28;
+    constexpr std::size_t kAhead = 2048, kCacheLine = 64;
+    for (std::size_t offset = 0; offset < 3 * kBlock; offset += kCacheLine)
+        hwy::Prefetch(pixels + kAhead + offset);
+}
 
-    BinIndex(unsigned bins1, unsigned bins2, unsigned bins3, CvtColour::ColourFormat format)
-    {
-        for (unsigned byte = 0; byte < 256; ++byte) {
-            mFirst[byte] = byte * bins1 / 256;
-            mSecond[byte] = bins1 * (byte * bins2 / 256);
-            mThird[byte] = bins1 * bins2 * (byte * bins3 / 256);
-        }
-        mThird[0] += kExcluded;
-        if (format != CvtColour::HSV) {
-            mFirst[0] += kExcluded;
-            mSecond[0] += kExcluded;
-        }
-    }
-
-    std::uint32_t operator()(const unsigned char* pixel) const
-    {
-        return mFirst[pixel[0]] + mSecond[pixel[1]] + mThird[pixel[2]];
-    }
-
-private:
-    std::uint32_t mFirst[256];
-    std::uint32_t mSecond[256];
-    std::uint32_t mThird[256];
-};
-
-/// The bins of a histogram, which hold two counters each while pixels are counted.
-///
-/// Neighbours in an image often fall into one bin, and one counter would have to wait for itself: pixels are counted in
-/// turns.
-class Bins
+/// Calls a function with the blocks of a region that is not narrow. A row ends in a block that overlaps the one before.
+template<typename Take>
+void forEachBlockOfRows(const Region& region, Take take)
 {
-public:
-    explicit Bins(math::Vector& bins) : mBytes(reinterpret_cast<unsigned char*>(&bins[0])), mCount(bins.size()) {}
-
-    std::size_t count() const { return mCount; }
-
-    /// Adds a pixel, or nothing if it is excluded.
-    /// @param turn  0 or 1
-    /// @return      the number of pixels added
-    std::uint32_t add(std::uint32_t index, unsigned turn)
-    {
-        const std::uint32_t added = index < BinIndex::kExcluded ? 1 : 0;
-        unsigned char* const place = bin(index) + turn * sizeof(std::uint32_t);
-        std::uint32_t counter;
-        std::memcpy(&counter, place, sizeof(counter));
-        counter += added;
-        std::memcpy(place, &counter, sizeof(counter));
-        return added;
-    }
-
-    /// Replaces the counters of every bin by their sum times a factor.
-    void finishAll(double factor)
-    {
-        unsigned char* place = mBytes;
-        std::size_t left = mCount;
-        for (; left >= kGroup; left -= kGroup, place += kGroup * sizeof(double))
-            if (core::util::isAnyBitSet<kGroup>(place))
-                for (std::size_t k = 0; k < kGroup; ++k)
-                    finish(place + k * sizeof(double), factor);
-        for (; left > 0; --left, place += sizeof(double))
-            finish(place, factor);
-    }
-
-    /// Does so for a single bin, unless it was done before. No counter may have reached 2^24: as an integer, the bits
-    /// of two such counters are less than those of any share that is not zero.
-    void finishOnce(std::uint32_t index, double factor)
-    {
-        constexpr std::uint64_t countersEnd = std::uint64_t{1} << 56;
-        if (bitsOf(bin(index)) < countersEnd)
-            finish(bin(index), factor);
-    }
-
-private:
-    static constexpr std::size_t kGroup = 16; ///< bins that are looked at together: most of many bins are 0
-
-    static std::uint64_t bitsOf(const unsigned char* place)
-    {
-        std::uint64_t bits;
-        std::memcpy(&bits, place, sizeof(bits));
-        return bits;
-    }
-
-    static void finish(unsigned char* place, double factor)
-    {
-        const std::uint64_t bits = bitsOf(place);
-        const auto counted = static_cast<std::int64_t>((bits & 0xffffffffu) + (bits >> 32));
-        const double share = static_cast<double>(counted) * factor;
-        std::memcpy(place, &share, sizeof(share));
-    }
-
-    unsigned char* bin(std::uint32_t index) const
-    {
-        const std::size_t number = index & (BinIndex::kExcluded - 1);
-        return mBytes + number * sizeof(double);
-    }
-
-    unsigned char* mBytes;
-    std::size_t mCount;
-};
-
-/// Visits the pixels of a region, with turns of 0 and 1.
-template<bool kMasked, typename Visit>
-void visitPixels(const Region& region, const BinIndex& indexOf, Visit visit)
-{
-    const unsigned channels = region.image.nofChannels();
     for (unsigned y = region.y0; y < region.y1; ++y) {
-        const unsigned char* pixel = region.image.imageBuffer() + std::size_t{y} * region.image.allocatedWidth() +
-                                     std::size_t{region.x0} * channels;
-        const unsigned char* selects = nullptr;
-        if constexpr (kMasked)
-            selects = region.mask->imageBuffer() + std::size_t{y} * region.mask->allocatedWidth() + region.x0;
-        const auto next = [&](unsigned turn) {
-            if (!kMasked || *selects != 0)
-                visit(indexOf(pixel), turn);
-            pixel += channels;
-            if constexpr (kMasked)
-                ++selects;
-        };
-        unsigned left = region.x1 - region.x0;
-        for (; left >= 2; left -= 2) {
-            next(0);
-            next(1);
+        const std::uint8_t* const pixels = region.pixelsOf(y);
+        const std::uint8_t* const mask = region.maskOf(y);
+        for (std::size_t x = 0; x < region.width(); x += kBlock) {
+            const std::size_t first = std::min(x, region.width() - kBlock);
+            prefetch(pixels + region.channels * first);
+            take(Block{pixels + region.channels * first, region.channels, mask ? mask + first : nullptr, x - first});
         }
-        if (left == 1)
-            next(0);
     }
 }
 
-void countPixels(const Region& region, const BinIndex& indexOf, Bins bins)
+/// The same for any region and any number of channels: rows are joined in a buffer. The last block ends in black
+/// pixels, which are not counted.
+template<typename Take>
+void forEachJoinedBlock(const Region& region, Take take)
 {
-    std::uint32_t counted = 0;
-    const auto count = [&](std::uint32_t index, unsigned turn) {
-        counted += bins.add(index, turn);
-    };
-    if (region.mask)
-        visitPixels<true>(region, indexOf, count);
-    else
-        visitPixels<false>(region, indexOf, count);
+    std::uint8_t pixels[3 * kBlock] = {};
+    std::uint8_t mask[kBlock] = {};
+    const Block block{pixels, 3, region.mask ? mask : nullptr, 0};
+    std::size_t held = 0;
+    for (unsigned y = region.y0; y < region.y1; ++y) {
+        for (std::size_t x = 0; x < region.width();) {
+            const std::size_t part = std::min(region.width() - x, kBlock - held);
+            const std::uint8_t* const from = region.pixelsOf(y) + region.channels * x;
+            if (region.channels == 3)
+                std::copy_n(from, 3 * part, pixels + 3 * held);
+            else
+                for (std::size_t i = 0; i < part; ++i)
+                    std::copy_n(from + region.channels * i, 3, pixels + 3 * (held + i));
+            if (region.mask)
+                std::copy_n(region.maskOf(y) + x, part, mask + held);
+            x += part;
+            held += part;
+            if (held == kBlock) {
+                take(block);
+                held = 0;
+            }
+        }
+    }
+    std::fill(pixels + 3 * held, pixels + 3 * kBlock, 0);
+    if (held > 0)
+        take(block);
+}
 
-    if (counted == 0)
-        return;
-    const double factor = 1.0 / counted;
-    if (region.pixelCount() < bins.count() / 4) // a small region in many bins: go to those that it has used
-        visitPixels<false>(region, indexOf, [&](std::uint32_t index, unsigned) { bins.finishOnce(index, factor); });
+/// Calls a function with the numbers that findBins() gives for each block. It is called after those of the next block
+/// are computed: while the processor counts, which takes longest and leaves the vector units idle, it is never kept
+/// waiting for numbers.
+template<typename Number, typename Count>
+void forEachBlockOfBins(const Region& region, const BinRule& rule, Count count)
+{
+    alignas(64) Number numbers[2][kBlock]; // a vector lies in one line of the cache
+    Number* next = numbers[0];
+    const Number* ready = nullptr;
+    const auto take = [&](const Block& block) {
+        if (!findBins(block, rule, next))
+            return;
+        if (ready)
+            count(ready);
+        ready = next;
+        next = numbers[ready == numbers[0] ? 1 : 0];
+    };
+    // To join rows takes as long as to count some more pixels.
+    const std::size_t inRows = (region.width() + kBlock - 1) / kBlock * kBlock;
+    if (region.width() >= kBlock && inRows <= region.width() * 5 / 4 && region.channels <= 4)
+        forEachBlockOfRows(region, take);
     else
-        bins.finishAll(factor);
+        forEachJoinedBlock(region, take);
+    if (ready)
+        count(ready);
+}
+
+// ---- Counting
+
+/// Counters on the stack, in sets that pixels use in turn: neighbours are often of one bin, and a counter would have to
+/// wait for itself. With eight sets a pixel of a video takes 0.28 ns, and with a single one 0.6 to 0.8 ns.
+class Counters
+{
+public:
+    static constexpr std::size_t kMostSets = 8;
+    static constexpr std::size_t kMost = 65536;                 ///< 128 KiB
+    static constexpr std::uint32_t kMostBins = kMost - kSpares; ///< so that all numbers have 16 bits
+
+    Counters(const Region& region, const BinRule& rule, double* bins)
+        : mBins(bins), mBinCount(rule.binCount()), mStride(mBinCount + kSpares)
+    {
+        // For few pixels it takes longer to clear and to add up many counters than to wait.
+        const std::size_t most = std::min(kMost, 8 * region.pixelCount());
+        while (mSets > 1 && mSets * mBinCount > most)
+            mSets /= 2;
+        for (std::size_t turn = 0; turn < kMostSets; ++turn)
+            mTurns[turn] = mCounters + turn % mSets * mStride;
+        clear();
+    }
+
+    /// Counts a block.
+    void count(const std::uint16_t* numbers)
+    {
+        if (mBlocks == mSets * kMostBlocksOfSet) {
+            takeOffSpares();
+            addToBins(1.0);
+            clear();
+        }
+        for (std::size_t i = 0; i < kBlock; i += kMostSets) {
+            ++mTurns[0][numbers[i]];
+            ++mTurns[1][numbers[i + 1]];
+            ++mTurns[2][numbers[i + 2]];
+            ++mTurns[3][numbers[i + 3]];
+            ++mTurns[4][numbers[i + 4]];
+            ++mTurns[5][numbers[i + 5]];
+            ++mTurns[6][numbers[i + 6]];
+            ++mTurns[7][numbers[i + 7]];
+        }
+        ++mBlocks;
+        mCounted += kBlock;
+    }
+
+    /// Makes the bins shares of all that was counted.
+    void finish()
+    {
+        takeOffSpares();
+        if (mCounted > 0)
+            addToBins(1.0 / mCounted);
+    }
+
+private:
+    static constexpr std::size_t kMostBlocksOfSet = 0xffff / kBlock; ///< then a counter may be at its end
+
+    void clear()
+    {
+        std::memset(mCounters, 0, mSets * mStride * sizeof(mCounters[0]));
+        mBlocks = 0;
+    }
+
+    void takeOffSpares()
+    {
+        for (std::size_t set = 0; set < mSets; ++set)
+            for (std::size_t i = 0; i < kSpares; ++i)
+                mCounted -= mCounters[set * mStride + mBinCount + i];
+    }
+
+    void addToBins(double factor) { addCounters(mCounters, mSets, mStride, factor, mBinCount, mBins); }
+
+    double* mBins;
+    std::size_t mBinCount;
+    std::size_t mStride; ///< from set to set
+    std::size_t mSets = kMostSets;
+    std::uint16_t* mTurns[kMostSets]; ///< the set of each pixel in turn
+    std::size_t mBlocks = 0;          ///< since the counters were cleared
+    std::uint32_t mCounted = 0;       ///< pixels; an image of 2 GiB has less than 2^30
+    std::uint16_t mCounters[kMost + kMostSets * kSpares];
+};
+
+/// For regions with a pixel for every four bins.
+void countInCounters(const Region& region, const BinRule& rule, double* bins)
+{
+    Counters counters(region, rule, bins);
+    forEachBlockOfBins<std::uint16_t>(region, rule, [&](const std::uint16_t* block) { counters.count(block); });
+    counters.finish();
+}
+
+/// For few pixels, or more bins than counters. Where the pixels are few, the bins that they touch are listed, so that
+/// the others are not visited: of a region of 32 x 32 each pixel takes 1.2 ns, and with counters for 32 x 32 x 32 bins
+/// it would take 3.5 ns.
+void countInBins(const Region& region, const BinRule& rule, double* bins)
+{
+    constexpr std::size_t kMostTouched = 8192;
+    std::uint32_t touched[kMostTouched];
+    std::size_t touchedCount = 0;
+    const bool isListed = region.pixelCount() <= 8 * kMostTouched; // neighbours are often of one bin
+
+    std::uint32_t counted = 0;
+    forEachBlockOfBins<std::uint32_t>(region, rule, [&](const std::uint32_t* block) {
+        for (std::size_t i = 0; i < kBlock; ++i) {
+            if (block[i] >= rule.binCount())
+                continue;
+            const bool isFirst = (bins[block[i]] += 1.0) == 1.0;
+            if (isListed && isFirst && touchedCount++ < kMostTouched)
+                touched[touchedCount - 1] = block[i];
+            ++counted;
+        }
+    });
+
+    const double factor = 1.0 / std::max(counted, 1u);
+    if (isListed && touchedCount <= kMostTouched)
+        for (std::size_t i = 0; i < touchedCount; ++i)
+            bins[touched[i]] *= factor;
+    else
+        std::for_each(bins, bins + rule.binCount(), [factor](double& bin) { bin *= factor; });
 }
 
 } // namespace
@@ -214,14 +278,21 @@ void ColourHist2D::computeHistogram(const Image& inImage, ColourHist2d& histogra
 
     const unsigned lastColumn = inImage.width() - 1;
     const unsigned lastRow = inImage.height() - 1;
-    Region region{inImage,
-                  maskImage,
-                  Math::getCrop(x, 0u, lastColumn),
-                  Math::getCrop(x + width, 0u, lastColumn),
-                  Math::getCrop(y, 0u, lastRow),
-                  Math::getCrop(y + height, 0u, lastRow)};
-    if (region.x0 < region.x1 && region.y0 < region.y1)
-        countPixels(region, BinIndex(bins1, bins2, bins3, format), Bins(histogram.data()));
+    const Region region{inImage,
+                        maskImage,
+                        Math::getCrop(x, 0u, lastColumn),
+                        Math::getCrop(x + width, 0u, lastColumn),
+                        Math::getCrop(y, 0u, lastRow),
+                        Math::getCrop(y + height, 0u, lastRow),
+                        inImage.nofChannels()};
+    if (region.x0 >= region.x1 || region.y0 >= region.y1)
+        return;
+    const BinRule rule{bins1, bins2, bins3, format == CvtColour::HSV};
+    double* const bins = &histogram.data()[0];
+    if (rule.binCount() <= Counters::kMostBins && region.pixelCount() >= rule.binCount() / 4)
+        countInCounters(region, rule, bins);
+    else
+        countInBins(region, rule, bins);
 }
 
 } // namespace velmor::cvprocess

@@ -7,7 +7,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <cmath>
 #include <cstdint>
+#include <iterator>
+#include <limits>
 #include <type_traits>
 
 using velmor::core::cvdata::ColourHist2d;
@@ -72,6 +76,19 @@ TEST(ColourHist2d, ResetAndScaleReachEveryBin)
     histogram.reset();
     for (unsigned k = 0; k < 12; ++k)
         EXPECT_EQ(histogram.data()[k], 0.0);
+}
+
+TEST(ColourHist2d, ResetLeavesZerosWhateverTheBinsHeld)
+{
+    ColourHist2d histogram(3, 3, 1);
+    constexpr double kInfinity = std::numeric_limits<double>::infinity();
+    const double values[] = {1.0, -0.0, std::nan(""), kInfinity, -kInfinity, 5e-324, 1e300, -2.0, 0.0};
+    std::copy(std::begin(values), std::end(values), &histogram.data()[0]);
+    histogram.reset();
+    for (unsigned k = 0; k < 9; ++k) {
+        EXPECT_EQ(histogram.data()[k], 0.0) << values[k];
+        EXPECT_FALSE(std::signbit(histogram.data()[k])) << values[k];
+    }
 }
 
 TEST(ColourHist2d, RefusesADimensionWithoutBins)

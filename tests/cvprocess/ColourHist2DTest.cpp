@@ -3,12 +3,16 @@
 #include "core/cvdata/ColourHist2d.h"
 #include "imageio/ImageIo.h"
 #include "tests/support/DeathText.h"
+#include "tests/support/GuardedMemory.h"
+#include "tests/support/InstructionSets.h"
 #include "tests/support/Pictures.h"
 #include "tests/support/Rounds.h"
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
 
+#include <algorithm>
+#include <array>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -98,7 +102,129 @@ Image onePixel(unsigned char c0, unsigned char c1, unsigned char c2)
     return image;
 }
 
+/// Pixels of more bytes than a layout has, as of a camera driver that fills up to words.
+class WideImage : public Image
+{
+public:
+    WideImage(unsigned width, unsigned height, unsigned pixelBytes, unsigned char* pixels, unsigned stride)
+        : Image(width, height, Image::RGB, pixels, stride), mPixelBytes(pixelBytes)
+    {
+    }
+    unsigned int nofChannels() const override { return mPixelBytes; }
+
+private:
+    unsigned mPixelBytes;
+};
+
 // ---- against the plain loop
+
+/// Random pixels whose end is that of what may be touched.
+class GuardedPixels
+{
+public:
+    explicit GuardedPixels(std::size_t bytes)
+        : mMemory(bytes), mAll(mMemory.picture({static_cast<int>(bytes), 1}, CV_8U))
+    {
+    }
+
+    void fill(std::mt19937& random, unsigned levels)
+    {
+        cv::RNG generator(random());
+        generator.fill(mAll, cv::RNG::UNIFORM, 0, static_cast<int>(levels));
+    }
+
+    /// Row 0 of an image that ends here with the last pixel that is counted; its last column and its last row are not
+    /// there.
+    uchar* imageOf(unsigned width, unsigned height, unsigned pixelBytes, unsigned stride) const
+    {
+        const std::size_t bytes = std::size_t{height - 2} * stride + std::size_t{width - 1} * pixelBytes;
+        return mAll.data + mAll.cols - bytes;
+    }
+
+private:
+    GuardedMemory mMemory;
+    cv::Mat mAll;
+};
+
+/// Numbers of bins: mostly few, which takes little time.
+std::array<unsigned char, 3> randomBins(std::mt19937& random)
+{
+    const auto upTo = [&](unsigned most) {
+        return static_cast<unsigned char>(1 + random() % most);
+    };
+    std::array<unsigned char, 3> bins = {upTo(5), upTo(5), upTo(5)};
+    const auto kind = random() % 256;
+    if (kind == 0)
+        bins = {upTo(255), upTo(255), upTo(2)}; // up to 130,050
+    else if (kind == 1)
+        bins = {32, 32, 32};
+    else if (kind < 8)
+        bins = {upTo(16), upTo(16), upTo(16)};
+    else if (kind < 128)
+        bins = {upTo(255), upTo(2), 1};
+    std::shuffle(bins.begin(), bins.end(), random);
+    return bins;
+}
+
+/// Images, regions and masks of all sorts; returns how many pixels were counted.
+unsigned long expectThePlainLoop(std::mt19937& random, int cases)
+{
+    const auto below = [&](unsigned end) {
+        return static_cast<unsigned>(random()) % end;
+    };
+    const auto anyOf = [&](std::initializer_list<unsigned> values) {
+        return values.begin()[below(static_cast<unsigned>(values.size()))];
+    };
+    GuardedPixels pixels(1 << 16), maskPixels(1 << 15);
+    unsigned long counted = 0;
+    for (int k = 0; k < cases; ++k) {
+        if (k % 256 == 0) { // with 2 and 5 levels many pixels are not counted, and many are of one bin
+            pixels.fill(random, anyOf({2, 5, 256, 256}));
+            maskPixels.fill(random, anyOf({1, 2, 2, 256}));
+        }
+        const unsigned width = 2 + below(anyOf({3, 40, 140, 140, 420})), height = 2 + below(5);
+        const unsigned channels = anyOf({3, 3, 3, 4, 5});
+        const unsigned stride = width * channels + below(9), maskStride = width + below(9);
+        const WideImage image(width, height, channels, pixels.imageOf(width, height, channels, stride), stride);
+        Image mask(width, height, Image::GREYSCALE, maskPixels.imageOf(width, height, 1, maskStride), maskStride);
+        Image* const usedMask = below(2) == 0 ? &mask : nullptr;
+        const Region region{anyOf({0, 0, below(width)}), anyOf({0, 0, 1}), anyOf({width, below(width), kLargest / 2}),
+                            height};
+        const auto format = static_cast<CvtColour::ColourFormat>(below(3));
+        const std::array<unsigned char, 3> bins = randomBins(random);
+        ColourHist2d actual(bins[0], bins[1], bins[2]), expected(bins[0], bins[1], bins[2]);
+        std::fill_n(&actual.data()[0], actual.data().size(), 0.5); // what was there before
+
+        compute(image, actual, region, format, usedMask);
+        counted += plainHistogram(image, expected, region, format, usedMask);
+        if (!sameBits(actual, expected)) {
+            ADD_FAILURE() << "case " << k << ": " << width << " x " << height << " of " << channels
+                          << " channels, region " << region.x << ", " << region.y << ", " << region.width << " x "
+                          << region.height << ", format " << format << (usedMask ? ", masked, " : ", ") << int{bins[0]}
+                          << " x " << int{bins[1]} << " x " << int{bins[2]} << " bins";
+            break;
+        }
+    }
+    return counted;
+}
+
+TEST(ColourHist2D, MatchesThePlainLoopUnderEachInstructionSet)
+{
+    std::mt19937 random(1);
+    onEachInstructionSet([&](const std::string& name) {
+        SCOPED_TRACE(name);
+        EXPECT_GT(expectThePlainLoop(random, randomRounds()), 10ul * static_cast<unsigned long>(randomRounds()));
+    });
+}
+
+TEST(ColourHist2DSweep, MatchesThePlainLoopUnderEachInstructionSet)
+{
+    std::mt19937 random(2);
+    onEachInstructionSet([&](const std::string& name) {
+        SCOPED_TRACE(name);
+        EXPECT_GT(expectThePlainLoop(random, 1000000), 10000000ul);
+    });
+}
 
 TEST(ColourHist2D, MatchesThePlainLoopOnRandomImagesRegionsAndMasks)
 {
@@ -317,20 +443,6 @@ TEST(ColourHist2D, FollowsTheRowsOfPaddedImages)
     EXPECT_EQ(histogram.getValue(0, 0, 0), 0.5);
 }
 
-/// Pixels of more bytes than a layout has, as of a camera driver that fills up to words.
-class WideImage : public Image
-{
-public:
-    WideImage(unsigned width, unsigned height, unsigned pixelBytes, unsigned char* pixels)
-        : Image(width, height, Image::RGB, pixels, width * pixelBytes), mPixelBytes(pixelBytes)
-    {
-    }
-    unsigned int nofChannels() const override { return mPixelBytes; }
-
-private:
-    unsigned mPixelBytes;
-};
-
 TEST(ColourHist2D, GoesFromColumnToColumnByTheImagesNumberOfChannels)
 {
     std::mt19937 random(1);
@@ -340,7 +452,7 @@ TEST(ColourHist2D, GoesFromColumnToColumnByTheImagesNumberOfChannels)
         std::vector<unsigned char> bytes(std::size_t{width} * height * channels);
         for (unsigned char& byte : bytes)
             byte = static_cast<unsigned char>(random() % 256);
-        const WideImage image(width, height, channels, bytes.data());
+        const WideImage image(width, height, channels, bytes.data(), width * channels);
         ColourHist2d actual(4, 4, 4), expected(4, 4, 4);
         for (const Region& region : {kEverything, Region{5, 2, 9, 3}}) {
             for (Image* const usedMask : {static_cast<Image*>(nullptr), &mask}) {
@@ -385,6 +497,27 @@ TEST(ColourHist2D, CountsManyPixelsOfOneColour)
     compute(image, histogram, kEverything, CvtColour::RGB, nullptr);
     EXPECT_EQ(histogram.getValue(4, 4, 2), 2e6 * (1.0 / 2e6));
     EXPECT_EQ(sumOf(histogram), histogram.getValue(4, 4, 2));
+}
+
+// As many as a counter of 16 bits holds, and more, with each number of sets of counters; and many bins that are used.
+TEST(ColourHist2D, CountsMorePixelsThanACounterHolds)
+{
+    std::mt19937 random(1);
+    Image flat(1025, 701, Image::RGB), noise = randomImage(1001, 301, Image::RGB, random);
+    fillRectangle(flat, 0, 0, 1025, 701, 255);
+    fillRectangle(flat, 0, 600, 1025, 701, 1);
+    constexpr std::array<unsigned char, 3> kBins[] = {{1, 1, 1},    {16, 16, 16},  {20, 20, 20},  {25, 25, 25},
+                                                      {32, 32, 32}, {255, 255, 1}, {128, 128, 4}, {64, 64, 64}};
+    onEachInstructionSet([&](const std::string& name) {
+        for (const auto& bins : kBins) {
+            ColourHist2d actual(bins[0], bins[1], bins[2]), expected(bins[0], bins[1], bins[2]);
+            for (const Image* image : {&flat, &noise}) {
+                compute(*image, actual, kEverything, CvtColour::HSV, nullptr);
+                plainHistogram(*image, expected, kEverything, CvtColour::HSV, nullptr);
+                EXPECT_TRUE(sameBits(actual, expected)) << name << ", " << int{bins[0]} << " bins";
+            }
+        }
+    });
 }
 
 TEST(ColourHist2D, TheBinsSumToOne)
