@@ -1,14 +1,16 @@
 #include "cvprocess/MotionSegment.h"
 
 #include "core/cvdata/Image.h"
+#include "cvprocess/internal/ByteSums.h"
+#include "cvprocess/internal/MotionRows.h"
 #include "math/Vector2.h"
-#include "opencv1/MotionHistory.h"
 
 #include <opencv2/core/core_c.h>
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <algorithm>
 #include <cassert>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
@@ -17,8 +19,6 @@ namespace velmor::cvprocess {
 namespace {
 
 using core::cvdata::Image;
-
-constexpr double kDifferenceThreshold = 20.0;
 
 /// Makes an array of null pointers, which nobody frees. A function of its own, for leak checkers to name.
 [[gnu::noinline]] void allocateFrameRing(IplImage**& ring, int count)
@@ -46,44 +46,46 @@ void createZeroed(IplImage*& image, CvSize size, int depth)
     return image.iplImage()->width == wanted.width && image.iplImage()->height == wanted.height;
 }
 
-/// Blackens an image where the history is 0.
-void clearWhereNeverMoved(IplImage& image, const IplImage& history)
+/// Whether the grey values of OpenCV are those of greyOf(), as they are in Debian's builds for x86. With other
+/// optimisations some colours may be rounded otherwise.
+bool isGreyOfOpenCv()
 {
-    for (int y = 0; y < history.height; ++y) {
-        const auto* const moved =
-            reinterpret_cast<const float*>(history.imageData + std::ptrdiff_t{y} * history.widthStep);
-        char* const pixels = image.imageData + std::ptrdiff_t{y} * image.widthStep;
-        for (int x = 0; x < history.width; ++x)
-            if (moved[x] == 0.0f)
-                pixels[x] = 0;
+    constexpr int colours = 1 << 16;
+    cv::Mat pixels(1, colours, CV_8UC3), greys(1, colours, CV_8U);
+    for (int i = 0; i < colours; ++i) {
+        const unsigned spread = static_cast<unsigned>(i) * 0x9e3779;
+        for (int k = 0; k < 3; ++k)
+            pixels.ptr(0, i)[k] = static_cast<std::uint8_t>(spread >> 8 * k);
     }
+    const CvMat source = cvMat(pixels);
+    CvMat result = cvMat(greys);
+    cvCvtColor(&source, &result, CV_BGR2GRAY);
+    for (int i = 0; i < colours; ++i)
+        if (greys.ptr()[i] != greyOf(pixels.ptr(0, i)))
+            return false;
+    return true;
 }
 
-/// Sums of an image's bytes, weighted by column, by row and by nothing.
-struct Sums
+/// Blackens an image where the history is 0.
+void clearWhereNeverMoved(cv::Mat& image, const cv::Mat& history)
 {
-    double x = 0.0;
-    double y = 0.0;
-    double all = 0.0;
-};
+    for (int y = 0; y < image.rows; ++y)
+        for (int x = 0; x < image.cols; ++x)
+            if (history.ptr<float>(y)[x] == 0.0f)
+                image.ptr(y)[x] = 0;
+}
 
-/// Adds the sums of a tile that is small enough for 32-bit sums of its columns.
-void addTile(Sums& sums, const IplImage& image, int x0, int x1, int y0, int y1)
+/// Brings rows up to date, and shows their history.
+void update(MotionRows rows, double timestamp, double duration)
 {
-    std::uint32_t columns[1024] = {};
-    for (int y = y0; y < y1; ++y) {
-        const auto* const row =
-            reinterpret_cast<const unsigned char*>(image.imageData) + std::ptrdiff_t{y} * image.widthStep + x0;
-        std::uint32_t sum = 0;
-        for (int x = 0; x < x1 - x0; ++x) {
-            columns[x] += row[x];
-            sum += row[x];
-        }
-        sums.y += static_cast<double>(y) * sum;
-        sums.all += sum;
-    }
-    for (int x = x0; x < x1; ++x)
-        sums.x += static_cast<double>(x) * columns[x - x0];
+    Bounds bounds;
+    updateRows(rows, bounds);
+    const cv::Mat history = rows.history(bounds.rectangle());
+    cv::Mat output = rows.output(bounds.rectangle());
+    // By OpenCV, whose products are rounded as the processor has it.
+    history.convertTo(output, CV_8U, 255.0 / duration, (duration - timestamp) * 255.0 / duration);
+    if (timestamp < duration)
+        clearWhereNeverMoved(output, history); // 0 is not yet longer ago than the duration
 }
 
 } // namespace
@@ -135,18 +137,24 @@ void MotionSegment::getMHI(const Image* input, Image* output)
     assert(hasSize(*output, *mHistory) && "ERROR: the output image must have the size given at construction!");
 
     const double timestamp = static_cast<double>(std::clock()) / 1000000.0;
-    IplImage* const frame = mFrames[mLastIndex];
-    cvCvtColor(input->iplImage(), frame, CV_BGR2GRAY);
+    static const bool converts = isGreyOfOpenCv();
+    if (!converts)
+        cvCvtColor(input->iplImage(), mFrames[mLastIndex], CV_BGR2GRAY);
+    const cv::Mat colours = cv::cvarrToMat(input->iplImage());
+    const cv::Mat shown = cv::cvarrToMat(output->iplImage());
+    const cv::Mat history = cv::cvarrToMat(mHistory);
+    const cv::Mat frame = cv::cvarrToMat(mFrames[mLastIndex]);
     mLastIndex = (mLastIndex + 1) % mFrameCount;
+    const cv::Mat before = cv::cvarrToMat(mFrames[mLastIndex]); // then what moves; the next call's frame goes here
 
-    IplImage* const silhouette = mFrames[mLastIndex]; // until here the frame before; the next call's frame goes here
-    cvAbsDiff(frame, silhouette, silhouette);
-    cvThreshold(silhouette, silhouette, kDifferenceThreshold, 1.0, CV_THRESH_BINARY);
-    cvUpdateMotionHistory(silhouette, mHistory, timestamp, mDuration);
-
-    cvConvertScale(mHistory, output->iplImage(), 255.0 / mDuration, (mDuration - timestamp) * 255.0 / mDuration);
-    if (timestamp < mDuration)
-        clearWhereNeverMoved(*output->iplImage(), *mHistory); // 0 is not yet longer ago than the duration
+    // As many rows at a time as stay in a cache, and so many pixels that OpenCV's calls for them cost little.
+    const int count = std::max(1, (1 << 14) / frame.cols);
+    for (int y = 0; y < frame.rows; y += count) {
+        const cv::Rect part(0, y, frame.cols, std::min(count, frame.rows - y));
+        update({converts ? colours(part) : cv::Mat(), frame(part), before(part), history(part), shown(part),
+                static_cast<float>(timestamp), static_cast<float>(timestamp - mDuration)},
+               timestamp, mDuration);
+    }
 }
 
 IplImage* MotionSegment::getMHIImage()
@@ -156,13 +164,7 @@ IplImage* MotionSegment::getMHIImage()
 
 void MotionSegment::getMassCenter(Image* image, math::Vector2* center)
 {
-    constexpr int tileWidth = 1024;
-    constexpr int tileHeight = 1 << 20;
-    const IplImage& header = *image->iplImage();
-    Sums sums;
-    for (int y = 0; y < header.height; y += tileHeight)
-        for (int x = 0; x < header.width; x += tileWidth)
-            addTile(sums, header, x, std::min(x + tileWidth, header.width), y, std::min(y + tileHeight, header.height));
+    const ByteSums sums = byteSums(*image->iplImage());
     (*center)[0] = sums.x / sums.all;
     (*center)[1] = sums.y / sums.all;
 }

@@ -19,7 +19,7 @@ namespace velmor::cvprocess {
 /// g is the grey value of a frame (OpenCV's BGR2GRAY), t the time of the call and D = 0.4 s:
 ///
 ///     moving   = |g - g of the frame before| > 20
-///     history  = t where moving; 0 where it was before t - D; else as it was       (cvUpdateMotionHistory)
+///     history  = t where moving; 0 where it was before t - D; else as it was       (OpenCV's updateMotionHistory)
 ///     output   = 255 (history + D - t) / D, rounded and clamped to 0..255;  0 where history is 0
 ///
 /// (J. Davis and G. Bradski, Motion segmentation and pose recognition with motion history gradients, 2002.) A pixel
@@ -38,6 +38,9 @@ namespace velmor::cvprocess {
 /// each pixel brighter than 20 moves.
 /// There are no parameters: the 0.4 s and the threshold of 20 are fixed. Each pixel is computed from its own place
 /// alone, so there is no border rule.
+///
+/// Cost, on one thread of the machine of the performance page: getMHI() takes 0.15 ns a pixel at VGA and 0.35 ns at 4K,
+/// where memory is the limit, and getMassCenter() 0.02 ns. An object takes 10 bytes a pixel; a call allocates nothing.
 ///
 /// Limits: the history is in float, so after a day of computing a pixel that moves now may be some units below 255.
 /// OpenCV describes images of less than 2 GiB and rows of less than 2^27 pixels, so 4 * width * height < 2^31. An

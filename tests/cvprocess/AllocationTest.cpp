@@ -110,6 +110,19 @@ TEST(Allocations, MassCentreMakesNone)
     EXPECT_EQ(perCall([&] { motion.getMassCenter(&image, &centre); }).made, 0u);
 }
 
+TEST(Allocations, MotionHistoryMakesNone)
+{
+    std::mt19937 random(1);
+    MotionSegment motion(300, 200);
+    const Image still(300, 200, Image::BGR), moving = randomImage(300, 200, Image::BGR, random);
+    Image output(300, 200, Image::GREYSCALE);
+    EXPECT_EQ(perCall([&] {
+                  motion.getMHI(&still, &output);
+                  motion.getMHI(&moving, &output);
+              }).made,
+              0u);
+}
+
 TEST(Allocations, ABlobMakesNoneForItsMatrices)
 {
     Blobs blobs;

@@ -101,6 +101,27 @@ TEST(OpenCvCalls, FaceDetectClearsItsStorageBeforeEachSearch)
     EXPECT_EQ(ofScale, expected);
 }
 
+// ---- the grey of MotionSegment
+
+// Which OpenCV there is is found out in the first call of the process, and here is the only one.
+TEST(OpenCvCalls, MotionSegmentTakesTheGreyOfAnOpenCvThatComputesItOtherwise)
+{
+    OpenCvCalls calls;
+    calls.darkenGrey();
+    MotionSegment motion(100, 3);
+    Image frame(100, 3, Image::BGR), output(100, 3, Image::GREYSCALE);
+    cvSet(frame.iplImage(), cvScalarAll(21));
+    frame.imageBuffer()[2 * frame.allocatedWidth() + 3 * 99 + 1] = 25; // green of the last pixel
+    motion.getMHI(&frame, &output);
+    for (int y = 0; y < 3; ++y) {
+        for (int x = 0; x < 100; ++x) {
+            const bool isLast = y == 2 && x == 99; // 21 + 0.587 * 4
+            EXPECT_EQ(cvGetReal2D(motion.mFrames[0], y, x), isLast ? 22 : 20);
+            EXPECT_EQ(cvGetReal2D(motion.mFrames[1], y, x), isLast ? 1 : 0);
+        }
+    }
+}
+
 // ---- sizes of MotionSegment
 
 // A float image of just less than 2^31 bytes, in several shapes: 4 * 256999 * 2089 = 2^31 - 4.

@@ -4,6 +4,7 @@
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/core_c.h>
+#include <opencv2/imgproc/imgproc_c.h>
 
 #include <utility>
 
@@ -12,6 +13,7 @@ namespace {
 std::vector<velmor::tests::OpenCvCall> calls;
 bool isRecording = false;
 bool hasPixels = true;
+bool greyIsDarker = false;
 int imagesBeforeRefusal = -1;
 
 void record(const char* function, const void* object)
@@ -32,6 +34,7 @@ extern "C" {
 IplImage* __real_cvCreateImage(CvSize size, int depth, int channels);
 void __real_cvReleaseImage(IplImage** image);
 void __real_cvSetZero(CvArr* array);
+void __real_cvCvtColor(const CvArr* source, CvArr* result, int code);
 void __real_cvClearMemStorage(CvMemStorage* storage);
 void __real_cvReleaseMemStorage(CvMemStorage** storage);
 CvSeq* VELMOR_HAAR_DETECT(__real)(const CvArr* image, CvHaarClassifierCascade* cascade, CvMemStorage* storage,
@@ -58,6 +61,13 @@ void __wrap_cvSetZero(CvArr* array)
 {
     if (hasPixels)
         __real_cvSetZero(array);
+}
+
+void __wrap_cvCvtColor(const CvArr* source, CvArr* result, int code)
+{
+    __real_cvCvtColor(source, result, code);
+    if (greyIsDarker)
+        cvSubS(result, cvScalarAll(1), result);
 }
 
 void __wrap_cvClearMemStorage(CvMemStorage* storage)
@@ -98,6 +108,7 @@ OpenCvCalls::~OpenCvCalls()
 {
     isRecording = false;
     hasPixels = true;
+    greyIsDarker = false;
     imagesBeforeRefusal = -1;
     calls.clear();
     calls.shrink_to_fit();
@@ -121,6 +132,11 @@ void OpenCvCalls::refuseImage(int index)
 void OpenCvCalls::leaveOutPixels()
 {
     hasPixels = false;
+}
+
+void OpenCvCalls::darkenGrey()
+{
+    greyIsDarker = true;
 }
 
 } // namespace velmor::tests

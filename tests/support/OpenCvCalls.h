@@ -37,6 +37,9 @@ public:
 
     /// From now on cvCreateImage() makes headers alone, and cvSetZero() does nothing: for sizes that take gigabytes.
     void leaveOutPixels();
+
+    /// From now on cvCvtColor() gives values that are one lower.
+    void darkenGrey();
 };
 
 } // namespace velmor::tests
