@@ -22,6 +22,28 @@ Image movingParts(const Size& size)
     return mask;
 }
 
+/// What is brighter than its surroundings: hundreds of regions with rough borders, which cover about half.
+Image texture(const Size& size)
+{
+    Image mask = cameraFrames(1, size, Image::GREYSCALE).front();
+    cv::Mat pixels = mask.mat(), mean;
+    cv::blur(pixels, mean, {31, 31});
+    pixels.setTo(0, pixels <= mean);
+    cv::rectangle(pixels, {0, 0, pixels.cols, pixels.rows}, 0);
+    return mask;
+}
+
+/// Each pixel for itself, half of them foreground.
+Image noise(const Size& size)
+{
+    Image mask(size.width, size.height, Image::GREYSCALE);
+    cv::Mat pixels = mask.mat();
+    cv::RNG(1).fill(pixels, cv::RNG::UNIFORM, 0, 256);
+    pixels.setTo(0, pixels < 128);
+    cv::rectangle(pixels, {0, 0, pixels.cols, pixels.rows}, 0);
+    return mask;
+}
+
 struct Scene
 {
     explicit Scene(const Image& source) : mask(source) {}
@@ -68,9 +90,17 @@ Comparison besideOpenCv(const Image& mask, double most)
 
 void addMoments()
 {
+    struct Masks
+    {
+        const char* kind;
+        Image (*make)(const Size&);
+        double most;
+    };
     for (const Size& size : kFrameSizes)
-        add(std::string("Moments/findBlobs/") + size.name + "/sparse",
-            [=] { return besideOpenCv(movingParts(size), 0.5); });
+        for (const auto& [kind, make, most] :
+             {Masks{"sparse", movingParts, 0.5}, Masks{"dense", texture, 0.9}, Masks{"noise", noise, 0.9}})
+            add(std::string("Moments/findBlobs/") + size.name + "/" + kind,
+                [size, make = make, most = most] { return besideOpenCv(make(size), most); });
 }
 
 } // namespace velmor::bench

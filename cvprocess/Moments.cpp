@@ -4,6 +4,7 @@
 #include "core/cvdata/Image.h"
 #include "math/SquareMatrix.h"
 #include "math/Units.h"
+#include "opencv1/BorderTracer.h"
 
 #include <opencv2/imgproc/imgproc_c.h>
 
@@ -18,13 +19,13 @@ using core::cvdata::Image;
 
 /// Fills in a blob from its contour.
 /// @param eigenMatrix  takes the covariance to decompose it
-void describe(Blobs::BlobInfo& blob, CvSeq* contour, CvMoments& moments, math::SquareMatrix& eigenMatrix)
+void describe(Blobs::BlobInfo& blob, CvContour& contour, CvMoments& moments, math::SquareMatrix& eigenMatrix)
 {
     blob.setX(moments.m10 / moments.m00);
     blob.setY(moments.m01 / moments.m00);
     blob.area = static_cast<unsigned>(moments.m00);
-    blob.boundingBox = cvBoundingRect(contour);
-    blob.nofPoints = contour->total;
+    blob.boundingBox = cvBoundingRect(&contour);
+    blob.nofPoints = contour.total;
 
     // By design the factor is the area in whole pixels and the off-diagonal is negated.
     const double area = blob.area;
@@ -61,32 +62,30 @@ int Moments::findBlobs(const Image& inputImage, Blobs& blobs, int maxBlobs, doub
     // clang-format on
     assert(inputImage.width() > 0 && inputImage.height() > 0 && "ERROR: the input image is empty!");
 
-    if (mWorkImage)
-        *mWorkImage = inputImage;
-    else
+    // Of the working image only the memory is used: for the planes of bits that borders are traced in.
+    if (!mWorkImage)
         mWorkImage = inputImage.clone();
+    else if (mWorkImage->width() != inputImage.width() || mWorkImage->height() != inputImage.height())
+        *mWorkImage = inputImage;
     blobs.clear();
     mContours = nullptr;
     if (inputImage.width() < 3 || inputImage.height() < 3)
-        return 0; // outermost pixels alone, which are background; OpenCV would read below them
+        return 0; // outermost pixels alone, which are background
 
-    CvContourScanner scanner = cvStartFindContours(mWorkImage->iplImage(), mStorage, sizeof(CvContour),
-                                                   CV_RETR_EXTERNAL, CV_CHAIN_APPROX_SIMPLE, cvPoint(0, 0));
-    while (CvSeq* const contour = cvFindNextContour(scanner)) {
-        if (maxBlobs >= 0 && blobs.blobs.size() >= static_cast<unsigned>(maxBlobs)) {
-            cvSubstituteContour(scanner, nullptr);
+    opencv1::BorderTracer tracer(*inputImage.iplImage(), mWorkImage->imageBuffer(), mStorage);
+    const auto wantsMore = [&] {
+        return maxBlobs < 0 || blobs.blobs.size() < static_cast<unsigned>(maxBlobs);
+    };
+    while (wantsMore() && tracer.next()) {
+        if (!(tracer.area() > minArea))
             continue;
-        }
+        CvContour* const contour = tracer.keep();
         CvMoments moments;
         cvMoments(contour, &moments, 1);
-        if (!(moments.m00 > minArea)) {
-            cvSubstituteContour(scanner, nullptr);
-            continue;
-        }
         blobs.addBlob();
-        describe(blobs.blobs.back(), contour, moments, *mEigenMatrix);
+        describe(blobs.blobs.back(), *contour, moments, *mEigenMatrix);
     }
-    mContours = cvEndFindContours(&scanner);
+    mContours = tracer.contours();
     return static_cast<int>(blobs.blobs.size());
 }
 

@@ -32,13 +32,17 @@ namespace velmor::cvprocess {
 /// A contour runs through the centres of the outermost pixels of its region: a filled square of 10 x 10 pixels has an
 /// area of 81. Pixels that touch at a corner are connected. Holes do not change the description of a region.
 ///
-/// Input: GREYSCALE; every byte but 0 is foreground. It is not changed. Output: a list of blobs, in the order in which
-/// OpenCV's C interface finds their contours: by the row and then the column where each begins.
+/// Input: GREYSCALE; every byte but 0 is foreground. It is not changed. Output: a list of blobs, by the row and then the
+/// column where each begins, as in OpenCV's C interface.
 ///
 /// Border rule: the outermost rows and columns of the image count as background.
 ///
-/// Limits: the contours of all calls stay in a storage that is released with the object. It grows by some hundred bytes
-/// per region and call, so a program that runs for long should make a new Moments now and then.
+/// Cost, on one thread of the machine of the performance page: 0.04 ns a pixel where regions are few, and 30 ns for each
+/// point of a contour. An object takes 1 byte a pixel of the largest image, and for each blob of each call 160 bytes and
+/// 8 for each point.
+///
+/// Limits: the contours of all calls stay in a storage that is released with the object. So a program that runs for long
+/// should make a new Moments now and then.
 /// With a negative minimum area, contours without an area (single pixels, lines) become blobs too; their centroid is
 /// not a number and their axes are 0. An object serves one thread at a time. Misuse stops on an assertion.
 ///
@@ -71,7 +75,7 @@ private:
     CvSeq* mContours;                 ///< of the last call; lies in the storage
     CvMemStorage* mStorage;           ///< owned
     math::SquareMatrix* mEigenMatrix; ///< owned; the covariance that is decomposed
-    core::cvdata::Image* mWorkImage;  ///< owned; null until the first call; the search for contours writes into it
+    core::cvdata::Image* mWorkImage;  ///< owned; null until the first call; of the last image's size, and overwritten
 };
 
 } // namespace velmor::cvprocess

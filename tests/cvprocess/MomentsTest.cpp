@@ -5,6 +5,8 @@
 #include "core/cvdata/Blobs.h"
 #include "imageio/ImageIo.h"
 #include "math/SquareMatrix.h"
+#include "math/Units.h"
+#include "tests/support/Contours.h"
 #include "tests/support/DeathText.h"
 #include "tests/support/FieldOrder.h"
 #include "tests/support/Pictures.h"
@@ -12,9 +14,13 @@
 
 #include <gtest/gtest.h>
 #include <opencv2/imgproc.hpp>
+#include <opencv2/imgproc/imgproc_c.h>
 
 #include <cmath>
+#include <cstdint>
+#include <cstring>
 #include <limits>
+#include <optional>
 
 using velmor::core::cvdata::Blobs;
 using velmor::core::cvdata::Image;
@@ -166,6 +172,117 @@ TEST(Moments, MatchesPolygonIntegralsOnAPhotograph)
     EXPECT_GT(expected.size(), 20u);
     for (std::size_t n = 0; n < expected.size(); ++n)
         expectBlob(blobs.blobs[n], expected[n]);
+}
+
+// ---- against OpenCV's C functions, bit for bit
+
+/// What the scan of OpenCV's C interface finds, put into words as the class page does.
+CvSeq* scan(const cv::Mat& pixels, CvMemStorage* storage, int maxBlobs, double minArea, Blobs& blobs)
+{
+    cv::Mat work = pixels.clone();
+    IplImage header = cvIplImage(work);
+    CvContourScanner scanner = cvStartFindContours(&header, storage, sizeof(CvContour), CV_RETR_EXTERNAL,
+                                                   CV_CHAIN_APPROX_SIMPLE, cvPoint(0, 0));
+    while (CvSeq* const contour = cvFindNextContour(scanner)) {
+        CvMoments moments;
+        cvMoments(contour, &moments, 1);
+        const bool isFull = maxBlobs >= 0 && static_cast<int>(blobs.blobs.size()) >= maxBlobs;
+        if (isFull || !(moments.m00 > minArea)) {
+            cvSubstituteContour(scanner, nullptr);
+            continue;
+        }
+        blobs.addBlob();
+        Blobs::BlobInfo& blob = blobs.blobs.back();
+        blob.x = moments.m10 / moments.m00;
+        blob.y = moments.m01 / moments.m00;
+        blob.area = static_cast<unsigned>(moments.m00);
+        blob.nofPoints = contour->total;
+        blob.boundingBox = cvBoundingRect(contour, 1);
+        blob.covariance[0][0] = cvGetNormalizedCentralMoment(&moments, 2, 0) * blob.area;
+        blob.covariance[1][1] = cvGetNormalizedCentralMoment(&moments, 0, 2) * blob.area;
+        blob.covariance[0][1] = -cvGetNormalizedCentralMoment(&moments, 1, 1) * blob.area;
+        blob.covariance[1][0] = blob.covariance[0][1];
+        blob.covariance.eigenSymmetric(blob.eigenvectors, blob.eigenvalues);
+        blob.majorAxis = 2 * std::sqrt(blob.eigenvalues[0]);
+        blob.minorAxis = 2 * std::sqrt(blob.eigenvalues[1]);
+        blob.angle = math::Units::toDeg(-std::atan2(blob.eigenvectors[0][1], blob.eigenvectors[0][0]));
+    }
+    return cvEndFindContours(&scanner);
+}
+
+/// The bits of all numbers of a blob that are not whole.
+std::vector<std::uint64_t> bitsOf(const Blobs::BlobInfo& blob)
+{
+    std::vector<double> numbers = {
+        blob.x, blob.y, blob.majorAxis, blob.minorAxis, blob.angle, blob.eigenvalues[0], blob.eigenvalues[1]};
+    for (const math::SquareMatrix* matrix : {&blob.covariance, &blob.eigenvectors})
+        numbers.insert(numbers.end(), (*matrix)[0], (*matrix)[2]);
+    std::vector<std::uint64_t> bits(numbers.size());
+    std::memcpy(bits.data(), numbers.data(), numbers.size() * sizeof(double));
+    return bits;
+}
+
+bool sameBits(const Blobs::BlobInfo& a, const Blobs::BlobInfo& b)
+{
+    return bitsOf(a) == bitsOf(b) && a.area == b.area && a.nofPoints == b.nofPoints &&
+           cv::Rect(a.boundingBox) == cv::Rect(b.boundingBox);
+}
+
+/// Compares with the scan: blobs, contours, and where these lie in the storage.
+void expectLikeOpenCv(Moments& moments, const cv::Mat& mask, CvMemStorage* storage, int maxBlobs, double minArea)
+{
+    const Image image(static_cast<unsigned>(mask.cols), static_cast<unsigned>(mask.rows), Image::GREYSCALE, mask.data,
+                      static_cast<unsigned>(mask.step));
+    Blobs blobs, expected;
+    const CvSeq* contours = nullptr;
+    if (mask.cols >= 3 && mask.rows >= 3) // OpenCV would read below smaller ones
+        contours = scan(mask, storage, maxBlobs, minArea, expected);
+    EXPECT_EQ(moments.findBlobs(image, blobs, maxBlobs, minArea), static_cast<int>(expected.blobs.size()));
+    ASSERT_EQ(blobs.blobs.size(), expected.blobs.size());
+    for (std::size_t k = 0; k < blobs.blobs.size(); ++k)
+        EXPECT_TRUE(sameBits(blobs.blobs[k], expected.blobs[k])) << "blob " << k;
+    EXPECT_TRUE(sameContours(moments.mContours, moments.mStorage, contours, storage));
+}
+
+void expectOfRandomMasks(int rounds, unsigned seed)
+{
+    std::mt19937 random(seed);
+    const double areas[] = {-1.0, 0.0, 0.5, 3.0, 20.0, 150.0, std::numeric_limits<double>::quiet_NaN()};
+    std::optional<Moments> moments;
+    std::optional<Storage> storage;
+    for (int k = 0; k < rounds; ++k) {
+        if (k % 100 == 0) {
+            moments.emplace();
+            storage.emplace();
+        }
+        const cv::Size size(1 + static_cast<int>(random() % 100), 1 + static_cast<int>(random() % 70));
+        const cv::Mat padded = randomMask(size + cv::Size(static_cast<int>(random() % 9), 0), random);
+        const int maxBlobs = random() % 3 == 0 ? static_cast<int>(random() % 10) : -1;
+        const double minArea = areas[random() % std::size(areas)];
+        expectLikeOpenCv(*moments, padded.colRange(0, size.width), *storage, maxBlobs, minArea);
+        ASSERT_FALSE(testing::Test::HasFailure()) << "mask " << k << " of " << size;
+    }
+}
+
+TEST(Moments, AreThoseOfOpenCvToTheBitOnRandomMasks)
+{
+    expectOfRandomMasks(randomRounds(), 1);
+}
+
+TEST(MomentsSweep, AreThoseOfOpenCvToTheBitOnRandomMasks)
+{
+    expectOfRandomMasks(100000, 2);
+}
+
+// Sums of third powers of its places have more bits than a double holds.
+TEST(Moments, AreThoseOfOpenCvToTheBitOnALargeMask)
+{
+    cv::Mat mask = cv::Mat::zeros(1500, 2500, CV_8UC1);
+    cv::ellipse(mask, {1300, 800}, {1100, 600}, 20, 0, 360, 255, cv::FILLED);
+    cv::circle(mask, {2300, 1300}, 90, 128, 3);
+    Moments moments;
+    const Storage storage;
+    expectLikeOpenCv(moments, mask, storage, -1, 0.0);
 }
 
 // ---- shapes whose moments are known
@@ -392,7 +509,7 @@ public:
     mutable int clones = 0;
 };
 
-TEST(Moments, ClonesTheFirstImageAndCopiesTheOthersIntoTheClone)
+TEST(Moments, ClonesTheFirstImageAndWorksInTheClone)
 {
     ClonedImage image(20, 10, Image::GREYSCALE);
     fillRectangle(image, 3, 3, 8, 8, 255);
@@ -403,6 +520,11 @@ TEST(Moments, ClonesTheFirstImageAndCopiesTheOthersIntoTheClone)
     const Image* const workImage = moments.mWorkImage;
     fillRectangle(image, 10, 3, 13, 6, 255);
     EXPECT_EQ(moments.findBlobs(image, blobs, -1, 0.0), 2);
+    for (const auto& [width, height] : {std::pair{21u, 10u}, std::pair{21u, 30u}, std::pair{2u, 90u}}) {
+        moments.findBlobs(rectangleImage(width, height, 1, 1, 2, 2), blobs, -1, 0.0);
+        EXPECT_EQ(workImage->width(), width);
+        EXPECT_EQ(workImage->height(), height);
+    }
     EXPECT_EQ(image.clones, 1);
     EXPECT_EQ(moments.mWorkImage, workImage);
 }

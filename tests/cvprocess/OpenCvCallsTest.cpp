@@ -3,12 +3,14 @@
 
 #include "tests/support/OpenCvCalls.h"
 
+#include "core/cvdata/Blobs.h"
 #include "core/cvdata/Image.h"
 #include "cvprocess/FaceDetect.h"
 #include "cvprocess/Moments.h"
 #include "cvprocess/MotionSegment.h"
 #include "math/SquareMatrix.h"
 #include "tests/support/AllocationCounter.h"
+#include "tests/support/Pictures.h"
 
 #include <gtest/gtest.h>
 
@@ -77,6 +79,24 @@ TEST(OpenCvCalls, MomentsReleasesTheStorageTheMatrixAndTheImage)
     const Calls expected = {{"cvReleaseMemStorage", moments->mStorage}, {"matrix", nullptr}, {"image", nullptr}};
     moments.reset();
     EXPECT_EQ(calls.take(), expected);
+}
+
+// ---- what a search for blobs makes
+
+TEST(OpenCvCalls, MomentsMakesNothingForRegionsThatItDrops)
+{
+    Image image(60, 40, Image::GREYSCALE);
+    fillRectangle(image, 3, 3, 20, 30, 255);
+    byteAt(image, 30, 5) = 1;
+    cvprocess::Moments moments;
+    core::cvdata::Blobs blobs;
+    ASSERT_EQ(moments.findBlobs(image, blobs, -1, -1.0), 2); // makes the working image
+    OpenCvCalls calls;
+    const std::size_t before = allocations().made;
+    EXPECT_EQ(moments.findBlobs(image, blobs, -1, 1000.0), 0);
+    EXPECT_EQ(moments.findBlobs(image, blobs, 0, 0.0), 0);
+    EXPECT_EQ(allocations().made, before);
+    EXPECT_EQ(calls.take(), Calls());
 }
 
 // ---- the storage of a search
