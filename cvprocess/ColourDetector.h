@@ -41,6 +41,10 @@ namespace velmor::cvprocess {
 /// answer differently each time, so such a model is asked for every pixel and component. Models are only read, so
 /// detectors can share one. A detector itself serves one thread at a time.
 ///
+/// Cost, on one thread of the machine of the performance page, with three components at 1080p: 0.2 ns a pixel while the
+/// model stays the same, 1.1 ns in the first call after it changed. A detector takes 64 KiB, and 64 bytes for each
+/// component; a call allocates nothing.
+///
 /// Misuse (image layouts, sizes, a model that does not have two colour components) stops on an assertion.
 ///
 /// Example:
