@@ -81,8 +81,11 @@ Comparison besideOpenCv(const Size& size, const Case& what)
 
 std::string nameOf(const Size& size, const Case& what)
 {
-    return std::string("ColourHist2D/") + size.name + "/bins:" + std::to_string(what.bins) +
-           (what.side ? "/region:" + std::to_string(what.side) : "") + (what.masked ? "/mask" : "");
+    const std::string bins = "/" + std::to_string(what.bins) + " bins a channel";
+    const std::string side = std::to_string(what.side);
+    if (what.side != 0)
+        return "ColourHist2D" + bins + "/region of " + side + " x " + side;
+    return std::string("ColourHist2D/") + size.name + bins + (what.masked ? "/under a mask" : "");
 }
 
 } // namespace
