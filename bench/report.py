@@ -529,6 +529,8 @@ def plots(measured, curves):
         made["gpu"] = bars("execute() at 640 x 480, in milliseconds (dark: the same draw without the library)", gpu)
     cpu = []
     for (operator, what, beside), row in cpu_rows(measured.get("cpu", {})).items():
+        if beside == "memcpy":  # other work, many times as fast
+            continue
         _, result = row.get("1080p") or row.get("") or next(iter(row.values()))
         cpu.append((", ".join(filter(None, (operator, what))) + f" beside {beside}", result["ratio"], 0))
     if cpu:

@@ -27,9 +27,9 @@ namespace velmor::cvprocess {
 /// outside, be empty, or have an end that exceeds the range of an unsigned int: then the histogram is all zeros, or
 /// counts what is inside.
 ///
-/// Cost, on one thread of the machine of the performance page: 0.3 ns a pixel with up to 16 bins for each channel, 0.4 ns
-/// with 32. What a mask excludes in one piece takes almost nothing. No memory is allocated; up to 132 KiB of the stack
-/// are used.
+/// Cost, on one thread of the machine of the performance page: 0.3 ns a pixel with up to 16 bins for each channel, 0.4
+/// ns with 32. What a mask excludes in one piece takes almost nothing. No memory is allocated; up to 132 KiB of the
+/// stack are used.
 ///
 /// Limits: a derived histogram's reset() has to leave zeros, or the shares are nonsense. Misuse stops on an assertion.
 ///

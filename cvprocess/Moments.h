@@ -32,19 +32,19 @@ namespace velmor::cvprocess {
 /// A contour runs through the centres of the outermost pixels of its region: a filled square of 10 x 10 pixels has an
 /// area of 81. Pixels that touch at a corner are connected. Holes do not change the description of a region.
 ///
-/// Input: GREYSCALE; every byte but 0 is foreground. It is not changed. Output: a list of blobs, by the row and then the
-/// column where each begins, as in OpenCV's C interface.
+/// Input: GREYSCALE; every byte but 0 is foreground. It is not changed. Output: a list of blobs, by the row and then
+/// the column where each begins, as in OpenCV's C interface.
 ///
 /// Border rule: the outermost rows and columns of the image count as background.
 ///
-/// Cost, on one thread of the machine of the performance page: 0.04 ns a pixel where regions are few, and 30 ns for each
-/// point of a contour. An object takes 1 byte a pixel of the largest image, and for each blob of each call 160 bytes and
-/// 8 for each point.
+/// Cost, on one thread of the machine of the performance page: 0.04 ns a pixel where regions are few, and 30 ns for
+/// each point of a contour. An object takes 1 byte a pixel of the largest image, and for each blob of each call 160
+/// bytes and 8 for each point.
 ///
-/// Limits: the contours of all calls stay in a storage that is released with the object. So a program that runs for long
-/// should make a new Moments now and then.
-/// With a negative minimum area, contours without an area (single pixels, lines) become blobs too; their centroid is
-/// not a number and their axes are 0. An object serves one thread at a time. Misuse stops on an assertion.
+/// Limits: the contours of all calls stay in a storage that is released with the object. So a program that runs for
+/// long should make a new Moments now and then. With a negative minimum area, contours without an area (single pixels,
+/// lines) become blobs too; their centroid is not a number and their axes are 0. An object serves one thread at a time.
+/// Misuse stops on an assertion.
 ///
 /// Example:
 ///

@@ -25,7 +25,7 @@ inline void updatePixels(MotionRows& rows, int y, int x, Bounds& bounds)
     float* const history = rows.history.ptr<float>(y);
     for (; x < rows.frame.cols; ++x) {
         if (colours != nullptr)
-            frame[x] = greyOf(colours + std::ptrdiff_t{3} * x);
+            frame[x] = greyOf(colours + 3 * static_cast<std::ptrdiff_t>(x));
         before[x] = std::abs(frame[x] - before[x]) > kDifferenceThreshold ? 1 : 0;
         if (before[x] != 0)
             history[x] = rows.now;
