@@ -1,0 +1,158 @@
+#include "python/binding/FaceDetect.h"
+
+#include "core/util/internal/WholeFile.h"
+#include "cvprocess/FaceDetect.h"
+#include "opencv1/CascadeFile.h"
+#include "opencv1/HaarCascade.h"
+#include "python/binding/Docstrings.h"
+#include "python/binding/Files.h"
+#include "python/binding/Filters.h"
+#include "python/binding/Images.h"
+#include "python/binding/Numbers.h"
+#include "python/binding/Self.h"
+
+#include <opencv2/imgproc.hpp>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+namespace velmor::python {
+namespace {
+
+const char* const kLoad = "FaceDetect(): cannot load";
+
+/// A file in memory alone, with a name.
+class MemoryFile
+{
+public:
+    explicit MemoryFile(const std::vector<unsigned char>& bytes) : mDescriptor(memfd_create("cascade", MFD_CLOEXEC))
+    {
+        std::size_t written = 0;
+        while (mDescriptor >= 0 && written < bytes.size()) {
+            const ssize_t part = write(mDescriptor, bytes.data() + written, bytes.size() - written);
+            if (part < 0)
+                break;
+            written += static_cast<std::size_t>(part);
+        }
+        mIsWhole = mDescriptor >= 0 && written == bytes.size();
+    }
+    MemoryFile(const MemoryFile&) = delete;
+    MemoryFile& operator=(const MemoryFile&) = delete;
+    ~MemoryFile()
+    {
+        if (mDescriptor >= 0)
+            close(mDescriptor);
+    }
+
+    bool isWhole() const { return mIsWhole; }
+    std::string name() const { return "/proc/self/fd/" + std::to_string(mDescriptor); }
+
+private:
+    int mDescriptor;
+    bool mIsWhole = false;
+};
+
+/// Whether a file is a cascade, by the function that the detector reads it with.
+bool isCascade(const std::string& file)
+{
+    auto* cascade = static_cast<CvHaarClassifierCascade*>(cvLoad(file.c_str()));
+    const bool isThere = cascade != nullptr;
+    cvReleaseHaarClassifierCascade(&cascade);
+    return isThere;
+}
+
+/// Says what is wrong with a file that is no cascade.
+[[noreturn]] void refuseCascade(const std::string& file, const std::vector<unsigned char>& bytes)
+{
+    std::string reason = "it is not a cascade that OpenCV takes";
+    try {
+        opencv1::checkedCascade({bytes.begin(), bytes.end()});
+    } catch (const std::runtime_error& error) {
+        reason = error.what();
+    }
+    throw core::util::fileError(kLoad, file, reason);
+}
+
+/// The detector of a file, which would end the process where the file is no cascade. So its bytes are read once, and
+/// tried before: another program may write the file in the meantime.
+std::unique_ptr<cvprocess::FaceDetect> detectorOf(const std::string& file)
+{
+    constexpr std::size_t most = 16 << 20; // the largest cascade that the detector reads
+    const std::vector<unsigned char> bytes = core::util::readWholeFile(kLoad, file, most);
+    const MemoryFile copy(bytes);
+    if (!copy.isWhole())
+        throw core::util::fileError(kLoad, file, "there is no memory for it");
+    if (!isCascade(copy.name()))
+        refuseCascade(file, bytes);
+    return std::make_unique<cvprocess::FaceDetect>(copy.name());
+}
+
+class Detector
+{
+public:
+    explicit Detector(const std::string& file) : mDetector(detectorOf(file)) {}
+
+    py::array find(py::handle argument, py::handle scale)
+    {
+        static const std::string function = "FaceDetect.find";
+        const ImageSource source(argument, {1, 3}, function);
+        const int factor = wholeNumber(scale, function, "scale", 1, std::numeric_limits<int>::max());
+        const cv::Size size = source.picture().size() / factor;
+        if (size.empty())
+            refuse(function, "scale to be at most the height and the width", std::to_string(factor));
+        std::vector<math::Vector4> faces;
+        work(function, [&] {
+            // Not by the search with a scale, which keeps each image that it makes.
+            cv::Mat searched = source.picture();
+            if (factor > 1)
+                cv::resize(source.picture(), searched, size, 0, 0, cv::INTER_LINEAR);
+            const core::cvdata::Image image = imageOver(searched);
+            const std::lock_guard<std::mutex> turn(mMutex);
+            mDetector->findFaces(&image, faces);
+        });
+        return rectangles(faces, factor);
+    }
+
+private:
+    static py::array rectangles(const std::vector<math::Vector4>& faces, int factor)
+    {
+        py::array_t<std::int32_t> result({static_cast<py::ssize_t>(faces.size()), py::ssize_t{4}});
+        std::int32_t* place = result.mutable_data();
+        for (const math::Vector4& face : faces)
+            for (unsigned k = 0; k < 4; ++k)
+                *place++ = cvRound(face[k]) * factor;
+        return result;
+    }
+
+    std::mutex mMutex;
+    std::unique_ptr<cvprocess::FaceDetect> mDetector;
+};
+
+using DetectorPointer = std::shared_ptr<Detector>;
+
+DetectorPointer make(py::handle cascade)
+{
+    const std::string function = "FaceDetect", file = pathOf(cascade, function);
+    DetectorPointer detector;
+    workOnFile(function, [&] { detector = std::make_shared<Detector>(file); });
+    return detector;
+}
+
+} // namespace
+
+void defineFaceDetect(py::module_& module)
+{
+    py::class_<Detector, DetectorPointer>(module, "FaceDetect", docstring("FaceDetect"))
+        .def(py::init(&make), py::arg("cascade"))
+        .def(
+            "find",
+            [](const Self<Detector>& self, py::handle source, py::handle scale) { return self->find(source, scale); },
+            docstring("FaceDetect.find"), py::arg("source"), py::arg("scale") = 1);
+}
+
+} // namespace velmor::python

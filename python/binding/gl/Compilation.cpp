@@ -1,0 +1,90 @@
+#include "python/binding/gl/Compilation.h"
+
+#include <sstream>
+#include <stdexcept>
+#include <string>
+
+namespace velmor::python::gl {
+namespace {
+
+// One at a time: see Alone.
+PFNGLCOMPILESHADERPROC wrappedCompile = nullptr;
+PFNGLGETSHADERIVPROC wrapped = nullptr;
+GLuint compiled = 0; ///< the shader that the manager will ask about next
+
+std::string infoLog(GLuint object, PFNGLGETSHADERIVPROC query, PFNGLGETSHADERINFOLOGPROC read)
+{
+    GLint length = 0;
+    query(object, GL_INFO_LOG_LENGTH, &length);
+    std::string log(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    GLsizei written = 0;
+    if (!log.empty())
+        read(object, length, &written, log.data());
+    log.resize(static_cast<std::size_t>(written));
+    while (!log.empty() && (log.back() == '\n' || log.back() == '\0'))
+        log.pop_back();
+    return log.empty() ? "the driver does not say why" : log;
+}
+
+/// A shader's text with numbers before its lines, as the driver's messages count them.
+std::string numberedText(GLuint shader)
+{
+    GLint length = 0;
+    wrapped(shader, GL_SHADER_SOURCE_LENGTH, &length);
+    std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
+    GLsizei written = 0;
+    if (!text.empty())
+        glGetShaderSource(shader, length, &written, text.data());
+    std::istringstream lines(text.substr(0, static_cast<std::size_t>(written)));
+    std::string numbered;
+    int number = 0;
+    for (std::string line; std::getline(lines, line);)
+        numbered += '\n' + std::to_string(++number) + ": " + line;
+    return numbered;
+}
+
+/// The driver's adapter compiles more than one text where it is told to compile one, and asks about each.
+void GLAPIENTRY compileShader(GLuint shader)
+{
+    compiled = 0;
+    wrappedCompile(shader);
+    compiled = shader;
+}
+
+void GLAPIENTRY getShaderiv(GLuint shader, GLenum name, GLint* value)
+{
+    wrapped(shader, name, value);
+    if (name != GL_COMPILE_STATUS || shader != compiled)
+        return;
+    compiled = 0;
+    if (!*value)
+        throw std::runtime_error("expected a shader that the driver compiles, got \"" +
+                                 infoLog(shader, wrapped, glGetShaderInfoLog) + "\" about" + numberedText(shader));
+}
+
+} // namespace
+
+Compilation::Compilation()
+{
+    wrappedCompile = __glewCompileShader;
+    wrapped = __glewGetShaderiv;
+    __glewCompileShader = compileShader;
+    __glewGetShaderiv = getShaderiv;
+}
+
+Compilation::~Compilation()
+{
+    __glewCompileShader = wrappedCompile;
+    __glewGetShaderiv = wrapped;
+}
+
+void checkLinked(GLuint program)
+{
+    GLint linked = 0;
+    glGetProgramiv(program, GL_LINK_STATUS, &linked);
+    if (!linked)
+        throw std::runtime_error("expected a program that the driver links, got \"" +
+                                 infoLog(program, glGetProgramiv, glGetProgramInfoLog) + '"');
+}
+
+} // namespace velmor::python::gl

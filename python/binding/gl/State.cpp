@@ -1,0 +1,100 @@
+#include "python/binding/gl/State.h"
+
+#include "glsupport/DriverAdapter.h"
+#include "glsupport/StateGuard.h"
+#include "python/binding/Docstrings.h"
+#include "python/binding/gl/Methods.h"
+
+#include <pybind11/stl.h>
+
+#include <stdexcept>
+#include <vector>
+
+namespace velmor::python::gl {
+namespace {
+
+using glsupport::DriverAdapter;
+
+/// The state of the context that is current at the beginning of a with statement, which comes back at its end.
+class StateGuard : public std::enable_shared_from_this<StateGuard>
+{
+public:
+    std::shared_ptr<StateGuard> enter()
+    {
+        const std::string function = "gl.StateGuard.__enter__";
+        if (mGuard)
+            fail(function, "a guard that is not in use", "one that is");
+        const std::shared_ptr<Context> context = Context::current(function);
+        mGuard = context->run(function, [&] { return context->own(std::make_unique<glsupport::StateGuard>()); });
+        mContext = context;
+        return shared_from_this();
+    }
+
+    /// With its context closed, nothing is left to come back.
+    void exit(const py::args&)
+    {
+        const std::string function = "gl.StateGuard.__exit__";
+        if (!mGuard)
+            fail(function, "__enter__() before", "a guard that is not in use");
+        if (mContext->isOpen())
+            mContext->run(function, [this] { mGuard->end(); });
+        mGuard.reset();
+    }
+
+private:
+    std::shared_ptr<Context> mContext;
+    Owner<glsupport::StateGuard> mGuard;
+};
+
+DriverAdapter::Report install(bool always)
+{
+    const std::string function = "gl.DriverAdapter.install";
+    return Context::current(function)->runAlone(function, [&] {
+        try {
+            return DriverAdapter::install(always ? DriverAdapter::Always : DriverAdapter::WhereNeeded);
+        } catch (const std::runtime_error& error) {
+            const std::string what = error.what();
+            throw std::runtime_error("velmor." + function + what.substr(what.find("(): ")));
+        }
+    });
+}
+
+void remove()
+{
+    const std::string function = "gl.DriverAdapter.remove";
+    Context::current(function)->runAlone(function, [] { DriverAdapter::remove(); });
+}
+
+void defineAdapter(py::module_& module)
+{
+    py::class_<DriverAdapter> adapter(module, "DriverAdapter", docstring("gl.DriverAdapter"));
+    using Finding = DriverAdapter::Finding;
+    using Report = DriverAdapter::Report;
+    py::enum_<Finding::Outcome>(adapter, "Outcome", "How a trial ended.")
+        .value("ACCEPTED", Finding::Accepted, "The driver behaves as expected.")
+        .value("ADAPTED", Finding::Adapted, "It does not, and with the adaptation it does.")
+        .value("MISSING", Finding::Missing, "It does not, and the adaptation does not help.");
+    py::class_<Finding, std::shared_ptr<Finding>>(adapter, "Finding", "What was found out about one expectation.")
+        .def_property_readonly("expectation", field(&Finding::expectation), "What the filters expect of the driver.")
+        .def_property_readonly("outcome", field(&Finding::outcome), "How its trial ended.")
+        .def_property_readonly("detail", field(&Finding::detail),
+                               "What the driver did instead; empty where it does as expected.");
+    py::class_<Report, std::shared_ptr<Report>>(adapter, "Report", "What was found, in the order of the trials.")
+        .def_property_readonly("findings", field(&Report::findings), "One for each expectation.")
+        .def("__str__", method(&Report::text));
+    adapter.def_static("install", &install, py::arg("always") = false, docstring("gl.DriverAdapter.install"))
+        .def_static("remove", &remove, docstring("gl.DriverAdapter.remove"));
+}
+
+} // namespace
+
+void defineState(py::module_& module)
+{
+    defineAdapter(module);
+    py::class_<StateGuard, std::shared_ptr<StateGuard>>(module, "StateGuard", docstring("gl.StateGuard"))
+        .def(py::init<>())
+        .def("__enter__", method(&StateGuard::enter))
+        .def("__exit__", method(&StateGuard::exit));
+}
+
+} // namespace velmor::python::gl

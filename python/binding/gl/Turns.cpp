@@ -1,0 +1,100 @@
+#include "python/binding/gl/Turns.h"
+
+#include "python/binding/Gate.h"
+
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <stdexcept>
+
+namespace velmor::python::gl {
+namespace {
+
+struct State
+{
+    Gate gate;
+    std::atomic<bool> ended = false;
+    std::atomic<pid_t> user = 0; ///< the process that used OpenGL first
+};
+
+/// Never destroyed: threads may still ask while the process ends.
+State& state()
+{
+    static State& state = *new State;
+    return state;
+}
+
+/// In a fork this comes before any lock, which a thread of the parent may hold for ever.
+void checkProcess(const std::string& function)
+{
+    pid_t none = 0;
+    state().user.compare_exchange_strong(none, getpid());
+    if (isForkOfUser())
+        fail(function, "the process that used OpenGL first",
+             "a fork of it, in which OpenGL does not work: start it by 'spawn'");
+}
+
+[[noreturn]] void failAtEnd(const std::string& function)
+{
+    fail(function, "a running interpreter", "one that is ending");
+}
+
+} // namespace
+
+void fail(const std::string& function, const std::string& expected, const std::string& got)
+{
+    throw std::runtime_error("velmor." + function + "(): expected " + expected + ", got " + got);
+}
+
+WithOthers::WithOthers(const std::string& function)
+{
+    checkProcess(function);
+    state().gate.enter();
+    if (state().ended) {
+        state().gate.leave();
+        failAtEnd(function);
+    }
+}
+
+WithOthers::~WithOthers()
+{
+    state().gate.leave();
+}
+
+Alone::Alone(const std::string& function)
+{
+    checkProcess(function);
+    state().gate.enterAlone();
+    if (state().ended) {
+        state().gate.leaveAlone();
+        failAtEnd(function);
+    }
+}
+
+Alone::~Alone()
+{
+    state().gate.leaveAlone();
+}
+
+void endTurns()
+{
+    if (isForkOfUser())
+        return;
+    state().gate.enterAlone();
+    state().ended = true;
+    state().gate.leaveAlone();
+}
+
+bool haveTurnsEnded()
+{
+    return state().ended;
+}
+
+bool isForkOfUser()
+{
+    const pid_t user = state().user;
+    return user != 0 && user != getpid();
+}
+
+} // namespace velmor::python::gl
