@@ -6,6 +6,9 @@ option(VELMOR_BUILD_EXAMPLES "Build the example programs, the demo among them" $
 option(VELMOR_BUILD_BENCHMARKS "Build the benchmarks" OFF)
 option(VELMOR_BUILD_FUZZERS "Build the fuzzers, which need clang" OFF)
 option(VELMOR_BUILD_PYTHON "Build the Python package" ${PROJECT_IS_TOP_LEVEL})
+include(CMakeDependentOption)
+cmake_dependent_option(VELMOR_BUILD_WHEEL "Build the Python modules as a wheel has them, too" ${VELMOR_BUILD_TESTS}
+    "VELMOR_BUILD_PYTHON" OFF)
 option(VELMOR_WARNINGS_AS_ERRORS "Stop the build at a compiler warning" OFF)
 set(VELMOR_SANITIZE "" CACHE STRING "Sanitizers to build with, such as address,undefined; empty for none")
 
@@ -58,7 +61,7 @@ endfunction()
 function(velmor_print_summary)
     message(STATUS "velmor ${PROJECT_VERSION}")
     message(STATUS "  build type                ${CMAKE_BUILD_TYPE}")
-    foreach(name IN ITEMS ASSERTIONS BUILD_TESTS BUILD_EXAMPLES BUILD_BENCHMARKS BUILD_FUZZERS BUILD_PYTHON WARNINGS_AS_ERRORS SANITIZE)
+    foreach(name IN ITEMS ASSERTIONS BUILD_TESTS BUILD_EXAMPLES BUILD_BENCHMARKS BUILD_FUZZERS BUILD_PYTHON BUILD_WHEEL WARNINGS_AS_ERRORS SANITIZE)
         string(LENGTH "VELMOR_${name}" width)
         math(EXPR padding "26 - ${width}")
         string(REPEAT " " ${padding} gap)

@@ -30,6 +30,18 @@ macro(velmor_add_library_package name description)
     set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_CONTROL_EXTRA ${VELMOR_DEBIAN_DIR}/triggers postinst postrm)
 endmacro()
 
+# velmor_add_python_package(<component> NAME ... SECTION ... DESCRIPTION ... NEEDS ... DEPENDS ...): what is installed
+# with it is compiled by the Python that is there
+macro(velmor_add_python_package component)
+    velmor_add_package(${component} ${ARGN})
+    set(CPACK_DEBIAN_${COMPONENT}_PACKAGE_SHLIBDEPS ON)
+    foreach(script IN ITEMS postinst prerm)
+        configure_file(${VELMOR_DEBIAN_DIR}/python3-${script}.in ${PROJECT_BINARY_DIR}/debian/${component}/${script} @ONLY
+            FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE GROUP_READ GROUP_EXECUTE WORLD_READ WORLD_EXECUTE)
+        list(APPEND CPACK_DEBIAN_${COMPONENT}_PACKAGE_CONTROL_EXTRA ${PROJECT_BINARY_DIR}/debian/${component}/${script})
+    endforeach()
+endmacro()
+
 function(velmor_configure_packages)
     set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${VELMOR_DEBIAN_DIR}/changelog)
     find_program(VELMOR_GZIP gzip REQUIRED)
@@ -91,6 +103,24 @@ files."
 "image operators for visual object tracking - documents
 The guide to the velmor libraries, and what their operators cost.")
     set(CPACK_DEBIAN_DOCUMENTATION_PACKAGE_ARCHITECTURE all)
+    if(VELMOR_BUILD_PYTHON)
+        find_package(Python3 REQUIRED COMPONENTS Interpreter)
+        math(EXPR next "${Python3_VERSION_MINOR} + 1")
+        # Modules are for one version of Python.
+        set(python "python3 (>= 3.${Python3_VERSION_MINOR}~), python3 (<< 3.${next}), python3-numpy")
+        velmor_add_python_package(python NAME python3-velmor SECTION python DESCRIPTION
+"image operators for visual object tracking - Python
+Filters, colour models, histograms, regions, motion and faces on arrays of
+numpy, whose memory is shared. It needs no OpenGL."
+            NEEDS catalogue analysis native core math
+            DEPENDS "${python}")
+        velmor_add_python_package(python_gl NAME python3-velmor-gl SECTION python DESCRIPTION
+"image filters on the GPU for visual object tracking - Python
+Filters that run as OpenGL shaders, over textures made of arrays of numpy, and
+an OpenGL context without a display or a GPU: the module velmor.gl."
+            NEEDS python catalogue_gl catalogue cvprocess analysis glsupport native core math
+            DEPENDS "${python}")
+    endif()
     install(FILES ${VELMOR_DEBIAN_DIR}/libvelmor-dev.lintian-overrides RENAME libvelmor-dev
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides COMPONENT development EXCLUDE_FROM_ALL)
 
