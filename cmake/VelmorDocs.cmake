@@ -2,20 +2,22 @@
 # public class or member is not documented. The gallery's pictures are what the demo program makes of real frames.
 
 find_package(Doxygen COMPONENTS doxygen)
-if(NOT Doxygen_FOUND OR NOT VELMOR_BUILD_EXAMPLES)
-    message(STATUS "velmor: there is no target velmor_docs; it needs Doxygen and VELMOR_BUILD_EXAMPLES")
+if(NOT Doxygen_FOUND OR NOT VELMOR_BUILD_EXAMPLES OR NOT VELMOR_BUILD_PYTHON)
+    message(STATUS
+        "velmor: there is no target velmor_docs; it needs Doxygen, VELMOR_BUILD_EXAMPLES and VELMOR_BUILD_PYTHON")
     return()
 endif()
 find_program(VELMOR_AWK awk REQUIRED)
 mark_as_advanced(VELMOR_AWK)
 
-# The gallery: the demo's page of pictures, with the examples of each operator's class pages
+# The gallery: the demo's page of pictures, with the examples of each operator's class pages and docstrings
 set(folder ${PROJECT_BINARY_DIR}/docs)
 set(gallery ${folder}/gallery.md)
 file(GLOB operators CONFIGURE_DEPENDS
     ${PROJECT_SOURCE_DIR}/cvprocess/*.h ${PROJECT_SOURCE_DIR}/cvprocess/gpuStdShaders/*.h
     ${PROJECT_SOURCE_DIR}/native/*.h)
 list(FILTER operators EXCLUDE REGEX "/(GpuStdShaders|native/Filter)\.h$") # the filters' bases have examples too
+set(docstrings ${PROJECT_SOURCE_DIR}/python/docstrings.md)
 add_custom_command(OUTPUT ${folder}/demo/gallery.md
     COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
     # The driver is unloaded before its leaks could be told from the program's.
@@ -25,10 +27,22 @@ add_custom_command(OUTPUT ${folder}/demo/gallery.md
     COMMENT "Making the gallery's pictures"
     VERBATIM)
 add_custom_command(OUTPUT ${gallery}
-    COMMAND ${VELMOR_AWK} -f ${PROJECT_SOURCE_DIR}/docs/gallery.awk ${operators} ${folder}/demo/gallery.md > ${gallery}
-    DEPENDS ${operators} ${folder}/demo/gallery.md ${PROJECT_SOURCE_DIR}/docs/gallery.awk
+    COMMAND ${VELMOR_AWK} -f ${PROJECT_SOURCE_DIR}/docs/gallery.awk
+        ${operators} ${docstrings} ${folder}/demo/gallery.md > ${gallery}
+    DEPENDS ${operators} ${docstrings} ${folder}/demo/gallery.md ${PROJECT_SOURCE_DIR}/docs/gallery.awk
     VERBATIM)
-add_custom_target(velmor_gallery DEPENDS ${gallery})
+
+# The reference of the Python package, as the built package has it
+set(reference ${folder}/python_reference.md)
+file(GLOB scripts CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/python/src/velmor/*.py)
+add_custom_command(OUTPUT ${reference}
+    COMMAND ${CMAKE_COMMAND} -E make_directory ${folder}
+    COMMAND ${CMAKE_COMMAND} -E env PYTHONPATH=${PROJECT_BINARY_DIR}/python PYTHONDONTWRITEBYTECODE=1
+        ${Python3_EXECUTABLE} ${PROJECT_SOURCE_DIR}/python/reference.py > ${reference}
+    DEPENDS velmor_python_core velmor_python_gl ${scripts} ${PROJECT_SOURCE_DIR}/python/reference.py
+    COMMENT "Writing the reference of the Python package"
+    VERBATIM)
+add_custom_target(velmor_gallery DEPENDS ${gallery} ${reference})
 
 set(DOXYGEN_PROJECT_NAME velmor)
 set(DOXYGEN_OUTPUT_DIRECTORY ${folder})
@@ -53,7 +67,7 @@ set(DOXYGEN_WARN_AS_ERROR FAIL_ON_WARNINGS)
 
 set(sources math core imageio cvprocess native glsupport catalogue docs CONTRIBUTING.md CHANGELOG.md)
 list(TRANSFORM sources PREPEND ${PROJECT_SOURCE_DIR}/)
-doxygen_add_docs(velmor_docs ${sources} ${gallery} COMMENT "Making the documentation: ${folder}/html/index.html")
+doxygen_add_docs(velmor_docs ${sources} ${gallery} ${reference} COMMENT "Making the documentation: ${folder}/html/index.html")
 add_dependencies(velmor_docs velmor_gallery)
 install(DIRECTORY ${folder}/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT documentation
     OPTIONAL) # where it was made

@@ -1,0 +1,54 @@
+"""Frames of videos, and of folders of pictures, as arrays."""
+
+from __future__ import annotations
+
+from pathlib import Path
+from typing import Any, Iterator
+
+import av
+import numpy as np
+from numpy.typing import NDArray
+
+Frame = NDArray[np.uint8]
+
+av.logging.set_level(av.logging.PANIC)  # errors are reported by UnreadableError, in one line
+
+
+class UnreadableError(Exception):
+    """Say which file cannot be read, and why."""
+
+
+def pictures_in(folder: Path) -> list[Path]:
+    """Give the files of a folder in the order of their names."""
+    return sorted(path for path in folder.iterdir() if path.is_file() and path.name[0] != ".")
+
+
+def count_frames(path: Path) -> int | None:
+    """Give the number of frames that a video claims to have, or None where it claims nothing."""
+    if path.is_dir():
+        return len(pictures_in(path))
+    try:
+        with av.open(str(path)) as video:
+            return int(video.streams.video[0].frames) or None
+    except (av.error.FFmpegError, IndexError):
+        return None  # reading it says why
+
+
+def read_frames(path: Path, order: str = "rgb24") -> Iterator[Frame]:
+    """Read the frames of a video, or the pictures of a folder, one at a time.
+
+    The order of the channels is "rgb24", or "bgr24" for what takes blue first.
+    """
+    if path.is_dir():
+        for picture in pictures_in(path):
+            yield from read_frames(picture, order)
+        return
+    try:
+        with av.open(str(path)) as video:
+            if not video.streams.video:
+                raise UnreadableError(f"cannot read '{path}': it has no pictures")
+            frames: Iterator[Any] = video.decode(video=0)
+            for frame in frames:
+                yield frame.to_ndarray(format=order)
+    except av.error.FFmpegError as error:
+        raise UnreadableError(f"cannot read '{path}': {error.strerror or error}") from None
