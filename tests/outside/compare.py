@@ -44,10 +44,13 @@ def allowed(cell):
     sys.exit(f"compare.py: the page allows '{cell}', which is no figure")
 
 
-def rows_of(page):
-    """The table's rows: what each allows of the difference, and of what is left of it, by operator, pixels and call."""
+def rows_of(page, section):
+    """The rows of a section's table: what each allows of the difference, and of what is left of it, by operator, pixels
+    and call."""
     rows = {}
-    for line in Path(page).read_text(encoding="utf-8").splitlines():
+    text = Path(page).read_text(encoding="utf-8")
+    sections = {part.partition("\n")[0]: part for part in re.split("^##? ", text, flags=re.MULTILINE)}
+    for line in sections[section].splitlines():
         cells = [cell.strip() for cell in line.strip("|").split("|")]
         if not line.startswith("| `") or len(cells) != 6:
             continue
@@ -84,10 +87,10 @@ def measure(answers):
     return Measured(difference, left)
 
 
-def check(key, limits):
+def check(key, limits, comparison):
     """Compares one row; texts that say what is wrong, or none."""
     try:
-        measured = measure(comparisons.COMPARISONS[key]())
+        measured = measure(comparison())
     except (OSError, ValueError) as error:
         print("  ".join(key), error, sep="  |  ", flush=True)
         return [str(error)]
@@ -102,19 +105,23 @@ def check(key, limits):
     return wrong
 
 
-def main(program, page, *operators):
-    rows = rows_of(page)
-    strays = set(rows) ^ set(comparisons.COMPARISONS)
+def compare_all(rows, functions, operators):
+    """Compares all rows, or those of some operators. Ends the process with an error where something is wrong."""
+    strays = set(rows) ^ set(functions)
     for key in sorted(strays):
         print("only on the page:" if key in rows else "not on the page:", *key, sep="  ")
     keys = [key for key in rows if key not in strays and (not operators or key[0] in operators)]
-    with tempfile.TemporaryDirectory(prefix="velmor-outside-") as folder:
-        comparisons.begin(Path(folder), pictures.make())
-        subprocess.run([program, folder], check=True)
-        failed = [key for key in keys if check(key, rows[key])]
+    failed = [key for key in keys if check(key, rows[key], functions[key])]
     if failed or strays or not keys:
         sys.exit(f"compare.py: {len(failed)} of {len(keys)} comparisons failed, {len(strays)} are not on both sides")
     print(f"{len(keys)} comparisons hold")
+
+
+def main(program, page, *operators):
+    with tempfile.TemporaryDirectory(prefix="velmor-outside-") as folder:
+        comparisons.begin(Path(folder), pictures.make())
+        subprocess.run([program, folder], check=True)
+        compare_all(rows_of(page, "Beside other programs"), comparisons.COMPARISONS, operators)
 
 
 if __name__ == "__main__":
