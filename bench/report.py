@@ -434,6 +434,42 @@ def python_table(measured):
                   for (what, says), row in rows.items()])
 
 
+def python_calls_table(results):
+    rows = []
+    for name, result in results.items():
+        if name.startswith("call/"):
+            most = max(result["us"], result["new_us"]) - result["native_us"]
+            rows.append([f"`{result.label}`", *(number(result[key]) for key in ("native_us", "us", "new_us")),
+                         number(most) + (" **missed**" if missed(name, result) else "")])
+    return table(["Function", "in C++", "with `out`", "without", "beyond C++, at most"], rows)
+
+
+def python_beside_table(results):
+    rows = {}
+    for name, result in results.items():
+        if name.startswith("beside/"):
+            _, operator, types, _, size = name.split("/")
+            rows.setdefault((operator, types, result.label), {})[size] = result
+
+    def each(row, key, text):
+        return " / ".join(text(row[size][key]) for size in NATIVE_SIZES if size in row)
+    return table(["Operator", "Pictures", "Beside", "`velmor` (ms)", "the other (ms)", "Ratio"],
+                 [[f"`{operator}`", types, f"`{says}`" if " " not in says else says, each(row, "own_ms", number),
+                   each(row, "other_ms", number), each(row, "ratio", ratio_text)]
+                  for (operator, types, says), row in rows.items()])
+
+
+def python_threads_text(results):
+    texts = []
+    for name, result in results.items():
+        if name.startswith("at once/"):
+            texts.append(f"Two Python threads that call `{result.label}` on floats at {name.rsplit('/', 1)[1]}, with one "
+                         f"thread each, take {result['threads_ratio']:.2f} of the time of the same calls in turn; two "
+                         f"processes take {result['processes_ratio']:.2f}." +
+                         (" **missed**" if missed(name, result) else ""))
+    return textwrap.fill(" ".join(texts) or "Nothing was measured.", 120) + "\n"
+
+
 # ---- plots
 
 def escaped(text):
@@ -567,7 +603,10 @@ def tables(context, measured, curves):
     native, gpu = measured.get("native", {}), measured.get("gpu", {})
     return {"machine": machine_text(context), "native": native_table(native), "threads": threads_table(native),
             "gpu": gpu_table(gpu), "gpu-text": gpu_text(gpu), "cpu": cpu_table(measured.get("cpu", {})),
-            "pixels": pixels_table(curves), "growth": growth_table(curves), "python": python_table(measured)}
+            "pixels": pixels_table(curves), "growth": growth_table(curves), "python": python_table(measured),
+            "python-calls": python_calls_table(measured.get("python", {})),
+            "python-beside": python_beside_table(measured.get("python", {})),
+            "python-threads": python_threads_text(measured.get("python", {}))}
 
 
 def filled(page, texts):

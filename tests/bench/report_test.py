@@ -235,6 +235,30 @@ class Program(unittest.TestCase):
             self.assertTrue((folder / "performance-native.svg").read_text().startswith("<svg "))
             self.assertFalse((folder / "performance-cpu.svg").exists())  # nothing of it was measured
 
+    def test_what_python_costs_stands_on_the_page(self):
+        with tempfile.TemporaryDirectory() as name:
+            folder = pathlib.Path(name)
+            page = folder / "performance.md"
+            page.write_text((ROOT / "docs" / "performance.md").read_text())
+            entries = runs("call/Not/64x64", "velmor.not_", us=[0.9], native_us=[0.1], new_us=[0.75], missed=[0.0])
+            entries += runs("call/Or/64x64", "velmor.or_", us=[1.0], native_us=[0.5], new_us=[2.75], missed=[1.0])
+            entries += runs("beside/Not/8UC3/cv2/VGA", "cv2.bitwise_not", own_ms=[1.0], other_ms=[4.0], ratio=[0.25])
+            entries += runs("beside/Not/8UC3/cv2/4K", "cv2.bitwise_not", own_ms=[50.0], other_ms=[40.0], ratio=[1.25])
+            entries += runs("at once/BGR2HSV/32FC3/4K", "velmor.bgr2hsv", in_turn_ms=[100.0], threads_ratio=[0.55],
+                            processes_ratio=[0.5], missed=[0.0])
+            for entry in entries:
+                if "us" in entry:
+                    entry.update(real_time=entry.pop("us"), time_unit="us")
+            (folder / "python.json").write_text(json.dumps({"context": {}, "benchmarks": entries}))
+            said = self.run_main(folder, ["python"], "--out", folder / "all.json", "--page", page)
+            self.assertEqual(said, "MISSED python call/Or/64x64: native_us 0.5, new_us 2.75, us 1\n")
+            text = page.read_text()
+            self.assertIn("| `velmor.not_` | 0.100 | 0.900 | 0.750 | 0.800 |\n", text)
+            self.assertIn("| `velmor.or_` | 0.500 | 1.00 | 2.75 | 2.25 **missed** |\n", text)
+            self.assertIn("| `Not` | 8UC3 | `cv2.bitwise_not` | 1.00 / 50.0 | 4.00 / 40.0 | 0.25 / 1.25 |\n", text)
+            self.assertIn("Two Python threads that call `velmor.bgr2hsv` on floats at 4K, with one thread each, take "
+                          "0.55 of the", text)
+
     def test_the_guide_shows_where_an_operator_is_fastest(self):
         with tempfile.TemporaryDirectory() as name:
             folder = pathlib.Path(name)
