@@ -1,5 +1,6 @@
 #include "python/binding/Arrays.h"
 
+#include "python/binding/Dtypes.h"
 #include "python/binding/Texts.h"
 
 #include <algorithm>
@@ -31,20 +32,6 @@ std::optional<int> depthOf(const py::dtype& type)
 bool isDepth(const py::dtype& type)
 {
     return type.kind() != 'b' && !(type.kind() == 'f' && type.itemsize() == 8) && type.byteorder() != '>';
-}
-
-py::dtype dtypeOf(int depth)
-{
-    switch (depth) {
-    case CV_8U:
-        return py::dtype::of<std::uint8_t>();
-    case CV_16U:
-        return py::dtype::of<std::uint16_t>();
-    case CV_32S:
-        return py::dtype::of<std::uint32_t>();
-    default:
-        return py::dtype::of<float>();
-    }
 }
 
 py::module_ numpy()

@@ -2,6 +2,7 @@
 
 #include "core/cvdata/Image.h"
 #include "python/binding/Docstrings.h"
+#include "python/binding/Dtypes.h"
 #include "python/binding/gl/Methods.h"
 
 #include <opencv2/imgproc.hpp>
@@ -45,21 +46,6 @@ const FormatInfo& info(Format format)
 std::string sizeText(long long width, long long height)
 {
     return std::to_string(width) + " x " + std::to_string(height) + " texels";
-}
-
-/// Of numpy; unsigned, where cv::Mat has no word for it.
-py::dtype dtypeOf(int type)
-{
-    switch (CV_MAT_DEPTH(type)) {
-    case CV_8U:
-        return py::dtype::of<std::uint8_t>();
-    case CV_16U:
-        return py::dtype::of<std::uint16_t>();
-    case CV_32S:
-        return py::dtype::of<std::uint32_t>();
-    default:
-        return py::dtype::of<float>();
-    }
 }
 
 /// The format whose texels a picture's pixels are, or, of three floats, nearly are.
@@ -202,7 +188,7 @@ py::tuple Texture::shape() const
 
 py::dtype Texture::dtype() const
 {
-    return dtypeOf(info(mFormat).type);
+    return dtypeOf(CV_MAT_DEPTH(info(mFormat).type));
 }
 
 std::string Texture::text() const
