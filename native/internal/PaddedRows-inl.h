@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <new>
 #include <type_traits>
 
 HWY_BEFORE_NAMESPACE();
@@ -36,6 +37,8 @@ public:
           mStep((mCount + 2 * kPadding + kPadding - 1) / kPadding * kPadding),
           mMemory(hwy::AllocateAligned<T>(kRows * mStep))
     {
+        if (!mMemory)
+            throw std::bad_alloc();
         std::fill_n(mMemory.get(), kRows * mStep, T{});
         std::fill_n(mHeld, kRows, -1);
     }

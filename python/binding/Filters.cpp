@@ -7,8 +7,6 @@
 #include "python/binding/Numbers.h"
 #include "python/binding/Texts.h"
 
-#include <opencv2/core/utility.hpp>
-
 #include <cctype>
 #include <utility>
 #include <vector>
@@ -77,17 +75,6 @@ int depthOf(const py::object& dtype, const std::string& function)
     refuse(function, "dtype to be uint8 or float32", py::str(py::handle(type)));
 }
 
-/// Filters that look at neighbours copy rows as floats, in each thread, and do not bear that there is no memory for
-/// them.
-/// @throws cv::Exception  where there is none: Python has a MemoryError for it
-void checkMemoryForRows(const cv::Mat& source)
-{
-    constexpr std::size_t kRows = 8, kUsual = std::size_t{1} << 20;
-    const std::size_t elements = static_cast<std::size_t>(source.cols) * static_cast<std::size_t>(source.channels());
-    if (elements > kUsual)
-        cv::fastFree(cv::fastMalloc(kRows * elements * sizeof(float) * static_cast<std::size_t>(cv::getNumThreads())));
-}
-
 void checkPair(const Source& a, const Source& b, const std::string& function)
 {
     if (a.picture().size() != b.picture().size() || a.picture().type() != b.picture().type())
@@ -120,7 +107,6 @@ py::object ArrayFilter::execute(const py::object& source, const py::object& out,
     int depth = -1;
     const int type = resultType(picture.picture().type(), dtype, depth);
     Result result(out, picture, type, mName);
-    checkMemoryForRows(picture.picture());
     work(mName, [&] { mFilter->execute(picture.picture(), result.picture(), depth); });
     return result.finish();
 }
