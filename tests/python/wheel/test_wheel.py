@@ -110,6 +110,14 @@ def test_held_libraries_have_names_of_their_own():
         assert file.name.startswith("libvelmor_")
 
 
+def test_licences_of_what_it_holds_go_along():
+    texts = {file.stem: file.read_text() for file in (PACKAGE / "licenses").iterdir()}
+    libraries = {"libblas", "libexpat1", "libhwy", "liblapack", "libopencv-core", "libtbb", "pybind11", "zlib1g"}
+    assert texts.keys() == {"Apache-2.0", *(f"{name}-dev" for name in libraries)}
+    for name, text in texts.items():
+        assert ("Apache License" if name == "Apache-2.0" else "Copyright") in text
+
+
 @pytest.mark.parametrize("file", modules(), ids=lambda file: file.name)
 def test_a_module_exports_its_beginning_alone(file):
     command = ["nm", "--dynamic", "--defined-only", "--format=posix", file]
