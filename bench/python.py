@@ -205,12 +205,12 @@ def two_processes(folder: pathlib.Path, size: str, calls: int) -> float:
                     for i in range(2)], times)
 
 
-def two_at_once(folder: pathlib.Path, size: str, calls: int = 20,
-                rounds: int = 3) -> dict[str, float]:
+def two_at_once(folder: pathlib.Path, size: str, rounds: int = 3) -> dict[str, float]:
     """Give what two threads, and two processes, take of the time of the same calls in turn."""
     velmor.set_num_threads(1)
     call = hsv_of_floats(folder, size)
     call()
+    calls = round(0.1 / seconds(call)) + 1  # else what threads and processes begin with weighs
     in_turn, threads, processes = (min(times) for times in zip(*(
         (seconds(call, 2 * calls) * 2 * calls, two_threads(folder, size, calls),
          two_processes(folder, size, calls)) for _ in range(rounds))))
@@ -235,9 +235,9 @@ def main() -> None:
         results += [run(f"call/{name}/64x64", label, repetition, **call_costs(name))
                     for repetition in range(given.repetitions)]
         results += beside(name, given.folder, sizes, given.repetitions)
-    results += [run(f"at once/BGR2HSV/32FC3/{sizes[-1]}", "velmor.bgr2hsv", repetition,
-                    **two_at_once(given.folder, sizes[-1]))
-                for repetition in range(given.repetitions)]
+    results += [run(f"at once/BGR2HSV/32FC3/{size}", "velmor.bgr2hsv", repetition,
+                    **two_at_once(given.folder, size))
+                for size in sizes for repetition in range(given.repetitions)]
     given.out.write_text(json.dumps({"benchmarks": results}, indent=1))
 
 

@@ -460,14 +460,16 @@ def python_beside_table(results):
 
 
 def python_threads_text(results):
-    texts = []
-    for name, result in results.items():
-        if name.startswith("at once/"):
-            texts.append(f"Two Python threads that call `{result.label}` on floats at {name.rsplit('/', 1)[1]}, with one "
-                         f"thread each, take {result['threads_ratio']:.2f} of the time of the same calls in turn; two "
-                         f"processes take {result['processes_ratio']:.2f}." +
-                         (" **missed**" if missed(name, result) else ""))
-    return textwrap.fill(" ".join(texts) or "Nothing was measured.", 120) + "\n"
+    at_once = {name.rsplit("/", 1)[1]: result for name, result in results.items() if name.startswith("at once/")}
+    if not at_once:
+        return "Nothing was measured.\n"
+    label = next(iter(at_once.values())).label
+    threads = [f"{result['threads_ratio']:.2f}" + (" **missed**" if missed("at once", result) else "")
+               for result in at_once.values()]
+    processes = [f"{result['processes_ratio']:.2f}" for result in at_once.values()]
+    return textwrap.fill(f"Two Python threads that call `{label}` on floats at {' / '.join(at_once)}, with one thread each, "
+                         f"take {' / '.join(threads)} of the time of the same calls in turn. Two processes take "
+                         f"{' / '.join(processes)}.", 120) + "\n"
 
 
 # ---- plots

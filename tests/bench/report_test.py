@@ -244,20 +244,25 @@ class Program(unittest.TestCase):
             entries += runs("call/Or/64x64", "velmor.or_", us=[1.0], native_us=[0.5], new_us=[2.75], missed=[1.0])
             entries += runs("beside/Not/8UC3/cv2/VGA", "cv2.bitwise_not", own_ms=[1.0], other_ms=[4.0], ratio=[0.25])
             entries += runs("beside/Not/8UC3/cv2/4K", "cv2.bitwise_not", own_ms=[50.0], other_ms=[40.0], ratio=[1.25])
-            entries += runs("at once/BGR2HSV/32FC3/4K", "velmor.bgr2hsv", in_turn_ms=[100.0], threads_ratio=[0.55],
+            entries += runs("at once/BGR2HSV/32FC3/VGA", "velmor.bgr2hsv", in_turn_ms=[100.0], threads_ratio=[0.55],
                             processes_ratio=[0.5], missed=[0.0])
+            entries += runs("at once/BGR2HSV/32FC3/4K", "velmor.bgr2hsv", in_turn_ms=[100.0], threads_ratio=[0.75],
+                            processes_ratio=[0.6], missed=[1.0])
             for entry in entries:
                 if "us" in entry:
                     entry.update(real_time=entry.pop("us"), time_unit="us")
             (folder / "python.json").write_text(json.dumps({"context": {}, "benchmarks": entries}))
             said = self.run_main(folder, ["python"], "--out", folder / "all.json", "--page", page)
-            self.assertEqual(said, "MISSED python call/Or/64x64: native_us 0.5, new_us 2.75, us 1\n")
+            self.assertEqual(said, "MISSED python call/Or/64x64: native_us 0.5, new_us 2.75, us 1\n"
+                                   "MISSED python at once/BGR2HSV/32FC3/4K: in_turn_ms 100, threads_ratio 0.75, "
+                                   "processes_ratio 0.6\n")
             text = page.read_text()
             self.assertIn("| `velmor.not_` | 0.100 | 0.900 | 0.750 | 0.800 |\n", text)
             self.assertIn("| `velmor.or_` | 0.500 | 1.00 | 2.75 | 2.25 **missed** |\n", text)
             self.assertIn("| `Not` | 8UC3 | `cv2.bitwise_not` | 1.00 / 50.0 | 4.00 / 40.0 | 0.25 / 1.25 |\n", text)
-            self.assertIn("Two Python threads that call `velmor.bgr2hsv` on floats at 4K, with one thread each, take "
-                          "0.55 of the", text)
+            self.assertIn("Two Python threads that call `velmor.bgr2hsv` on floats at VGA / 4K, with one thread each, take "
+                          "0.55 / 0.75", text)
+            self.assertIn("Two processes take 0.50 / 0.60.", text.replace("\n", " "))
 
     def test_the_guide_shows_where_an_operator_is_fastest(self):
         with tempfile.TemporaryDirectory() as name:
