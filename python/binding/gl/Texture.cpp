@@ -171,7 +171,7 @@ py::object Texture::toArray(py::handle out)
     void* const pixels = texels.mutable_data();
     mContext->run(function, [&] { texture().download(pixels); });
     if (out.is_none())
-        return std::move(texels);
+        return texels;
     numpy.attr("copyto")(given, texels);
     return given;
 }
