@@ -33,8 +33,8 @@ sources=$work/velmor-$VERSION
 [[ ! -e $sources/tests && ! -e $sources/build ]] || fail "the archive holds tests or a build"
 
 refuses "velmor: the wheel needs what is not installed: libopencv_ml.a (libopencv-ml-dev)" \
-    cmake -S "$sources" -B "$work/without-archive" -DVELMOR_BUILD_TESTS=OFF -DVELMOR_BUILD_EXAMPLES=OFF \
-    -DVELMOR_BUILD_WHEEL=ON -DPython3_EXECUTABLE="$PYTHON" -DVELMOR_WHEEL_ML=
+    cmake -G Ninja -S "$sources" -B "$work/without-archive" -DVELMOR_BUILD_TESTS=OFF \
+    -DVELMOR_BUILD_EXAMPLES=OFF -DVELMOR_BUILD_WHEEL=ON -DPython3_EXECUTABLE="$PYTHON" -DVELMOR_WHEEL_ML=
 sed -i.bak 's/find_package(pybind11 /find_package(pybind11_of_nobody /' "$sources/python/CMakeLists.txt"
 refuses "velmor: the Python package needs pybind11 (pybind11-dev), which is not installed" pip_wheel "$sources" none
 mv "$sources/python/CMakeLists.txt.bak" "$sources/python/CMakeLists.txt"
