@@ -11,7 +11,7 @@ import re
 import textwrap
 from typing import Any, Iterator
 
-HEADING = """# Python reference
+HEADING = """# Python reference {#python_reference}
 
 What `import velmor` and `import velmor.gl` give. The chapter "Python" says how they go together. In the samples
 `np` is numpy, and `gl` is `velmor.gl`."""
