@@ -27,6 +27,7 @@ import matplotlib.pyplot as plt  # noqa: E402
 import numpy as np  # noqa: E402
 import velmor  # noqa: E402
 from matplotlib.colors import LogNorm  # noqa: E402
+from matplotlib.patches import Rectangle  # noqa: E402
 from videos import Frame, UnreadableError, read_frames  # noqa: E402
 
 BINS = 32  # of red and of green in the histogram
@@ -81,7 +82,7 @@ def draw_path(frame: Frame, patch: Patch, path: list[tuple[float, float]], file:
     axes = figure.add_axes((0, 0, 1, 1))
     axes.set_axis_off()
     axes.imshow(frame)
-    axes.add_patch(plt.Rectangle(patch[:2], *patch[2:], fill=False, edgecolor="white"))
+    axes.add_patch(Rectangle(patch[:2], *patch[2:], fill=False, edgecolor="white"))
     axes.plot(*zip(*path), color="tab:red", linewidth=2)
     axes.plot(*path[-1], "o", color="tab:red")
     figure.savefig(file, dpi=100)

@@ -29,9 +29,10 @@ def count_frames(path: Path) -> int | None:
         return len(pictures_in(path))
     try:
         with av.open(str(path)) as video:
-            return int(video.streams.video[0].frames) or None
+            frames = int(video.streams.video[0].frames)
     except (av.error.FFmpegError, IndexError):
         return None  # reading it says why
+    return frames or None
 
 
 def read_frames(path: Path, order: str = "rgb24") -> Iterator[Frame]:
