@@ -5,6 +5,8 @@ Each takes numbers on 0..1, of shape (height, width, channels).
 
 from __future__ import annotations
 
+import keyword
+import re
 from collections.abc import Callable
 
 import numpy as np
@@ -97,6 +99,12 @@ FILTERS: dict[str, tuple[int, tuple[int, ...], bool, Rule]] = {
     "gray2sobel": (1, (1,), True, sobel),
     "laplacian": (1, (1, 3, 4), True, lambda a: np.abs(correlated(a, LAPLACIANS[0]))),
 }
+
+
+def function_of(class_name: str) -> str:
+    """Give the name of a filter's function: BGR2GRAY -> bgr2gray, FlipV -> flip_v, And -> and_."""
+    name = re.sub(r"(?<=[a-z])(?=[A-Z])", "_", class_name).lower()
+    return name + "_" if keyword.iskeyword(name) else name
 
 
 def rounded(numbers: np.ndarray) -> np.ndarray:

@@ -184,6 +184,14 @@ def test_wrong_arguments_are_type_errors(call):
         call(random_picture(5, 7))
 
 
+def test_every_filter_is_tried():
+    with_tests_of_their_own = {"non_max_supression", "debug_uint2float"}
+    texts = {name: inspect.getdoc(getattr(velmor, name)) or "" for name in velmor.__all__}
+    # The first line says the arguments, and filters alone have this one.
+    filters = {name for name, text in texts.items() if "dtype: " in text.partition("\n")[0]}
+    assert filters == FILTERS.keys() | with_tests_of_their_own
+
+
 def test_every_function_has_a_docstring():
     functions = [getattr(velmor, name) for name in dir(velmor) if not name.startswith("_")]
     functions = [function for function in functions if inspect.isroutine(function)]

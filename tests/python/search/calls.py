@@ -1,9 +1,15 @@
 """The calls that the search makes: every public name of the package, with what its arguments are drawn from."""
 
+import sys
+from pathlib import Path
+
 import arguments as a
 import numpy as np
 import velmor
 from hypothesis import strategies as st
+
+sys.path.insert(0, str(Path(__file__).resolve().parents[1]))
+from rules import FILTERS  # noqa: E402
 
 #: Dtypes of bytes and floats, as a call takes them and as it converts them.
 _BOTH = ["u1", "f4", "u1", "f4", "?", "f8", ">f4"]
@@ -48,17 +54,13 @@ _states = st.tuples(a.numbers, st.lists(st.tuples(a.numbers, a.numbers, _floats,
 
 #: What each function takes: its arguments in order, then those by keyword, which may be left out.
 FUNCTIONS: dict[str, tuple[list, dict]] = {}
-for _names, _sources in {
-    "and_ or_ xor subtract classify": [_any, _any],
-    "not_ flip_v": [_any],
-    "bgr2gray rgb2gray bgr2hsv rgb2hsv": [_colours],
-    "bayer_rg2gray bayer_rg2rgb gray2sobel": [_grey],
-    "non_max_supression": [a.pictures(["f4", "f8"], 3, 4)],
-    "debug_uint2float": [a.pictures(["u2", "u4", ">u2"], 0, 1, 4)],
-    "laplacian": [_any, st.integers(-1, 4)],
-}.items():
-    FUNCTIONS |= {name: (_sources, _filter) for name in _names.split()}
+for _name, (_sources, _channels, _, _) in FILTERS.items():
+    _picture = a.pictures(_BOTH, *([0] if 1 in _channels else []), *_channels)
+    FUNCTIONS[_name] = ([_picture] * _sources, _filter)
 FUNCTIONS |= {
+    "non_max_supression": ([a.pictures(["f4", "f8"], 3, 4)], _filter),
+    "debug_uint2float": ([a.pictures(["u2", "u4", ">u2"], 0, 1, 4)], _filter),
+    "laplacian": ([_any, st.integers(-1, 4)], _filter),
     "pixel_count": ([_grey], {}),
     "color_hist_shader": ([_colours, _bins], {"region": a.regions}),
     "colour_hist2d": (

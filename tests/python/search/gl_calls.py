@@ -3,6 +3,7 @@
 import arguments as a
 import calls
 from hypothesis import strategies as st
+from rules import FILTERS, function_of
 from velmor import gl
 
 #: Kept for the whole search.
@@ -53,8 +54,6 @@ OBJECTS = {
 }
 for _name, _kind in vars(gl).items():
     if isinstance(_kind, type) and issubclass(_kind, gl.Filter):
-        _methods = {
-            "execute": ([], {}),
-            "prepare_execution": _prepare[2 if _name in ("And", "Or", "Xor", "Subtract", "Classify") else 1],
-        }
+        _sources = FILTERS[function_of(_name)][0] if function_of(_name) in FILTERS else 1
+        _methods = {"execute": ([], {}), "prepare_execution": _prepare[_sources]}
         OBJECTS[f"gl.{_name}"] = (_MADE_WITH.get(_name, ([], {})), _methods | _OWN_METHODS.get(_name, {}))
