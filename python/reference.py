@@ -9,7 +9,9 @@ from __future__ import annotations
 import inspect
 import re
 import textwrap
-from typing import Any, Iterator
+from functools import partial
+from types import WrapperDescriptorType
+from typing import Any
 
 HEADING = """# Python reference {#python_reference}
 
@@ -17,25 +19,22 @@ What `import velmor` and `import velmor.gl` give. The chapter "Python" says how 
 `np` is numpy, and `gl` is `velmor.gl`."""
 
 
-def public_names(module: Any, prefix: str) -> dict[str, Any]:
-    """Give all that a module has for its users; the members of a class come behind it."""
+def is_enumeration(value: Any) -> bool:
+    """Say whether a class is one of pybind11's enumerations, whose text has its members."""
+    return inspect.isclass(value) and hasattr(value, "__members__")
+
+
+def public_names(owner: Any, prefix: str) -> dict[str, Any]:
+    """Give all that a module or class has for its users; what a class has comes behind it."""
     names: dict[str, Any] = {}
-    for name, value in vars(module).items():
-        if name.startswith("_") or not callable(value):
-            continue
-        names[prefix + name] = value
-        if inspect.isclass(value) and not hasattr(value, "__members__"):  # of an enumeration
-            names.update((f"{prefix}{name}.{member}", what) for member, what in members(value))
-    return names
-
-
-def members(owner: type) -> Iterator[tuple[str, Any]]:
-    """Give the methods and properties of a class."""
     for name in vars(owner):
         value = getattr(owner, name)
-        is_member = callable(value) or isinstance(value, property)
-        if is_member and not name.startswith("_") and not inspect.isclass(value):
-            yield name, value
+        if name.startswith("_") or not (callable(value) or isinstance(value, property)):
+            continue
+        names[prefix + name] = value
+        if inspect.isclass(value) and not is_enumeration(value):
+            names.update(public_names(value, f"{prefix}{name}."))
+    return names
 
 
 def signature_and_text(value: Any) -> tuple[str, str]:
@@ -60,38 +59,48 @@ def without_types(arguments: str) -> str:
     return re.sub(r"^self(?:, )?", "", arguments).replace(" = ", "=")
 
 
-def call_of(value: Any) -> str:
-    """Give how a function or class is called, or nothing."""
+def calls_of(value: Any) -> list[str]:
+    """Give the ways to call a function or class; nothing else has any."""
     if inspect.isclass(value):
-        if value.__init__ is object.__init__ or hasattr(value, "__members__"):
-            return ""
+        if is_enumeration(value) or isinstance(value.__init__, WrapperDescriptorType):
+            return []  # nobody makes one
+        if isinstance(value.__init__, partial):  # a filter's, which its name is bound to
+            return ["()"]
         value = value.__init__
     elif isinstance(value, property):
-        return ""
+        return []
     call, _ = signature_and_text(value)
     if call:
-        return call
-    try:
-        arguments = [name for name in inspect.signature(value).parameters if name != "self"]
-        return f"({', '.join(arguments)})"
-    except ValueError:
-        return ""
+        return [call]
+    overloads = re.findall(r"(?m)^\d+\. \w+\((.*)\) -> .*$", inspect.getdoc(value) or "")
+    if overloads:
+        return [f"({without_types(arguments)})" for arguments in overloads]
+    arguments = [name for name in inspect.signature(value).parameters if name != "self"]
+    return [f"({', '.join(arguments)})"]
 
 
 def with_fences(text: str) -> str:
     """Mark samples as Python; behind a list they would be a part of it."""
-    return re.sub(r"(?m)^    >>> .*(?:\n    .*)*",
+    # Where all but the first line is a sample, getdoc() takes its indentation away.
+    return re.sub(r"(?m)^( {4}|)>>> .*(?:\n\1.+)*",
                   lambda sample: f"```py\n{textwrap.dedent(sample[0])}\n```", text)
+
+
+def text_of(value: Any) -> str:
+    """Give what is said about a name, but for how it is called."""
+    text = inspect.getdoc(value) or "" if inspect.isclass(value) else signature_and_text(value)[1]
+    if is_enumeration(value):
+        text = text.partition("Members:\n\n")[0]  # their bare names, which the text has too
+    return text.strip("\n")
 
 
 def show(name: str, value: Any, level: int) -> None:
     """Print the section of a name."""
-    call = call_of(value)
+    calls = [name + call for call in calls_of(value)]
     print(f"\n{'#' * level} {name}\n")
-    if call:
-        print(f"```py\n{name}{call}\n```\n")
-    text = inspect.getdoc(value) if inspect.isclass(value) else signature_and_text(value)[1]
-    print(with_fences(text or ""))
+    if calls:
+        print("\n".join(["```py", *calls, "```\n"]))
+    print(with_fences(text_of(value)))
 
 
 def main() -> None:
@@ -103,7 +112,7 @@ def main() -> None:
     for module in (velmor, velmor.gl):
         prefix = module.__name__ + "."
         for name, value in public_names(module, prefix).items():
-            show(name, value, 3 if "." in name.removeprefix(prefix) else 2)
+            show(name, value, 2 + name.removeprefix(prefix).count("."))
 
 
 if __name__ == "__main__":

@@ -70,17 +70,17 @@ void defineAdapter(py::module_& module)
     py::class_<DriverAdapter> adapter(module, "DriverAdapter", docstring("gl.DriverAdapter"));
     using Finding = DriverAdapter::Finding;
     using Report = DriverAdapter::Report;
-    py::enum_<Finding::Outcome>(adapter, "Outcome", "How a trial ended.")
-        .value("ACCEPTED", Finding::Accepted, "The driver behaves as expected.")
-        .value("ADAPTED", Finding::Adapted, "It does not, and with the adaptation it does.")
-        .value("MISSING", Finding::Missing, "It does not, and the adaptation does not help.");
-    py::class_<Finding, std::shared_ptr<Finding>>(adapter, "Finding", "What was found out about one expectation.")
-        .def_property_readonly("expectation", field(&Finding::expectation), "What the filters expect of the driver.")
-        .def_property_readonly("outcome", field(&Finding::outcome), "How its trial ended.")
-        .def_property_readonly("detail", field(&Finding::detail),
-                               "What the driver did instead; empty where it does as expected.");
-    py::class_<Report, std::shared_ptr<Report>>(adapter, "Report", "What was found, in the order of the trials.")
-        .def_property_readonly("findings", field(&Report::findings), "One for each expectation.")
+    py::enum_<Finding::Outcome>(adapter, "Outcome", docstring("gl.DriverAdapter.Outcome"))
+        .value("ACCEPTED", Finding::Accepted)
+        .value("ADAPTED", Finding::Adapted)
+        .value("MISSING", Finding::Missing);
+    py::class_<Finding, std::shared_ptr<Finding>>(adapter, "Finding", docstring("gl.DriverAdapter.Finding"))
+        .def_property_readonly("expectation", field(&Finding::expectation),
+                               docstring("gl.DriverAdapter.Finding.expectation"))
+        .def_property_readonly("outcome", field(&Finding::outcome), docstring("gl.DriverAdapter.Finding.outcome"))
+        .def_property_readonly("detail", field(&Finding::detail), docstring("gl.DriverAdapter.Finding.detail"));
+    py::class_<Report, std::shared_ptr<Report>>(adapter, "Report", docstring("gl.DriverAdapter.Report"))
+        .def_property_readonly("findings", field(&Report::findings), docstring("gl.DriverAdapter.Report.findings"))
         .def("__str__", method(&Report::text));
     adapter.def_static("install", &install, py::arg("always") = false, docstring("gl.DriverAdapter.install"))
         .def_static("remove", &remove, docstring("gl.DriverAdapter.remove"));
