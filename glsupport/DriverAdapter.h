@@ -54,7 +54,7 @@ public:
     struct Finding
     {
         /// How a trial ended.
-        enum Outcome
+        enum Outcome : unsigned
         {
             Accepted, ///< the driver behaves as expected: nothing is adapted
             Adapted,  ///< it does not, and with the adaptation it does

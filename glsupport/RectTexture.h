@@ -17,7 +17,7 @@ class VELMOR_GLSUPPORT_EXPORT RectTexture : public core::cvdata::TextureGpu
 {
 public:
     /// What a texel holds, and what a shader reads of it.
-    enum Format
+    enum Format : unsigned
     {
         GREY8,    ///< one byte v; a shader reads (v, v, v, 1) on 0..1
         RGB8,     ///< three bytes on 0..1, alpha 1
