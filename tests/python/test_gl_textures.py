@@ -1,5 +1,7 @@
 """Textures from arrays and back."""
 
+import sys
+
 import numpy as np
 import pytest
 from support import random_picture
@@ -174,3 +176,17 @@ def test_none_and_what_was_never_made_raise():
 
 def test_textures_show_what_they_are():
     assert repr(gl.Texture(7, 5, gl.Format.RGBA8)) == "<velmor.gl.Texture of 7 x 5 texels RGBA8>"
+
+
+def test_references_are_as_before():
+    array, out = random_picture(5, 7, 4), np.empty((5, 7, 4), np.uint8)
+    with gl.Context(adapt_driver=False):
+        texture = gl.Texture.from_array(array)
+        before = sys.getrefcount(array), sys.getrefcount(out)
+        for _ in range(20):
+            texture = gl.Texture.from_array(array)
+            texture.upload(array)
+            texture.to_array(out=out)
+            result = texture.to_array()
+            assert sys.getrefcount(result) == 2  # its name, and the argument's
+        assert (sys.getrefcount(array), sys.getrefcount(out)) == before
