@@ -55,7 +55,10 @@ def signature_and_text(value: Any) -> tuple[str, str]:
 
 def without_types(arguments: str) -> str:
     """Leave the types of arguments out, which the text says better, and the object itself."""
-    arguments = re.sub(r": (?:[\w.]+(?:\[[^=]*?\])?)(?=,| =|$)", "", arguments)
+    inner = r"(?<=\w)\[[^\[\]]*\]"  # what stands in brackets may have brackets of its own
+    while re.search(inner, arguments):
+        arguments = re.sub(inner, "", arguments)
+    arguments = re.sub(r": [\w.]+(?=,| =|$)", "", arguments)
     return re.sub(r"^self(?:, )?", "", arguments).replace(" = ", "=")
 
 

@@ -101,6 +101,12 @@ def arguments_of(node: ast.FunctionDef) -> list[str]:
     return [each.arg for each in arguments if each.arg != "self"]
 
 
+def test_types_in_types_are_left_out() -> None:
+    # As pybind11 2.13 writes them.
+    arguments = "self: X, regions: Optional[Annotated[list[int], FixedSize(4)]] = None, size: int"
+    assert reference.without_types(arguments) == "regions=None, size"
+
+
 def test_the_page_is_markdown(page: str) -> None:
     levels = [len(marks) for marks in re.findall(r"(?m)^(#+) ", page)]
     assert levels[0] == 1
