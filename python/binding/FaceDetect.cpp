@@ -2,8 +2,7 @@
 
 #include "core/util/internal/WholeFile.h"
 #include "cvprocess/FaceDetect.h"
-#include "opencv1/CascadeFile.h"
-#include "opencv1/HaarCascade.h"
+#include "opencv1/CascadeCopy.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Files.h"
 #include "python/binding/Filters.h"
@@ -12,13 +11,12 @@
 #include "python/binding/Self.h"
 
 #include <opencv2/imgproc.hpp>
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstdint>
 #include <limits>
 #include <memory>
 #include <mutex>
+#include <stdexcept>
 #include <vector>
 
 namespace velmor::python {
@@ -26,70 +24,16 @@ namespace {
 
 const char* const kLoad = "FaceDetect(): cannot load";
 
-/// A file in memory alone, with a name.
-class MemoryFile
-{
-public:
-    explicit MemoryFile(const std::vector<unsigned char>& bytes) : mDescriptor(memfd_create("cascade", MFD_CLOEXEC))
-    {
-        std::size_t written = 0;
-        while (mDescriptor >= 0 && written < bytes.size()) {
-            const ssize_t part = write(mDescriptor, bytes.data() + written, bytes.size() - written);
-            if (part < 0)
-                break;
-            written += static_cast<std::size_t>(part);
-        }
-        mIsWhole = mDescriptor >= 0 && written == bytes.size();
-    }
-    MemoryFile(const MemoryFile&) = delete;
-    MemoryFile& operator=(const MemoryFile&) = delete;
-    ~MemoryFile()
-    {
-        if (mDescriptor >= 0)
-            close(mDescriptor);
-    }
-
-    bool isWhole() const { return mIsWhole; }
-    std::string name() const { return "/proc/self/fd/" + std::to_string(mDescriptor); }
-
-private:
-    int mDescriptor;
-    bool mIsWhole = false;
-};
-
-/// Whether a file is a cascade, by the function that the detector reads it with.
-bool isCascade(const std::string& file)
-{
-    auto* cascade = static_cast<CvHaarClassifierCascade*>(cvLoad(file.c_str()));
-    const bool isThere = cascade != nullptr;
-    cvReleaseHaarClassifierCascade(&cascade);
-    return isThere;
-}
-
-/// Says what is wrong with a file that is no cascade.
-[[noreturn]] void refuseCascade(const std::string& file, const std::vector<unsigned char>& bytes)
-{
-    std::string reason = "it is not a cascade that OpenCV takes";
-    try {
-        opencv1::checkedCascade({bytes.begin(), bytes.end()});
-    } catch (const std::runtime_error& error) {
-        reason = error.what();
-    }
-    throw core::util::fileError(kLoad, file, reason);
-}
-
-/// The detector of a file, which would end the process where the file is no cascade. So its bytes are read once, and
-/// tried before: another program may write the file in the meantime.
+/// The detector of a file, which would end the process where the file is no cascade. So its bytes are tried before.
 std::unique_ptr<cvprocess::FaceDetect> detectorOf(const std::string& file)
 {
-    constexpr std::size_t most = 16 << 20; // the largest cascade that the detector reads
-    const std::vector<unsigned char> bytes = core::util::readWholeFile(kLoad, file, most);
-    const MemoryFile copy(bytes);
-    if (!copy.isWhole())
-        throw core::util::fileError(kLoad, file, "there is no memory for it");
-    if (!isCascade(copy.name()))
-        refuseCascade(file, bytes);
-    return std::make_unique<cvprocess::FaceDetect>(copy.name());
+    const std::vector<unsigned char> bytes = core::util::readWholeFile(kLoad, file, opencv1::CascadeCopy::kMost);
+    try {
+        const opencv1::CascadeCopy copy(bytes);
+        return std::make_unique<cvprocess::FaceDetect>(copy.name());
+    } catch (const std::runtime_error& error) {
+        throw core::util::fileError(kLoad, file, error.what());
+    }
 }
 
 class Detector
