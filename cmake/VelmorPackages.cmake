@@ -121,6 +121,14 @@ an OpenGL context without a display or a GPU: the module velmor.gl."
             NEEDS python catalogue_gl catalogue cvprocess analysis glsupport native core math
             DEPENDS "${python}")
     endif()
+    if(VELMOR_BUILD_GSTREAMER)
+        velmor_add_package(gstreamer NAME gstreamer1.0-velmor SECTION libs DESCRIPTION
+"image operators for visual object tracking - GStreamer plugin
+Elements for pipelines of video: filters, masks of colours, regions, motion
+and faces."
+            NEEDS catalogue_gl catalogue cvprocess analysis glsupport native core math)
+        set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SHLIBDEPS ON)
+    endif()
     install(FILES ${VELMOR_DEBIAN_DIR}/libvelmor-dev.lintian-overrides RENAME libvelmor-dev
         DESTINATION ${CMAKE_INSTALL_DATAROOTDIR}/lintian/overrides COMPONENT development EXCLUDE_FROM_ALL)
 

@@ -12,7 +12,8 @@ function(velmor_test_environment kind variable)
         # The runtime guesses where the thread-local memory of loaded libraries begins, and the leak checker crashes on
         # a wrong guess: whether there is one depends on the contents of the heap, down to the length of the build's path.
         set(asan_options intercept_tls_get_addr=0)
-        if(kind STREQUAL unit) # the quick way through a stack misses callers of OpenCV, and suppressions name them
+        # The quick way through a stack misses callers of OpenCV and GLib, and suppressions name them.
+        if(kind MATCHES "^(unit|gstreamer)$")
             string(APPEND asan_options :fast_unwind_on_malloc=0)
         endif()
         list(APPEND environment ASAN_OPTIONS=${asan_options})
@@ -84,18 +85,20 @@ function(velmor_keep_driver_loaded target)
     endif()
 endfunction()
 
-# velmor_add_memcheck(<program> [EXCEPT <filter>]): a program of tests that need no driver once more, under valgrind.
+# velmor_add_memcheck(<program> [EXCEPT <filter>] [SUPPRESSIONS <file> ...] [ENVIRONMENT ...]): a program of tests that
+# need no driver once more, under valgrind.
 # The sanitizers would be in its way. Children that death tests start are not followed.
 function(velmor_add_memcheck program)
-    cmake_parse_arguments(arg "" EXCEPT "" ${ARGN})
+    cmake_parse_arguments(arg "" EXCEPT "SUPPRESSIONS;ENVIRONMENT" ${ARGN})
+    list(TRANSFORM arg_SUPPRESSIONS PREPEND --suppressions=)
     if(VELMOR_ASSERTIONS AND NOT VELMOR_SANITIZE)
         add_test(NAME memcheck.${program}
-            COMMAND valgrind --quiet --error-exitcode=99
+            COMMAND valgrind --quiet --fair-sched=try --error-exitcode=99
                 --leak-check=full --errors-for-leak-kinds=definite,indirect,possible
-                --suppressions=${PROJECT_SOURCE_DIR}/tests/support/valgrind.supp
+                --suppressions=${PROJECT_SOURCE_DIR}/tests/support/valgrind.supp ${arg_SUPPRESSIONS}
                 $<TARGET_FILE:velmor_${program}_tests> --gtest_brief=1 --gtest_death_test_use_fork
                 --gtest_filter=-${arg_EXCEPT})
         set_tests_properties(memcheck.${program} PROPERTIES LABELS "memcheck;thorough" TIMEOUT 1200
-            ENVIRONMENT OPENCV_FOR_THREADS_NUM=1)
+            ENVIRONMENT "OPENCV_FOR_THREADS_NUM=1;${arg_ENVIRONMENT}")
     endif()
 endfunction()

@@ -1,0 +1,518 @@
+#include "gstreamer/Filter.h"
+
+#include "gstreamer/FilterCaps.h"
+#include "gstreamer/FilterNumbers.h"
+#include "gstreamer/FilterRun.h"
+#include "gstreamer/FilterSettings.h"
+#include "gstreamer/Frames.h"
+#include "gstreamer/Messages.h"
+#include "gstreamer/SpareBuffers.h"
+
+#include <gst/video/gstvideofilter.h>
+
+#include <atomic>
+#include <stdexcept>
+#include <utility>
+
+namespace velmor::gstreamer {
+namespace {
+
+using Snapshot = FilterSettings::Snapshot;
+
+enum Property : guint
+{
+    OPERATOR = 1,
+    MODELS,
+    SCALE,
+    OFFSET,
+    POST_MESSAGES,
+    COUNT,
+    HISTOGRAM,
+    FIRST_PARAMETER
+};
+
+struct State
+{
+    FilterSettings settings;
+    FilterNumbers numbers;
+    std::atomic<bool> postsMessages = true;
+
+    std::mutex loading; ///< held while files are read, by whoever sets their names or starts the element
+    std::mutex mutex;   ///< of the next three
+    bool isStarted = false;
+    FilterChoice active; ///< what frames go through
+    FilterChoice wanted; ///< what caps are told of: differs while upstream is asked for another format
+
+    // Of the streaming thread.
+    Snapshot tried;                 ///< what was last asked for of the active choice
+    std::unique_ptr<FilterRun> run; ///< the last of what was tried that could be made; none where numbers are given
+    Snapshot wantedSnapshot;        ///< what is wanted, where upstream is asked for another format
+    std::unique_ptr<FilterRun> wantedRun; ///< made of it beforehand, so that it cannot fail when that format comes
+    Snapshot refused;                     ///< what has been told to be impossible
+    SpareBuffers spares;                  ///< for results of frames that may not be written
+    GstBuffer* source = nullptr;          ///< such a frame, while its result is made
+};
+
+struct VelmorFilter
+{
+    GstVideoFilter base;
+    State* state;
+};
+
+struct VelmorFilterClass
+{
+    GstVideoFilterClass base;
+};
+
+G_DEFINE_TYPE(VelmorFilter, velmor_filter, GST_TYPE_VIDEO_FILTER)
+
+State& stateOf(gpointer object)
+{
+    return *reinterpret_cast<VelmorFilter*>(object)->state;
+}
+
+GstBaseTransformClass& baseClass()
+{
+    return *GST_BASE_TRANSFORM_CLASS(velmor_filter_parent_class);
+}
+
+// ---- Properties
+
+bool isStarted(State& state)
+{
+    const std::lock_guard lock(state.mutex);
+    return state.isStarted;
+}
+
+void setModels(VelmorFilter* self, const std::vector<std::string>& files)
+{
+    State& state = *self->state;
+    try {
+        const std::lock_guard loading(state.loading);
+        state.settings.setModels(files, isStarted(state) ? loadModels(files) : Models());
+    } catch (const FileError& error) {
+        error.warn(GST_ELEMENT(self)); // and the former models stay
+    }
+}
+
+void setProperty(GObject* object, guint id, const GValue* value, GParamSpec*)
+{
+    State& state = stateOf(object);
+    switch (id) {
+    case OPERATOR:
+        return state.settings.setOperator(g_value_get_enum(value));
+    case MODELS:
+        return setModels(reinterpret_cast<VelmorFilter*>(object), fileNamesIn(*value));
+    case SCALE:
+        return state.settings.setScale(g_value_get_double(value));
+    case OFFSET:
+        return state.settings.setOffset(g_value_get_double(value));
+    case POST_MESSAGES:
+        state.postsMessages = g_value_get_boolean(value) != FALSE;
+        return;
+    default:
+        state.settings.parameters.set(id - FIRST_PARAMETER, *value);
+    }
+}
+
+void getProperty(GObject* object, guint id, GValue* value, GParamSpec*)
+{
+    const State& state = stateOf(object);
+    switch (id) {
+    case OPERATOR:
+        return g_value_set_enum(value, state.settings.operatorIndex());
+    case MODELS:
+        return giveFileNames(state.settings.modelFiles(), *value);
+    case SCALE:
+        return g_value_set_double(value, state.settings.toBytes().scale);
+    case OFFSET:
+        return g_value_set_double(value, state.settings.toBytes().offset);
+    case POST_MESSAGES:
+        return g_value_set_boolean(value, state.postsMessages);
+    case COUNT:
+        return g_value_set_uint64(value, state.numbers.count());
+    case HISTOGRAM:
+        return state.numbers.giveHistogram(*value);
+    default:
+        state.settings.parameters.get(id - FIRST_PARAMETER, *value);
+    }
+}
+
+// ---- What is done to frames
+
+/// Makes what frames go through: nothing where numbers are given.
+/// @throws std::invalid_argument  when the models do not fit
+std::unique_ptr<FilterRun> make(const Snapshot& snapshot)
+{
+    if (givesNumbers(snapshot.choice))
+        return nullptr;
+    return std::make_unique<FilterRun>(snapshot.choice, snapshot.values, snapshot.models);
+}
+
+void applyMode(VelmorFilter* self, const FilterChoice& choice)
+{
+    gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(self), givesNumbers(choice));
+    gst_base_transform_set_in_place(GST_BASE_TRANSFORM(self), FilterRun::isInPlace(choice));
+}
+
+void warn(VelmorFilter* self, const FilterChoice& refused, const std::string& why)
+{
+    GST_ELEMENT_WARNING(self, RESOURCE, SETTINGS, ("%s cannot be used: %s", refused.what->name.c_str(), why.c_str()),
+                        ("The operator stays %s as it was.", self->state->active.what->name.c_str()));
+}
+
+void setChoices(State& state, const FilterChoice& active, const FilterChoice& wanted)
+{
+    const std::lock_guard lock(state.mutex);
+    state.active = active;
+    state.wanted = wanted;
+}
+
+/// Follows the property "operator", before a frame. Where it needs other caps upstream is asked for them, and until
+/// they come the former operator goes on.
+void followChoice(VelmorFilter* self)
+{
+    State& state = *self->state;
+    const FilterChoice choice = state.settings.choice();
+    if (choice == state.wanted) {
+        state.refused = Snapshot();
+        return;
+    }
+    const Snapshot snapshot = state.settings.snapshotOf(choice);
+    if (snapshot == state.refused)
+        return;
+    state.refused = snapshot;
+    try {
+        std::unique_ptr<FilterRun> run = make(snapshot);
+        if (fitsNow(choice, GST_BASE_TRANSFORM(self))) {
+            setChoices(state, choice, choice);
+            state.run = std::move(run);
+            state.tried = snapshot;
+            applyMode(self, choice);
+            gst_base_transform_reconfigure_src(GST_BASE_TRANSFORM(self));
+        } else if (couldFit(choice, GST_BASE_TRANSFORM(self))) {
+            setChoices(state, state.active, choice);
+            state.wantedRun = std::move(run);
+            state.wantedSnapshot = snapshot;
+            gst_base_transform_reconfigure_sink(GST_BASE_TRANSFORM(self));
+        } else {
+            return warn(self, choice, "the elements around it have no format for it");
+        }
+        state.refused = Snapshot();
+    } catch (const std::invalid_argument& error) {
+        warn(self, choice, error.what());
+    }
+}
+
+/// Makes the filter anew where properties have changed.
+void followSettings(VelmorFilter* self)
+{
+    State& state = *self->state;
+    Snapshot snapshot = state.settings.snapshotOf(state.active);
+    if (snapshot == state.tried)
+        return;
+    state.tried = snapshot;
+    try {
+        state.run = make(snapshot);
+    } catch (const std::invalid_argument& error) {
+        warn(self, snapshot.choice, error.what());
+    }
+}
+
+GstFlowReturn submit(GstBaseTransform* base, gboolean isDiscontinuous, GstBuffer* frame)
+{
+    followControllers(base, base->segment, frame);
+    if (gst_pad_has_current_caps(base->sinkpad))
+        followChoice(reinterpret_cast<VelmorFilter*>(base));
+    return baseClass().submit_input_buffer(base, isDiscontinuous, frame);
+}
+
+GstFlowReturn refuseFrame(GstBaseTransform* base, const char* why)
+{
+    GST_ELEMENT_ERROR(base, STREAM, FAILED, ("A frame cannot be filtered: %s", why), (nullptr));
+    return GST_FLOW_ERROR;
+}
+
+constexpr const char* kNotAsTheCaps = "it is smaller than its caps or its GstVideoMeta say, or cropped otherwise";
+
+GstFlowReturn transform(GstBaseTransform* base, GstBuffer* from, GstBuffer* to)
+{
+    auto* const self = reinterpret_cast<VelmorFilter*>(base);
+    const GstVideoInfo& in = self->base.in_info;
+    const GstVideoInfo& out = self->base.out_info;
+    followSettings(self);
+    MappedFrame source(in, from, GST_MAP_READ);
+    MappedFrame result(out, to, GST_MAP_WRITE);
+    if (!source || !result)
+        return refuseFrame(base, kNotAsTheCaps);
+    const State& state = *self->state;
+    try {
+        state.run->run(source.picture(), formatOf(GST_VIDEO_INFO_FORMAT(&in)), result.picture(),
+                       formatOf(GST_VIDEO_INFO_FORMAT(&out)), state.settings.toBytes());
+    } catch (const std::exception& error) {
+        return refuseFrame(base, error.what());
+    }
+    moveRegions(to, from, result.picture().size(), state.active.what->name == "FlipV");
+    return GST_FLOW_OK;
+}
+
+GstFlowReturn findNumbers(VelmorFilter* self, GstBuffer* frame)
+{
+    State& state = *self->state;
+    const GstVideoInfo& info = self->base.in_info;
+    MappedFrame mapped(info, frame, GST_MAP_READ);
+    if (!mapped)
+        return refuseFrame(GST_BASE_TRANSFORM(self), kNotAsTheCaps);
+    state.numbers.find(state.active, state.settings.snapshotOf(state.active).values, mapped.picture(),
+                       formatOf(GST_VIDEO_INFO_FORMAT(&info)));
+    if (state.postsMessages) {
+        GstStructure* const message = describe("velmorfilter", GST_BASE_TRANSFORM(self)->segment, frame);
+        state.numbers.describe(state.active, message);
+        post(GST_ELEMENT(self), message);
+    }
+    return GST_FLOW_OK;
+}
+
+GstFlowReturn transformInPlace(GstBaseTransform* base, GstBuffer* frame)
+{
+    auto* const self = reinterpret_cast<VelmorFilter*>(base);
+    if (givesNumbers(self->state->active))
+        return findNumbers(self, frame);
+    if (GstBuffer* const source = std::exchange(self->state->source, nullptr))
+        return transform(base, source, frame);
+    followSettings(self);
+    const GstVideoInfo& info = self->base.in_info;
+    MappedFrame mapped(info, frame, GST_MAP_READWRITE);
+    if (!mapped)
+        return refuseFrame(base, kNotAsTheCaps);
+    const Format format = formatOf(GST_VIDEO_INFO_FORMAT(&info));
+    try {
+        self->state->run->run(mapped.picture(), format, mapped.picture(), format, self->state->settings.toBytes());
+    } catch (const std::exception& error) {
+        return refuseFrame(base, error.what());
+    }
+    return GST_FLOW_OK;
+}
+
+/// GStreamer copies a frame that may not be written before it is filtered in place. Here the result goes to another
+/// buffer at once.
+GstFlowReturn prepareOutput(GstBaseTransform* base, GstBuffer* frame, GstBuffer** result)
+{
+    State& state = stateOf(base);
+    const bool isWritable = gst_buffer_is_writable(frame) && gst_buffer_is_all_memory_writable(frame);
+    state.source = nullptr;
+    if (isWritable || !FilterRun::isInPlace(state.active))
+        return baseClass().prepare_output_buffer(base, frame, result);
+    const GstFlowReturn flow = state.spares.take(result);
+    if (flow != GST_FLOW_OK)
+        return flow;
+    GST_BASE_TRANSFORM_GET_CLASS(base)->copy_metadata(base, frame, *result);
+    state.source = frame;
+    return GST_FLOW_OK;
+}
+
+// ---- Start and caps
+
+gboolean start(GstBaseTransform* base)
+{
+    State& state = stateOf(base);
+    try {
+        const std::lock_guard loading(state.loading);
+        const std::vector<std::string> files = state.settings.modelFiles();
+        state.settings.setModels(files, loadModels(files));
+        const FilterChoice choice = state.settings.choice();
+        state.tried = state.settings.snapshotOf(choice);
+        state.run = make(state.tried);
+        state.refused = Snapshot();
+        setChoices(state, choice, choice);
+        const std::lock_guard lock(state.mutex);
+        state.isStarted = true;
+        return TRUE;
+    } catch (const FileError& error) {
+        error.post(GST_ELEMENT(base));
+        return FALSE;
+    } catch (const std::invalid_argument& error) {
+        GST_ELEMENT_ERROR(base, RESOURCE, SETTINGS, ("%s", error.what()), (nullptr));
+        return FALSE;
+    }
+}
+
+gboolean stop(GstBaseTransform* base)
+{
+    State& state = stateOf(base);
+    state.run.reset();
+    state.wantedRun.reset();
+    state.spares.clear();
+    const std::lock_guard lock(state.mutex);
+    state.isStarted = false;
+    return TRUE;
+}
+
+/// The choice that the caps of a pad go with. Frames go through the former operator as long as they come in the caps
+/// of before, or in others that the wanted one does not take.
+FilterChoice choiceFor(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps)
+{
+    State& state = stateOf(base);
+    const bool comesIn = direction == GST_PAD_SINK && gst_caps_is_fixed(caps);
+    const bool isSame = comesIn && comesNow(base, caps);
+    const std::lock_guard lock(state.mutex);
+    if (!state.isStarted)
+        return state.settings.choice();
+    return isSame || (comesIn && !takes(state.wanted, caps)) ? state.active : state.wanted;
+}
+
+GstCaps* transformCapsOf(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps, GstCaps* filter)
+{
+    GstCaps* const result = transformCaps(choiceFor(base, direction, caps), direction, caps);
+    if (!filter)
+        return result;
+    GstCaps* const filtered = gst_caps_intersect_full(filter, result, GST_CAPS_INTERSECT_FIRST);
+    gst_caps_unref(result);
+    return filtered;
+}
+
+GstCaps* fixateCaps(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps, GstCaps* others)
+{
+    if (direction == GST_PAD_SINK)
+        return fixateNearest(choiceFor(base, direction, caps), caps, others);
+    return gst_caps_fixate(others);
+}
+
+gboolean setCaps(GstBaseTransform* base, GstCaps* in, GstCaps* out)
+{
+    auto* const self = reinterpret_cast<VelmorFilter*>(base);
+    State& state = *self->state;
+    if (state.active != state.wanted && leads(state.wanted, in, out)) {
+        setChoices(state, state.wanted, state.wanted);
+        state.run = std::move(state.wantedRun);
+        state.tried = state.wantedSnapshot;
+    }
+    self->base.negotiated =
+        leads(state.active, in, out) && readCaps(self->base.in_info, in) && readCaps(self->base.out_info, out);
+    applyMode(self, state.active);
+    state.spares.set(out, self->base.out_info);
+    state.refused = Snapshot(); // what was impossible may be possible now
+    return self->base.negotiated;
+}
+
+gboolean decideAllocation(GstBaseTransform* base, GstQuery* query)
+{
+    alignToCache(query);
+    return baseClass().decide_allocation(base, query);
+}
+
+gboolean proposeAllocation(GstBaseTransform* base, GstQuery* decided, GstQuery* query)
+{
+    // GStreamer's class has no pools for mosaics; they are in no GstVideoMeta either.
+    if (decided && takesMosaic(stateOf(base).active))
+        return TRUE;
+    if (decided)
+        alignToCache(query);
+    if (!baseClass().propose_allocation(base, decided, query))
+        return FALSE;
+    if (decided) // otherwise the frames go on, and those downstream have answered
+        acceptPaddingAndCrops(query);
+    return TRUE;
+}
+
+gboolean transformMeta(GstBaseTransform*, GstBuffer*, GstMeta* meta, GstBuffer*)
+{
+    return isKept(*meta);
+}
+
+// ---- The class
+
+void finalize(GObject* object)
+{
+    delete reinterpret_cast<VelmorFilter*>(object)->state;
+    G_OBJECT_CLASS(velmor_filter_parent_class)->finalize(object);
+}
+
+void declareProperties(GObjectClass* type)
+{
+    declareOperator(type, OPERATOR, operatorsOfFilter());
+    declareModels(type, MODELS);
+    g_object_class_install_property(
+        type, SCALE,
+        g_param_spec_double("scale", "scale",
+                            "what results that are no bytes are multiplied by, before offset is added", -100, 100, 1,
+                            anyTime()));
+    g_object_class_install_property(
+        type, OFFSET,
+        g_param_spec_double("offset", "offset", "what is added to results that are no bytes; 1 makes black white", -100,
+                            100, 0, anyTime()));
+    g_object_class_install_property(
+        type, POST_MESSAGES,
+        g_param_spec_boolean("post-messages", "post-messages",
+                             "whether counts and histograms are sent as messages, one for each frame", TRUE,
+                             anyTime()));
+    g_object_class_install_property(type, COUNT,
+                                    g_param_spec_uint64("count", "count",
+                                                        "pixels set in the last mask that was counted", 0, G_MAXUINT64,
+                                                        0, G_PARAM_READABLE));
+    GParamSpec* const share = g_param_spec_double(
+        "share", "share", "share of the pixels that have the colour of a cell", 0, 1, 0, G_PARAM_READABLE);
+    g_object_class_install_property(
+        type, HISTOGRAM,
+        gst_param_spec_array("histogram", "histogram",
+                             "shares of the colours in the last frame, red running fastest and blue slowest", share,
+                             G_PARAM_READABLE));
+    declareParameters(type, FIRST_PARAMETER, parametersOfFilter());
+}
+
+void declarePads(GstElementClass* type)
+{
+    GstCaps* const raw = capsOf(formats());
+    gst_element_class_add_pad_template(type, gst_pad_template_new("src", GST_PAD_SRC, GST_PAD_ALWAYS, raw));
+    GstCaps* const taken = gst_caps_merge(
+        raw, gst_caps_new_simple("video/x-bayer", "format", G_TYPE_STRING, "rggb", "width", GST_TYPE_INT_RANGE, 1,
+                                 G_MAXINT, "height", GST_TYPE_INT_RANGE, 1, G_MAXINT, "framerate",
+                                 GST_TYPE_FRACTION_RANGE, 0, 1, G_MAXINT, 1, nullptr));
+    gst_element_class_add_pad_template(type, gst_pad_template_new("sink", GST_PAD_SINK, GST_PAD_ALWAYS, taken));
+    gst_caps_unref(taken);
+}
+
+void velmor_filter_class_init(VelmorFilterClass* type)
+{
+    GObjectClass* const object = G_OBJECT_CLASS(type);
+    object->set_property = setProperty;
+    object->get_property = getProperty;
+    object->finalize = finalize;
+    declareProperties(object);
+
+    GstElementClass* const element = GST_ELEMENT_CLASS(type);
+    gst_element_class_set_static_metadata(
+        element, "Image operator", "Filter/Effect/Video",
+        "Filters each frame by an operator of one source; where it treats channels alike, alpha is one of them",
+        "velmor maintainers");
+    declarePads(element);
+
+    GstBaseTransformClass* const base = GST_BASE_TRANSFORM_CLASS(type);
+    base->start = start;
+    base->stop = stop;
+    base->transform_caps = transformCapsOf;
+    base->fixate_caps = fixateCaps;
+    base->set_caps = setCaps;
+    base->decide_allocation = decideAllocation;
+    base->propose_allocation = proposeAllocation;
+    base->transform_meta = transformMeta;
+    base->submit_input_buffer = submit;
+    base->prepare_output_buffer = prepareOutput;
+    base->transform = transform;
+    base->transform_ip = transformInPlace;
+    base->transform_ip_on_passthrough = TRUE; // numbers are found in frames that pass as they are
+}
+
+void velmor_filter_init(VelmorFilter* self)
+{
+    self->state = new State;
+}
+
+} // namespace
+
+gboolean registerFilter(GstPlugin* plugin)
+{
+    return gst_element_register(plugin, "velmorfilter", GST_RANK_NONE, velmor_filter_get_type());
+}
+
+} // namespace velmor::gstreamer

@@ -1,0 +1,443 @@
+#include "gstreamer/Finder.h"
+
+#include "gstreamer/Messages.h"
+
+#include <gst/video/gstvideofilter.h>
+
+#include <atomic>
+#include <mutex>
+#include <stdexcept>
+
+namespace velmor::gstreamer {
+namespace {
+
+enum Property : guint
+{
+    OUTPUT = 1,
+    POST_MESSAGES,
+    COUNT,
+    LIST,
+    FILE_NAME,
+    FIRST_PARAMETER
+};
+
+std::vector<catalogue::Parameter> parametersOf(const FinderElement& what)
+{
+    std::vector<catalogue::Parameter> result;
+    for (const catalogue::Operator& each : what.operators)
+        result.insert(result.end(), each.parameters.begin(), each.parameters.end());
+    return result;
+}
+
+struct State
+{
+    explicit State(const FinderElement& element)
+        : what(element), parameters(parametersOf(what)), output(what.outputs[0].value), finder(what.make())
+    {
+    }
+
+    const FinderElement& what;
+    Parameters parameters;
+    std::atomic<gint> output;
+    std::atomic<bool> postsMessages = true;
+
+    std::mutex mutex; // for what follows
+    std::string file;
+    Findings last;
+
+    // Of the thread that streams, or starts and stops.
+    std::unique_ptr<Finder> finder;
+    cv::Size size;      ///< of the frames; empty before there are caps
+    bool begins = true; ///< whether the next frame follows none
+    cv::Mat mask;
+    bool draws = false;
+};
+
+struct VelmorFinder
+{
+    GstVideoFilter base;
+    State* state;
+};
+
+struct VelmorFinderClass
+{
+    GstVideoFilterClass base;
+    const FinderElement* what;
+};
+
+State& stateOf(gpointer object)
+{
+    return *static_cast<VelmorFinder*>(object)->state;
+}
+
+GstBaseTransformClass& parentOf(gpointer object)
+{
+    return *GST_BASE_TRANSFORM_CLASS(g_type_class_peek_parent(G_OBJECT_GET_CLASS(object)));
+}
+
+// ---- Properties
+
+void setProperty(GObject* object, guint id, const GValue* value, GParamSpec*)
+{
+    State& state = stateOf(object);
+    if (id == OUTPUT) {
+        if (state.output.exchange(g_value_get_enum(value)) != g_value_get_enum(value))
+            gst_base_transform_reconfigure_src(GST_BASE_TRANSFORM(object));
+    } else if (id == POST_MESSAGES) {
+        state.postsMessages = g_value_get_boolean(value);
+    } else if (id == FILE_NAME) {
+        const char* const file = g_value_get_string(value);
+        const std::lock_guard lock(state.mutex);
+        state.file = file ? file : "";
+    } else {
+        state.parameters.set(id - FIRST_PARAMETER, *value);
+    }
+}
+
+void getProperty(GObject* object, guint id, GValue* value, GParamSpec*)
+{
+    State& state = stateOf(object);
+    if (id >= FIRST_PARAMETER)
+        return state.parameters.get(id - FIRST_PARAMETER, *value);
+    const std::lock_guard lock(state.mutex);
+    switch (id) {
+    case OUTPUT:
+        return g_value_set_enum(value, state.output);
+    case POST_MESSAGES:
+        return g_value_set_boolean(value, state.postsMessages);
+    case COUNT:
+        return g_value_set_uint(value, state.last.count);
+    case LIST:
+        return give(state.last.regions, *value);
+    default:
+        return g_value_set_string(value, state.file.empty() ? nullptr : state.file.c_str());
+    }
+}
+
+void declareProperties(GObjectClass* type, const FinderElement& what)
+{
+    const GType outputs = g_enum_register_static((std::string(what.typeName) + "Output").c_str(), what.outputs);
+    const auto atAnyTime = static_cast<GParamFlags>(G_PARAM_READWRITE | GST_PARAM_MUTABLE_PLAYING);
+    g_object_class_install_property(type, OUTPUT,
+                                    g_param_spec_enum("output", "output", "what comes out beside the numbers", outputs,
+                                                      what.outputs[0].value, atAnyTime));
+    g_object_class_install_property(
+        type, POST_MESSAGES,
+        g_param_spec_boolean("post-messages", "post-messages",
+                             "whether each frame's numbers go to the bus as a message; nobody needs to read them", TRUE,
+                             atAnyTime));
+    g_object_class_install_property(
+        type, COUNT, g_param_spec_uint("count", "count", what.countBlurb, 0, G_MAXUINT, 0, G_PARAM_READABLE));
+    declareRegions(type, LIST, what.list, what.listBlurb);
+    if (what.file)
+        g_object_class_install_property(
+            type, FILE_NAME, g_param_spec_string(what.file, what.file, what.fileBlurb, nullptr, untilPaused()));
+    declareParameters(type, FIRST_PARAMETER, parametersOf(what));
+}
+
+// ---- From one state to another
+
+/// Says of a file, before the first frame, why nothing can be found by it.
+void refuseFile(GstElement* element, const std::string& property, const std::string& file, const std::string& reason)
+{
+    if (file.empty())
+        GST_ELEMENT_ERROR(element, RESOURCE, NOT_FOUND, ("the property %s names no file", property.c_str()),
+                          ("%s needs one", GST_OBJECT_NAME(element)));
+    else if (!g_file_test(file.c_str(), G_FILE_TEST_EXISTS))
+        GST_ELEMENT_ERROR(element, RESOURCE, NOT_FOUND, ("%s", reason.c_str()), ("property %s", property.c_str()));
+    else
+        GST_ELEMENT_ERROR(element, RESOURCE, READ, ("%s", reason.c_str()), ("property %s", property.c_str()));
+}
+
+gboolean start(GstBaseTransform* transform)
+{
+    State& state = stateOf(transform);
+    state.size = {};
+    std::string file, reason;
+    {
+        const std::lock_guard lock(state.mutex);
+        state.last = {};
+        file = state.file;
+    }
+    if (!state.what.file)
+        return TRUE;
+    try {
+        if (!file.empty()) {
+            state.finder->open(file);
+            return TRUE;
+        }
+    } catch (const std::exception& error) {
+        reason = error.what();
+    }
+    refuseFile(GST_ELEMENT(transform), state.what.file, file, reason);
+    return FALSE;
+}
+
+/// After a flush frames do not follow those before.
+gboolean sinkEvent(GstBaseTransform* transform, GstEvent* event)
+{
+    if (GST_EVENT_TYPE(event) == GST_EVENT_FLUSH_STOP)
+        stateOf(transform).begins = true;
+    return parentOf(transform).sink_event(transform, event);
+}
+
+// ---- Negotiation
+
+/// Caps of one pad for which the other pad's formats are put.
+GstCaps* withFormatsOf(GstCaps* other, GstCaps* caps)
+{
+    const GValue* const formats = gst_structure_get_value(gst_caps_get_structure(other, 0), "format");
+    GstCaps* const result = gst_caps_make_writable(caps);
+    for (guint i = 0; i < gst_caps_get_size(result); ++i) {
+        GstStructure* const each = gst_caps_get_structure(result, i);
+        gst_structure_set_value(each, "format", formats);
+        gst_structure_remove_fields(each, "colorimetry", "chroma-site", nullptr);
+    }
+    return result;
+}
+
+GstCaps* transformCaps(GstBaseTransform* transform, GstPadDirection direction, GstCaps* caps, GstCaps* filter)
+{
+    GstCaps* const pictures = capsOf(stateOf(transform).what.takes);
+    GstCaps* result = nullptr;
+    if (stateOf(transform).output == MASK) {
+        GstCaps* const masks = capsOf({formatOf(GST_VIDEO_FORMAT_GRAY8)});
+        const bool comesIn = direction == GST_PAD_SINK;
+        result = withFormatsOf(comesIn ? masks : pictures, gst_caps_intersect(caps, comesIn ? pictures : masks));
+        gst_caps_unref(masks);
+    } else {
+        result = gst_caps_intersect_full(caps, pictures, GST_CAPS_INTERSECT_FIRST);
+    }
+    gst_caps_unref(pictures);
+    if (filter) {
+        GstCaps* const wanted = gst_caps_intersect_full(filter, result, GST_CAPS_INTERSECT_FIRST);
+        gst_caps_unref(result);
+        result = wanted;
+    }
+    return result;
+}
+
+/// Whether the operators take a size: OpenCV counts the bytes of their pictures in an int.
+bool fits(const cv::Size& size)
+{
+    return size.width < 1 << 27 && 4LL * size.width * size.height < 1LL << 31;
+}
+
+gboolean setInfo(GstVideoFilter* filter, GstCaps*, GstVideoInfo* inInfo, GstCaps*, GstVideoInfo*)
+{
+    State& state = stateOf(filter);
+    const cv::Size size(GST_VIDEO_INFO_WIDTH(inInfo), GST_VIDEO_INFO_HEIGHT(inInfo));
+    if (!fits(size)) {
+        GST_ELEMENT_ERROR(filter, STREAM, FORMAT,
+                          ("frames of %d x %d are too large: expected fewer than 2^29 pixels", size.width, size.height),
+                          (nullptr));
+        return FALSE;
+    }
+    if (size != state.size) // otherwise it is another format or another output of the same pictures
+        state.begins = true;
+    state.size = size;
+    return TRUE;
+}
+
+gboolean setCaps(GstBaseTransform* transform, GstCaps* in, GstCaps* out)
+{
+    if (!parentOf(transform).set_caps(transform, in, out))
+        return FALSE;
+    // A GstVideoFilter without functions for mapped frames takes itself for one that always works in place.
+    const GstVideoFilter& filter = *GST_VIDEO_FILTER(transform);
+    gst_base_transform_set_in_place(transform,
+                                    GST_VIDEO_INFO_FORMAT(&filter.in_info) == GST_VIDEO_INFO_FORMAT(&filter.out_info));
+    return TRUE;
+}
+
+/// Masks are made of the part that a crop names. Frames that go on are for who comes next, which has been asked
+/// already.
+gboolean proposeAllocation(GstBaseTransform* transform, GstQuery* asked, GstQuery* query)
+{
+    if (!parentOf(transform).propose_allocation(transform, asked, query))
+        return FALSE;
+    if (!gst_base_transform_is_in_place(transform))
+        gst_query_add_allocation_meta(query, GST_VIDEO_CROP_META_API_TYPE, nullptr);
+    return TRUE;
+}
+
+/// A mask has all that its frame has, but for the crop, which it has been made of.
+gboolean transformMeta(GstBaseTransform*, GstBuffer*, GstMeta* meta, GstBuffer*)
+{
+    return isKept(*meta);
+}
+
+// ---- Frames
+
+void synchronise(GstBaseTransform* transform, GstBuffer* frame)
+{
+    followControllers(transform, transform->segment, frame);
+}
+
+/// A frame that goes on keeps its pixels: only what is said of it may have to be copied.
+GstFlowReturn prepareOutput(GstBaseTransform* transform, GstBuffer* in, GstBuffer** out)
+{
+    if (!gst_base_transform_is_in_place(transform))
+        return parentOf(transform).prepare_output_buffer(transform, in, out);
+    *out = gst_buffer_is_writable(in) ? in : gst_buffer_copy(in);
+    return *out ? GST_FLOW_OK : GST_FLOW_ERROR;
+}
+
+GstFlowReturn refuseFrame(GstBaseTransform* transform, const std::string& reason)
+{
+    GST_ELEMENT_ERROR(transform, STREAM, FAILED, ("a frame cannot be searched: %s", reason.c_str()), (nullptr));
+    return GST_FLOW_ERROR;
+}
+
+/// Searches a frame, and says why where that cannot be done.
+/// @param mask  for a finder that gives one
+std::string search(State& state, MappedFrame& frame, GstVideoFormat format, cv::Mat& mask, Findings& findings)
+{
+    if (!frame)
+        return "its memory does not hold what the caps say";
+    cv::Mat picture = frame.picture();
+    if (picture.size() != state.size)
+        return "it is of another size than the caps say";
+    try {
+        if (state.begins)
+            state.finder->begin(state.size);
+        state.begins = false;
+        findings = state.finder->find(state.parameters, picture, formatOf(format), mask);
+        if (state.draws)
+            state.finder->draw(picture, mask);
+    } catch (const std::exception& error) { // no memory
+        return error.what();
+    }
+    return "";
+}
+
+/// Tells what was found in a frame: by what goes on, on the bus, and by properties.
+void tell(GstBaseTransform* transform, GstBuffer* buffer, Findings findings)
+{
+    State& state = stateOf(transform);
+    attach(findings.regions, buffer);
+    if (state.postsMessages) {
+        GstStructure* const message = describe(state.what.name, transform->segment, buffer);
+        addTo(message, state.what.list, findings);
+        post(GST_ELEMENT(transform), message);
+    }
+    const std::lock_guard lock(state.mutex);
+    state.last = std::move(findings);
+}
+
+GstFlowReturn transformInPlace(GstBaseTransform* transform, GstBuffer* buffer)
+{
+    State& state = stateOf(transform);
+    const gint output = state.output;
+    if (output != MASK) // which comes when the caps have changed
+        state.draws = output == OVERLAY;
+    const GstVideoInfo& info = GST_VIDEO_FILTER(transform)->in_info;
+    state.mask.create(state.size, CV_8UC1);
+    Findings findings;
+    std::string reason;
+    {
+        MappedFrame frame(info, buffer, state.draws ? GST_MAP_READWRITE : GST_MAP_READ);
+        reason = search(state, frame, GST_VIDEO_INFO_FORMAT(&info), state.mask, findings);
+    }
+    if (!reason.empty())
+        return refuseFrame(transform, reason);
+    tell(transform, buffer, std::move(findings));
+    return GST_FLOW_OK;
+}
+
+GstFlowReturn transformToMask(GstBaseTransform* transform, GstBuffer* in, GstBuffer* out)
+{
+    State& state = stateOf(transform);
+    state.draws = false;
+    const GstVideoFilter& filter = *GST_VIDEO_FILTER(transform);
+    Findings findings;
+    std::string reason;
+    {
+        MappedFrame frame(filter.in_info, in, GST_MAP_READ);
+        MappedFrame result(filter.out_info, out, GST_MAP_WRITE);
+        if (!result)
+            return refuseFrame(transform, "there is no memory for its mask");
+        cv::Mat mask = result.picture();
+        reason = search(state, frame, GST_VIDEO_INFO_FORMAT(&filter.in_info), mask, findings);
+    }
+    if (!reason.empty())
+        return refuseFrame(transform, reason);
+    moveRegions(out, in, state.size, false);
+    tell(transform, out, std::move(findings));
+    return GST_FLOW_OK;
+}
+
+// ---- The type
+
+void addPad(GstElementClass* type, const char* name, GstPadDirection direction, const std::vector<Format>& formats)
+{
+    GstCaps* const caps = capsOf(formats);
+    gst_element_class_add_pad_template(type, gst_pad_template_new(name, direction, GST_PAD_ALWAYS, caps));
+    gst_caps_unref(caps);
+}
+
+void finalize(GObject* object)
+{
+    delete static_cast<VelmorFinder*>(static_cast<void*>(object))->state;
+    G_OBJECT_CLASS(&parentOf(object))->finalize(object);
+}
+
+void initClass(gpointer type, gpointer data)
+{
+    const FinderElement& what = *static_cast<const FinderElement*>(data);
+    static_cast<VelmorFinderClass*>(type)->what = &what;
+
+    GObjectClass* const object = G_OBJECT_CLASS(type);
+    object->set_property = setProperty;
+    object->get_property = getProperty;
+    object->finalize = finalize;
+    declareProperties(object, what);
+
+    GstElementClass* const element = GST_ELEMENT_CLASS(type);
+    gst_element_class_set_static_metadata(element, what.longName, "Filter/Analyzer/Video", what.description,
+                                          "velmor maintainers");
+    std::vector<Format> gives = what.takes;
+    if (what.outputs[0].value == MASK)
+        gives.push_back(formatOf(GST_VIDEO_FORMAT_GRAY8));
+    addPad(element, "sink", GST_PAD_SINK, what.takes);
+    addPad(element, "src", GST_PAD_SRC, gives);
+
+    GstBaseTransformClass* const transform = GST_BASE_TRANSFORM_CLASS(type);
+    transform->start = start;
+    transform->sink_event = sinkEvent;
+    transform->transform_caps = transformCaps;
+    transform->set_caps = setCaps;
+    transform->propose_allocation = proposeAllocation;
+    transform->transform_meta = transformMeta;
+    transform->before_transform = synchronise;
+    transform->prepare_output_buffer = prepareOutput;
+    transform->transform = transformToMask;
+    transform->transform_ip = transformInPlace;
+    GST_VIDEO_FILTER_CLASS(type)->set_info = setInfo;
+}
+
+void initInstance(GTypeInstance* instance, gpointer type)
+{
+    const FinderElement& what = *static_cast<VelmorFinderClass*>(type)->what;
+    static_cast<VelmorFinder*>(static_cast<void*>(instance))->state = new State(what);
+}
+
+} // namespace
+
+void Finder::open(const std::string&) {}
+
+void Finder::begin(const cv::Size&) {}
+
+gboolean registerFinder(GstPlugin* plugin, const FinderElement& what)
+{
+    GTypeInfo info{};
+    info.class_size = sizeof(VelmorFinderClass);
+    info.class_init = initClass;
+    info.class_data = &what;
+    info.instance_size = sizeof(VelmorFinder);
+    info.instance_init = initInstance;
+    const GType type = g_type_register_static(GST_TYPE_VIDEO_FILTER, what.typeName, &info, GTypeFlags(0));
+    return gst_element_register(plugin, what.name, GST_RANK_NONE, type);
+}
+
+} // namespace velmor::gstreamer

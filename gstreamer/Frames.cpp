@@ -1,0 +1,206 @@
+#include "gstreamer/Frames.h"
+
+#include <opencv2/imgproc.hpp>
+
+#include <algorithm>
+#include <cstdint>
+
+namespace velmor::gstreamer {
+namespace {
+
+/// What a meta may depend on and still be true of a result of the same size.
+constexpr const char* kKept[] = {GST_META_TAG_VIDEO_STR, GST_META_TAG_VIDEO_SIZE_STR,
+                                 GST_META_TAG_VIDEO_ORIENTATION_STR};
+
+/// Whether a part of a picture lies within it. The numbers come from outside, and may be anything.
+bool isWithin(const GstVideoCropMeta& part, guint width, guint height)
+{
+    return part.x <= width && part.width <= width - part.x && part.y <= height && part.height <= height - part.y;
+}
+
+/// Whether a buffer has the memory of all rows that its GstVideoMeta tells of.
+bool holds(GstBuffer* buffer, const GstVideoMeta& meta)
+{
+    const std::uint64_t row = std::uint64_t{meta.width} * CV_ELEM_SIZE(formatOf(meta.format).type);
+    return meta.stride[0] > 0 && static_cast<std::uint64_t>(meta.stride[0]) >= row && meta.height > 0 &&
+           meta.offset[0] + static_cast<std::uint64_t>(meta.stride[0]) * (meta.height - 1) + row <=
+               gst_buffer_get_size(buffer);
+}
+
+/// Whether what a buffer says of its frame agrees with the caps. GStreamer takes it for granted.
+bool isAsTheCaps(const GstVideoInfo& info, GstBuffer* buffer)
+{
+    const auto width = static_cast<guint>(GST_VIDEO_INFO_WIDTH(&info));
+    const auto height = static_cast<guint>(GST_VIDEO_INFO_HEIGHT(&info));
+    const GstVideoMeta* const meta = gst_buffer_get_video_meta(buffer);
+    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(buffer);
+    if (meta && (meta->format != GST_VIDEO_INFO_FORMAT(&info) || meta->width < width || meta->height < height ||
+                 !holds(buffer, *meta)))
+        return false;
+    return !crop || (crop->width == width && crop->height == height &&
+                     isWithin(*crop, meta ? meta->width : width, meta ? meta->height : height));
+}
+
+/// How regions of interest move from a frame to a result.
+struct Move
+{
+    cv::Point origin; ///< of the result, within the frame
+    cv::Size size;    ///< of the result
+    bool isUpsideDown;
+};
+
+/// A number from outside, small enough to be added to another one.
+int limited(guint number)
+{
+    return static_cast<int>(std::min(number, 1U << 29));
+}
+
+gboolean moveRegion(GstBuffer*, GstMeta** meta, gpointer data)
+{
+    if ((*meta)->info->api != GST_VIDEO_REGION_OF_INTEREST_META_API_TYPE)
+        return TRUE;
+    const Move& move = *static_cast<const Move*>(data);
+    auto& region = *reinterpret_cast<GstVideoRegionOfInterestMeta*>(*meta);
+    const cv::Rect before(limited(region.x), limited(region.y), limited(region.w), limited(region.h));
+    const cv::Rect seen = (before - move.origin) & cv::Rect({0, 0}, move.size);
+    if (seen.empty()) {
+        *meta = nullptr; // which takes it away
+        return TRUE;
+    }
+    region.x = static_cast<guint>(seen.x);
+    region.y = static_cast<guint>(move.isUpsideDown ? move.size.height - seen.y - seen.height : seen.y);
+    region.w = static_cast<guint>(seen.width);
+    region.h = static_cast<guint>(seen.height);
+    return TRUE;
+}
+
+} // namespace
+
+const std::vector<Format>& formats()
+{
+    static const std::vector<Format> kFormats = {
+        {GST_VIDEO_FORMAT_GRAY8, CV_8UC1, false, false}, {GST_VIDEO_FORMAT_RGB, CV_8UC3, false, false},
+        {GST_VIDEO_FORMAT_BGR, CV_8UC3, true, false},    {GST_VIDEO_FORMAT_RGBA, CV_8UC4, false, true},
+        {GST_VIDEO_FORMAT_BGRA, CV_8UC4, true, true},    {GST_VIDEO_FORMAT_RGBx, CV_8UC4, false, false},
+        {GST_VIDEO_FORMAT_BGRx, CV_8UC4, true, false},
+    };
+    return kFormats;
+}
+
+Format formatOf(GstVideoFormat format)
+{
+    const auto found = std::find_if(formats().begin(), formats().end(),
+                                    [format](const Format& each) { return each.format == format; });
+    return found == formats().end() ? Format() : *found;
+}
+
+std::vector<Format> formatsOfType(int type)
+{
+    std::vector<Format> result;
+    std::copy_if(formats().begin(), formats().end(), std::back_inserter(result),
+                 [type](const Format& each) { return each.type == type; });
+    return result;
+}
+
+GstCaps* capsOf(const std::vector<Format>& formats)
+{
+    GValue names = G_VALUE_INIT;
+    gst_value_list_init(&names, static_cast<guint>(formats.size()));
+    for (const Format& each : formats) {
+        GValue name = G_VALUE_INIT;
+        g_value_init(&name, G_TYPE_STRING);
+        g_value_set_static_string(&name, gst_video_format_to_string(each.format));
+        gst_value_list_append_and_take_value(&names, &name);
+    }
+    GstCaps* const result =
+        gst_caps_new_simple("video/x-raw", "width", GST_TYPE_INT_RANGE, 1, G_MAXINT, "height", GST_TYPE_INT_RANGE, 1,
+                            G_MAXINT, "framerate", GST_TYPE_FRACTION_RANGE, 0, 1, G_MAXINT, 1, nullptr);
+    gst_caps_set_value(result, "format", &names);
+    g_value_unset(&names);
+    return result;
+}
+
+MappedFrame::MappedFrame(const GstVideoInfo& info, GstBuffer* buffer, GstMapFlags flags)
+    : mSize(GST_VIDEO_INFO_WIDTH(&info), GST_VIDEO_INFO_HEIGHT(&info)),
+      mIsMapped(isAsTheCaps(info, buffer) &&
+                gst_video_frame_map(&mFrame, &info, buffer,
+                                    static_cast<GstMapFlags>(+flags | +GST_VIDEO_FRAME_MAP_FLAG_NO_REF)))
+{
+}
+
+MappedFrame::~MappedFrame()
+{
+    if (mIsMapped)
+        gst_video_frame_unmap(&mFrame);
+}
+
+cv::Mat MappedFrame::picture()
+{
+    // A GstVideoMeta may have rows and columns beyond those of the caps.
+    return pictureOf(mFrame)({{0, 0}, mSize});
+}
+
+cv::Mat pictureOf(const GstVideoFrame& frame)
+{
+    const cv::Mat whole(GST_VIDEO_FRAME_HEIGHT(&frame), GST_VIDEO_FRAME_WIDTH(&frame),
+                        formatOf(GST_VIDEO_FRAME_FORMAT(&frame)).type, GST_VIDEO_FRAME_PLANE_DATA(&frame, 0),
+                        static_cast<std::size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0)));
+    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(frame.buffer);
+    if (!crop)
+        return whole;
+    const cv::Rect part(limited(crop->x), limited(crop->y), limited(crop->width), limited(crop->height));
+    return whole(part & cv::Rect({0, 0}, whole.size()));
+}
+
+cv::Mat redFirst(const cv::Mat& picture, const Format& format, cv::Mat& scratch)
+{
+    if (!format.isBlueFirst)
+        return picture;
+    cv::cvtColor(picture, scratch, picture.channels() == 4 ? cv::COLOR_BGRA2RGBA : cv::COLOR_BGR2RGB);
+    return scratch;
+}
+
+void acceptPaddingAndCrops(GstQuery* query)
+{
+    for (const GType each : {GST_VIDEO_META_API_TYPE, GST_VIDEO_CROP_META_API_TYPE})
+        if (!gst_query_find_allocation_meta(query, each, nullptr))
+            gst_query_add_allocation_meta(query, each, nullptr);
+}
+
+void alignToCache(GstQuery* query)
+{
+    GstAllocator* allocator = nullptr;
+    GstAllocationParams how;
+    gst_allocation_params_init(&how);
+    if (gst_query_get_n_allocation_params(query) == 0)
+        gst_query_add_allocation_param(query, nullptr, &how);
+    gst_query_parse_nth_allocation_param(query, 0, &allocator, &how);
+    how.align |= 63;
+    gst_query_set_nth_allocation_param(query, 0, allocator, &how);
+    if (allocator)
+        gst_object_unref(allocator);
+}
+
+bool isKept(const GstMeta& meta)
+{
+    if (meta.info->api == GST_VIDEO_CROP_META_API_TYPE)
+        return false;
+    const gchar* const* tags = gst_meta_api_type_get_tags(meta.info->api);
+    for (; tags && *tags; ++tags)
+        if (!std::any_of(std::begin(kKept), std::end(kKept),
+                         [tags](const char* each) { return g_str_equal(each, *tags); }))
+            return false;
+    return true;
+}
+
+void moveRegions(GstBuffer* result, GstBuffer* source, const cv::Size& size, bool isUpsideDown)
+{
+    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(source);
+    if (!crop && !isUpsideDown)
+        return;
+    Move move = {crop ? cv::Point(static_cast<int>(crop->x), static_cast<int>(crop->y)) : cv::Point(), size,
+                 isUpsideDown};
+    gst_buffer_foreach_meta(result, moveRegion, &move);
+}
+
+} // namespace velmor::gstreamer

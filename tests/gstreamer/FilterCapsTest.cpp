@@ -1,0 +1,204 @@
+#include "tests/gstreamer/Harness.h"
+
+#include <gtest/gtest.h>
+#include <opencv2/core.hpp>
+
+#include <algorithm>
+#include <string>
+
+namespace velmor::tests {
+namespace {
+
+constexpr const char* kAll = "GRAY8 RGB BGR RGBA BGRA RGBx BGRx";
+constexpr const char* kColours = "RGB BGR RGBA BGRA RGBx BGRx";
+
+struct Case
+{
+    const char* name;
+    const char* media;
+    const char* taken;
+};
+
+const Case kCases[] = {
+    {"Not", "video/x-raw", kAll},
+    {"FlipV", "video/x-raw", kAll},
+    {"Laplacian", "video/x-raw", kAll},
+    {"BGR2GRAY", "video/x-raw", kColours},
+    {"RGB2GRAY", "video/x-raw", kColours},
+    {"BGR2HSV", "video/x-raw", kColours},
+    {"RGB2HSV", "video/x-raw", kColours},
+    {"NonMaxSupression", "video/x-raw", kColours},
+    {"ColorGMM", "video/x-raw", kColours},
+    {"ColorGMM2", "video/x-raw", kColours},
+    {"ColorHistShader", "video/x-raw", kColours},
+    {"GRAY2Sobel", "video/x-raw", "GRAY8"},
+    {"PixelCount", "video/x-raw", "GRAY8"},
+    {"BayerRG2RGB", "video/x-bayer", "rggb"},
+    {"BayerRG2GRAY", "video/x-bayer", "rggb"},
+};
+
+/// The words of the formats in caps of one media type, as they stand there.
+std::string formatsIn(GstCaps* caps, const char* media)
+{
+    std::string result;
+    for (guint i = 0; i < gst_caps_get_size(caps); ++i) {
+        const GstStructure* const structure = gst_caps_get_structure(caps, i);
+        EXPECT_STREQ(media, gst_structure_get_name(structure));
+        const GValue* const formats = gst_structure_get_value(structure, "format");
+        if (G_VALUE_HOLDS_STRING(formats))
+            result += std::string(result.empty() ? "" : " ") + g_value_get_string(formats);
+        else
+            for (guint j = 0; j < gst_value_list_get_size(formats); ++j)
+                result +=
+                    std::string(result.empty() ? "" : " ") + g_value_get_string(gst_value_list_get_value(formats, j));
+    }
+    return result;
+}
+
+Owned<GstElement> filterOf(const std::string& name)
+{
+    return Owned<GstElement>(
+        GST_ELEMENT(gst_object_ref_sink(gst_parse_launch(("velmorfilter operator=" + name).c_str(), nullptr))));
+}
+
+Owned<GstCaps> capsOfPad(GstElement* element, const char* name)
+{
+    GstPad* const pad = gst_element_get_static_pad(element, name);
+    Owned<GstCaps> result(gst_pad_query_caps(pad, nullptr));
+    gst_object_unref(pad);
+    return result;
+}
+
+bool accepts(GstElement* element, const std::string& caps)
+{
+    GstPad* const pad = gst_element_get_static_pad(element, "sink");
+    const Owned<GstCaps> asked(gst_caps_from_string(caps.c_str()));
+    const bool result = gst_pad_query_accept_caps(pad, asked.get()) != FALSE;
+    gst_object_unref(pad);
+    return result;
+}
+
+TEST(FilterCaps, TellWhatEachOperatorTakes)
+{
+    for (const Case& each : kCases) {
+        SCOPED_TRACE(each.name);
+        const Owned<GstElement> filter = filterOf(each.name);
+        const Owned<GstCaps> caps = capsOfPad(filter.get(), "sink");
+        EXPECT_EQ(each.taken, formatsIn(caps.get(), each.media));
+    }
+}
+
+TEST(FilterCaps, TellWhatEachOperatorGives)
+{
+    const std::pair<const char*, const char*> kGiven[] = {
+        {"Not", kAll},           {"BGR2GRAY", "GRAY8"},           {"BGR2HSV", "RGB BGR"}, {"GRAY2Sobel", "RGB BGR"},
+        {"ColorGMM", "GRAY8"},   {"ColorGMM output=1", kColours}, {"ColorGMM2", "GRAY8"}, {"BayerRG2RGB", "RGB BGR"},
+        {"PixelCount", "GRAY8"}, {"NonMaxSupression", "GRAY8"}};
+    for (const auto& [launch, given] : kGiven) {
+        SCOPED_TRACE(launch);
+        const Owned<GstElement> filter = filterOf(launch);
+        const Owned<GstCaps> caps = capsOfPad(filter.get(), "src");
+        std::string words = given;
+        std::replace(words.begin(), words.end(), ' ', ',');
+        const Owned<GstCaps> wanted(
+            gst_caps_from_string(("video/x-raw,format={" + words + "},width=[1,2147483647],height=[1,2147483647]," +
+                                  "framerate=[0/1,2147483647/1]")
+                                     .c_str()));
+        EXPECT_TRUE(gst_caps_is_equal(wanted.get(), caps.get())) << formatsIn(caps.get(), "video/x-raw");
+    }
+}
+
+TEST(FilterCaps, RefuseWhatIsOutside)
+{
+    const std::string size = ",width=33,height=17,framerate=25/1";
+    for (const Case& each : kCases) {
+        SCOPED_TRACE(each.name);
+        const Owned<GstElement> filter = filterOf(each.name);
+        EXPECT_FALSE(accepts(filter.get(), "video/x-raw,format=I420" + size));
+        EXPECT_FALSE(accepts(filter.get(), "video/x-raw,format=GRAY16_LE" + size));
+        EXPECT_FALSE(accepts(filter.get(), "video/x-bayer,format=bggr" + size));
+        EXPECT_FALSE(accepts(filter.get(), "image/jpeg" + size));
+        const std::string taken = std::string(" ") + each.taken + ' ';
+        for (const std::string format : {"GRAY8", "RGB", "BGRA"})
+            EXPECT_EQ(taken.find(' ' + format + ' ') != std::string::npos,
+                      accepts(filter.get(), "video/x-raw,format=" + format + size))
+                << format;
+        EXPECT_EQ(taken == " rggb ", accepts(filter.get(), "video/x-bayer,format=rggb" + size));
+    }
+}
+
+/// The format that comes out where another element takes any.
+std::string chosen(const std::string& launch, const std::string& caps)
+{
+    Harness harness("velmorfilter operator=" + launch);
+    harness.setCaps(caps, {33, 17});
+    const Owned<GstCaps> given(gst_pad_get_current_caps(harness.get()->sinkpad));
+    return given ? formatsIn(given.get(), "video/x-raw") : "";
+}
+
+TEST(FilterCaps, AreNearestToWhatComesIn)
+{
+    for (const auto& [in, out] : {std::pair("RGB", "RGB"), {"BGR", "BGR"}, {"BGRx", "BGR"}, {"RGBA", "RGB"}})
+        EXPECT_EQ(out, chosen("BGR2HSV", std::string("video/x-raw,format=") + in)) << in;
+    EXPECT_EQ("BGRx", chosen("Not", "video/x-raw,format=BGRx"));
+    EXPECT_EQ("RGB", chosen("GRAY2Sobel", "video/x-raw,format=GRAY8"));
+    EXPECT_EQ("GRAY8", chosen("ColorHistShader ! velmorfilter operator=BGR2GRAY", "video/x-raw,format=RGBA"));
+    EXPECT_EQ("RGB", chosen("BayerRG2RGB", "video/x-bayer,format=rggb"));
+}
+
+TEST(FilterCaps, KeepRateShapeAndTimesAndDropTheColourimetryOfAnotherFormat)
+{
+    const std::string caps = "video/x-raw,format=RGB,pixel-aspect-ratio=4/3,colorimetry=sRGB";
+    for (const bool isSame : {true, false}) {
+        Harness harness(isSame ? "velmorfilter operator=Not" : "velmorfilter operator=BGR2GRAY");
+        harness.setCaps(caps, {33, 17});
+        const Owned<GstCaps> given(gst_pad_get_current_caps(harness.get()->sinkpad));
+        const GstStructure* const structure = gst_caps_get_structure(given.get(), 0);
+        int numerator = 0, denominator = 0, width = 0, height = 0;
+        EXPECT_TRUE(gst_structure_get_fraction(structure, "pixel-aspect-ratio", &numerator, &denominator));
+        EXPECT_EQ(std::pair(4, 3), std::pair(numerator, denominator));
+        EXPECT_TRUE(gst_structure_get_fraction(structure, "framerate", &numerator, &denominator));
+        EXPECT_EQ(std::pair(25, 1), std::pair(numerator, denominator));
+        EXPECT_TRUE(gst_structure_get_int(structure, "width", &width));
+        EXPECT_TRUE(gst_structure_get_int(structure, "height", &height));
+        EXPECT_EQ(std::pair(33, 17), std::pair(width, height));
+        EXPECT_EQ(isSame, gst_structure_has_field(structure, "colorimetry") != FALSE);
+    }
+}
+
+TEST(FilterCaps, AllowPaddingAndCropsUpstream)
+{
+    for (const auto& [name, caps, isAllowed] : {std::tuple("BGR2GRAY", "video/x-raw,format=RGB", true),
+                                                {"FlipV", "video/x-raw,format=RGB", true},
+                                                {"BayerRG2GRAY", "video/x-bayer,format=rggb", false}}) {
+        SCOPED_TRACE(name);
+        Harness harness(std::string("velmorfilter operator=") + name);
+        harness.setCaps(caps, {33, 17});
+        const Owned<GstCaps> asked(gst_pad_get_current_caps(harness.get()->srcpad));
+        GstQuery* const query = gst_query_new_allocation(asked.get(), TRUE);
+        EXPECT_TRUE(gst_pad_peer_query(harness.get()->srcpad, query));
+        EXPECT_EQ(isAllowed, gst_query_find_allocation_meta(query, GST_VIDEO_META_API_TYPE, nullptr) != FALSE);
+        EXPECT_EQ(isAllowed, gst_query_find_allocation_meta(query, GST_VIDEO_CROP_META_API_TYPE, nullptr) != FALSE);
+        gst_query_unref(query);
+    }
+}
+
+TEST(FilterCaps, MayChangeInMidStream)
+{
+    Harness harness("velmorfilter operator=BGR2GRAY");
+    for (const auto& [format, type, size] : {std::tuple(GST_VIDEO_FORMAT_RGB, CV_8UC3, cv::Size(33, 17)),
+                                             {GST_VIDEO_FORMAT_BGRA, CV_8UC4, {8, 40}},
+                                             {GST_VIDEO_FORMAT_RGB, CV_8UC3, {1, 1}}}) {
+        harness.setCaps(std::string("video/x-raw,format=") + gst_video_format_to_string(format), size);
+        const cv::Mat white(size, type, cv::Scalar::all(255));
+        const Owned<GstBuffer> result =
+            harness.filter(bufferOf(white, format, static_cast<int>(white.step[0] + 8) & ~3));
+        const Owned<GstCaps> caps(gst_pad_get_current_caps(harness.get()->sinkpad));
+        const cv::Mat shown = pictureOf(result.get(), caps.get(), CV_8UC1);
+        ASSERT_EQ(size, shown.size());
+        EXPECT_EQ(0, cv::norm(shown, cv::Mat(size, CV_8UC1, cv::Scalar(255)), cv::NORM_INF));
+    }
+}
+
+} // namespace
+} // namespace velmor::tests
