@@ -472,6 +472,33 @@ def python_threads_text(results):
                          f"{' / '.join(processes)}.", 120) + "\n"
 
 
+def gstreamer_cost_table(results):
+    rows = {}
+    for name, result in results.items():
+        operator, kind, size = name.split("/")
+        if kind == "cost":
+            rows.setdefault(operator, {})[size] = result
+    return table(["Operator", "alone (ms)", "in its element (ms)", "Ratio"],
+                 [[f"`{operator}`", " / ".join(number(row[size][f"{row[size].beside()}_ms"]) for size in row),
+                   " / ".join(number(row[size]["own_ms"]) for size in row),
+                   " / ".join(ratio_text(row[size]["ratio"]) + (" **missed**" if missed(operator, row[size]) else "")
+                              for size in row)] for operator, row in rows.items()])
+
+
+def gstreamer_beside_table(results):
+    rows = {}
+    for name, result in results.items():
+        what, kind, size = name.split("/")
+        if kind == "beside":
+            rows.setdefault((what, result.beside()), {})[size] = result
+
+    def frames(row, key):
+        return " / ".join(number(1e3 / row[size][key]) for size in row)
+    return table(["What", "ours (frames a second)", "GStreamer's", "frames a second"],
+                 [[what, frames(row, "own_ms"), f"`{other}`", frames(row, f"{other}_ms")]
+                  for (what, other), row in rows.items()])
+
+
 # ---- plots
 
 def escaped(text):
@@ -608,7 +635,9 @@ def tables(context, measured, curves):
             "pixels": pixels_table(curves), "growth": growth_table(curves), "python": python_table(measured),
             "python-calls": python_calls_table(measured.get("python", {})),
             "python-beside": python_beside_table(measured.get("python", {})),
-            "python-threads": python_threads_text(measured.get("python", {}))}
+            "python-threads": python_threads_text(measured.get("python", {})),
+            "gstreamer-cost": gstreamer_cost_table(measured.get("gstreamer", {})),
+            "gstreamer-beside": gstreamer_beside_table(measured.get("gstreamer", {}))}
 
 
 def filled(page, texts):

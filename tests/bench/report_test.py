@@ -279,5 +279,18 @@ class Program(unittest.TestCase):
             self.assertEqual(crossing.strip().splitlines()[2:], ["| `Subtract` | 4K | 2.00 | 1.25 | 30.0 | 50.0 |"])
 
 
+class GStreamer(unittest.TestCase):
+    def test_cost_of_an_element_is_missed_where_it_is_above_what_was_asked_for(self):
+        measured = {"Not/cost/VGA": result(own_ms=0.03, ratio=1.5, **{"the operator alone_ms": 0.02}),
+                    "Not/cost/1080p": result(own_ms=0.53, ratio=1.06, most=1.05, **{"the operator alone_ms": 0.5})}
+        row = report.gstreamer_cost_table(measured).splitlines()[-1]
+        self.assertEqual(row, "| `Not` | 0.0200 / 0.500 | 0.0300 / 0.530 | 1.50 / 1.06 **missed** |")
+
+    def test_elements_beside_others_are_told_in_frames_a_second(self):
+        measured = {"faces/beside/VGA": result(own_ms=20.0, facedetect_ms=40.0, ratio=0.5)}
+        row = report.gstreamer_beside_table(measured).splitlines()[-1]
+        self.assertEqual(row, "| faces | 50.0 | `facedetect` | 25.0 |")
+
+
 if __name__ == "__main__":
     unittest.main()
