@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from contextlib import contextmanager
 from pathlib import Path
 from typing import Any, Iterator
 
@@ -21,6 +22,18 @@ class UnreadableError(Exception):
 def pictures_in(folder: Path) -> list[Path]:
     """Give the files of a folder in the order of their names."""
     return sorted(path for path in folder.iterdir() if path.is_file() and path.name[0] != ".")
+
+
+@contextmanager
+def opened(path: Path) -> Iterator[Any]:
+    """Open a video that has pictures. What goes wrong with it while it is open is unreadable."""
+    try:
+        with av.open(str(path)) as video:
+            if not video.streams.video:
+                raise UnreadableError(f"cannot read '{path}': it has no pictures")
+            yield video
+    except av.error.FFmpegError as error:
+        raise UnreadableError(f"cannot read '{path}': {error.strerror or error}") from None
 
 
 def count_frames(path: Path) -> int | None:
@@ -44,12 +57,7 @@ def read_frames(path: Path, order: str = "rgb24") -> Iterator[Frame]:
         for picture in pictures_in(path):
             yield from read_frames(picture, order)
         return
-    try:
-        with av.open(str(path)) as video:
-            if not video.streams.video:
-                raise UnreadableError(f"cannot read '{path}': it has no pictures")
-            frames: Iterator[Any] = video.decode(video=0)
-            for frame in frames:
-                yield frame.to_ndarray(format=order)
-    except av.error.FFmpegError as error:
-        raise UnreadableError(f"cannot read '{path}': {error.strerror or error}") from None
+    with opened(path) as video:
+        frames: Iterator[Any] = video.decode(video=0)
+        for frame in frames:
+            yield frame.to_ndarray(format=order)

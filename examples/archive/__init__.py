@@ -1,0 +1,1 @@
+"""What archive_on_dask.py consists of."""
