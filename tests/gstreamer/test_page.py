@@ -38,7 +38,7 @@ def test_edges_lie_where_colours_change(folder: Path) -> None:
 
 def test_a_video_becomes_pictures(folder: Path) -> None:
     files = sorted(folder.glob("pictures/*.png"))
-    assert len(files) == 40
+    assert len(files) in (80, 81)  # of 79.5 seconds
     assert picture(files[20]).mean() > 150  # most of what has edges is dark, and is complemented
 
 
