@@ -14,8 +14,8 @@ import re
 import sys
 from pathlib import Path
 
-from streams import (ENCODE, Call, Gst, Run, add_passphrase, address, camera_time, fail, parse,
-                     receive)
+from streams import (ENCODE, Call, Gst, Run, add_delay, add_passphrase, address, camera_time, fail,
+                     parse, receive)
 
 STRAY = 200 * Gst.MSECOND  # how far the camera's clock and ours may part until the pictures jump
 
@@ -89,10 +89,9 @@ def main() -> int:
                         help="pictures a second (default: 30)")
     parser.add_argument("--kbits", type=int, default=6000,
                         help="kilobits for each second of video (default: 6000)")
-    parser.add_argument("--delay", type=int, default=200,
-                        help="milliseconds for what was lost to be sent again (default: 200)")
     parser.add_argument("--wait", type=int, default=500,
                         help="milliseconds that the operator's side may come later (default: 500)")
+    add_delay(parser)
     add_passphrase(parser)
     arguments = parser.parse_args()
     first = first_file(arguments.file)

@@ -11,8 +11,8 @@ from __future__ import annotations
 import argparse
 import sys
 
-from streams import (KEEP_UP, Call, Gst, Run, add_passphrase, address, camera_time, parse, receive,
-                     send)
+from streams import (KEEP_UP, Call, Gst, Run, add_delay, add_passphrase, address, camera_time,
+                     parse, receive, send)
 
 
 def stamp(packet: Gst.Buffer) -> bool:
@@ -29,8 +29,7 @@ def main() -> int:
     parser.add_argument("--port", type=int, default=7001, help="hosts call here (default: 7001)")
     parser.add_argument("--kbits", type=int, default=3000,
                         help="kilobits for each second of video (default: 3000)")
-    parser.add_argument("--delay", type=int, default=200,
-                        help="milliseconds for what was lost to be sent again (default: 200)")
+    add_delay(parser)
     add_passphrase(parser)
     arguments = parser.parse_args()
 

@@ -9,6 +9,7 @@ from __future__ import annotations
 import argparse
 import re
 import signal
+import socket
 import sys
 import time
 from pathlib import Path
@@ -56,6 +57,12 @@ def address(text: str) -> str:
     return text
 
 
+def add_delay(parser: argparse.ArgumentParser) -> None:
+    """Let a host that calls others say how long it waits for what was lost."""
+    parser.add_argument("--delay", type=int, default=200,
+                        help="milliseconds for what was lost to be sent again (default: 200)")
+
+
 def add_passphrase(parser: argparse.ArgumentParser) -> None:
     """Let the hosts of a stream have a secret, which is on no command line for others to see."""
     parser.add_argument("--passphrase-file", dest="passphrase", type=passphrase,
@@ -80,9 +87,21 @@ def send(at: int, kbits: int) -> str:
             "wait-for-connection=false sync=false async=false")
 
 
+def numeric(at: str) -> str:
+    """Return HOST:PORT with a name's IPv4 address.
+
+    Hosts listen there, and SRT would call a name at its IPv6 address.
+    """
+    host, _, port = at.rpartition(":")
+    try:
+        return f"{socket.gethostbyname(host)}:{port}"
+    except OSError:  # a number in brackets, or a name that nobody knows yet
+        return at
+
+
 def receive(name: str, at: str, delay: int) -> str:
     """Describe what calls a host and decodes its pictures; `name` is that of the call."""
-    return (f"srtsrc name={name} uri=srt://{at}?mode=caller latency={delay} "
+    return (f"srtsrc name={name} uri=srt://{numeric(at)}?mode=caller latency={delay} "
             f"do-timestamp=true ! {WIRE} ! {DECODE}")
 
 

@@ -4,7 +4,7 @@ from pathlib import Path
 
 import numpy as np
 import pytest
-from hosts import Hosts, Process, free_port, wait_for
+from hosts import COMMANDS, Hosts, Process, free_port, wait_for
 from pictures import NOTHING, Joined, read, read_sides
 from PIL import Image
 from stream import OPERATOR, Stream
@@ -32,6 +32,15 @@ def test_a_host_alone_ends(hosts: Hosts, tmp_path: Path) -> None:
     assert last_line(joining) == (
         f"joining_host: wrote nothing: no picture came from {NOBODY} or {NOBODY}")
     assert not file.exists()
+
+
+def test_a_host_is_called_by_name(hosts: Hosts, tmp_path: Path) -> None:
+    at = f"localhost:{free_port()}"  # which has addresses of both kinds
+    hosts.run("camera", TEST_SOURCE, "--port", at.split(":")[1]).wait_until_ready()
+    joining = hosts.start("camera", "/usr/bin/python3", str(COMMANDS / "joining_host.py"), at, at,
+                          str(tmp_path / "%03d.png"))
+    wait_for((tmp_path / "005.png").exists, "a picture")
+    assert joining.interrupt() == 0, joining.said()
 
 
 def test_others_end_after_the_camera_was_lost(hosts: Hosts, tmp_path: Path) -> None:
