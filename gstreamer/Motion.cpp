@@ -10,6 +10,7 @@
 #include <algorithm>
 #include <ctime>
 #include <optional>
+#include <vector>
 
 namespace velmor::gstreamer {
 namespace {
@@ -33,36 +34,58 @@ bool isBlack(const unsigned char* bytes, int count)
     return all == 0;
 }
 
+/// How many pixels moved along an axis, and where.
+struct Along
+{
+    unsigned count = 0;
+    double sum = 0; ///< of their coordinates
+    int first = 0;
+    int end = 0; ///< behind the last one
+};
+
+/// @param counts  of the pixels with each coordinate
+Along along(const std::vector<unsigned>& counts)
+{
+    Along result;
+    for (std::size_t i = 0; i < counts.size(); ++i) {
+        if (counts[i] == 0)
+            continue;
+        if (result.count == 0)
+            result.first = static_cast<int>(i);
+        result.end = static_cast<int>(i) + 1;
+        result.count += counts[i];
+        result.sum += static_cast<double>(i) * counts[i];
+    }
+    return result;
+}
+
 /// Looks for the pixels with a stamp of some time or later.
 /// @param shown  is above 0 for each of them
 Moved movedSince(float time, const cv::Mat& history, const cv::Mat& shown)
 {
     constexpr int most = 128; // pixels at a time: where nothing moves, only their bytes are read
-    Moved result;
+    std::vector<unsigned> inColumns(static_cast<std::size_t>(shown.cols)), inRows(static_cast<std::size_t>(shown.rows));
     for (int y = 0; y < shown.rows; ++y)
         for (int x = 0; x < shown.cols; x += most) {
             const int length = std::min(most, shown.cols - x);
             if (isBlack(shown.ptr(y) + x, length))
                 continue;
             const float* const stamps = history.ptr<float>(y) + x;
-            int count = 0;
-            for (int i = 0; i < length; ++i)
-                count += stamps[i] >= time;
-            if (count == 0)
-                continue;
-            int first = 0, last = length - 1;
-            while (stamps[first] < time)
-                ++first;
-            while (stamps[last] < time)
-                --last;
-            result.count += static_cast<unsigned>(count);
-            int sum = 0;
-            for (int i = first; i <= last; ++i)
-                sum += stamps[i] >= time ? i : 0;
-            result.sumOfColumns += sum + static_cast<double>(count) * x;
-            result.sumOfRows += static_cast<double>(count) * y;
-            result.box |= cv::Rect(x + first, y, last - first + 1, 1);
+            unsigned* const columns = &inColumns[static_cast<std::size_t>(x)];
+            unsigned count = 0;
+            for (int i = 0; i < length; ++i) {
+                const unsigned moves = stamps[i] >= time ? 1 : 0;
+                columns[i] += moves;
+                count += moves;
+            }
+            inRows[static_cast<std::size_t>(y)] += count;
         }
+    Moved result;
+    const Along x = along(inColumns), y = along(inRows);
+    result.count = x.count;
+    result.box = cv::Rect({x.first, y.first}, cv::Point(x.end, y.end));
+    result.sumOfColumns = x.sum;
+    result.sumOfRows = y.sum;
     return result;
 }
 
