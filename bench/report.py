@@ -479,7 +479,8 @@ def gstreamer_cost_table(results):
         if kind == "cost":
             rows.setdefault(operator, {})[size] = result
     return table(["Operator", "alone (ms)", "in its element (ms)", "Ratio"],
-                 [[f"`{operator}`", " / ".join(number(row[size][f"{row[size].beside()}_ms"]) for size in row),
+                 [[operator if " " in operator else f"`{operator}`",
+                   " / ".join(number(row[size][f"{row[size].beside()}_ms"]) for size in row),
                    " / ".join(number(row[size]["own_ms"]) for size in row),
                    " / ".join(ratio_text(row[size]["ratio"]) + (" **missed**" if missed(operator, row[size]) else "")
                               for size in row)] for operator, row in rows.items()])
