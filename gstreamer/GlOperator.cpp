@@ -84,24 +84,12 @@ TextureGpu describe(unsigned texture, const cv::Size& size)
 }
 
 /// Filters a texture. Nothing stays attached: the texture of a later frame may have the name of one that is gone.
-/// @param endPass  what is done while the result is still attached
-template<typename EndPass>
-void pass(GpuStdShaders& filter, TextureGpu& source, TextureGpu& result, const EndPass& endPass)
+void pass(GpuStdShaders& filter, TextureGpu& source, TextureGpu& result)
 {
     filter.prepareExecution(source, result);
     filter.execute();
-    endPass();
     for (const GLenum attachment : {GLenum{GL_COLOR_ATTACHMENT0_EXT}, GLenum{GL_COLOR_ATTACHMENT1_EXT}})
         glFramebufferTexture2DEXT(GL_FRAMEBUFFER_EXT, attachment, kTarget, 0, 0);
-}
-
-/// Makes what was drawn opaque.
-void fillAlpha()
-{
-    glColorMask(GL_FALSE, GL_FALSE, GL_FALSE, GL_TRUE);
-    glClearColor(0, 0, 0, 1);
-    glClear(GL_COLOR_BUFFER_BIT);
-    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
 }
 
 bool givesClasses(const GlOperator::Settings& settings)
@@ -171,7 +159,22 @@ void GlOperator::run(const GlFrame& source, const Levels& levels, unsigned resul
     if (levels.scale != 1 || levels.offset != 0 || givesRedAlone(mSettings))
         runWithLevels(levels);
     else
-        pass(*mFilter, *mSource, *mResult, fillAlpha);
+        runOpaquely();
+}
+
+/// The alpha of a clear stays: to fill it in afterwards takes llvmpipe nearly as long as a filter.
+void GlOperator::runOpaquely()
+{
+    if (!mCleared)
+        mCleared = std::make_unique<cvprocess::GlFbo>();
+    mCleared->attachTexture(kTarget, mResult->getTexId());
+    mCleared->bind();
+    glClearColor(0, 0, 0, 1);
+    glClear(GL_COLOR_BUFFER_BIT);
+    mCleared->unattachAll();
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_FALSE);
+    pass(*mFilter, *mSource, *mResult);
+    glColorMask(GL_TRUE, GL_TRUE, GL_TRUE, GL_TRUE);
 }
 
 void GlOperator::runWithLevels(const Levels& levels)
@@ -184,8 +187,8 @@ void GlOperator::runWithLevels(const Levels& levels)
     mLevels->params().scale = static_cast<float>(givesClasses(mSettings) ? levels.scale / 255 : levels.scale);
     mLevels->params().offset = static_cast<float>(levels.offset);
     mLevels->params().isGrey = givesRedAlone(mSettings);
-    pass(*mFilter, *mSource, *mValues, [] {});
-    pass(*mLevels, *mValues, *mResult, [] {});
+    pass(*mFilter, *mSource, *mValues);
+    pass(*mLevels, *mValues, *mResult);
 }
 
 /// A frame as filters take it: glupload gives textures of two dimensions under the name of rectangles.

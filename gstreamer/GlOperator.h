@@ -77,6 +77,7 @@ public:
     void run(const GlFrame& source, const Levels& levels, unsigned result);
 
 private:
+    void runOpaquely();
     void runWithLevels(const Levels& levels);
     core::cvdata::TextureGpu wholeRectangle(const GlFrame& source);
 
@@ -86,6 +87,7 @@ private:
     std::unique_ptr<GlLevels> mLevels;               ///< likewise
     std::unique_ptr<glsupport::RectTexture> mCopy;   ///< of frames, where they are copied
     std::unique_ptr<cvprocess::GlFbo> mCopied;       ///< which frames are copied from
+    std::unique_ptr<cvprocess::GlFbo> mCleared;      ///< which results are cleared by
     std::optional<core::cvdata::TextureGpu> mSource; ///< of the frame, which filters keep the address of
     std::optional<core::cvdata::TextureGpu> mResult; ///< likewise
 };
