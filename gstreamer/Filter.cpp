@@ -233,8 +233,6 @@ GstFlowReturn refuseFrame(GstBaseTransform* base, const char* why)
     return GST_FLOW_ERROR;
 }
 
-constexpr const char* kNotAsTheCaps = "it is smaller than its caps or its GstVideoMeta say, or cropped otherwise";
-
 GstFlowReturn transform(GstBaseTransform* base, GstBuffer* from, GstBuffer* to)
 {
     auto* const self = reinterpret_cast<VelmorFilter*>(base);

@@ -294,10 +294,8 @@ GstFlowReturn refuseFrame(GstBaseTransform* transform, const std::string& reason
 std::string search(State& state, MappedFrame& frame, GstVideoFormat format, cv::Mat& mask, Findings& findings)
 {
     if (!frame)
-        return "its memory does not hold what the caps say";
+        return kNotAsTheCaps;
     cv::Mat picture = frame.picture();
-    if (picture.size() != state.size)
-        return "it is of another size than the caps say";
     try {
         if (state.begins)
             state.finder->begin(state.size);

@@ -3,7 +3,6 @@
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
-#include <cstdint>
 
 namespace velmor::gstreamer {
 namespace {
@@ -18,27 +17,16 @@ bool isWithin(const GstVideoCropMeta& part, guint width, guint height)
     return part.x <= width && part.width <= width - part.x && part.y <= height && part.height <= height - part.y;
 }
 
-/// Whether a buffer has the memory of all rows that its GstVideoMeta tells of.
+/// Whether a buffer has the memory of all rows that its GstVideoMeta tells of, in one piece: no other is mapped.
 bool holds(GstBuffer* buffer, const GstVideoMeta& meta)
 {
-    const std::uint64_t row = std::uint64_t{meta.width} * CV_ELEM_SIZE(formatOf(meta.format).type);
-    return meta.stride[0] > 0 && static_cast<std::uint64_t>(meta.stride[0]) >= row && meta.height > 0 &&
-           meta.offset[0] + static_cast<std::uint64_t>(meta.stride[0]) * (meta.height - 1) + row <=
-               gst_buffer_get_size(buffer);
-}
-
-/// Whether what a buffer says of its frame agrees with the caps. GStreamer takes it for granted.
-bool isAsTheCaps(const GstVideoInfo& info, GstBuffer* buffer)
-{
-    const auto width = static_cast<guint>(GST_VIDEO_INFO_WIDTH(&info));
-    const auto height = static_cast<guint>(GST_VIDEO_INFO_HEIGHT(&info));
-    const GstVideoMeta* const meta = gst_buffer_get_video_meta(buffer);
-    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(buffer);
-    if (meta && (meta->format != GST_VIDEO_INFO_FORMAT(&info) || meta->width < width || meta->height < height ||
-                 !holds(buffer, *meta)))
+    const gsize row = gsize{meta.width} * CV_ELEM_SIZE(formatOf(meta.format).type);
+    if (meta.stride[0] <= 0 || static_cast<gsize>(meta.stride[0]) < row || meta.height == 0)
         return false;
-    return !crop || (crop->width == width && crop->height == height &&
-                     isWithin(*crop, meta ? meta->width : width, meta ? meta->height : height));
+    const gsize rows = static_cast<gsize>(meta.stride[0]) * (meta.height - 1) + row;
+    guint first = 0, pieces = 0;
+    gsize skipped = 0;
+    return gst_buffer_find_memory(buffer, meta.offset[0], rows, &first, &pieces, &skipped) && pieces == 1;
 }
 
 /// How regions of interest move from a frame to a result.
@@ -120,6 +108,20 @@ GstCaps* capsOf(const std::vector<Format>& formats)
     return result;
 }
 
+bool isAsTheCaps(const GstVideoInfo& info, GstBuffer* buffer)
+{
+    const auto width = static_cast<guint>(GST_VIDEO_INFO_WIDTH(&info));
+    const auto height = static_cast<guint>(GST_VIDEO_INFO_HEIGHT(&info));
+    const GstVideoMeta* const meta = gst_buffer_get_video_meta(buffer);
+    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(buffer);
+    if (meta ? meta->format != GST_VIDEO_INFO_FORMAT(&info) || meta->width < width || meta->height < height ||
+                   !holds(buffer, *meta)
+             : gst_buffer_get_size(buffer) < GST_VIDEO_INFO_SIZE(&info))
+        return false;
+    return !crop || (crop->width == width && crop->height == height &&
+                     isWithin(*crop, meta ? meta->width : width, meta ? meta->height : height));
+}
+
 MappedFrame::MappedFrame(const GstVideoInfo& info, GstBuffer* buffer, GstMapFlags flags)
     : mSize(GST_VIDEO_INFO_WIDTH(&info), GST_VIDEO_INFO_HEIGHT(&info)),
       mIsMapped(isAsTheCaps(info, buffer) &&
@@ -134,22 +136,23 @@ MappedFrame::~MappedFrame()
         gst_video_frame_unmap(&mFrame);
 }
 
-cv::Mat MappedFrame::picture()
+cv::Point originOf(GstBuffer* buffer)
 {
-    // A GstVideoMeta may have rows and columns beyond those of the caps.
-    return pictureOf(mFrame)({{0, 0}, mSize});
+    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(buffer);
+    return crop ? cv::Point(static_cast<int>(crop->x), static_cast<int>(crop->y)) : cv::Point();
 }
 
-cv::Mat pictureOf(const GstVideoFrame& frame)
+cv::Mat MappedFrame::picture()
+{
+    return pictureOf(mFrame, mSize);
+}
+
+cv::Mat pictureOf(const GstVideoFrame& frame, const cv::Size& size)
 {
     const cv::Mat whole(GST_VIDEO_FRAME_HEIGHT(&frame), GST_VIDEO_FRAME_WIDTH(&frame),
                         formatOf(GST_VIDEO_FRAME_FORMAT(&frame)).type, GST_VIDEO_FRAME_PLANE_DATA(&frame, 0),
                         static_cast<std::size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0)));
-    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(frame.buffer);
-    if (!crop)
-        return whole;
-    const cv::Rect part(limited(crop->x), limited(crop->y), limited(crop->width), limited(crop->height));
-    return whole(part & cv::Rect({0, 0}, whole.size()));
+    return whole(cv::Rect(originOf(frame.buffer), size)); // a GstVideoMeta may have rows and columns beyond it
 }
 
 cv::Mat redFirst(const cv::Mat& picture, const Format& format, cv::Mat& scratch)
@@ -195,11 +198,9 @@ bool isKept(const GstMeta& meta)
 
 void moveRegions(GstBuffer* result, GstBuffer* source, const cv::Size& size, bool isUpsideDown)
 {
-    const GstVideoCropMeta* const crop = gst_buffer_get_video_crop_meta(source);
-    if (!crop && !isUpsideDown)
+    if (!gst_buffer_get_video_crop_meta(source) && !isUpsideDown)
         return;
-    Move move = {crop ? cv::Point(static_cast<int>(crop->x), static_cast<int>(crop->y)) : cv::Point(), size,
-                 isUpsideDown};
+    Move move = {originOf(source), size, isUpsideDown};
     gst_buffer_foreach_meta(result, moveRegion, &move);
 }
 

@@ -29,13 +29,21 @@ GstCaps* capsOf(const std::vector<Format>& formats);
 /// The formats of a `cv::Mat` of some type.
 std::vector<Format> formatsOfType(int type);
 
+/// Whether a buffer has the memory of the frame that caps promise. GStreamer takes it for granted.
+///
+/// A GstVideoMeta of another format or a smaller size does not agree with the caps, nor does a GstVideoCropMeta that
+/// does not name a part of the caps' size within the frame.
+bool isAsTheCaps(const GstVideoInfo& info, GstBuffer* buffer);
+
+/// What is told of a frame that is not.
+constexpr const char* kNotAsTheCaps = "it is smaller than its caps or its GstVideoMeta say, or cropped otherwise";
+
 /// A video frame in memory while it is worked on.
 class MappedFrame
 {
 public:
-    /// Maps a buffer. Stride and offset are those of its GstVideoMeta, if it has one, otherwise those of the caps.
-    /// A GstVideoMeta of another format, memory that is too small, and a GstVideoCropMeta that does not name a part of
-    /// the caps' size within the frame are not mapped. The buffer outlives this, and stays writable if it is.
+    /// Maps a buffer, if it isAsTheCaps(). Stride and offset are those of its GstVideoMeta, if it has one, otherwise
+    /// those of the caps. The buffer outlives this, and stays writable if it is.
     MappedFrame(const GstVideoInfo& info, GstBuffer* buffer, GstMapFlags flags);
     MappedFrame(const MappedFrame&) = delete;
     MappedFrame& operator=(const MappedFrame&) = delete;
@@ -53,8 +61,12 @@ private:
     bool mIsMapped;
 };
 
+/// Where the part begins that a buffer's GstVideoCropMeta names, (0, 0) if it has none.
+cv::Point originOf(GstBuffer* buffer);
+
 /// What a mapped frame shows, as a view of its memory: the part that its GstVideoCropMeta names, if it has one.
-cv::Mat pictureOf(const GstVideoFrame& frame);
+/// @param size  of the caps, which the frame's buffer agrees with: see isAsTheCaps()
+cv::Mat pictureOf(const GstVideoFrame& frame, const cv::Size& size);
 
 /// Adds to the answer to an allocation query that rows may be padded, and that the frame may be a part of a picture.
 void acceptPaddingAndCrops(GstQuery* query);

@@ -8,6 +8,8 @@
 #include <opencv2/imgproc.hpp>
 
 #include <atomic>
+#include <exception>
+#include <string>
 
 namespace velmor::gstreamer {
 namespace {
@@ -233,6 +235,17 @@ GstFlowReturn refuse(GstVideoAggregator* self, const char* why)
     return GST_FLOW_ERROR;
 }
 
+/// Whether a source's picture is what its caps promise, so that it can be mapped.
+bool isSound(const Source& source)
+{
+    return isAsTheCaps(source->info, gst_video_aggregator_pad_get_current_buffer(source.get()));
+}
+
+GstFlowReturn refuseFrame(GstVideoAggregator* self)
+{
+    return refuse(self, (std::string("A frame cannot be filtered: ") + kNotAsTheCaps).c_str());
+}
+
 /// What to do about sources of different formats or sizes. In mid-stream no change reaches both sources at once, so
 /// for up to a second there is no result.
 GstFlowReturn leaveOut(GstVideoAggregator* self, const GstVideoInfo& first, const GstVideoInfo& second)
@@ -260,6 +273,8 @@ GstFlowReturn makeBuffer(GstVideoAggregator* self, GstBuffer** result)
         return GST_FLOW_OK;
     if (!isAlike(first->info, second->info))
         return leaveOut(self, first->info, second->info);
+    if (!isSound(first) || !isSound(second))
+        return refuseFrame(self);
     stateOf(self).haveAgreed = true;
     stateOf(self).framesLeftOut = 0;
     return GST_VIDEO_AGGREGATOR_CLASS(velmor_mix_parent_class)->create_output_buffer(self, result);
@@ -317,19 +332,10 @@ void syncProperties(GstVideoAggregator* self, GstBuffer* result)
 }
 
 /// Computes the picture of a frame.
-GstFlowReturn fill(GstVideoAggregator* self, const GstVideoFrame* first, const GstVideoFrame* second, GstBuffer* buffer)
+void fill(GstVideoAggregator* self, const GstVideoFrame& first, const GstVideoFrame& second, cv::Mat result)
 {
-    MappedFrame frame(self->info, buffer, GST_MAP_WRITE);
-    if (!frame)
-        return refuse(self, "A frame is smaller than its caps say.");
-    const cv::Mat firstPicture = pictureOf(*first);
-    const cv::Mat secondPicture = pictureOf(*second);
-    cv::Mat result = frame.picture();
-    if (firstPicture.size() != result.size() || secondPicture.size() != result.size())
-        return refuse(self, "A frame has another size than its caps say.");
     const bool hasFiller = result.channels() == 4 && !formatOf(GST_VIDEO_INFO_FORMAT(&self->info)).hasAlpha;
-    execute(stateOf(self), firstPicture, secondPicture, result, hasFiller);
-    return GST_FLOW_OK;
+    execute(stateOf(self), pictureOf(first, result.size()), pictureOf(second, result.size()), result, hasFiller);
 }
 
 GstFlowReturn mix(GstVideoAggregator* self, GstBuffer* buffer)
@@ -339,12 +345,16 @@ GstFlowReturn mix(GstVideoAggregator* self, GstBuffer* buffer)
     const Source second = sourceOf(self, "sink_1");
     const GstVideoFrame* const firstFrame = gst_video_aggregator_pad_get_prepared_frame(first.get());
     const GstVideoFrame* const secondFrame = gst_video_aggregator_pad_get_prepared_frame(second.get());
-    if (!firstFrame || !secondFrame)
-        return refuse(self, "A frame is smaller than its caps say.");
-    const GstFlowReturn flow = fill(self, firstFrame, secondFrame, buffer);
-    if (flow == GST_FLOW_OK)
-        gst_buffer_foreach_meta(firstFrame->buffer, copyMeta, buffer);
-    return flow;
+    MappedFrame frame(self->info, buffer, GST_MAP_WRITE);
+    if (!firstFrame || !secondFrame || !frame)
+        return refuse(self, "The memory of a frame cannot be mapped.");
+    try {
+        fill(self, *firstFrame, *secondFrame, frame.picture());
+    } catch (const std::exception& error) { // no memory
+        return refuse(self, error.what());
+    }
+    gst_buffer_foreach_meta(firstFrame->buffer, copyMeta, buffer);
+    return GST_FLOW_OK;
 }
 
 GstFlowReturn aggregate(GstAggregator* self, gboolean isLate)

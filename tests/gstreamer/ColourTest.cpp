@@ -364,6 +364,21 @@ TEST_F(Colour, LooksAtTheCropAlone)
     }
 }
 
+TEST_F(Colour, RefusesFramesThatAreNotWhatTheirCapsSay)
+{
+    Owned<GstBuffer> cut = bufferOf(scene(), GST_VIDEO_FORMAT_RGB, 204);
+    gst_buffer_set_size(cut.get(), 41 * 204 - 10);
+    for (GstBuffer* const each : {gst_buffer_new_allocate(nullptr, 100, nullptr), cut.release()}) {
+        Harness harness(launch());
+        Bus bus(harness);
+        expectPictures(harness, GST_VIDEO_FORMAT_RGB, scene().size());
+        EXPECT_EQ(GST_FLOW_ERROR, gst_harness_push(harness.get(), each));
+        EXPECT_EQ("gst-stream-error-quark 1: a frame cannot be searched: it is smaller than its caps or its "
+                  "GstVideoMeta say, or cropped otherwise",
+                  bus.error());
+    }
+}
+
 /// Whether an element takes frames with a crop, and with rows as a GstVideoMeta has them.
 bool takesMetas(Harness& harness)
 {

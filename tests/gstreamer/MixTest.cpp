@@ -520,14 +520,45 @@ TEST(Mix, TellsOfSourcesThatGoOnDiffering)
               mix.error());
 }
 
-TEST(Mix, TellsOfAFrameThatIsSmallerThanItsCaps)
+/// What the element says of a second source's frame of 16 x 16 greys that it cannot take.
+std::string refusalOf(Owned<GstBuffer> frame)
 {
     Mix mix;
     mix.setCaps(capsOf("GRAY8", {16, 16}));
     gst_harness_push(mix.first(), greyAt(0, 7, {16, 16}).release());
-    Owned<GstBuffer> tooSmall(gst_buffer_new_allocate(nullptr, 100, nullptr));
-    gst_harness_push(mix.second(), at(0, std::move(tooSmall)).release());
-    EXPECT_EQ("A frame is smaller than its caps say.", mix.error());
+    gst_harness_push(mix.second(), at(0, std::move(frame)).release());
+    return mix.error();
+}
+
+TEST(Mix, RefusesFramesThatAreNotWhatTheirCapsSay)
+{
+    const std::string refusal =
+        "A frame cannot be filtered: it is smaller than its caps or its GstVideoMeta say, or cropped otherwise";
+    const auto grey = [](const cv::Size& size, GstVideoFormat format = GST_VIDEO_FORMAT_GRAY8) {
+        return bufferOf(cv::Mat(size, CV_8UC1, cv::Scalar(7)), format, 32);
+    };
+    EXPECT_EQ(refusal, refusalOf(Owned<GstBuffer>(gst_buffer_new_allocate(nullptr, 100, nullptr))));
+    EXPECT_EQ(refusal, refusalOf(grey({16, 15})));
+    EXPECT_EQ(refusal, refusalOf(grey({16, 16}, GST_VIDEO_FORMAT_GRAY16_LE)));
+    Owned<GstBuffer> cut = grey({16, 16});
+    gst_buffer_set_size(cut.get(), 15 * 32 + 15);
+    EXPECT_EQ(refusal, refusalOf(std::move(cut)));
+    for (const cv::Rect part : {cv::Rect(0, 0, 8, 8), {4, 4, 16, 16}, {2147483647, 0, 16, 16}})
+        EXPECT_EQ(refusal, refusalOf(bufferOf(cv::Mat(18, 18, CV_8UC1), GST_VIDEO_FORMAT_GRAY8, 32, part)));
+}
+
+TEST(Mix, TakesFramesWithRowsAndColumnsBeyondTheirCaps)
+{
+    Mix mix;
+    mix.setCaps(capsOf("GRAY8", {4, 3}));
+    const cv::Mat large = noise({6, 5}, CV_8UC1);
+    const cv::Mat other = noise({4, 3}, CV_8UC1);
+    const Owned<GstBuffer> result =
+        mix.mix(at(0, bufferOf(large, GST_VIDEO_FORMAT_GRAY8, 8)), at(0, bufferOf(other, GST_VIDEO_FORMAT_GRAY8, 4)));
+    ASSERT_TRUE(result);
+    cv::Mat difference;
+    cv::absdiff(large(cv::Rect(0, 0, 4, 3)), other, difference);
+    EXPECT_EQ(0, cv::norm(resultOf(mix.first(), result, CV_8UC1), difference, cv::NORM_INF));
 }
 
 } // namespace
