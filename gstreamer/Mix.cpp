@@ -354,6 +354,7 @@ GstFlowReturn mix(GstVideoAggregator* self, GstBuffer* buffer)
         return refuse(self, error.what());
     }
     gst_buffer_foreach_meta(firstFrame->buffer, copyMeta, buffer);
+    moveRegions(buffer, firstFrame->buffer, frame.picture().size());
     return GST_FLOW_OK;
 }
 

@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <functional>
+#include <tuple>
 
 namespace velmor::tests {
 namespace {
@@ -282,6 +283,24 @@ TEST(Mix, TakesThePartThatACropNames)
     cv::absdiff(a(cv::Rect(5, 3, 20, 9)), b, difference);
     EXPECT_EQ(0, cv::norm(resultOf(mix.first(), result, CV_8UC3), difference, cv::NORM_INF));
     EXPECT_EQ(nullptr, gst_buffer_get_video_crop_meta(result.get()));
+}
+
+TEST(Mix, MovesRegionsWithTheCropOfTheFirstSource)
+{
+    const cv::Rect part(5, 3, 20, 10);
+    Mix mix;
+    mix.setCaps(capsOf("GRAY8", part.size()));
+    Owned<GstBuffer> cropped = at(0, bufferOf(cv::Mat(17, 33, CV_8UC1), GST_VIDEO_FORMAT_GRAY8, 36, part));
+    gst_buffer_add_video_region_of_interest_meta(cropped.get(), "seen", 7, 5, 4, 4);
+    gst_buffer_add_video_region_of_interest_meta(cropped.get(), "beside", 1, 1, 3, 2);
+    const Owned<GstBuffer> result = mix.mix(std::move(cropped), greyAt(0, 8, part.size()));
+    ASSERT_TRUE(result);
+    gpointer place = nullptr;
+    const auto* const region = reinterpret_cast<GstVideoRegionOfInterestMeta*>(
+        gst_buffer_iterate_meta_filtered(result.get(), &place, GST_VIDEO_REGION_OF_INTEREST_META_API_TYPE));
+    ASSERT_TRUE(region);
+    EXPECT_EQ(std::tuple(2U, 2U, 4U, 4U), std::tuple(region->x, region->y, region->w, region->h));
+    EXPECT_FALSE(gst_buffer_iterate_meta_filtered(result.get(), &place, GST_VIDEO_REGION_OF_INTEREST_META_API_TYPE));
 }
 
 TEST(Mix, AsksForStridesAndCrops)
