@@ -1,5 +1,7 @@
 #include "tests/gstreamer/Harness.h"
 
+#include <gst/controller/gstdirectcontrolbinding.h>
+#include <gst/controller/gstinterpolationcontrolsource.h>
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
@@ -578,6 +580,28 @@ TEST(Mix, TakesFramesWithRowsAndColumnsBeyondTheirCaps)
     cv::Mat difference;
     cv::absdiff(large(cv::Rect(0, 0, 4, 3)), other, difference);
     EXPECT_EQ(0, cv::norm(resultOf(mix.first(), result, CV_8UC1), difference, cv::NORM_INF));
+}
+
+TEST(Mix, FollowsControllersByTheTimesOfTheStream)
+{
+    Mix mix;
+    GstControlSource* const source = gst_interpolation_control_source_new();
+    g_object_set(source, "mode", GST_INTERPOLATION_MODE_NONE, nullptr);
+    auto* const values = GST_TIMED_VALUE_CONTROL_SOURCE(source);
+    gst_timed_value_control_source_set(values, 0, 0);
+    gst_timed_value_control_source_set(values, 3 * GST_SECOND / 25, 1);
+    GstControlBinding* const binding =
+        gst_direct_control_binding_new(GST_OBJECT(mix.element()), "operator", source); // 1 is the last one
+    ASSERT_TRUE(gst_object_add_control_binding(GST_OBJECT(mix.element()), binding));
+    gst_object_unref(source);
+    mix.setCaps(capsOf("GRAY8", {4, 3}));
+    const Rule &first = rules().front().second, &last = rules().back().second;
+    for (guint64 i = 0; i < 6; ++i) {
+        const uchar a = 30, b = 10;
+        uchar expected = 0;
+        (i < 3 ? first : last)(&a, &b, &expected, 1);
+        EXPECT_EQ(expected, levelOf(mix.mix(greyAt(i, a), greyAt(i, b)))) << i;
+    }
 }
 
 } // namespace
