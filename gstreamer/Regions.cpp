@@ -1,5 +1,7 @@
 #include "gstreamer/Regions.h"
 
+#include "gstreamer/Frames.h"
+
 #include <gst/video/video.h>
 
 namespace velmor::gstreamer {
@@ -23,11 +25,12 @@ Region::Region(const char* type, const cv::Rect& place)
 
 void attach(const std::vector<Region>& regions, GstBuffer* buffer)
 {
+    const cv::Point origin = originOf(buffer);
     for (const Region& region : regions) {
+        const cv::Rect place = region.box + origin;
         GstVideoRegionOfInterestMeta* const meta = gst_buffer_add_video_region_of_interest_meta(
-            buffer, gst_structure_get_name(region.numbers.get()), static_cast<guint>(region.box.x),
-            static_cast<guint>(region.box.y), static_cast<guint>(region.box.width),
-            static_cast<guint>(region.box.height));
+            buffer, gst_structure_get_name(region.numbers.get()), static_cast<guint>(place.x),
+            static_cast<guint>(place.y), static_cast<guint>(place.width), static_cast<guint>(place.height));
         gst_video_region_of_interest_meta_add_param(meta, gst_structure_copy(region.numbers.get()));
     }
 }

@@ -32,7 +32,8 @@ struct Findings
 };
 
 /// Adds a GstVideoRegionOfInterestMeta for each region, with its numbers as a parameter. What else the buffer has
-/// stays.
+/// stays. Where it has a GstVideoCropMeta, boxes are within the part that this names, and the metas' places within the
+/// whole frame: so moveRegions() takes them when the part becomes a frame.
 void attach(const std::vector<Region>& regions, GstBuffer* buffer);
 
 /// Adds findings to a structure: "count", and the numbers of the regions as a list of structures.

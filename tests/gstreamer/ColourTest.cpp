@@ -354,7 +354,7 @@ TEST_F(Colour, LooksAtTheCropAlone)
         // Beside the crop's edge are no pixels: the first rectangle's outermost column counts as background there.
         const std::vector<cv::Rect> boxes = boxesOf(regionsOf(result.get(), "velmor-blob"));
         ASSERT_EQ(1U, boxes.size());
-        EXPECT_EQ(kSecond - part.tl(), boxes[0]);
+        EXPECT_EQ(output == "mask" ? kSecond - part.tl() : kSecond, boxes[0]); // of the mask, or within the whole frame
         if (output == "mask") {
             EXPECT_FALSE(gst_buffer_get_video_crop_meta(result.get()));
             EXPECT_EQ(0, cv::norm(shown(harness, result.get(), CV_8UC1), maskOf(scene()(part)), cv::NORM_INF));
@@ -362,6 +362,18 @@ TEST_F(Colour, LooksAtTheCropAlone)
             EXPECT_TRUE(gst_buffer_get_video_crop_meta(result.get()));
         }
     }
+}
+
+TEST_F(Colour, TellsOthersWhereRegionsAreWithinACrop)
+{
+    const cv::Rect part(20, 2, 30, 36);
+    Harness harness(launch("output=picture") + " ! velmorfilter operator=BGR2GRAY"); // whose result is the part alone
+    expectPictures(harness, GST_VIDEO_FORMAT_RGB, part.size());
+    const Owned<GstBuffer> result = harness.filter(bufferOf(scene(), GST_VIDEO_FORMAT_RGB, 204, part));
+    ASSERT_TRUE(result);
+    const std::vector<Found> found = regionsOf(result.get(), "velmor-blob");
+    ASSERT_EQ((std::vector<cv::Rect>{kSecond - part.tl()}), boxesOf(found));
+    expectRectangle(found[0].numbers.get(), kSecond - part.tl());
 }
 
 TEST_F(Colour, RefusesFramesThatAreNotWhatTheirCapsSay)
