@@ -1,9 +1,6 @@
 #include "tests/gstreamer/Pipeline.h"
 
-#include "core/cvdata/ColorGMM.h"
-
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -48,20 +45,6 @@ std::string errorOf(GstMessage* message)
     return result;
 }
 
-/// The file of a model of grey.
-std::string modelFile()
-{
-    const std::string file = testing::TempDir() + "velmor-life-" + std::to_string(getpid()) + ".yml";
-    core::cvdata::ColorGMM model;
-    math::SquareMatrix covariance(2);
-    covariance[0][0] = covariance[1][1] = 100;
-    math::Vector mean(2);
-    mean[0] = mean[1] = 128;
-    model.mixture.push_back(core::cvdata::GM::fromCovariance(covariance, mean, 1));
-    model.save(file);
-    return file;
-}
-
 } // namespace
 
 void PrintTo(const Element& element, std::ostream* stream)
@@ -74,7 +57,7 @@ const std::vector<Element>& elements()
     static const std::vector<Element> kElements = {
         {"velmorfilter", "velmorfilter name=tested", 1, "", "GRAY8"},
         {"velmormix", "velmormix name=tested", 2, "RGB", "GRAY8"},
-        {"velmorcolour", "velmorcolour name=tested model=" + modelFile(), 1, "RGB", "BGRx"},
+        {"velmorcolour", "velmorcolour name=tested model=" VELMOR_TEST_MODEL, 1, "RGB", "BGRx"},
         {"velmormotion", "velmormotion name=tested", 1, "RGB", "BGRx"},
         // Reduced to less than a face has, so that frames pass quickly.
         {"velmorfaces",
