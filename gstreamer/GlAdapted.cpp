@@ -2,12 +2,14 @@
 
 #include "glsupport/DriverAdapter.h"
 #include "glsupport/StateGuard.h"
+#include "glsupport/internal/Compilation.h"
 #include "gstreamer/GlAdapted.h"
 
 #define GST_USE_UNSTABLE_API // of GStreamer's OpenGL library, which has no other
 #include <gst/gl/gl.h>
 
 #include <exception>
+#include <iostream>
 #include <map>
 #include <mutex>
 #include <shared_mutex>
@@ -82,6 +84,19 @@ void leave(const GstGLContext* context)
         glsupport::DriverAdapter::remove();
 }
 
+/// Keeps what filters print when they are made off the standard output. To be had alone.
+class Silence
+{
+public:
+    Silence() : mState(std::cout.rdstate()) { std::cout.setstate(std::ios::failbit); }
+    Silence(const Silence&) = delete;
+    Silence& operator=(const Silence&) = delete;
+    ~Silence() { std::cout.clear(mState); }
+
+private:
+    std::ios::iostate mState;
+};
+
 /// Calls a function on the thread of a context, and hands its exception on to the caller.
 void runOnThreadOf(GstGLContext* context, const std::function<void()>& function)
 {
@@ -121,6 +136,17 @@ void GlAdapted::run(const std::function<void()>& work) const
     runOnThreadOf(mContext.get(), [&work] {
         const auto lock = turns().withOthers();
         const glsupport::StateGuard guard;
+        work();
+    });
+}
+
+void GlAdapted::compile(const std::function<void()>& work) const
+{
+    runOnThreadOf(mContext.get(), [&work] {
+        const auto lock = turns().alone();
+        const glsupport::StateGuard guard;
+        const Silence silence;
+        const glsupport::Compilation refusals;
         work();
     });
 }

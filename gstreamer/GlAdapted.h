@@ -13,8 +13,8 @@ namespace velmor::gstreamer {
 /// first one in a context adapts it. What adapts drivers is kept once for the process, and so it goes with the last one
 /// of all contexts.
 ///
-/// GLEW's entry points are variables of the process. They are written when the first element of a context begins, and
-/// when the last of all ends; at those moments the filters of all other contexts wait.
+/// GLEW's entry points are variables of the process. They are written when the first element of a context begins, when
+/// the last of all ends, and while shaders are compiled; at those moments the filters of all other contexts wait.
 ///
 /// An application that calls OpenGL through GLEW itself calls none of it at those moments. For contexts of its own it
 /// has to install glsupport::DriverAdapter again when the last element has stopped.
@@ -34,6 +34,12 @@ public:
     /// called on any thread.
     /// @throws whatever the work throws
     void run(const std::function<void()>& work) const;
+
+    /// Does some work that compiles shaders, likewise. The filters of all other contexts wait, and nothing is written
+    /// to the standard output, which may carry a stream.
+    /// @throws std::runtime_error  when the driver refuses a shader, saying why
+    /// @throws whatever the work throws
+    void compile(const std::function<void()>& work) const;
 
 private:
     std::shared_ptr<GstGLContext> mContext;

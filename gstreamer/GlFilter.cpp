@@ -135,6 +135,19 @@ struct Running
             adapted.run([this] { filter.reset(); });
     }
 
+    /// Makes the filter, where it is not the one yet.
+    void prepare(const GlOperator::Settings& settings, const GlOperator::Levels& levels)
+    {
+        const bool isThere = filter && filter->settings() == settings;
+        if (isThere && filter->isReadyFor(levels))
+            return;
+        adapted.compile([&] {
+            if (!isThere)
+                filter = std::make_unique<GlOperator>(settings);
+            filter->prepareFor(levels);
+        });
+    }
+
     GlAdapted adapted;
     std::unique_ptr<GlOperator> filter;
 };
@@ -324,13 +337,12 @@ gboolean filterTexture(GstGLFilter* base, GstGLMemory* source, GstGLMemory* resu
     State& state = stateOf(base);
     const cv::Size size(GST_VIDEO_INFO_WIDTH(&base->out_info), GST_VIDEO_INFO_HEIGHT(&base->out_info));
     const GlOperator::Settings wanted = nextSettings(base, size);
-    std::unique_ptr<GlOperator>& filter = state.running->filter;
+    const GlOperator::Levels levels = {state.wishes.levels.scale, state.wishes.levels.offset};
     try {
+        state.running->prepare(wanted, levels);
         state.running->adapted.run([&] {
-            if (!filter || !(filter->settings() == wanted))
-                filter = std::make_unique<GlOperator>(wanted);
-            filter->run(frameOf(source, base->inbuf, size), {state.wishes.levels.scale, state.wishes.levels.offset},
-                        gst_gl_memory_get_texture_id(result));
+            state.running->filter->run(frameOf(source, base->inbuf, size), levels,
+                                       gst_gl_memory_get_texture_id(result));
         });
         moveRegions(base->outbuf, base->inbuf, size, wanted.what->name == "FlipV");
         return TRUE;

@@ -5,9 +5,6 @@
 #include "glsupport/RectTexture.h"
 #include "gstreamer/GlLevels.h"
 
-#include <iostream>
-#include <mutex>
-
 namespace velmor::gstreamer {
 namespace {
 
@@ -17,26 +14,6 @@ using cvprocess::GpuStdShaders;
 using glsupport::RectTexture;
 
 constexpr GLenum kTarget = GL_TEXTURE_RECTANGLE_ARB;
-
-/// Keeps what filters print when they are made off the standard output, which may carry a stream.
-class Silence
-{
-public:
-    Silence() : mAlone(mutex()), mState(std::cout.rdstate()) { std::cout.setstate(std::ios::failbit); }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-    ~Silence() { std::cout.clear(mState); }
-
-private:
-    static std::mutex& mutex()
-    {
-        static std::mutex kept;
-        return kept;
-    }
-
-    std::lock_guard<std::mutex> mAlone; // one that began within another would keep the silence
-    std::ios::iostate mState;
-};
 
 /// Has a texture read as filters expect it, texel by texel. GStreamer's textures mix neighbours.
 class Nearest
@@ -103,12 +80,6 @@ bool givesRedAlone(const GlOperator::Settings& settings)
     return givesClasses(settings) || (settings.what->takes == Data::MOSAIC && settings.what->gives == Data::GREY);
 }
 
-std::unique_ptr<GpuStdShaders> makeFilter(const GlOperator::Settings& settings)
-{
-    const Silence silence;
-    return catalogue::makeGpu(settings.what->name, settings.values, givenOf(settings.models));
-}
-
 constexpr std::size_t kMostClasses = 11;
 
 /// Why a model cannot be one of a shader of models with so many components; empty where it can.
@@ -147,16 +118,37 @@ std::string GlOperator::Settings::shortfall() const
     return "";
 }
 
-GlOperator::GlOperator(const Settings& settings) : mSettings(settings), mFilter(makeFilter(settings)) {}
+GlOperator::GlOperator(const Settings& settings)
+    : mSettings(settings), mFilter(catalogue::makeGpu(settings.what->name, settings.values, givenOf(settings.models)))
+{
+}
 
 GlOperator::~GlOperator() = default;
+
+bool GlOperator::needs(const Levels& levels) const
+{
+    return levels.scale != 1 || levels.offset != 0 || givesRedAlone(mSettings);
+}
+
+bool GlOperator::isReadyFor(const Levels& levels) const
+{
+    return mLevels || !needs(levels);
+}
+
+void GlOperator::prepareFor(const Levels& levels)
+{
+    if (isReadyFor(levels))
+        return;
+    mValues = makeTexture(mSettings.size, RectTexture::RGBA32F);
+    mLevels = std::make_unique<GlLevels>();
+}
 
 void GlOperator::run(const GlFrame& source, const Levels& levels, unsigned result)
 {
     mSource = wholeRectangle(source);
     mResult = describe(result, mSettings.size);
     const Nearest nearest(mSource->getTexId());
-    if (levels.scale != 1 || levels.offset != 0 || givesRedAlone(mSettings))
+    if (needs(levels))
         runWithLevels(levels);
     else
         runOpaquely();
@@ -179,11 +171,6 @@ void GlOperator::runOpaquely()
 
 void GlOperator::runWithLevels(const Levels& levels)
 {
-    if (!mLevels) {
-        const Silence silence;
-        mValues = makeTexture(mSettings.size, RectTexture::RGBA32F);
-        mLevels = std::make_unique<GlLevels>();
-    }
     mLevels->params().scale = static_cast<float>(givesClasses(mSettings) ? levels.scale / 255 : levels.scale);
     mLevels->params().offset = static_cast<float>(levels.offset);
     mLevels->params().isGrey = givesRedAlone(mSettings);

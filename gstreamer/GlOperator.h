@@ -55,6 +55,7 @@ public:
         std::string shortfall() const;
     };
 
+    /// Compiles the operator's shader: see GlAdapted::compile().
     /// @throws std::invalid_argument  when the catalogue refuses the settings
     /// @throws std::runtime_error     when the driver has no room
     explicit GlOperator(const Settings& settings);
@@ -71,12 +72,21 @@ public:
         double offset = 0;
     };
 
+    /// Whether prepareFor() has nothing to do.
+    bool isReadyFor(const Levels& levels) const;
+
+    /// Compiles the shader of the levels where one is needed.
+    /// @throws std::runtime_error  when the driver has no room
+    void prepareFor(const Levels& levels);
+
     /// Filters a frame.
+    /// @param levels  that this isReadyFor()
     /// @param source  of the size of the settings; copied first where it is not the whole of a rectangle texture
     /// @param result  OpenGL's name of a rectangle texture of RGBA8
     void run(const GlFrame& source, const Levels& levels, unsigned result);
 
 private:
+    bool needs(const Levels& levels) const;
     void runOpaquely();
     void runWithLevels(const Levels& levels);
     core::cvdata::TextureGpu wholeRectangle(const GlFrame& source);

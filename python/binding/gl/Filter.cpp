@@ -2,8 +2,8 @@
 
 #include "catalogue/GpuFilters.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "glsupport/internal/Compilation.h"
 #include "python/binding/Docstrings.h"
-#include "python/binding/gl/Compilation.h"
 #include "python/binding/gl/Counters.h"
 #include "python/binding/gl/FilterParts.h"
 #include "python/binding/gl/Laplacian.h"
@@ -53,11 +53,9 @@ Filter::Filter(const std::string& name, const std::function<Made()>& maker)
     const std::string function = "gl." + name;
     mFilter = mContext->runAlone(function, [&] {
         checkDriver(function);
-        const Compilation failures;
+        const glsupport::Compilation failures;
         try {
-            Made made = maker();
-            checkLinked(programOf(*made));
-            return mContext->own(std::move(made));
+            return mContext->own(maker());
         } catch (const py::builtin_exception&) { // a ValueError, though it is a std::runtime_error
             throw;
         } catch (const std::runtime_error& error) {

@@ -261,6 +261,63 @@ TEST(GlFilterContext, WritesNothingOnStandardOutput)
     EXPECT_EQ(output.err, "");
 }
 
+// ---- A driver that refuses what is compiled or linked
+
+PFNGLGETSHADERIVPROC askOfShader = nullptr;
+PFNGLGETPROGRAMIVPROC askOfProgram = nullptr;
+
+void GLAPIENTRY refuseToCompile(GLuint shader, GLenum what, GLint* answer)
+{
+    askOfShader(shader, what, answer);
+    if (what == GL_COMPILE_STATUS)
+        *answer = GL_FALSE;
+}
+
+void GLAPIENTRY refuseToLink(GLuint program, GLenum what, GLint* answer)
+{
+    askOfProgram(program, what, answer);
+    if (what == GL_LINK_STATUS)
+        *answer = GL_FALSE;
+}
+
+/// What the element says when it needs another shader and gets none.
+/// @param change  of a property, which needs the shader
+std::string refusalOf(const std::function<void(GlHarness&)>& change, bool compiles)
+{
+    const cv::Mat picture = opaquePixels({16, 16}, 6);
+    GlHarness harness("velmorglfilter name=filter operator=FlipV");
+    EXPECT_SAME(harness.show(picture), upsideDown(picture));
+    const Owned<GstElement> filter = harness.element("filter");
+    Ear ear(filter.get());
+    change(harness);
+    askOfShader = __glewGetShaderiv;
+    askOfProgram = __glewGetProgramiv;
+    __glewGetShaderiv = compiles ? askOfShader : refuseToCompile;
+    __glewGetProgramiv = compiles ? refuseToLink : askOfProgram;
+    EXPECT_EQ(GST_FLOW_ERROR, gst_harness_push(harness.get(), bufferOf(picture, GST_VIDEO_FORMAT_RGBA, 64).release()));
+    __glewGetShaderiv = askOfShader;
+    __glewGetProgramiv = askOfProgram;
+    const Owned<GstMessage> message = ear.now(GST_MESSAGE_ERROR);
+    return message ? textOf(message.get()) : "nothing";
+}
+
+TEST(GlFilterContext, TellsOfAShaderThatTheDriverRefuses)
+{
+    const auto toNot = [](GlHarness& harness) {
+        harness.setByText("operator", "Not");
+    };
+    const auto toLevels = [](GlHarness& harness) {
+        harness.set("scale", 0.5);
+    };
+    const std::string compiles = " cannot filter frames: expected a shader that the driver compiles, got \"";
+    const std::string links = " cannot filter frames: expected a program that the driver links, got \"";
+    EXPECT_EQ(0, refusalOf(toNot, false).find("Not" + compiles));
+    EXPECT_EQ(0, refusalOf(toLevels, false).find("FlipV" + compiles));
+    EXPECT_EQ(0, refusalOf(toNot, true).find("Not" + links));
+    EXPECT_EQ(0, refusalOf(toLevels, true).find("FlipV" + links));
+    EXPECT_FALSE(isAdapted());
+}
+
 /// What a pipeline with the element says when OpenGL is to be of some interface alone.
 std::string refusalUnder(const char* api)
 {

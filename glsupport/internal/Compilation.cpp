@@ -1,15 +1,18 @@
-#include "python/binding/gl/Compilation.h"
+#include "glsupport/internal/Compilation.h"
+
+#include <GL/glew.h>
 
 #include <sstream>
 #include <stdexcept>
 #include <string>
 
-namespace velmor::python::gl {
+namespace velmor::glsupport {
 namespace {
 
-// One at a time: see Alone.
+// What was in their place before.
 PFNGLCOMPILESHADERPROC wrappedCompile = nullptr;
 PFNGLGETSHADERIVPROC wrapped = nullptr;
+PFNGLLINKPROGRAMPROC wrappedLink = nullptr;
 GLuint compiled = 0; ///< the shader that the manager will ask about next
 
 std::string infoLog(GLuint object, PFNGLGETSHADERIVPROC query, PFNGLGETSHADERINFOLOGPROC read)
@@ -62,24 +65,9 @@ void GLAPIENTRY getShaderiv(GLuint shader, GLenum name, GLint* value)
                                  infoLog(shader, wrapped, glGetShaderInfoLog) + "\" about" + numberedText(shader));
 }
 
-} // namespace
-
-Compilation::Compilation()
+void GLAPIENTRY linkProgram(GLuint program)
 {
-    wrappedCompile = __glewCompileShader;
-    wrapped = __glewGetShaderiv;
-    __glewCompileShader = compileShader;
-    __glewGetShaderiv = getShaderiv;
-}
-
-Compilation::~Compilation()
-{
-    __glewCompileShader = wrappedCompile;
-    __glewGetShaderiv = wrapped;
-}
-
-void checkLinked(GLuint program)
-{
+    wrappedLink(program);
     GLint linked = 0;
     glGetProgramiv(program, GL_LINK_STATUS, &linked);
     if (!linked)
@@ -87,4 +75,23 @@ void checkLinked(GLuint program)
                                  infoLog(program, glGetProgramiv, glGetProgramInfoLog) + '"');
 }
 
-} // namespace velmor::python::gl
+} // namespace
+
+Compilation::Compilation()
+{
+    wrappedCompile = __glewCompileShader;
+    wrapped = __glewGetShaderiv;
+    wrappedLink = __glewLinkProgram;
+    __glewCompileShader = compileShader;
+    __glewGetShaderiv = getShaderiv;
+    __glewLinkProgram = linkProgram;
+}
+
+Compilation::~Compilation()
+{
+    __glewCompileShader = wrappedCompile;
+    __glewGetShaderiv = wrapped;
+    __glewLinkProgram = wrappedLink;
+}
+
+} // namespace velmor::glsupport
