@@ -51,6 +51,7 @@ struct State
     Snapshot refused;                     ///< what has been told to be impossible
     SpareBuffers spares;                  ///< for results of frames that may not be written
     GstBuffer* source = nullptr;          ///< such a frame, while its result is made
+    bool takesCrops = false;              ///< whether frames have crops because the element said that it takes them
 };
 
 struct VelmorFilter
@@ -153,6 +154,12 @@ void applyMode(VelmorFilter* self, const FilterChoice& choice)
 {
     gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(self), givesNumbers(choice));
     gst_base_transform_set_in_place(GST_BASE_TRANSFORM(self), FilterRun::isInPlace(choice));
+}
+
+/// Whether frames go on to who comes next, with their crops.
+bool handsFramesOn(const FilterChoice& choice)
+{
+    return givesNumbers(choice) || FilterRun::isInPlace(choice);
 }
 
 void warn(VelmorFilter* self, const FilterChoice& refused, const std::string& why)
@@ -293,10 +300,15 @@ GstFlowReturn transformInPlace(GstBaseTransform* base, GstBuffer* frame)
 }
 
 /// GStreamer copies a frame that may not be written before it is filtered in place. Here the result goes to another
-/// buffer at once.
+/// buffer at once. A frame that goes on does so without its crop where only a former operator took crops.
 GstFlowReturn prepareOutput(GstBaseTransform* base, GstBuffer* frame, GstBuffer** result)
 {
     State& state = stateOf(base);
+    if (state.takesCrops && handsFramesOn(state.active) && gst_buffer_get_video_crop_meta(frame)) {
+        state.source = nullptr;
+        *result = cutOut(base, GST_VIDEO_FILTER(base)->in_info, frame);
+        return *result ? GST_FLOW_OK : refuseFrame(base, kNotAsTheCaps);
+    }
     const bool isWritable = gst_buffer_is_writable(frame) && gst_buffer_is_all_memory_writable(frame);
     state.source = nullptr;
     if (isWritable || !FilterRun::isInPlace(state.active))
@@ -401,8 +413,10 @@ gboolean decideAllocation(GstBaseTransform* base, GstQuery* query)
 
 gboolean proposeAllocation(GstBaseTransform* base, GstQuery* decided, GstQuery* query)
 {
+    State& state = stateOf(base);
+    state.takesCrops = decided && !takesMosaic(state.active);
     // GStreamer's class has no pools for mosaics; they are in no GstVideoMeta either.
-    if (decided && takesMosaic(stateOf(base).active))
+    if (decided && !state.takesCrops)
         return TRUE;
     if (decided)
         alignToCache(query);

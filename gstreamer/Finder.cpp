@@ -51,6 +51,7 @@ struct State
     bool begins = true; ///< whether the next frame follows none
     cv::Mat mask;
     bool draws = false;
+    bool takesCrops = false; ///< whether frames have crops because the element said that it takes them
 };
 
 struct VelmorFinder
@@ -256,7 +257,9 @@ gboolean proposeAllocation(GstBaseTransform* transform, GstQuery* asked, GstQuer
 {
     if (!parentOf(transform).propose_allocation(transform, asked, query))
         return FALSE;
-    if (!gst_base_transform_is_in_place(transform))
+    State& state = stateOf(transform);
+    state.takesCrops = !gst_base_transform_is_in_place(transform);
+    if (state.takesCrops)
         gst_query_add_allocation_meta(query, GST_VIDEO_CROP_META_API_TYPE, nullptr);
     return TRUE;
 }
@@ -274,19 +277,24 @@ void synchronise(GstBaseTransform* transform, GstBuffer* frame)
     followControllers(transform, transform->segment, frame);
 }
 
-/// A frame that goes on keeps its pixels: only what is said of it may have to be copied.
-GstFlowReturn prepareOutput(GstBaseTransform* transform, GstBuffer* in, GstBuffer** out)
-{
-    if (!gst_base_transform_is_in_place(transform))
-        return parentOf(transform).prepare_output_buffer(transform, in, out);
-    *out = gst_buffer_is_writable(in) ? in : gst_buffer_copy(in);
-    return *out ? GST_FLOW_OK : GST_FLOW_ERROR;
-}
-
 GstFlowReturn refuseFrame(GstBaseTransform* transform, const std::string& reason)
 {
     GST_ELEMENT_ERROR(transform, STREAM, FAILED, ("a frame cannot be searched: %s", reason.c_str()), (nullptr));
     return GST_FLOW_ERROR;
+}
+
+/// A frame that goes on keeps its pixels: only what is said of it may have to be copied. Its crop does not go on where
+/// it was for masks.
+GstFlowReturn prepareOutput(GstBaseTransform* transform, GstBuffer* in, GstBuffer** out)
+{
+    if (!gst_base_transform_is_in_place(transform))
+        return parentOf(transform).prepare_output_buffer(transform, in, out);
+    if (stateOf(transform).takesCrops && gst_buffer_get_video_crop_meta(in)) {
+        *out = cutOut(transform, GST_VIDEO_FILTER(transform)->in_info, in);
+        return *out ? GST_FLOW_OK : refuseFrame(transform, kNotAsTheCaps);
+    }
+    *out = gst_buffer_is_writable(in) ? in : gst_buffer_copy(in);
+    return *out ? GST_FLOW_OK : GST_FLOW_ERROR;
 }
 
 /// Searches a frame, and says why where that cannot be done.

@@ -204,4 +204,16 @@ void moveRegions(GstBuffer* result, GstBuffer* source, const cv::Size& size, boo
     gst_buffer_foreach_meta(result, moveRegion, &move);
 }
 
+GstBuffer* cutOut(GstBaseTransform* base, const GstVideoInfo& info, GstBuffer* frame)
+{
+    MappedFrame source(info, frame, GST_MAP_READ);
+    if (!source)
+        return nullptr;
+    GstBuffer* const result = gst_buffer_new_allocate(nullptr, GST_VIDEO_INFO_SIZE(&info), nullptr);
+    source.picture().copyTo(MappedFrame(info, result, GST_MAP_WRITE).picture());
+    GST_BASE_TRANSFORM_GET_CLASS(base)->copy_metadata(base, frame, result);
+    moveRegions(result, frame, source.picture().size());
+    return result;
+}
+
 } // namespace velmor::gstreamer

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <gst/base/gstbasetransform.h>
 #include <gst/video/video.h>
 #include <opencv2/core/mat.hpp>
 
@@ -83,6 +84,11 @@ bool isKept(const GstMeta& meta);
 /// @param size          of the result
 /// @param isUpsideDown  whether the result is the source upside down
 void moveRegions(GstBuffer* result, GstBuffer* source, const cv::Size& size, bool isUpsideDown = false);
+
+/// A frame of its own that shows the part that a frame's GstVideoCropMeta names, with what isKept(). The caller owns
+/// it.
+/// @return null where the frame is not as its caps say
+GstBuffer* cutOut(GstBaseTransform* base, const GstVideoInfo& info, GstBuffer* frame);
 
 /// A picture of three or four channels with red in channel 0: itself where it is there already, otherwise a copy.
 /// @param scratch  for the copy, so that its memory is taken once

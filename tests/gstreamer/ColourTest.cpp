@@ -435,6 +435,23 @@ TEST_F(Colour, WorksBehindVideocrop)
     }
 }
 
+TEST_F(Colour, HandsNoCropsOnThatOnlyMasksTook)
+{
+    const cv::Rect part(20, 0, 47, 41);
+    Harness harness("videocrop left=20 ! " + launch("output=mask"));
+    const Owned<GstElement> element = harness.element("tested");
+    expectPictures(harness, GST_VIDEO_FORMAT_RGB, scene().size());
+    EXPECT_TRUE(pass(harness, scene(), GST_VIDEO_FORMAT_RGB));
+    gst_util_set_object_arg(G_OBJECT(element.get()), "output", "picture");
+    for (int i = 0; i < 3; ++i) {
+        const Owned<GstBuffer> result = pass(harness, scene(), GST_VIDEO_FORMAT_RGB);
+        ASSERT_TRUE(result);
+        EXPECT_FALSE(gst_buffer_get_video_crop_meta(result.get()));
+        EXPECT_EQ(0, cv::norm(shown(harness, result.get(), CV_8UC3), scene()(part), cv::NORM_INF));
+        EXPECT_EQ((std::vector<cv::Rect>{kSecond - part.tl()}), boxesOf(regionsOf(result.get(), "velmor-blob")));
+    }
+}
+
 TEST_F(Colour, TakesPicturesOfAnySize)
 {
     for (const cv::Size size : {cv::Size(1, 1), {2, 2}, {1, 50}, {50, 1}, {3, 3}, {5, 2}})

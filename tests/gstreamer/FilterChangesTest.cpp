@@ -8,6 +8,7 @@
 #include <opencv2/core.hpp>
 
 #include <thread>
+#include <tuple>
 
 namespace velmor::tests {
 namespace {
@@ -65,6 +66,35 @@ TEST(FilterChanges, OfNumbersCountFromTheNextFrameOn)
     EXPECT_EQ(std::vector<int>({255, 255, 255}), pixelThrough(filter.harness, {10, 20, 30}));
     filter.set("offset", "0");
     EXPECT_EQ(std::vector<int>({0, 0, 0}), pixelThrough(filter.harness, {10, 20, 30}));
+}
+
+TEST(FilterChanges, HandNoCropsOnThatOnlyTheFormerOperatorTook)
+{
+    const cv::Rect part(4, 3, 12, 5);
+    cv::Mat picture(8, 16, CV_8UC3);
+    cv::RNG(5).fill(picture, cv::RNG::UNIFORM, 0, 256);
+    for (const std::string name : {"Not", "ColorHistShader"}) { // which hand frames on: filtered, or as they are
+        SCOPED_TRACE(name);
+        Harness harness("videocrop left=4 top=3 ! velmorfilter name=filter operator=Laplacian");
+        const Owned<GstElement> filter = harness.element("filter");
+        harness.setCaps("video/x-raw,format=RGB", picture.size());
+        EXPECT_TRUE(harness.filter(bufferOf(picture, GST_VIDEO_FORMAT_RGB, 48)));
+        gst_util_set_object_arg(G_OBJECT(filter.get()), "operator", name.c_str());
+        for (int i = 0; i < 3; ++i) {
+            Owned<GstBuffer> frame = bufferOf(picture, GST_VIDEO_FORMAT_RGB, 48);
+            gst_buffer_add_video_region_of_interest_meta(frame.get(), "face", 6, 4, 3, 2);
+            const Owned<GstBuffer> result = harness.filter(std::move(frame));
+            ASSERT_TRUE(result);
+            EXPECT_FALSE(gst_buffer_get_video_crop_meta(result.get()));
+            const Owned<GstCaps> caps(gst_pad_get_current_caps(harness.get()->sinkpad));
+            const cv::Mat expected = name == "Not" ? cv::Mat(~picture(part)) : picture(part);
+            EXPECT_EQ(0, cv::norm(pictureOf(result.get(), caps.get(), CV_8UC3), expected, cv::NORM_INF));
+            const auto* const region = reinterpret_cast<GstVideoRegionOfInterestMeta*>(
+                gst_buffer_get_meta(result.get(), GST_VIDEO_REGION_OF_INTEREST_META_API_TYPE));
+            ASSERT_TRUE(region);
+            EXPECT_EQ(std::tuple(2U, 1U, 3U, 2U), std::tuple(region->x, region->y, region->w, region->h));
+        }
+    }
 }
 
 TEST(FilterChanges, ThatNobodyAroundHasAFormatForAreRefusedOnce)
