@@ -1,6 +1,7 @@
 #include "gstreamer/Filter.h"
 
 #include "gstreamer/FilterCaps.h"
+#include "gstreamer/FilterChanges.h"
 #include "gstreamer/FilterNumbers.h"
 #include "gstreamer/FilterRun.h"
 #include "gstreamer/FilterSettings.h"
@@ -11,13 +12,12 @@
 #include <gst/video/gstvideofilter.h>
 
 #include <atomic>
+#include <mutex>
 #include <stdexcept>
 #include <utility>
 
 namespace velmor::gstreamer {
 namespace {
-
-using Snapshot = FilterSettings::Snapshot;
 
 enum Property : guint
 {
@@ -38,20 +38,12 @@ struct State
     std::atomic<bool> postsMessages = true;
 
     std::mutex loading; ///< held while files are read, by whoever sets their names or starts the element
-    std::mutex mutex;   ///< of the next three
-    bool isStarted = false;
-    FilterChoice active; ///< what frames go through
-    FilterChoice wanted; ///< what caps are told of: differs while upstream is asked for another format
+    FilterChanges changes{settings};
 
     // Of the streaming thread.
-    Snapshot tried;                 ///< what was last asked for of the active choice
-    std::unique_ptr<FilterRun> run; ///< the last of what was tried that could be made; none where numbers are given
-    Snapshot wantedSnapshot;        ///< what is wanted, where upstream is asked for another format
-    std::unique_ptr<FilterRun> wantedRun; ///< made of it beforehand, so that it cannot fail when that format comes
-    Snapshot refused;                     ///< what has been told to be impossible
-    SpareBuffers spares;                  ///< for results of frames that may not be written
-    GstBuffer* source = nullptr;          ///< such a frame, while its result is made
-    bool takesCrops = false;              ///< whether frames have crops because the element said that it takes them
+    SpareBuffers spares;         ///< for results of frames that may not be written
+    GstBuffer* source = nullptr; ///< such a frame, while its result is made
+    bool takesCrops = false;     ///< whether frames have crops because the element said that it takes them
 };
 
 struct VelmorFilter
@@ -79,18 +71,12 @@ GstBaseTransformClass& baseClass()
 
 // ---- Properties
 
-bool isStarted(State& state)
-{
-    const std::lock_guard lock(state.mutex);
-    return state.isStarted;
-}
-
 void setModels(VelmorFilter* self, const std::vector<std::string>& files)
 {
     State& state = *self->state;
     try {
         const std::lock_guard loading(state.loading);
-        state.settings.setModels(files, isStarted(state) ? loadModels(files) : Models());
+        state.settings.setModels(files, state.changes.isStarted() ? loadModels(files) : Models());
     } catch (const FileError& error) {
         error.warn(GST_ELEMENT(self)); // and the former models stay
     }
@@ -141,96 +127,17 @@ void getProperty(GObject* object, guint id, GValue* value, GParamSpec*)
 
 // ---- What is done to frames
 
-/// Makes what frames go through: nothing where numbers are given.
-/// @throws std::invalid_argument  when the models do not fit
-std::unique_ptr<FilterRun> make(const Snapshot& snapshot)
-{
-    if (givesNumbers(snapshot.choice))
-        return nullptr;
-    return std::make_unique<FilterRun>(snapshot.choice, snapshot.values, snapshot.models);
-}
-
-void applyMode(VelmorFilter* self, const FilterChoice& choice)
-{
-    gst_base_transform_set_passthrough(GST_BASE_TRANSFORM(self), givesNumbers(choice));
-    gst_base_transform_set_in_place(GST_BASE_TRANSFORM(self), FilterRun::isInPlace(choice));
-}
-
 /// Whether frames go on to who comes next, with their crops.
 bool handsFramesOn(const FilterChoice& choice)
 {
     return givesNumbers(choice) || FilterRun::isInPlace(choice);
 }
 
-void warn(VelmorFilter* self, const FilterChoice& refused, const std::string& why)
-{
-    GST_ELEMENT_WARNING(self, RESOURCE, SETTINGS, ("%s cannot be used: %s", refused.what->name.c_str(), why.c_str()),
-                        ("The operator stays %s as it was.", self->state->active.what->name.c_str()));
-}
-
-void setChoices(State& state, const FilterChoice& active, const FilterChoice& wanted)
-{
-    const std::lock_guard lock(state.mutex);
-    state.active = active;
-    state.wanted = wanted;
-}
-
-/// Follows the property "operator", before a frame. Where it needs other caps upstream is asked for them, and until
-/// they come the former operator goes on.
-void followChoice(VelmorFilter* self)
-{
-    State& state = *self->state;
-    const FilterChoice choice = state.settings.choice();
-    if (choice == state.wanted) {
-        state.refused = Snapshot();
-        return;
-    }
-    const Snapshot snapshot = state.settings.snapshotOf(choice);
-    if (snapshot == state.refused)
-        return;
-    state.refused = snapshot;
-    try {
-        std::unique_ptr<FilterRun> run = make(snapshot);
-        if (fitsNow(choice, GST_BASE_TRANSFORM(self))) {
-            setChoices(state, choice, choice);
-            state.run = std::move(run);
-            state.tried = snapshot;
-            applyMode(self, choice);
-            gst_base_transform_reconfigure_src(GST_BASE_TRANSFORM(self));
-        } else if (couldFit(choice, GST_BASE_TRANSFORM(self))) {
-            setChoices(state, state.active, choice);
-            state.wantedRun = std::move(run);
-            state.wantedSnapshot = snapshot;
-            gst_base_transform_reconfigure_sink(GST_BASE_TRANSFORM(self));
-        } else {
-            return warn(self, choice, "the elements around it have no format for it");
-        }
-        state.refused = Snapshot();
-    } catch (const std::invalid_argument& error) {
-        warn(self, choice, error.what());
-    }
-}
-
-/// Makes the filter anew where properties have changed.
-void followSettings(VelmorFilter* self)
-{
-    State& state = *self->state;
-    Snapshot snapshot = state.settings.snapshotOf(state.active);
-    if (snapshot == state.tried)
-        return;
-    state.tried = snapshot;
-    try {
-        state.run = make(snapshot);
-    } catch (const std::invalid_argument& error) {
-        warn(self, snapshot.choice, error.what());
-    }
-}
-
 GstFlowReturn submit(GstBaseTransform* base, gboolean isDiscontinuous, GstBuffer* frame)
 {
     followControllers(base, base->segment, frame);
     if (gst_pad_has_current_caps(base->sinkpad))
-        followChoice(reinterpret_cast<VelmorFilter*>(base));
+        stateOf(base).changes.followChoice(base);
     return baseClass().submit_input_buffer(base, isDiscontinuous, frame);
 }
 
@@ -242,57 +149,57 @@ GstFlowReturn refuseFrame(GstBaseTransform* base, const char* why)
 
 GstFlowReturn transform(GstBaseTransform* base, GstBuffer* from, GstBuffer* to)
 {
-    auto* const self = reinterpret_cast<VelmorFilter*>(base);
-    const GstVideoInfo& in = self->base.in_info;
-    const GstVideoInfo& out = self->base.out_info;
-    followSettings(self);
+    State& state = stateOf(base);
+    const GstVideoInfo& in = GST_VIDEO_FILTER(base)->in_info;
+    const GstVideoInfo& out = GST_VIDEO_FILTER(base)->out_info;
+    state.changes.followSettings(base);
     MappedFrame source(in, from, GST_MAP_READ);
     MappedFrame result(out, to, GST_MAP_WRITE);
     if (!source || !result)
         return refuseFrame(base, kNotAsTheCaps);
-    const State& state = *self->state;
     try {
-        state.run->run(source.picture(), formatOf(GST_VIDEO_INFO_FORMAT(&in)), result.picture(),
-                       formatOf(GST_VIDEO_INFO_FORMAT(&out)), state.settings.toBytes());
+        state.changes.run().run(source.picture(), formatOf(GST_VIDEO_INFO_FORMAT(&in)), result.picture(),
+                                formatOf(GST_VIDEO_INFO_FORMAT(&out)), state.settings.toBytes());
     } catch (const std::exception& error) {
         return refuseFrame(base, error.what());
     }
-    moveRegions(to, from, result.picture().size(), state.active.what->name == "FlipV");
+    moveRegions(to, from, result.picture().size(), state.changes.active().what->name == "FlipV");
     return GST_FLOW_OK;
 }
 
-GstFlowReturn findNumbers(VelmorFilter* self, GstBuffer* frame)
+GstFlowReturn findNumbers(GstBaseTransform* base, GstBuffer* frame)
 {
-    State& state = *self->state;
-    const GstVideoInfo& info = self->base.in_info;
+    State& state = stateOf(base);
+    const FilterChoice& choice = state.changes.active();
+    const GstVideoInfo& info = GST_VIDEO_FILTER(base)->in_info;
     MappedFrame mapped(info, frame, GST_MAP_READ);
     if (!mapped)
-        return refuseFrame(GST_BASE_TRANSFORM(self), kNotAsTheCaps);
-    state.numbers.find(state.active, state.settings.snapshotOf(state.active).values, mapped.picture(),
+        return refuseFrame(base, kNotAsTheCaps);
+    state.numbers.find(choice, state.settings.snapshotOf(choice).values, mapped.picture(),
                        formatOf(GST_VIDEO_INFO_FORMAT(&info)));
     if (state.postsMessages) {
-        GstStructure* const message = describe("velmorfilter", GST_BASE_TRANSFORM(self)->segment, frame);
-        state.numbers.describe(state.active, message);
-        post(GST_ELEMENT(self), message);
+        GstStructure* const message = describe("velmorfilter", base->segment, frame);
+        state.numbers.describe(choice, message);
+        post(GST_ELEMENT(base), message);
     }
     return GST_FLOW_OK;
 }
 
 GstFlowReturn transformInPlace(GstBaseTransform* base, GstBuffer* frame)
 {
-    auto* const self = reinterpret_cast<VelmorFilter*>(base);
-    if (givesNumbers(self->state->active))
-        return findNumbers(self, frame);
-    if (GstBuffer* const source = std::exchange(self->state->source, nullptr))
+    State& state = stateOf(base);
+    if (givesNumbers(state.changes.active()))
+        return findNumbers(base, frame);
+    if (GstBuffer* const source = std::exchange(state.source, nullptr))
         return transform(base, source, frame);
-    followSettings(self);
-    const GstVideoInfo& info = self->base.in_info;
+    state.changes.followSettings(base);
+    const GstVideoInfo& info = GST_VIDEO_FILTER(base)->in_info;
     MappedFrame mapped(info, frame, GST_MAP_READWRITE);
     if (!mapped)
         return refuseFrame(base, kNotAsTheCaps);
     const Format format = formatOf(GST_VIDEO_INFO_FORMAT(&info));
     try {
-        self->state->run->run(mapped.picture(), format, mapped.picture(), format, self->state->settings.toBytes());
+        state.changes.run().run(mapped.picture(), format, mapped.picture(), format, state.settings.toBytes());
     } catch (const std::exception& error) {
         return refuseFrame(base, error.what());
     }
@@ -304,14 +211,13 @@ GstFlowReturn transformInPlace(GstBaseTransform* base, GstBuffer* frame)
 GstFlowReturn prepareOutput(GstBaseTransform* base, GstBuffer* frame, GstBuffer** result)
 {
     State& state = stateOf(base);
-    if (state.takesCrops && handsFramesOn(state.active) && gst_buffer_get_video_crop_meta(frame)) {
-        state.source = nullptr;
+    state.source = nullptr;
+    if (state.takesCrops && handsFramesOn(state.changes.active()) && gst_buffer_get_video_crop_meta(frame)) {
         *result = cutOut(base, GST_VIDEO_FILTER(base)->in_info, frame);
         return *result ? GST_FLOW_OK : refuseFrame(base, kNotAsTheCaps);
     }
     const bool isWritable = gst_buffer_is_writable(frame) && gst_buffer_is_all_memory_writable(frame);
-    state.source = nullptr;
-    if (isWritable || !FilterRun::isInPlace(state.active))
+    if (isWritable || !FilterRun::isInPlace(state.changes.active()))
         return baseClass().prepare_output_buffer(base, frame, result);
     const GstFlowReturn flow = state.spares.take(result);
     if (flow != GST_FLOW_OK)
@@ -330,13 +236,7 @@ gboolean start(GstBaseTransform* base)
         const std::lock_guard loading(state.loading);
         const std::vector<std::string> files = state.settings.modelFiles();
         state.settings.setModels(files, loadModels(files));
-        const FilterChoice choice = state.settings.choice();
-        state.tried = state.settings.snapshotOf(choice);
-        state.run = make(state.tried);
-        state.refused = Snapshot();
-        setChoices(state, choice, choice);
-        const std::lock_guard lock(state.mutex);
-        state.isStarted = true;
+        state.changes.start();
         return TRUE;
     } catch (const FileError& error) {
         error.post(GST_ELEMENT(base));
@@ -350,30 +250,14 @@ gboolean start(GstBaseTransform* base)
 gboolean stop(GstBaseTransform* base)
 {
     State& state = stateOf(base);
-    state.run.reset();
-    state.wantedRun.reset();
+    state.changes.stop();
     state.spares.clear();
-    const std::lock_guard lock(state.mutex);
-    state.isStarted = false;
     return TRUE;
-}
-
-/// The choice that the caps of a pad go with. Frames go through the former operator as long as they come in the caps
-/// of before, or in others that the wanted one does not take.
-FilterChoice choiceFor(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps)
-{
-    State& state = stateOf(base);
-    const bool comesIn = direction == GST_PAD_SINK && gst_caps_is_fixed(caps);
-    const bool isSame = comesIn && comesNow(base, caps);
-    const std::lock_guard lock(state.mutex);
-    if (!state.isStarted)
-        return state.settings.choice();
-    return isSame || (comesIn && !takes(state.wanted, caps)) ? state.active : state.wanted;
 }
 
 GstCaps* transformCapsOf(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps, GstCaps* filter)
 {
-    GstCaps* const result = transformCaps(choiceFor(base, direction, caps), direction, caps);
+    GstCaps* const result = transformCaps(stateOf(base).changes.choiceFor(base, direction, caps), direction, caps);
     if (!filter)
         return result;
     GstCaps* const filtered = gst_caps_intersect_full(filter, result, GST_CAPS_INTERSECT_FIRST);
@@ -384,25 +268,18 @@ GstCaps* transformCapsOf(GstBaseTransform* base, GstPadDirection direction, GstC
 GstCaps* fixateCaps(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps, GstCaps* others)
 {
     if (direction == GST_PAD_SINK)
-        return fixateNearest(choiceFor(base, direction, caps), caps, others);
+        return fixateNearest(stateOf(base).changes.choiceFor(base, direction, caps), caps, others);
     return gst_caps_fixate(others);
 }
 
 gboolean setCaps(GstBaseTransform* base, GstCaps* in, GstCaps* out)
 {
-    auto* const self = reinterpret_cast<VelmorFilter*>(base);
-    State& state = *self->state;
-    if (state.active != state.wanted && leads(state.wanted, in, out)) {
-        setChoices(state, state.wanted, state.wanted);
-        state.run = std::move(state.wantedRun);
-        state.tried = state.wantedSnapshot;
-    }
-    self->base.negotiated =
-        leads(state.active, in, out) && readCaps(self->base.in_info, in) && readCaps(self->base.out_info, out);
-    applyMode(self, state.active);
-    state.spares.set(out, self->base.out_info);
-    state.refused = Snapshot(); // what was impossible may be possible now
-    return self->base.negotiated;
+    GstVideoFilter& filter = *GST_VIDEO_FILTER(base);
+    State& state = stateOf(base);
+    filter.negotiated =
+        state.changes.settle(base, in, out) && readCaps(filter.in_info, in) && readCaps(filter.out_info, out);
+    state.spares.set(out, filter.out_info);
+    return filter.negotiated;
 }
 
 gboolean decideAllocation(GstBaseTransform* base, GstQuery* query)
@@ -414,7 +291,7 @@ gboolean decideAllocation(GstBaseTransform* base, GstQuery* query)
 gboolean proposeAllocation(GstBaseTransform* base, GstQuery* decided, GstQuery* query)
 {
     State& state = stateOf(base);
-    state.takesCrops = decided && !takesMosaic(state.active);
+    state.takesCrops = decided && !takesMosaic(state.changes.active());
     // GStreamer's class has no pools for mosaics; they are in no GstVideoMeta either.
     if (decided && !state.takesCrops)
         return TRUE;
