@@ -395,6 +395,8 @@ const Rival kRivals[] = {
      "video/x-raw,format=RGB", CV_8UC3},
     {"edges on textures", "glupload ! glcolorconvert ! velmorglfilter operator=GRAY2Sobel ! gldownload",
      "gleffects_sobel", "glupload ! glcolorconvert ! gleffects_sobel ! gldownload", "video/x-raw,format=RGBA", CV_8UC4},
+    {"a flip on textures", "glupload ! velmorglfilter operator=FlipV ! gldownload", "gleffects_identity",
+     "glupload ! glcolorconvert ! gleffects_identity ! gldownload", "video/x-raw,format=RGBA", CV_8UC4},
 };
 
 Comparison besideGStreamer(const Rival& what, const Size& size)

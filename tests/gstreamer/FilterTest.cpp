@@ -169,7 +169,7 @@ TEST(Filter, SeesNoSeamsWhereItWorksInBands)
     // As many pixels as several bands have, and an odd number of rows.
     for (const Case& each : kCases) {
         SCOPED_TRACE(each.launch);
-        const Layout& layout = layoutOf(each.layouts.size() == 1 ? each.layouts.front() : "BGR");
+        const Layout layout = layoutOf(each.layouts.size() == 1 ? each.layouts.front() : "BGR");
         expectResult(each.launch, *catalogue::makeNative(each.name, each.values),
                      randomPicture({641, 467}, layout.type), layout, each.given, each.bytes);
     }
