@@ -71,6 +71,7 @@ class BuildWithCMake(build_ext):
                 "-DCMAKE_BUILD_TYPE=Release",
                 "-DVELMOR_BUILD_TESTS=OFF",
                 "-DVELMOR_BUILD_EXAMPLES=OFF",
+                "-DVELMOR_BUILD_GSTREAMER=OFF",
                 "-DVELMOR_BUILD_WHEEL=ON",
                 f"-DPython3_EXECUTABLE={sys.executable}",
             )

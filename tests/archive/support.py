@@ -113,6 +113,11 @@ def start(videos: Path, out: Path, *options: object, **more: str) -> subprocess.
                             start_new_session=True)
 
 
+def own_words(errors: str) -> str:
+    """Leave out what Dask says of its own, which differs from version to version."""
+    return "".join(line for line in errors.splitlines(True) if " - distributed." not in line)
+
+
 def parts(out: Path) -> list[Path]:
     """Give the parts that are done."""
     return list((out / "parts").glob("[!.]*.npy"))

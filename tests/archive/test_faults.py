@@ -11,8 +11,8 @@ from pathlib import Path
 
 import numpy as np
 import pytest
-from support import (PATIENCE, Relay, children, command, environment, is_alive, make_archive, parts,
-                     run, scheduler, start, until, worker, write_video)
+from support import (PATIENCE, Relay, children, command, environment, is_alive, make_archive,
+                     own_words, parts, run, scheduler, start, until, worker, write_video)
 
 COUNT, LENGTH = 6, 60
 OPTIONS = ("--chain", "MotionSegment", "--chunk", 4)
@@ -71,7 +71,7 @@ def test_killed_client_is_started_again(archive: tuple[Path, bytes], tmp_path: P
         assert process.returncode == -by
     else:
         assert process.returncode == 128 + by
-        assert err == "archive_on_dask: stopped; start it again to go on\n"
+        assert own_words(err) == "archive_on_dask: stopped; start it again to go on\n"
     assert not (out / "table.csv").exists()
     until(lambda: not any(map(is_alive, workers)), "the end of the workers")
     done = {part: part.stat().st_mtime_ns for part in parts(out)}
@@ -175,7 +175,7 @@ def test_full_disk(archive: tuple[Path, bytes], tmp_path: Path) -> None:
     again = " ".join(command(archive[0], tmp_path / "out", *OPTIONS, "--workers", 2))
     done = subprocess.run([*apart, "bash", "-c", FULL_DISK, "full", tmp_path, again],
                           capture_output=True, env=environment(), timeout=2 * PATIENCE, check=False)
-    said = done.stderr.decode()
+    said = own_words(done.stderr.decode())
     assert done.returncode == 0, said
     assert re.fullmatch(f"archive_on_dask: cannot write in '{tmp_path}/out': No space left on"
                         " device, on .+\ncode 1\n", said)
