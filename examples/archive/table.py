@@ -30,7 +30,7 @@ def _cells(rows: NDArray[np.void], name: str) -> list[list[Any]]:
     """Give the cells of a field, by row; what a row has not is empty."""
     cells: list[list[Any]] = rows[name].reshape(len(rows), -1).tolist()
     if name not in IN_ALL_FRAMES:
-        numbers: list[int] = rows["number"].tolist()
+        numbers: Any = rows["number"].tolist()
         return [cell if number >= 0 else [""] for cell, number in zip(cells, numbers)]
     return [["" if value != value else value for value in cell] for cell in cells]
 

@@ -128,8 +128,9 @@ def main() -> int:
         return has_begun and joined.push_event(Gst.Event.new_eos())
 
     code = Run(pipeline, stop)()
+    if first.exists() and first.stat().st_size == 0:  # no picture has come
+        first.unlink()
     if not has_begun:
-        first.unlink(missing_ok=True)
         fail(f"wrote nothing: no picture came from {arguments.camera} or {arguments.operator}")
     return code
 
