@@ -32,13 +32,16 @@ std::vector<catalogue::Parameter> parametersOf(const FinderElement& what)
 struct State
 {
     explicit State(const FinderElement& element)
-        : what(element), parameters(parametersOf(what)), output(what.outputs[0].value), finder(what.make())
+        : what(element), parameters(parametersOf(what)), output(what.outputs[0].value), told(output.load()),
+          finder(what.make())
     {
     }
 
     const FinderElement& what;
     Parameters parameters;
     std::atomic<gint> output;
+    std::atomic<gint> told; ///< what caps are told of: changes between frames alone, as one query asks more than once
+    std::atomic<bool> isStarted = false;
     std::atomic<bool> postsMessages = true;
 
     std::mutex mutex; // for what follows
@@ -82,8 +85,9 @@ void setProperty(GObject* object, guint id, const GValue* value, GParamSpec*)
 {
     State& state = stateOf(object);
     if (id == OUTPUT) {
-        if (state.output.exchange(g_value_get_enum(value)) != g_value_get_enum(value))
-            gst_base_transform_reconfigure_src(GST_BASE_TRANSFORM(object));
+        state.output = g_value_get_enum(value);
+        if (!state.isStarted)
+            state.told = g_value_get_enum(value);
     } else if (id == POST_MESSAGES) {
         state.postsMessages = g_value_get_boolean(value);
     } else if (id == FILE_NAME) {
@@ -150,7 +154,8 @@ void refuseFile(GstElement* element, const std::string& property, const std::str
         GST_ELEMENT_ERROR(element, RESOURCE, READ, ("%s", reason.c_str()), ("property %s", property.c_str()));
 }
 
-gboolean start(GstBaseTransform* transform)
+/// Reads the file, if there is one. Says why where that cannot be done.
+bool open(GstBaseTransform* transform)
 {
     State& state = stateOf(transform);
     state.size = {};
@@ -161,17 +166,35 @@ gboolean start(GstBaseTransform* transform)
         file = state.file;
     }
     if (!state.what.file)
-        return TRUE;
+        return true;
     try {
         if (!file.empty()) {
             state.finder->open(file);
-            return TRUE;
+            return true;
         }
     } catch (const std::exception& error) {
         reason = error.what();
     }
     refuseFile(GST_ELEMENT(transform), state.what.file, file, reason);
-    return FALSE;
+    return false;
+}
+
+gboolean start(GstBaseTransform* transform)
+{
+    if (!open(transform))
+        return FALSE;
+    State& state = stateOf(transform);
+    state.isStarted = true;
+    state.told = state.output.load();
+    return TRUE;
+}
+
+gboolean stop(GstBaseTransform* transform)
+{
+    State& state = stateOf(transform);
+    state.isStarted = false;
+    state.told = state.output.load();
+    return TRUE;
 }
 
 /// After a flush frames do not follow those before.
@@ -201,7 +224,7 @@ GstCaps* transformCaps(GstBaseTransform* transform, GstPadDirection direction, G
 {
     GstCaps* const pictures = capsOf(stateOf(transform).what.takes);
     GstCaps* result = nullptr;
-    if (stateOf(transform).output == MASK) {
+    if (stateOf(transform).told == MASK) {
         GstCaps* const masks = capsOf({formatOf(GST_VIDEO_FORMAT_GRAY8)});
         const bool comesIn = direction == GST_PAD_SINK;
         result = withFormatsOf(comesIn ? masks : pictures, gst_caps_intersect(caps, comesIn ? pictures : masks));
@@ -272,6 +295,16 @@ gboolean transformMeta(GstBaseTransform*, GstBuffer*, GstMeta* meta, GstBuffer*)
 
 // ---- Frames
 
+/// Follows the property "output", before a frame: the base class asks for the caps that go with it.
+GstFlowReturn submit(GstBaseTransform* transform, gboolean isDiscontinuous, GstBuffer* frame)
+{
+    State& state = stateOf(transform);
+    const gint output = state.output;
+    if (state.told.exchange(output) != output)
+        gst_base_transform_reconfigure_src(transform);
+    return parentOf(transform).submit_input_buffer(transform, isDiscontinuous, frame);
+}
+
 void synchronise(GstBaseTransform* transform, GstBuffer* frame)
 {
     followControllers(transform, transform->segment, frame);
@@ -334,9 +367,7 @@ void tell(GstBaseTransform* transform, GstBuffer* buffer, Findings findings)
 GstFlowReturn transformInPlace(GstBaseTransform* transform, GstBuffer* buffer)
 {
     State& state = stateOf(transform);
-    const gint output = state.output;
-    if (output != MASK) // which comes when the caps have changed
-        state.draws = output == OVERLAY;
+    state.draws = state.told == OVERLAY;
     const GstVideoInfo& info = GST_VIDEO_FILTER(transform)->in_info;
     state.mask.create(state.size, CV_8UC1);
     Findings findings;
@@ -410,6 +441,8 @@ void initClass(gpointer type, gpointer data)
 
     GstBaseTransformClass* const transform = GST_BASE_TRANSFORM_CLASS(type);
     transform->start = start;
+    transform->stop = stop;
+    transform->submit_input_buffer = submit;
     transform->sink_event = sinkEvent;
     transform->transform_caps = transformCaps;
     transform->set_caps = setCaps;
