@@ -7,6 +7,7 @@ import os
 import subprocess
 import sys
 import threading
+import time
 from collections.abc import Iterator
 from contextlib import contextmanager
 
@@ -17,6 +18,7 @@ import velmor
 from support import PATIENCE, in_child, random_picture
 
 THREADS = 4
+OTHERS = 2  # the thread that calls and the one that watches
 
 # Large enough for a call to use several threads.
 PICTURE = random_picture(1080, 1920, 3)
@@ -55,8 +57,11 @@ def is_right() -> bool:
     return np.array_equal(velmor.not_(PICTURE), COMPLEMENT)
 
 
-def threads_seen() -> int:
-    """Give how many threads this process has at most while operators work."""
+def threads_seen(enough: int = THREADS - 1) -> int:
+    """Give how many threads this process has at most while operators work.
+
+    On a busy machine the last of them may begin late: calls go on for it.
+    """
     picture, most, done = random_picture(1080, 1920, 3, dtype=np.float32), 0, threading.Event()
 
     def watch() -> None:
@@ -66,11 +71,13 @@ def threads_seen() -> int:
 
     watcher = threading.Thread(target=watch)
     watcher.start()
-    for _ in range(30):
+    calls, end = 0, time.monotonic() + PATIENCE / 3
+    while calls < 30 or (most - OTHERS < enough and time.monotonic() < end):
         velmor.bgr2hsv(picture)
+        calls += 1
     done.set()
     watcher.join()
-    return most - 2  # without this thread and the watcher
+    return most - OTHERS
 
 
 def right_in_threads() -> bool:
@@ -103,7 +110,7 @@ def test_a_child_keeps_the_number_of_threads_and_sets_its_own():
         after = velmor.get_num_threads()
         right = is_right()
         velmor.set_num_threads(1)
-        return before, after, right, threads_seen()
+        return before, after, right, threads_seen(enough=0)
 
     assert in_child(numbers) == (THREADS, 2, True, 0)
     assert velmor.get_num_threads() == THREADS
@@ -152,12 +159,14 @@ def test_a_child_of_a_parent_that_sets_threads_meanwhile():
 
 
 def test_a_child_of_a_child():
-    def grandchild() -> bool:
+    def child() -> tuple[bool, bool, int]:
         with at_work():
-            return (is_right() and in_child(right_in_threads)
-                    and in_child(threads_seen) >= THREADS - 1)
+            return is_right(), in_child(right_in_threads), in_child(threads_seen)
 
-    assert in_child(grandchild)
+    right, right_in_its_child, seen = in_child(child)
+    assert right
+    assert right_in_its_child
+    assert seen >= THREADS - 1
 
 
 def test_the_parent_goes_on():
