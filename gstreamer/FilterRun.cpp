@@ -1,6 +1,7 @@
 #include "gstreamer/FilterRun.h"
 
 #include "catalogue/NativeFilters.h"
+#include "native/internal/GreyOfBlueFirst.h"
 
 #include <opencv2/core.hpp>
 #include <opencv2/core/utility.hpp>
@@ -50,6 +51,19 @@ void exchangeRedAndBlue(const cv::Mat& source, cv::Mat& result)
     cv::cvtColor(source, result, source.channels() == 4 ? cv::COLOR_BGRA2RGBA : cv::COLOR_BGR2RGB);
 }
 
+/// A filter that gives of pictures with blue first what another one gives of them with red first; null where there is
+/// none.
+std::unique_ptr<native::Filter> makeForBlueFirst(const std::string& name)
+{
+    if (name == "BGR2GRAY" || name == "RGB2GRAY")
+        return std::make_unique<native::GreyOfBlueFirst>();
+    if (name == "BGR2HSV")
+        return catalogue::makeNative("RGB2HSV");
+    if (name == "RGB2HSV")
+        return catalogue::makeNative("BGR2HSV");
+    return nullptr;
+}
+
 } // namespace
 
 /// What is between the steps of a band.
@@ -85,7 +99,7 @@ private:
 
 FilterRun::FilterRun(const FilterChoice& choice, const catalogue::Values& values, const Models& models)
     : mChoice(choice), mFilter(catalogue::makeNative(choice.what->name, values, givenOf(models))),
-      mBands(std::make_unique<Bands>())
+      mForBlueFirst(makeForBlueFirst(choice.what->name)), mBands(std::make_unique<Bands>())
 {
 }
 
@@ -99,11 +113,11 @@ bool FilterRun::isInPlace(const FilterChoice& choice)
 void FilterRun::run(const cv::Mat& source, const Format& from, const cv::Mat& result, const Format& to,
                     const FloatsToBytes& toBytes) const
 {
-    const bool isPlain = !(takesColour(mChoice) && from.isBlueFirst) && (keepsFormat(mChoice) || !to.isBlueFirst);
+    const bool isPlain = !exchangesSource(from) && (keepsFormat(mChoice) || !to.isBlueFirst);
     const bool areBytes = !givesFloats(mChoice) || (mChoice.what->name == "Laplacian" && toBytes == FloatsToBytes());
     if (isPlain && areBytes) {
         cv::Mat written = result;
-        mFilter->execute(source, written, CV_8U);
+        filterFor(from).execute(source, written, CV_8U);
         return;
     }
     const int rows = reachOf(mChoice) < 0 ? source.rows : rowsOfBand(source);
@@ -116,13 +130,23 @@ void FilterRun::run(const cv::Mat& source, const Format& from, const cv::Mat& re
     });
 }
 
+bool FilterRun::exchangesSource(const Format& from) const
+{
+    return takesColour(mChoice) && from.isBlueFirst && !mForBlueFirst;
+}
+
+const native::Filter& FilterRun::filterFor(const Format& from) const
+{
+    return from.isBlueFirst && mForBlueFirst ? *mForBlueFirst : *mFilter;
+}
+
 void FilterRun::runBand(const cv::Mat& source, const Format& from, const cv::Mat& result, const Format& to,
                         const FloatsToBytes& toBytes, const cv::Range& rows, Band& band) const
 {
     const int reach = std::max(reachOf(mChoice), 0);
     const cv::Range read(std::max(rows.start - reach, 0), std::min(rows.end + reach, source.rows));
     cv::Mat in = source.rowRange(read);
-    if (takesColour(mChoice) && from.isBlueFirst) {
+    if (exchangesSource(from)) {
         exchangeRedAndBlue(in, band.redFirst);
         in = band.redFirst;
     }
@@ -133,8 +157,8 @@ void FilterRun::runBand(const cv::Mat& source, const Format& from, const cv::Mat
     cv::Mat written = result.rowRange(rows);
     const bool isBlueFirst = to.isBlueFirst && (takesColour(mChoice) || !keepsFormat(mChoice));
     if (reach == 0 && !isBlueFirst && !givesFloats(mChoice))
-        return mFilter->execute(in, written, CV_8U);
-    mFilter->execute(in, band.out, givesFloats(mChoice) ? CV_32F : CV_8U);
+        return filterFor(from).execute(in, written, CV_8U);
+    filterFor(from).execute(in, band.out, givesFloats(mChoice) ? CV_32F : CV_8U);
     cv::Mat out = band.out.rowRange(rows.start - read.start, rows.end - read.start);
     if (givesFloats(mChoice)) {
         cv::Mat& bytes = isBlueFirst ? band.bytes : written;

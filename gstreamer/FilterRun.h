@@ -45,11 +45,14 @@ private:
     struct Band;
     class Bands;
 
+    bool exchangesSource(const Format& from) const;
+    const native::Filter& filterFor(const Format& from) const;
     void runBand(const cv::Mat& source, const Format& from, const cv::Mat& result, const Format& to,
                  const FloatsToBytes& toBytes, const cv::Range& rows, Band& band) const;
 
     const FilterChoice mChoice;
     const std::unique_ptr<native::Filter> mFilter;
+    const std::unique_ptr<native::Filter> mForBlueFirst; ///< null where red and blue change places before
     const std::unique_ptr<Bands> mBands;
 };
 

@@ -2,6 +2,7 @@
 #include "native/BGR2HSV.h"
 #include "native/RGB2GRAY.h"
 #include "native/RGB2HSV.h"
+#include "native/internal/GreyOfBlueFirst.h"
 #include "native/internal/Runs.h"
 
 #undef HWY_TARGET_INCLUDE
@@ -79,11 +80,12 @@ HWY_ATTR HWY_INLINE void loadChannels(D d, const T* in, V& c0, V& c1, V& c2, V& 
 
 #if HWY_TARGET == HWY_SCALAR
 
-template<std::size_t channels>
+template<std::size_t channels, bool redLast>
 void greyOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, bool)
 {
+    constexpr std::size_t red = redLast ? 2 : 0, blue = 2 - red;
     for (; pixels > 0; --pixels, in += channels)
-        *out++ = static_cast<uint8_t>((212671 * in[0] + 715160 * in[1] + 72169 * in[2] + 500000) / 1000000);
+        *out++ = static_cast<uint8_t>((212671 * in[red] + 715160 * in[1] + 72169 * in[blue] + 500000) / 1000000);
 }
 
 #else
@@ -128,7 +130,7 @@ HWY_ATTR V32 addProductsOfPairs(D32 d32, V16 a, V16 b, V32 sum)
 }
 
 /// Greys of as many pixels as there are lanes of 32 bits, in the high half of each.
-template<std::size_t channels>
+template<std::size_t channels, bool redLast>
 struct GreySums
 {
     using Bytes = hn::ScalableTag<uint8_t>;
@@ -150,11 +152,11 @@ struct GreySums
 
     HWY_ATTR hn::Vec<Sums> operator()(const uint8_t* in) const
     {
-        constexpr uint8_t n = channels, Z = 0x80;
-        HWY_ALIGN static constexpr uint8_t kRedGreen[16] = {0,     Z, 1,         Z, n,     Z, n + 1,     Z,
-                                                            2 * n, Z, 2 * n + 1, Z, 3 * n, Z, 3 * n + 1, Z};
-        HWY_ALIGN static constexpr uint8_t kBlueGreen[16] = {2,         Z, 1,         Z, n + 2,     Z, n + 1,     Z,
-                                                             2 * n + 2, Z, 2 * n + 1, Z, 3 * n + 2, Z, 3 * n + 1, Z};
+        constexpr uint8_t n = channels, Z = 0x80, r = redLast ? 2 : 0, b = 2 - r;
+        HWY_ALIGN static constexpr uint8_t kRedGreen[16] = {r,         Z, 1,         Z, n + r,     Z, n + 1,     Z,
+                                                            2 * n + r, Z, 2 * n + 1, Z, 3 * n + r, Z, 3 * n + 1, Z};
+        HWY_ALIGN static constexpr uint8_t kBlueGreen[16] = {b,         Z, 1,         Z, n + b,     Z, n + 1,     Z,
+                                                             2 * n + b, Z, 2 * n + 1, Z, 3 * n + b, Z, 3 * n + 1, Z};
         const Words d16;
         const Sums d32;
         const auto pixels = load(in);
@@ -171,10 +173,10 @@ struct GreySums
     }
 };
 
-template<std::size_t channels>
+template<std::size_t channels, bool redLast>
 HWY_ATTR void greyOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, bool streams)
 {
-    using Sums = GreySums<channels>;
+    using Sums = GreySums<channels, redLast>;
     const typename Sums::Bytes d8;
     const hn::Repartition<uint16_t, typename Sums::Bytes> d16;
     constexpr std::size_t kQuarter = hn::MaxLanes(typename Sums::Sums());
@@ -193,39 +195,39 @@ HWY_ATTR void greyOfBytes(const uint8_t* in, uint8_t* out, std::size_t pixels, b
 
 #endif
 
-template<std::size_t channels>
+template<std::size_t channels, bool redLast>
 HWY_ATTR void greyOfFloats(const float* in, float* out, std::size_t pixels, bool streams)
 {
     const hn::ScalableTag<float> d;
     mapToOne<channels, 0>(d, in, out, pixels, streams, [&](const float* source) HWY_ATTR {
         auto c0 = Zero(d), c1 = c0, c2 = c0, c3 = Set(d, 1.0F); // as for a texture without alpha
         loadChannels<channels>(d, source, c0, c1, c2, c3);
-        auto grey = hn::Mul(Set(d, 0.212671F), c0);
+        auto grey = hn::Mul(Set(d, 0.212671F), redLast ? c2 : c0);
         grey = hn::Add(grey, hn::Mul(Set(d, 0.715160F), c1));
-        grey = hn::Add(grey, hn::Mul(Set(d, 0.072169F), c2));
+        grey = hn::Add(grey, hn::Mul(Set(d, 0.072169F), redLast ? c0 : c2));
         return hn::Add(grey, hn::Mul(Zero(d), c3));
     });
 }
 
-template<std::size_t channels>
+template<std::size_t channels, bool redLast>
 HWY_ATTR void greyOf(const Band& band)
 {
     if (band.sourceDepth() == CV_8U)
         forEachRun<uint8_t, uint8_t>(band, [&](const uint8_t* in, const uint8_t*, uint8_t* out, std::size_t pixels) {
-            greyOfBytes<channels>(in, out, pixels, band.streams);
+            greyOfBytes<channels, redLast>(in, out, pixels, band.streams);
         });
     else
         forEachRun<float, float>(band, [&](const float* in, const float*, float* out, std::size_t pixels) {
-            greyOfFloats<channels>(in, out, pixels, band.streams);
+            greyOfFloats<channels, redLast>(in, out, pixels, band.streams);
         });
 }
 
-HWY_ATTR void computeGrey(const Band& band)
+HWY_ATTR void computeGrey(const Band& band, bool redLast)
 {
     if (band.channels() == 3)
-        greyOf<3>(band);
+        redLast ? greyOf<3, true>(band) : greyOf<3, false>(band);
     else
-        greyOf<4>(band);
+        redLast ? greyOf<4, true>(band) : greyOf<4, false>(band);
 }
 
 // ---- Value, saturation and hue
@@ -431,9 +433,9 @@ std::shared_ptr<const Rule> makeRule(const char* name, int resultChannels, std::
     return std::make_shared<const Rule>(std::move(rule));
 }
 
-std::shared_ptr<const Rule> makeGreyRule(const char* name)
+std::shared_ptr<const Rule> makeGreyRule(const char* name, bool redLast)
 {
-    return makeRule(name, 1, [](const Band& band) { HWY_DYNAMIC_DISPATCH(computeGrey)(band); });
+    return makeRule(name, 1, [redLast](const Band& band) { HWY_DYNAMIC_DISPATCH(computeGrey)(band, redLast); });
 }
 
 std::shared_ptr<const Rule> makeHsvRule(const char* name, bool redLast)
@@ -444,9 +446,11 @@ std::shared_ptr<const Rule> makeHsvRule(const char* name, bool redLast)
 } // namespace
 
 // By design the two are the same.
-BGR2GRAY::BGR2GRAY() : Filter(makeGreyRule("BGR2GRAY")) {}
+BGR2GRAY::BGR2GRAY() : Filter(makeGreyRule("BGR2GRAY", false)) {}
 
-RGB2GRAY::RGB2GRAY() : Filter(makeGreyRule("RGB2GRAY")) {}
+RGB2GRAY::RGB2GRAY() : Filter(makeGreyRule("RGB2GRAY", false)) {}
+
+GreyOfBlueFirst::GreyOfBlueFirst() : Filter(makeGreyRule("GreyOfBlueFirst", true)) {}
 
 // The names tell the order in which channels are read, and by design it is the other one.
 BGR2HSV::BGR2HSV() : Filter(makeHsvRule("BGR2HSV", false)) {}

@@ -10,21 +10,26 @@ namespace velmor::tests {
 // What the filters of colours are to give, from their definitions.
 
 /// The exact grey in millionths, rounded half up.
-inline void greyOfBytes(const uchar* in, const uchar*, uchar* out, int)
+inline uchar greyOfBytes(int red, int green, int blue)
 {
-    *out = static_cast<uchar>((212671 * in[0] + 715160 * in[1] + 72169 * in[2] + 500000) / 1000000);
+    return static_cast<uchar>((212671 * red + 715160 * green + 72169 * blue + 500000) / 1000000);
 }
 
-/// The shader's dot product. A texture without alpha has 1 there.
-inline void greyOfFloats(const float* in, const float*, float* out, int channels)
+/// The shader's dot product.
+inline float greyOfFloats(float red, float green, float blue, float alpha)
 {
-    const float alpha = channels == 4 ? in[3] : 1.0F;
-    *out = ((0.212671F * in[0] + 0.715160F * in[1]) + 0.072169F * in[2]) + 0.0F * alpha;
+    return ((0.212671F * red + 0.715160F * green) + 0.072169F * blue) + 0.0F * alpha;
 }
 
-inline PlainLoop greyLoop()
+/// @param red  the channel that is weighted as red: 0 or 2
+inline PlainLoop greyLoop(int red = 0)
 {
-    return loopOf(greyOfBytes, greyOfFloats);
+    const int blue = 2 - red;
+    return loopOf([=](const uchar* in, const uchar*, uchar* out, int) { *out = greyOfBytes(in[red], in[1], in[blue]); },
+                  [=](const float* in, const float*, float* out, int channels) {
+                      const float alpha = channels == 4 ? in[3] : 1.0F; // a texture without alpha has 1 there
+                      *out = greyOfFloats(in[red], in[1], in[blue], alpha);
+                  });
 }
 
 /// The whole part of n / d and a half, for n >= 0.
