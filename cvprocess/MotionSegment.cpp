@@ -3,6 +3,7 @@
 #include "core/cvdata/Image.h"
 #include "cvprocess/internal/ByteSums.h"
 #include "cvprocess/internal/MotionRows.h"
+#include "cvprocess/internal/MovingPixels.h"
 #include "math/Vector2.h"
 
 #include <opencv2/core/core_c.h>
@@ -131,6 +132,11 @@ void MotionSegment::releaseImages()
 
 void MotionSegment::getMHI(const Image* input, Image* output)
 {
+    getMHI(input, output, nullptr);
+}
+
+void MotionSegment::getMHI(const Image* input, Image* output, MovingPixels* moving)
+{
     assert(input->nofChannels() == 3 && "ERROR: the input image must have 3 channels!");
     assert(output->nofChannels() == 1 && "ERROR: the output image must have 1 channel only!");
     assert(hasSize(*input, *mHistory) && "ERROR: the input image must have the size given at construction!");
@@ -154,6 +160,8 @@ void MotionSegment::getMHI(const Image* input, Image* output)
         update({converts ? colours(part) : cv::Mat(), frame(part), before(part), history(part), shown(part),
                 static_cast<float>(timestamp), static_cast<float>(timestamp - mDuration)},
                timestamp, mDuration);
+        if (moving != nullptr)
+            moving->add(before(part), y);
     }
 }
 

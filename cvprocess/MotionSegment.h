@@ -14,6 +14,8 @@ class Vector2;
 
 namespace velmor::cvprocess {
 
+class MovingPixels;
+
 /// Finds motion in a stream of colour frames and keeps, for each pixel, when it last moved.
 ///
 /// g is the grey value of a frame (OpenCV's BGR2GRAY), t the time of the call and D = 0.4 s:
@@ -80,6 +82,10 @@ public:
     void getMassCenter(core::cvdata::Image* image, math::Vector2* center);
 
 private:
+    friend class MovingPixels;
+
+    /// @param moving  counts what moves; may be null
+    void getMHI(const core::cvdata::Image* input, core::cvdata::Image* output, MovingPixels* moving);
     void releaseImages();
 
     double mDuration;      ///< how long a motion stays in the history, in seconds

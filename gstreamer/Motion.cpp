@@ -1,99 +1,24 @@
 #include "gstreamer/Motion.h"
 
 #include "cvprocess/MotionSegment.h"
+#include "cvprocess/internal/MovingPixels.h"
 #include "gstreamer/Finder.h"
 #include "gstreamer/Images.h"
 #include "gstreamer/Overlay.h"
 
-#include <opencv2/core/core_c.h>
-
-#include <algorithm>
-#include <ctime>
 #include <optional>
-#include <vector>
 
 namespace velmor::gstreamer {
 namespace {
 
 using core::cvdata::Image;
+using cvprocess::MovingPixels;
 
-/// Where pixels moved in the last frame.
-struct Moved
+Region regionOf(const MovingPixels& moving)
 {
-    unsigned count = 0;
-    cv::Rect box;
-    double sumOfColumns = 0;
-    double sumOfRows = 0;
-};
-
-bool isBlack(const unsigned char* bytes, int count)
-{
-    unsigned char all = 0;
-    for (int i = 0; i < count; ++i)
-        all |= bytes[i];
-    return all == 0;
-}
-
-/// How many pixels moved along an axis, and where.
-struct Along
-{
-    unsigned count = 0;
-    double sum = 0; ///< of their coordinates
-    int first = 0;
-    int end = 0; ///< behind the last one
-};
-
-/// @param counts  of the pixels with each coordinate
-Along along(const std::vector<unsigned>& counts)
-{
-    Along result;
-    for (std::size_t i = 0; i < counts.size(); ++i) {
-        if (counts[i] == 0)
-            continue;
-        if (result.count == 0)
-            result.first = static_cast<int>(i);
-        result.end = static_cast<int>(i) + 1;
-        result.count += counts[i];
-        result.sum += static_cast<double>(i) * counts[i];
-    }
-    return result;
-}
-
-/// Looks for the pixels with a stamp of some time or later.
-/// @param shown  is above 0 for each of them
-Moved movedSince(float time, const cv::Mat& history, const cv::Mat& shown)
-{
-    constexpr int most = 128; // pixels at a time: where nothing moves, only their bytes are read
-    std::vector<unsigned> inColumns(static_cast<std::size_t>(shown.cols)), inRows(static_cast<std::size_t>(shown.rows));
-    for (int y = 0; y < shown.rows; ++y)
-        for (int x = 0; x < shown.cols; x += most) {
-            const int length = std::min(most, shown.cols - x);
-            if (isBlack(shown.ptr(y) + x, length))
-                continue;
-            const float* const stamps = history.ptr<float>(y) + x;
-            unsigned* const columns = &inColumns[static_cast<std::size_t>(x)];
-            unsigned count = 0;
-            for (int i = 0; i < length; ++i) {
-                const unsigned moves = stamps[i] >= time ? 1 : 0;
-                columns[i] += moves;
-                count += moves;
-            }
-            inRows[static_cast<std::size_t>(y)] += count;
-        }
-    Moved result;
-    const Along x = along(inColumns), y = along(inRows);
-    result.count = x.count;
-    result.box = cv::Rect({x.first, y.first}, cv::Point(x.end, y.end));
-    result.sumOfColumns = x.sum;
-    result.sumOfRows = y.sum;
-    return result;
-}
-
-Region regionOf(const Moved& moved)
-{
-    Region result("velmor-motion", moved.box);
-    gst_structure_set(result.numbers.get(), "x", G_TYPE_DOUBLE, moved.sumOfColumns / moved.count, "y", G_TYPE_DOUBLE,
-                      moved.sumOfRows / moved.count, "number-of-pixels", G_TYPE_UINT, moved.count, nullptr);
+    Region result("velmor-motion", moving.box());
+    gst_structure_set(result.numbers.get(), "x", G_TYPE_DOUBLE, moving.centre().x, "y", G_TYPE_DOUBLE,
+                      moving.centre().y, "number-of-pixels", G_TYPE_UINT, moving.count(), nullptr);
     return result;
 }
 
@@ -108,15 +33,12 @@ public:
         const cv::Mat colours = coloursOf(picture, format, true, mColours); // as the operator reads them
         const Image input = imageOver(colours, Image::BGR);
         Image shown = imageOver(mask, Image::GREYSCALE);
-        // The operator's clock, read before the operator reads it: pixels that move now have this time or a later one.
-        const auto before = static_cast<float>(static_cast<double>(std::clock()) / CLOCKS_PER_SEC);
-        mMotion->getMHI(&input, &shown);
-        const Moved moved = movedSince(before, cv::cvarrToMat(mMotion->getMHIImage()), mask);
-        mBox = moved.box;
+        const auto moving = MovingPixels::find(*mMotion, input, shown);
+        mBox = moving.box();
         Findings result;
-        result.count = moved.count;
-        if (moved.count > 0)
-            result.regions.push_back(regionOf(moved));
+        result.count = moving.count();
+        if (moving.count() > 0)
+            result.regions.push_back(regionOf(moving));
         return result;
     }
 

@@ -159,18 +159,18 @@ TEST(Motion, FadesWithTheTimeThatTheProcessComputes)
 
 TEST(Motion, TellsTheCentreOfWhatMoved)
 {
-    const cv::Size size(300, 20); // more than the element looks at at a time
+    const cv::Size size(1200, 40); // more than is looked at at a time
     const cv::Mat colours = plain(size, {0, 0, 0});
     Harness harness("velmormotion name=tested");
     expectPictures(harness, GST_VIDEO_FORMAT_RGB, size);
     EXPECT_EQ(0U, say(harness, colours, GST_VIDEO_FORMAT_RGB).count);
-    const cv::Rect first(120, 2, 20, 5), second(290, 10, 10, 10); // of 100 pixels each
+    const cv::Rect first(120, 2, 20, 5), second(290, 25, 10, 10); // of 100 pixels each
     const cv::Vec3b white(255, 255, 255);
     const Said moved = say(harness, with(with(colours, first, white), second, white), GST_VIDEO_FORMAT_RGB);
     ASSERT_EQ(first | second, moved.box);
     EXPECT_EQ(200U, moved.count);
     EXPECT_DOUBLE_EQ((129.5 + 294.5) / 2, numberOf(moved.numbers.get(), "x"));
-    EXPECT_DOUBLE_EQ((4 + 14.5) / 2, numberOf(moved.numbers.get(), "y"));
+    EXPECT_DOUBLE_EQ((4 + 29.5) / 2, numberOf(moved.numbers.get(), "y"));
 }
 
 TEST(Motion, SendsAMessage)
