@@ -28,6 +28,14 @@ function(velmor_add_test_program name)
     add_executable(${target} ${arg_SOURCES} ${PROJECT_SOURCE_DIR}/tests/support/TestMain.cpp)
     target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
     target_link_libraries(${target} PRIVATE ${arg_LIBRARIES} GTest::gtest velmor_build_settings)
+    # These headers take most of the time of a short test. Reading them once pays from a few sources on.
+    list(LENGTH arg_SOURCES count)
+    if(count GREATER 4)
+        target_precompile_headers(${target} PRIVATE <gtest/gtest.h>)
+        if(opencv::imgproc IN_LIST arg_LIBRARIES)
+            target_precompile_headers(${target} PRIVATE <opencv2/imgproc.hpp>)
+        endif()
+    endif()
 endfunction()
 
 # velmor_add_suites(<kind> <target> [NAME <name>] [SWEEPS <suite> ...] [EXCEPT <suite> ...] [LAUNCHER ...]
