@@ -30,7 +30,7 @@ sys.path[:0] = [str(SOURCES / "examples"), str(SOURCES / "examples/python")]
 
 from archive.chain import Chain, read_chain  # noqa: E402
 from archive.run import KEEP_MEMORY, Run, find_videos  # noqa: E402
-from archive.store import Store, is_whole, parts_in  # noqa: E402
+from archive.store import Store, finished, parts_in  # noqa: E402
 from archive.table import write_table  # noqa: E402
 from archive.work import Job, work  # noqa: E402
 
@@ -70,7 +70,7 @@ def seconds(workers: Workers, videos: Path, chain: list[str], length: int) -> tu
     """Time the parts, and the table that is made of them; check that nothing is missing."""
     with tempfile.TemporaryDirectory(dir=videos.parent) as place:
         out = Path(place)
-        kept = Store(out)
+        Store(out)  # makes its folders
         steps = read_chain(chain)
         job = Job(str(videos), str(out), [vars(step) for step in steps], length, 0,
                   velmor.__version__)
@@ -78,11 +78,9 @@ def seconds(workers: Workers, videos: Path, chain: list[str], length: int) -> tu
         left_out = workers(job)
         middle = time.perf_counter()
         found = find_videos(videos, out)[0]
-        parts = parts_in(out)
-        done = {video: parts[video.key] for video in found if is_whole(parts.get(video.key, []))}
+        done = finished(found, parts_in(out))
         rows = write_table("csv", Chain(steps).fields, out, done)
         end = time.perf_counter()
-        kept.ask({})
         assert not left_out and len(done) == len(found) and rows > 0
         return middle - begin, end - middle
 

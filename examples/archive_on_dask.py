@@ -28,7 +28,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parent / "python"))  # with vide
 from archive.catalogue import OPERATORS, File  # noqa: E402
 from archive.chain import Chain, Step, read_chain  # noqa: E402
 from archive.run import KEEP_MEMORY, Run, find_videos, unfinished  # noqa: E402
-from archive.store import Store, StoreError, is_whole, parts_in  # noqa: E402
+from archive.store import Store, StoreError, finished, parts_in  # noqa: E402
 from archive.table import WRITERS, write_table  # noqa: E402
 from archive.work import Job, StopError  # noqa: E402
 
@@ -136,8 +136,7 @@ def go(given: argparse.Namespace) -> int:
         with ExitStack() as stack:
             Run(connect(given, stack), job, todo, left_out).go()
     kept.write_manifest(videos, left_out)
-    parts = parts_in(out)
-    done = {video: parts[video.key] for video in videos if is_whole(parts.get(video.key, []))}
+    done = finished(videos, parts_in(out))
     rows = write_table(given.table, chain.fields, out, done)
     frames = sum(each[0].frames for each in done.values())
     print(f"{out / f'table.{given.table}'}: {len(done)} videos, {frames} frames, {rows} rows"

@@ -21,7 +21,7 @@ from tqdm import tqdm
 import archive
 from archive import catalogue, chain, cuts, store, work
 from archive.cuts import Cut
-from archive.store import Part, Video, is_whole, parts_in
+from archive.store import Part, Video, finished, parts_in
 from archive.work import Job, StopError
 
 TASKS_PER_THREAD = 4  # that are with the workers, so that they never wait for more
@@ -206,5 +206,5 @@ class Run:
 
 def unfinished(found: list[Video], out: Path) -> list[Video]:
     """Give the videos that are not wholly done."""
-    done = parts_in(out)
-    return [video for video in found if not is_whole(done.get(video.key, []))]
+    done = finished(found, parts_in(out))
+    return [video for video in found if video not in done]

@@ -92,17 +92,20 @@ def write_whole(file: Path, content: bytes) -> None:
 # ---- Parts
 
 
+def _file_of(out: Path, key: str, part: Part) -> Path:
+    return out / "parts" / f"{key}-{part.first:08}-{part.end:08}-{part.frames:08}.npy"
+
+
 def write_part(out: Path, key: str, part: Part, rows: NDArray[np.void]) -> None:
     """Keep the rows of a part."""
     content = io.BytesIO()
     np.save(content, rows)
-    name = f"{key}-{part.first:08}-{part.end:08}-{part.frames:08}.npy"
-    write_whole(out / "parts" / name, content.getvalue())
+    write_whole(_file_of(out, key, part), content.getvalue())
 
 
 def read_part(out: Path, key: str, part: Part) -> NDArray[np.void]:
     """Give the rows of a part."""
-    file = out / "parts" / f"{key}-{part.first:08}-{part.end:08}-{part.frames:08}.npy"
+    file = _file_of(out, key, part)
     try:
         rows: NDArray[np.void] = np.load(file)
     except (OSError, ValueError, EOFError) as error:
@@ -121,7 +124,7 @@ def parts_in(out: Path) -> dict[str, list[Part]]:
     return {key: sorted(found) for key, found in parts.items()}
 
 
-def is_whole(parts: list[Part]) -> bool:
+def _is_whole(parts: list[Part]) -> bool:
     """Say whether parts are all there are of a video."""
     end = 0
     for part in parts:
@@ -129,6 +132,11 @@ def is_whole(parts: list[Part]) -> bool:
             return False
         end = part.end
     return bool(parts) and end == parts[-1].frames
+
+
+def finished(videos: list[Video], parts: dict[str, list[Part]]) -> dict[Video, list[Part]]:
+    """Give the videos of which all parts are there, in their order, with these parts."""
+    return {video: parts[video.key] for video in videos if _is_whole(parts.get(video.key, []))}
 
 
 # ---- The folder
@@ -181,13 +189,14 @@ class Store:
 
     def write_manifest(self, videos: list[Video], left_out: dict[str, str]) -> None:
         """Keep what was asked, of which videos, and what became of them."""
-        done = parts_in(self.out)
+        parts = parts_in(self.out)
+        done = finished(videos, parts)
         entries: dict[str, Any] = {}
         for video in videos:
-            parts = done.get(video.key, [])
+            there = parts.get(video.key, [])
             entries[video.name] = {"size": video.size, "time": video.time, "key": video.key,
-                                   "frames": parts[0].frames if parts else None,
-                                   "parts": len(parts), "done": is_whole(parts)}
+                                   "frames": there[0].frames if there else None,
+                                   "parts": len(there), "done": video in done}
         for name, reason in left_out.items():
             entries.setdefault(name, {})["left out"] = reason
         manifest = {"asked": self._asked, "videos": entries}
