@@ -93,7 +93,6 @@ class Run:
         self._silences = 0  # one after the other, without a worker
         self._known_threads = 0
         self._asked = float("-inf")  # when they were counted
-        self._tries = 0
         self._bar = tqdm(total=0, unit=" frames", unit_scale=True, disable=not sys.stderr.isatty())
 
     def go(self) -> None:
@@ -148,11 +147,9 @@ class Run:
                 self._submit(task)
 
     def _submit(self, task: Task) -> None:
-        self._tries += 1
-        first = task.cut.first if task.cut else 0
         future = self._client.submit(
             self._work, vars(self._job), vars(task.video), vars(task.cut) if task.cut else None,
-            pure=False, key=f"archive-{task.video.key}-{first}-{os.getpid()}-{self._tries}")
+            pure=False)  # a key that no other run on this scheduler has
         self._futures[future] = task
         future.add_done_callback(self._ended.put)
 

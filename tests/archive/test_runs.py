@@ -10,17 +10,24 @@ import re
 import signal
 import subprocess
 from collections.abc import Callable, Iterator
+from contextlib import ExitStack
 from pathlib import Path
+from threading import Thread
 
 import av
+import distributed
 import numpy as np
 import pytest
 import velmor
 from PIL import Image
-from support import (command, environment, make_archive, motion_table, parts, run, scheduler,
-                     start, until, walk, worker, write_video)
+from support import (PATIENCE, command, environment, make_archive, motion_table, parts, run,
+                     scheduler, start, until, walk, worker, write_video)
 
-from archive.work import work
+import archive.run
+from archive.chain import read_chain
+from archive.run import find_videos, unfinished
+from archive.store import Store
+from archive.work import Job, work
 
 Run = Callable[..., "subprocess.CompletedProcess[str]"]
 MOTION = ("--chain", "MotionSegment")
@@ -313,6 +320,30 @@ def test_misuse_is_one_line(tmp_path: Path, options: tuple[str, ...], text: str)
     _, said = begun.communicate(timeout=60)
     assert begun.returncode == 1
     assert re.fullmatch(f"archive_on_dask: {text}\n", said)
+
+
+def test_runs_of_one_scheduler_do_not_meet(tmp_path: Path) -> None:
+    """Two runs over the same videos, which a scheduler without workers has both at a time."""
+    videos = tmp_path / "videos"
+    make_archive(videos, 1, 5)
+    chains = ("Not", "FlipV")
+    jobs = [Job(str(videos), str(tmp_path / chain), [vars(step) for step in read_chain([chain])],
+                5, 0, velmor.__version__) for chain in chains]
+    todo, left_out = find_videos(videos, tmp_path)
+    threads = []
+    with scheduler(tmp_path) as port, ExitStack() as stack:
+        for job in jobs:
+            Store(Path(job.out))  # makes its folders
+            client = stack.enter_context(distributed.Client(f"tcp://127.0.0.1:{port}"))
+            one = archive.run.Run(client, job, todo, left_out)
+            threads.append(Thread(target=one.go, daemon=True))
+            threads[-1].start()
+            until(lambda: client.futures, "a task")
+        with worker(tmp_path, port):
+            for thread in threads:
+                thread.join(PATIENCE)
+    assert left_out == {}
+    assert [unfinished(todo, Path(job.out)) for job in jobs] == [[], []]
 
 
 def test_folder_of_videos_has_to_be_there(tmp_path: Path) -> None:
