@@ -83,6 +83,7 @@ class Run:
         self._client = client
         self._job = job
         self._left_out = left_out
+        self._videos = todo
         self._todo = [Task(video) for video in reversed(todo)]  # the last one is the next
         self._done = parts_in(Path(job.out))
         self._futures: dict[distributed.Future, Task] = {}
@@ -104,10 +105,23 @@ class Run:
                     self._take(self._ended.get(timeout=SILENCE))
                 except queue.Empty:
                     self._check_connection()
+            self._check_parts()
         finally:
             self._bar.close()
             if self._client.status == "running":
                 self._client.cancel(list(self._futures))
+
+    def _check_parts(self) -> None:
+        """Leave out videos of which parts are there, but not whole ones.
+
+        So it is where two releases of a library counted their frames, or where the newest files of
+        another host cannot be seen yet.
+        """
+        out = Path(self._job.out)
+        for video in unfinished(self._videos, out):
+            path = Path(self._job.videos) / video.name
+            self._leave_out(video, f"the parts of '{path}' do not fit together: run again, or first"
+                                   f" delete '{out}/parts/{video.key}-*' if it stays so")
 
     def _say(self, text: str) -> None:
         self._bar.write(f"archive_on_dask: {text}", file=sys.stderr)

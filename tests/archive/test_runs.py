@@ -7,6 +7,7 @@ import json
 import os
 import pty
 import re
+import shutil
 import signal
 import subprocess
 from collections.abc import Callable, Iterator
@@ -289,6 +290,29 @@ def test_damaged_parts_and_manifests_are_named(tmp_path: Path, run_there: Run) -
     (out / "manifest.json").write_text("{}")
     done = run_there(videos, out, *MOTION)
     assert done.returncode == 1 and "manifest.json' is no manifest" in done.stderr
+
+
+def test_parts_that_do_not_fit_together_are_named(tmp_path: Path, run_there: Run) -> None:
+    """As those that are there when another release of a library counts other frames."""
+    videos, out = tmp_path / "videos", tmp_path / "out"
+    expected = make_archive(videos, 2, 12)
+    assert run_there(videos, out, *MOTION, "--chunk", 5).returncode == 0
+    manifest = json.loads((out / "manifest.json").read_text())["videos"]
+    key = manifest["0.mkv"]["key"]
+    others = sorted((out / "parts").glob(f"{key}-*"))
+    others[1].rename(out / f"parts/{key}-00000005-00000009-00000012.npy")
+    shutil.copy(others[2], out / f"parts/{key}-00000009-00000012-00000012.npy")
+    done = run_there(videos, out, *MOTION, "--chunk", 5)
+    assert done.returncode == 3
+    assert done.stderr == (
+        f"archive_on_dask: the parts of '{videos}/0.mkv' do not fit together: run again, or first"
+        f" delete '{out}/parts/{key}-*' if it stays so; left out\n")
+    assert (out / "table.csv").read_bytes() == b"".join(
+        line for line in expected.splitlines(True) if not line.startswith(b"0.mkv"))
+    for part in (out / "parts").glob(f"{key}-*"):
+        part.unlink()
+    assert run_there(videos, out, *MOTION, "--chunk", 5).returncode == 0
+    assert (out / "table.csv").read_bytes() == expected
 
 
 # ---- What is refused, and what a person sees
