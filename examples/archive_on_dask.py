@@ -120,6 +120,9 @@ def go(given: argparse.Namespace) -> int:
     folder, out = given.videos.resolve(), given.out.resolve()
     if not folder.is_dir():
         raise StoreError(f"expected a folder of videos, got '{given.videos}'")
+    if out == folder:
+        raise StoreError(f"expected a folder of results that is not that of the videos, got"
+                         f" '{given.out}'")
     kept = Store(out)
     steps, asked = keep_files(steps, kept)
     chain = Chain(steps)

@@ -49,11 +49,15 @@ def portable_work() -> Callable[..., dict[str, Any]]:
     return archive_part
 
 
+def _stop_at(error: OSError) -> None:
+    raise StopError(f"cannot read folder '{error.filename}': {error.strerror}")
+
+
 def find_videos(folder: Path, out: Path) -> tuple[list[Video], dict[str, str]]:
     """Give the files of a folder and those in it, by name, and which cannot be looked at."""
     found: list[Video] = []
     left_out: dict[str, str] = {}
-    for place, folders, files in os.walk(folder):
+    for place, folders, files in os.walk(folder, onerror=_stop_at):
         folders[:] = [each for each in folders
                       if each[0] != "." and not os.path.samefile(os.path.join(place, each), out)]
         for file in files:

@@ -160,6 +160,7 @@ def test_folders_in_folders_and_any_name(tmp_path: Path, run_there: Run) -> None
         write_video(tmp_path / "v.mkv", walk(3, number))
         (tmp_path / "v.mkv").rename(videos / name)
     (videos / ".hidden/x").write_text("no video")
+    (videos / "link").symlink_to("b")  # is not entered
     for out in (tmp_path / "out", videos / "out"):  # which holds no videos either
         for _ in range(2):
             done = run_there(videos, out, *MOTION, "--pictures", 1)
@@ -376,6 +377,30 @@ def test_folder_of_videos_has_to_be_there(tmp_path: Path) -> None:
     assert done.stderr == (f"archive_on_dask: expected a folder of videos, got '{tmp_path}/no'\n")
     assert not (tmp_path / "out").exists()
     assert run(tmp_path, tmp_path / "out").returncode == 2
+
+
+def test_folder_of_results_is_another_one(tmp_path: Path) -> None:
+    make_archive(tmp_path / "videos", 1, 2)
+    (tmp_path / "link").symlink_to("videos")
+    done = run(tmp_path / "videos", tmp_path / "link", *MOTION)
+    assert done.returncode == 1
+    assert done.stderr == ("archive_on_dask: expected a folder of results that is not that of the"
+                           f" videos, got '{tmp_path}/link'\n")
+    assert os.listdir(tmp_path / "videos") == ["0.mkv"]
+
+
+def test_folders_that_cannot_be_read_are_named(tmp_path: Path) -> None:
+    videos = tmp_path / "videos"
+    make_archive(videos, 1, 2)
+    (videos / "more").mkdir(mode=0)
+    # root reads all folders, unless it gives up the right to
+    as_others = ["setpriv", "--bounding-set=-dac_override,-dac_read_search"]
+    done = subprocess.run([*(as_others if os.getuid() == 0 else []),
+                           *command(videos, tmp_path / "out", *MOTION)],
+                          capture_output=True, text=True, env=environment(), check=False)
+    assert done.returncode == 1
+    assert done.stderr == (f"archive_on_dask: cannot read folder '{videos}/more': Permission"
+                           " denied\n")
 
 
 def test_worker_of_another_version_is_refused(tmp_path: Path) -> None:
