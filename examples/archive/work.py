@@ -5,6 +5,7 @@ A task gets names and numbers, never frames, and may be done twice: the part is 
 
 from __future__ import annotations
 
+import os
 import socket
 from dataclasses import dataclass
 from pathlib import Path
@@ -38,6 +39,15 @@ class Job:
     version: str  # of the package
 
 
+def check_place(job: Job) -> None:
+    """Refuse to work where the package is another one, or a folder is not there."""
+    if velmor.__version__ != job.version:
+        raise StopError(f"the package is {velmor.__version__} and not {job.version}")
+    for folder in (os.path.join(job.out, "parts"), job.videos):
+        if not os.path.isdir(folder):
+            raise StopError(f"there is no folder '{folder}'")
+
+
 class Worker:
     """One task at work."""
 
@@ -50,10 +60,6 @@ class Worker:
 
     def run(self, cut: Cut | None) -> tuple[Part, list[Cut]]:
         """Do a part, the first one where none is named; give it, and where to cut the rest."""
-        if velmor.__version__ != self._job.version:
-            raise StopError(f"the package is {velmor.__version__} and not {self._job.version}")
-        if not (self._out / "parts").is_dir():
-            raise StopError(f"there is no '{self._out / 'parts'}'")
         self._check_that_it_is_the_same()
         return self._first_part() if cut is None else (self._other_part(cut), [])
 
@@ -136,8 +142,10 @@ def work(job: dict[str, Any], video: dict[str, Any], cut: dict[str, Any] | None)
     """
     av.logging.set_level(av.logging.PANIC)  # a process of its own; errors are answers
     velmor.set_num_threads(1)  # as many tasks at a time as there are processors
+    asked = Job(**job)
     try:
-        part, cuts = Worker(Job(**job), Video(**video)).run(Cut(**cut) if cut else None)
+        check_place(asked)
+        part, cuts = Worker(asked, Video(**video)).run(Cut(**cut) if cut else None)
     except UnreadableError as error:
         return {"left out": str(error)}
     except MemoryError:

@@ -403,15 +403,20 @@ def test_folders_that_cannot_be_read_are_named(tmp_path: Path) -> None:
                            " denied\n")
 
 
-def test_worker_of_another_version_is_refused(tmp_path: Path) -> None:
-    make_archive(tmp_path / "videos", 1, 2)
+def test_worker_elsewhere_ends_the_run(tmp_path: Path) -> None:
+    """Before it tries to load a model, which is not there either."""
     job = {"videos": str(tmp_path / "videos"), "out": str(tmp_path), "length": 5, "pictures": 0,
-           "steps": [{"name": "Not", "values": {}}], "version": "0.1"}
-    video = {"name": "0.mkv", "size": 1, "time": 1}
-    assert re.match(rf"the package is {velmor.__version__} and not 0\.1, on .",
-                    work(job, video, None)["stop"])
+           "steps": [{"name": "ColourDetector", "values": {"model": "no.yml", "morphology": 0}}],
+           "version": "0.1"}
+
+    def stop() -> str:
+        return work(job, {"name": "0.mkv", "size": 1, "time": 1}, None)["stop"]
+
+    assert re.match(rf"the package is {velmor.__version__} and not 0\.1, on .", stop())
     job["version"] = velmor.__version__
-    assert work(job, video, None)["stop"].startswith(f"there is no '{tmp_path}/parts', on ")
+    assert stop().startswith(f"there is no folder '{tmp_path}/parts', on ")
+    (tmp_path / "parts").mkdir()
+    assert stop().startswith(f"there is no folder '{tmp_path}/videos', on ")
 
 
 def test_bar_shows_frames_per_second(tmp_path: Path, address: str) -> None:
