@@ -2,6 +2,7 @@
 
 A frame is known by its time in the video, so a part is read from the key frame before it on. A
 video that gives other frames than its packets promise, as one with hidden frames does, is not cut.
+Where its first part does not tell, the part with such a frame cannot be read.
 """
 
 from __future__ import annotations
@@ -24,6 +25,7 @@ class Cut:
     start: int  # the frame that is seen first, some before `first`
     time: int  # of that frame, in the video's unit
     key: int  # time of the key frame before it
+    last: int  # time of the last frame
     frames: int  # of the whole video
 
 
@@ -41,7 +43,8 @@ class Index:
             start = max(0, first - lead)
             key = self.keys[max(0, bisect_right(self.keys, self.times[start]) - 1)]
             end = min(first + length, len(self.times))
-            cuts.append(Cut(first, end, start, self.times[start], key, len(self.times)))
+            cuts.append(Cut(first, end, start, self.times[start], key, self.times[end - 1],
+                            len(self.times)))
         return cuts
 
 
@@ -120,6 +123,9 @@ def frames_of(path: Path, cut: Cut) -> Iterator[tuple[int, Frame]]:
                 continue
             if number == cut.start and frame.time != cut.time:
                 break
+            if number == cut.end - 1 and frame.time != cut.last:
+                raise UnreadableError(
+                    f"cannot read '{path}': frame {number} is not where its packet says")
             yield number, frame
             number += 1
             if number == cut.end:
