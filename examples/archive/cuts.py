@@ -48,6 +48,23 @@ class Index:
         return cuts
 
 
+@dataclass(frozen=True)
+class _Packet:
+    """What is kept of a packet: the data of all of an hour's video would be gigabytes."""
+
+    pts: Any  # a number, or None
+    duration: int  # 0 where it is not known
+    size: int
+    is_keyframe: bool
+    is_corrupt: bool
+
+
+def _packets(video: Any) -> list[_Packet]:
+    """Go through the packets of a video; the last one, which ends the demuxing, is none."""
+    return [_Packet(each.pts, each.duration or 0, each.size, each.is_keyframe, each.is_corrupt)
+            for each in video.demux(video.streams.video[0]) if each.size or each.dts is not None]
+
+
 def _seconds(clock: str) -> float | None:
     """Read hours, minutes and seconds, as 00:01:02.5."""
     found = re.fullmatch(r"(\d+):(\d+):([\d.]+)", clock)
@@ -62,10 +79,10 @@ def _length(video: Any) -> float | None:
     return _seconds(stream.metadata.get("DURATION", ""))
 
 
-def _check_length(path: Path, video: Any, packets: list[Any]) -> None:
+def _check_length(path: Path, video: Any, packets: list[_Packet]) -> None:
     """Refuse a video that ends before its head says."""
     length = _length(video)
-    times = [packet.pts + (packet.duration or 0) for packet in packets if packet.pts is not None]
+    times = [packet.pts + packet.duration for packet in packets if packet.pts is not None]
     if length is None or not times:
         return
     end = float(max(times) * video.streams.video[0].time_base)
@@ -76,8 +93,7 @@ def _check_length(path: Path, video: Any, packets: list[Any]) -> None:
 def index(path: Path) -> Index:
     """Go through the packets of a video, without decoding them."""
     with opened(path) as video:
-        stream = video.streams.video[0]
-        packets = [each for each in video.demux(stream) if each.size or each.dts is not None]
+        packets = _packets(video)
         if any(packet.is_corrupt for packet in packets):
             raise UnreadableError(f"cannot read '{path}': a part of it is missing")
         _check_length(path, video, packets)

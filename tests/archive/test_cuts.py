@@ -2,11 +2,15 @@
 
 from __future__ import annotations
 
+import os
+import subprocess
+import sys
 from pathlib import Path
 
 import av
+import numpy as np
 import pytest
-from support import walk, write_video
+from support import SOURCES, environment, walk, write_video
 
 from archive.cuts import frames_of, index
 from videos import UnreadableError
@@ -37,3 +41,28 @@ def test_hidden_frame_is_missed_in_its_part_alone(tmp_path: Path, lead: int) -> 
         else:
             read = [(number, frame.time) for number, frame in frames_of(file, cut)]
             assert read == [(k, 40 * k) for k in range(cut.first - lead, cut.end)]
+
+
+MOST_MEMORY = """
+import re, sys
+from pathlib import Path
+from archive.cuts import index
+
+def most():
+    return 1024 * int(re.search(r"VmHWM:\\s+(\\d+)", Path("/proc/self/status").read_text())[1])
+
+before = most()
+print(len(index(Path(sys.argv[1])).times), most() - before)
+"""
+
+
+def test_data_of_packets_is_not_kept(tmp_path: Path) -> None:
+    file = tmp_path / "a.avi"
+    write_video(file, [np.zeros((480, 640, 3), np.uint8)] * 60, "rawvideo", "bgr24")
+    places = [SOURCES / "examples", SOURCES / "examples/python", os.environ["PYTHONPATH"]]
+    done = subprocess.run([sys.executable, "-c", MOST_MEMORY, file], check=True, text=True,
+                          stdout=subprocess.PIPE,
+                          env=environment(PYTHONPATH=":".join(map(str, places))))
+    count, taken = map(int, done.stdout.split())
+    assert count == 60
+    assert taken < file.stat().st_size / 3
