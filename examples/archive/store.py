@@ -159,8 +159,8 @@ class Store:
 
     def _remove_unfinished(self) -> None:
         """Remove what a run that was killed left behind."""
-        for folder in (self.out, self.out / "parts", self.out / "files"):
-            for file in folder.glob(f".*{UNFINISHED}"):
+        for place in ("", "parts/", "files/", "pictures/**/"):
+            for file in self.out.glob(f"{place}.*{UNFINISHED}"):
                 file.unlink(missing_ok=True)
 
     def keep_file(self, file: str) -> tuple[str, str]:

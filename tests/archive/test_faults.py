@@ -59,7 +59,8 @@ def test_killed_worker(archive: tuple[Path, bytes], tmp_path: Path) -> None:
 def test_killed_client_is_started_again(archive: tuple[Path, bytes], tmp_path: Path,
                                         by: signal.Signals) -> None:
     out = tmp_path / "out"
-    process = start(archive[0], out, *OPTIONS, "--workers", 2)
+    options = (*OPTIONS, "--workers", 2, "--pictures", 4)  # one of each task
+    process = start(archive[0], out, *options)
     wait_for_some(out, process)
     workers = workers_of(process)
     if by == signal.SIGINT:
@@ -76,9 +77,12 @@ def test_killed_client_is_started_again(archive: tuple[Path, bytes], tmp_path: P
     until(lambda: not any(map(is_alive, workers)), "the end of the workers")
     done = {part: part.stat().st_mtime_ns for part in parts(out)}
     assert 0 < len(done) < TASKS
-    again = run(archive[0], out, *OPTIONS, "--workers", 2)
+    for folder in ("", "parts", "files", next(out.glob("pictures/*/*"))):
+        (out / folder / ".a.0.new").touch()  # left by one that died as it wrote
+    again = run(archive[0], out, *options)
     assert again.returncode == 0, again.stderr
     assert (out / "table.csv").read_bytes() == archive[1]
+    assert len(list(out.glob("pictures/*/*/[!.]*.png"))) == TASKS
     kept = [part for part, time in done.items() if part.stat().st_mtime_ns == time]
     assert len(kept) >= len(done) - COUNT  # the first part of a video may be done twice
     assert len(parts(out)) == TASKS
