@@ -9,6 +9,7 @@ from pathlib import Path
 import numpy as np
 import pytest
 import velmor
+from PIL import Image
 from support import SOURCES, walk
 
 from archive import catalogue
@@ -17,7 +18,10 @@ from archive.chain import Chain, read_chain
 
 FRAMES = walk(6, 1)
 RED = velmor.ColourModel.from_covariance([[30, 0], [0, 30]], [200, 200])
-FACES = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_alt.xml"
+GREEN = velmor.ColourModel.from_covariance([[30, 0], [0, 30]], [60, 140])
+NOWHERE = velmor.ColourModel.from_covariance([[30, 0], [0, 30]], [120, 20])
+FACES = "/usr/share/opencv4/haarcascades/haarcascade_frontalface_default.xml"
+PHOTOGRAPH = "/usr/share/doc/opencv-doc/examples/data/messi5.jpg"
 
 
 def outcomes(*chain: str) -> list:
@@ -142,9 +146,24 @@ def test_detector_takes_red_for_red(tmp_path: Path) -> None:
     assert mask.rows.tolist() == [(1,)] and mask.picture[1, 2] == 255
     kept = Chain(read_chain([f"ColorGMM:model={tmp_path}/red.yml,output=colours"])).run(frame)
     assert kept.picture[1, 2].tolist() == [200, 200, 0] and kept.rows["mean"].shape == (1, 3)
-    classes = Chain(read_chain(
-        [f"ColorGMM2:model={tmp_path}/red.yml,model={tmp_path}/red.yml"])).run(frame)
-    assert classes.rows["pixels"].sum() == 24
+
+
+@pytest.mark.parametrize(("colours", "sizes"), [
+    ((RED, GREEN), [3, 21]),
+    ((GREEN, RED), [21, 3]),
+    ((GREEN, RED, NOWHERE), [21, 3, 0]),
+    ((RED,), [3]),  # gives a mask, not numbers of classes
+])
+def test_classes_have_sizes(tmp_path: Path, colours: tuple[velmor.ColourModel, ...],
+                            sizes: list[int]) -> None:
+    models = []
+    for number, colour in enumerate(colours):
+        colour.save(tmp_path / f"{number}.yml")
+        models.append(f"model={tmp_path}/{number}.yml")
+    frame = np.full((4, 6, 3), (60, 140, 0), np.uint8)
+    frame[1, :3] = (200, 200, 0)
+    outcome = Chain(read_chain(["ColorGMM2:" + ",".join(models)])).run(frame)
+    assert outcome.rows["pixels"].tolist() == [sizes]
 
 
 class CoarseMotion:
@@ -211,9 +230,16 @@ def test_histograms_have_all_bins(name: str) -> None:
     assert bins[0, 3, 0, 0] == bins.sum() == 1
 
 
-def test_faces_have_rows() -> None:
-    rows = Chain(read_chain([f"FaceDetect:cascade={FACES}"])).run(FRAMES[0]).rows
-    assert rows.tolist() == [(0, -1, -1, -1, -1, -1)]
+def test_faces_have_rows_and_frames_without_them_one() -> None:
+    """In a photograph twice as large, a search in half of its width and height finds the same."""
+    photograph = np.asarray(Image.open(PHOTOGRAPH).convert("RGB"))
+    find = velmor.FaceDetect(FACES).find  # which takes blue first
+    faces = find(photograph[..., ::-1])
+    assert len(faces) > 1 and faces.tolist() != find(photograph).tolist()
+    runner = Chain(read_chain([f"FaceDetect:cascade={FACES},reduced=2"]))
+    rows = runner.run(photograph.repeat(2, axis=0).repeat(2, axis=1)).rows
+    assert rows.tolist() == [(len(faces), number, *box) for number, box in enumerate(2 * faces)]
+    assert runner.run(FRAMES[0]).rows.tolist() == [(0, -1, -1, -1, -1, -1)]
 
 
 def test_pixel_count() -> None:
