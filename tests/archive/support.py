@@ -100,10 +100,17 @@ def command(videos: Path, out: Path, *options: object) -> list[str]:
     return [sys.executable, str(PROGRAM), str(videos), str(out), *map(str, options)]
 
 
+def own_words(errors: str) -> str:
+    """Leave out what Dask says of its own, which differs from version to version."""
+    return "".join(line for line in errors.splitlines(True) if " - distributed." not in line)
+
+
 def run(videos: Path, out: Path, *options: object) -> subprocess.CompletedProcess[str]:
-    """Run to the end."""
-    return subprocess.run(command(videos, out, *options), capture_output=True, text=True,
+    """Run to the end; what Dask says of its own is left out."""
+    done = subprocess.run(command(videos, out, *options), capture_output=True, text=True,
                           env=environment(), timeout=2 * PATIENCE, check=False)
+    done.stderr = own_words(done.stderr)
+    return done
 
 
 def start(videos: Path, out: Path, *options: object, **more: str) -> subprocess.Popen[str]:
@@ -111,11 +118,6 @@ def start(videos: Path, out: Path, *options: object, **more: str) -> subprocess.
     return subprocess.Popen(command(videos, out, *options), stdout=subprocess.PIPE,
                             stderr=subprocess.PIPE, text=True, env=environment(**more),
                             start_new_session=True)
-
-
-def own_words(errors: str) -> str:
-    """Leave out what Dask says of its own, which differs from version to version."""
-    return "".join(line for line in errors.splitlines(True) if " - distributed." not in line)
 
 
 def parts(out: Path) -> list[Path]:
@@ -129,6 +131,22 @@ def children(process: int) -> list[int]:
     for task in Path(f"/proc/{process}/task").iterdir():
         found += map(int, (task / "children").read_text().split())
     return found
+
+
+def workers_of(process: int) -> list[int]:
+    """Give the workers that a process has begun."""
+    return [child for child in children(process)
+            if b"spawn_main" in Path(f"/proc/{child}/cmdline").read_bytes()]
+
+
+@contextmanager
+def held(process: int) -> Iterator[None]:
+    """Have a process stand still for a while."""
+    os.kill(process, signal.SIGSTOP)
+    try:
+        yield
+    finally:
+        os.kill(process, signal.SIGCONT)
 
 
 def is_alive(process: int) -> bool:

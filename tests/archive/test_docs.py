@@ -11,7 +11,7 @@ import subprocess
 from pathlib import Path
 
 import pytest
-from support import SOURCES, process, said, until
+from support import SOURCES, own_words, process, said, until
 
 from archive.run import KEEP_MEMORY
 
@@ -42,7 +42,7 @@ def place(tmp_path: Path) -> Path:
 def shell(lines: list[str], folder: Path) -> str:
     done = subprocess.run(["bash", "-e"], input="\n".join(lines), cwd=folder, text=True,
                           capture_output=True, timeout=120, check=False)
-    assert (done.returncode, done.stderr) == (0, ""), done.stderr
+    assert (done.returncode, own_words(done.stderr)) == (0, ""), done.stderr
     return done.stdout
 
 

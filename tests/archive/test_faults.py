@@ -11,8 +11,8 @@ from pathlib import Path
 
 import numpy as np
 import pytest
-from support import (PATIENCE, Relay, children, command, environment, is_alive, make_archive,
-                     own_words, parts, run, scheduler, start, until, worker, write_video)
+from support import (PATIENCE, Relay, command, environment, is_alive, make_archive, own_words,
+                     parts, run, scheduler, start, until, worker, workers_of, write_video)
 
 COUNT, LENGTH = 6, 60
 OPTIONS = ("--chain", "MotionSegment", "--chunk", 4)
@@ -41,16 +41,10 @@ def ended(process: subprocess.Popen[str]) -> str:
     return err
 
 
-def workers_of(process: subprocess.Popen[str]) -> list[int]:
-    """Give the workers that a run has begun here."""
-    return [child for child in children(process.pid)
-            if b"spawn_main" in Path(f"/proc/{child}/cmdline").read_bytes()]
-
-
 def test_killed_worker(archive: tuple[Path, bytes], tmp_path: Path) -> None:
     process = start(archive[0], tmp_path / "out", *OPTIONS, "--workers", 2)
     wait_for_some(tmp_path / "out", process)
-    os.kill(workers_of(process)[0], signal.SIGKILL)
+    os.kill(workers_of(process.pid)[0], signal.SIGKILL)
     ended(process)
     assert (tmp_path / "out/table.csv").read_bytes() == archive[1]
 
@@ -62,7 +56,7 @@ def test_killed_client_is_started_again(archive: tuple[Path, bytes], tmp_path: P
     options = (*OPTIONS, "--workers", 2, "--pictures", 4)  # one of each task
     process = start(archive[0], out, *options)
     wait_for_some(out, process)
-    workers = workers_of(process)
+    workers = workers_of(process.pid)
     if by == signal.SIGINT:
         os.killpg(process.pid, by)  # as the terminal does, workers included
     else:

@@ -8,7 +8,6 @@ import os
 import pty
 import re
 import shutil
-import signal
 import subprocess
 from collections.abc import Callable, Iterator
 from contextlib import ExitStack
@@ -21,8 +20,8 @@ import numpy as np
 import pytest
 import velmor
 from PIL import Image
-from support import (PATIENCE, command, environment, make_archive, motion_table, parts, run,
-                     scheduler, start, until, walk, worker, write_video)
+from support import (PATIENCE, command, environment, held, make_archive, motion_table, own_words,
+                     parts, run, scheduler, start, until, walk, worker, workers_of, write_video)
 
 import archive.run
 from archive.chain import read_chain
@@ -35,11 +34,17 @@ MOTION = ("--chain", "MotionSegment")
 
 
 @pytest.fixture(scope="module")
-def address(tmp_path_factory: pytest.TempPathFactory) -> Iterator[str]:
-    """Have a scheduler and a worker that all runs share."""
+def cluster(tmp_path_factory: pytest.TempPathFactory) -> Iterator[tuple[str, int]]:
+    """Have a scheduler and a worker that all runs share; give its address and the nanny."""
     folder = tmp_path_factory.mktemp("elsewhere")
-    with scheduler(folder) as port, worker(folder, port):
-        yield f"tcp://127.0.0.1:{port}"
+    with scheduler(folder) as port, worker(folder, port) as (nanny, _):
+        yield f"tcp://127.0.0.1:{port}", nanny
+
+
+@pytest.fixture
+def address(cluster: tuple[str, int]) -> str:
+    """Give the address of the shared scheduler."""
+    return cluster[0]
 
 
 @pytest.fixture
@@ -205,23 +210,26 @@ def test_broken_videos_are_left_out(tmp_path: Path, run_there: Run) -> None:
 
 
 @pytest.mark.parametrize("fate", ["vanishes", "changes"])
-def test_video_that_goes_in_the_middle(tmp_path: Path, address: str, fate: str) -> None:
+def test_video_that_goes_during_the_run(tmp_path: Path, cluster: tuple[str, int],
+                                        fate: str) -> None:
     videos, out = tmp_path / "videos", tmp_path / "out"
-    expected = make_archive(videos, 3, 60, width=320, height=240)
-    lost = videos / "2.mkv"  # is worked on last
-    options = (*MOTION, "--chunk", 4, "--scheduler", address)
-    process = start(videos, out, *options)
-    until(lambda: len(parts(out)) >= 3 or process.poll() is not None, "parts")
+    address, nanny = cluster
+    expected = make_archive(videos, 3, 12)
+    lost = videos / "1.mkv"
     content = lost.read_bytes()
-    if fate == "vanishes":
-        lost.unlink()
-    else:
-        lost.write_bytes(content + b" ")
-    _, said = process.communicate(timeout=60)
+    options = (*MOTION, "--chunk", 4, "--scheduler", address)
+    with held(workers_of(nanny)[0]):
+        process = start(videos, out, *options)
+        until((out / "manifest.json").exists, "the run to know its videos")
+        if fate == "vanishes":
+            lost.unlink()
+        else:
+            lost.write_bytes(content + b" ")
+    _, said = process.communicate(timeout=PATIENCE)
     why = ("No such file or directory" if fate == "vanishes" else
            "it has changed during the run")
     assert process.returncode == 3
-    assert said == f"archive_on_dask: cannot read '{lost}': {why}; left out\n"
+    assert own_words(said) == f"archive_on_dask: cannot read '{lost}': {why}; left out\n"
     lost.write_bytes(content)
     assert run(videos, out, *options).returncode == 0
     assert (out / "table.csv").read_bytes() == expected
@@ -319,18 +327,15 @@ def test_parts_that_do_not_fit_together_are_named(tmp_path: Path, run_there: Run
 # ---- What is refused, and what a person sees
 
 
-def test_one_run_at_a_time(tmp_path: Path, address: str) -> None:
+def test_one_run_at_a_time(tmp_path: Path, run_there: Run) -> None:
     videos, out = tmp_path / "videos", tmp_path / "out"
     make_archive(videos, 1, 2)
-    process = start(videos, out, *MOTION, "--scheduler", address)
-    until(lambda: (out / "manifest.json").exists(), "the first run")
-    process.send_signal(signal.SIGSTOP)
-    done = run(videos, out, *MOTION)
-    process.send_signal(signal.SIGCONT)
+    other = Store(out)
+    done = run_there(videos, out, *MOTION)
     assert done.returncode == 1
     assert done.stderr == f"archive_on_dask: another run works in '{out}': wait for its end\n"
-    process.communicate(timeout=60)
-    assert process.returncode == 0
+    del other
+    assert run_there(videos, out, *MOTION).returncode == 0
 
 
 @pytest.mark.parametrize(("options", "text"), [
@@ -344,7 +349,7 @@ def test_misuse_is_one_line(tmp_path: Path, options: tuple[str, ...], text: str)
                   DASK_DISTRIBUTED__COMM__TIMEOUTS__CONNECT="1s")
     _, said = begun.communicate(timeout=60)
     assert begun.returncode == 1
-    assert re.fullmatch(f"archive_on_dask: {text}\n", said)
+    assert re.fullmatch(f"archive_on_dask: {text}\n", own_words(said))
 
 
 def test_runs_of_one_scheduler_do_not_meet(tmp_path: Path) -> None:
