@@ -105,7 +105,8 @@ def connect(given: argparse.Namespace, stack: ExitStack) -> distributed.Client:
         return stack.enter_context(distributed.Client(given.scheduler))
     place = stack.enter_context(tempfile.TemporaryDirectory(prefix="archive-on-dask-"))
     os.environ.update({**KEEP_MEMORY, **os.environ})
-    # Ctrl-C reaches all processes of a terminal. The workers leave it to this one: they inherit it.
+    # Ctrl-C reaches all processes of a terminal. The workers that begin here inherit that it is
+    # ignored. A worker that Dask begins later, in place of one that died, ends by it.
     interrupt = signal.signal(signal.SIGINT, signal.SIG_IGN)
     cluster = stack.enter_context(distributed.LocalCluster(
         n_workers=given.workers, threads_per_worker=1, host="127.0.0.1",
