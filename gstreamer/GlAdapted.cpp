@@ -1,5 +1,6 @@
 #include <GL/glew.h>
 
+#include "cvprocess/gpuStdShaders/internal/Announcements.h"
 #include "glsupport/DriverAdapter.h"
 #include "glsupport/StateGuard.h"
 #include "glsupport/internal/Compilation.h"
@@ -9,7 +10,6 @@
 #include <gst/gl/gl.h>
 
 #include <exception>
-#include <iostream>
 #include <map>
 #include <mutex>
 #include <shared_mutex>
@@ -84,19 +84,6 @@ void leave(const GstGLContext* context)
         glsupport::DriverAdapter::remove();
 }
 
-/// Keeps what filters print when they are made off the standard output. To be had alone.
-class Silence
-{
-public:
-    Silence() : mState(std::cout.rdstate()) { std::cout.setstate(std::ios::failbit); }
-    Silence(const Silence&) = delete;
-    Silence& operator=(const Silence&) = delete;
-    ~Silence() { std::cout.clear(mState); }
-
-private:
-    std::ios::iostate mState;
-};
-
 /// Calls a function on the thread of a context, and hands its exception on to the caller.
 void runOnThreadOf(GstGLContext* context, const std::function<void()>& function)
 {
@@ -145,7 +132,7 @@ void GlAdapted::compile(const std::function<void()>& work) const
     runOnThreadOf(mContext.get(), [&work] {
         const auto lock = turns().alone();
         const glsupport::StateGuard guard;
-        const Silence silence;
+        const cvprocess::Silence silence;
         const glsupport::Compilation refusals;
         work();
     });

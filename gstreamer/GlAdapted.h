@@ -35,8 +35,8 @@ public:
     /// @throws whatever the work throws
     void run(const std::function<void()>& work) const;
 
-    /// Does some work that compiles shaders, likewise. The filters of all other contexts wait, and nothing is written
-    /// to the standard output, which may carry a stream.
+    /// Does some work that compiles shaders, likewise. The filters of all other contexts wait, and filters announce
+    /// nothing on the standard output, which may carry a stream.
     /// @throws std::runtime_error  when the driver refuses a shader, saying why
     /// @throws whatever the work throws
     void compile(const std::function<void()>& work) const;

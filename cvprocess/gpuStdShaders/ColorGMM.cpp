@@ -2,6 +2,7 @@
 
 #include "core/cvdata/ColorGMM.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "cvprocess/gpuStdShaders/internal/Announcements.h"
 #include "cvprocess/gpuStdShaders/internal/GaussianUniforms.h"
 
 #include <algorithm>
@@ -182,7 +183,7 @@ std::string bodyFor(int mixtures)
     case 3:
         return kThreeMixtures;
     default:
-        std::cout << "not yet supported number of Gauss!!" << std::endl;
+        announcements() << "not yet supported number of Gauss!!" << std::endl;
         return std::string();
     }
 }

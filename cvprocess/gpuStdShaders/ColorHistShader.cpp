@@ -2,6 +2,7 @@
 
 #include "core/cvdata/ColourHist2d.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "cvprocess/gpuStdShaders/internal/Announcements.h"
 
 #include <algorithm>
 #include <cassert>
@@ -158,7 +159,7 @@ ColorHistShader::ColorHistShader(Param* param, core::cvdata::Image* image) : Gpu
     glProgramParameteriEXT(mProgObj, GL_GEOMETRY_OUTPUT_TYPE_EXT, GL_POINTS);
     attachShader(GL_FRAGMENT_SHADER, mFragmentSource);
     const GLint maxVertices = integer(GL_MAX_GEOMETRY_OUTPUT_VERTICES_EXT);
-    std::cout << "WARNING: Max number of vertices emitted by the geometry shader: " << maxVertices << std::endl;
+    announcements() << "WARNING: Max number of vertices emitted by the geometry shader: " << maxVertices << std::endl;
     glProgramParameteriEXT(mProgObj, GL_GEOMETRY_VERTICES_OUT_EXT, maxVertices);
     linkProgram();
 }

@@ -1,6 +1,7 @@
 #include "cvprocess/gpuStdShaders/GlShaderMgr.h"
 
 #include "cvprocess/gpuStdShaders/GlFbo.h"
+#include "cvprocess/gpuStdShaders/internal/Announcements.h"
 
 #include <GL/glew.h>
 
@@ -108,7 +109,7 @@ void attachCompiledShader(unsigned int progObj, unsigned int shaderObj, const st
     glAttachShader(progObj, shaderObj);
     if (GlFbo::checkGlErrors(nullptr))
         std::exit(-1);
-    std::cout << announcement << std::endl;
+    announcements() << announcement << std::endl;
 }
 
 } // namespace
@@ -141,7 +142,7 @@ bool GlShaderMgr::loadAndAttachShaderFromString(const unsigned int& progObj, uns
 {
     const auto [entry, isNew] = mShaderObjs.emplace(source, 0);
     if (!isNew) {
-        std::cout << "shader already loaded" << std::endl;
+        announcements() << "shader already loaded" << std::endl;
         shaderObj = entry->second;
         return true;
     }
@@ -159,7 +160,7 @@ bool GlShaderMgr::loadAndAttachShaderFromFile(const unsigned int& progObj, unsig
 {
     const auto [entry, isNew] = mShaderObjs.emplace(path, 0);
     if (!isNew) {
-        std::cout << "shader already loaded" << std::endl;
+        announcements() << "shader already loaded" << std::endl;
         shaderObj = entry->second;
         return true;
     }
@@ -200,7 +201,7 @@ bool GlShaderMgr::linkShadersToProgram(unsigned int progObj)
         std::cerr << "ERROR: Linking failed." << std::endl;
         return false;
     }
-    std::cout << "Shader validation" << std::endl;
+    announcements() << "Shader validation" << std::endl;
     glValidateProgram(progObj);
     GLint validated = 0;
     glGetProgramiv(progObj, GL_VALIDATE_STATUS, &validated);
@@ -225,7 +226,7 @@ void GlShaderMgr::printProgramInfoLog(unsigned int progObj)
             fail("ERROR: Could not allocate InfoLog buffer", 1);
         GLsizei written = 0;
         glGetProgramInfoLog(progObj, length, &written, log.get());
-        std::cout << "Program InfoLog:" << std::endl << log.get() << std::endl;
+        announcements() << "Program InfoLog:" << std::endl << log.get() << std::endl;
     }
     GlFbo::checkGlErrors("printProgramInfoLog");
 }
@@ -241,7 +242,7 @@ void GlShaderMgr::printShaderInfoLog(unsigned int shaderObj)
             fail("Could not allocate InfoLog buffer", 1);
         GLsizei written = 0;
         glGetShaderInfoLog(shaderObj, length, &written, log.get());
-        std::cout << "Shader InfoLog:" << std::endl << log.get() << std::endl;
+        announcements() << "Shader InfoLog:" << std::endl << log.get() << std::endl;
     }
     GlFbo::checkGlErrors("printShaderInfoLog");
 }
@@ -284,7 +285,7 @@ bool GlShaderMgr::checkSupportForProgrammableShaders()
 {
     if (!glewIsSupported("GL_VERSION_2_0"))
         fail("ERROR: OpenGL 2.0 not found.", 1);
-    std::cout << "Ready for OpenGL 2.x programmable shaders." << std::endl;
+    announcements() << "Ready for OpenGL 2.x programmable shaders." << std::endl;
     return true;
 }
 

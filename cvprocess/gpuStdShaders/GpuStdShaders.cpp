@@ -2,6 +2,7 @@
 
 #include "cvprocess/gpuStdShaders/GlFbo.h"
 #include "cvprocess/gpuStdShaders/GlShaderMgr.h"
+#include "cvprocess/gpuStdShaders/internal/Announcements.h"
 
 #include <GL/glew.h>
 #include <GL/glu.h>
@@ -26,7 +27,7 @@ GpuStdShaders::GpuStdShaders(bool additionalInput) : mAdditionalInput(additional
         std::cerr << "ERROR: GL_ARB_texture_rectangle not available or GLEW >= 1.4.0 required!" << std::endl;
         std::exit(-1);
     }
-    std::cout << "GL_ARB_texture_rectangle : present" << std::endl;
+    announcements() << "GL_ARB_texture_rectangle : present" << std::endl;
     mShaderMgr = getGlShaderMgr();
 }
 

@@ -1,5 +1,6 @@
 #include "cvprocess/gpuStdShaders/PixelCount.h"
 
+#include "cvprocess/gpuStdShaders/internal/Announcements.h"
 #include "math/Math.h"
 
 #include <algorithm>
@@ -170,7 +171,7 @@ void PixelCount::prepareDisplayList()
     endDisplayList();
 
     mNofTiles = static_cast<std::uint32_t>(tile);
-    std::cout << "Tiles set to: " << mNofTiles << std::endl;
+    announcements() << "Tiles set to: " << mNofTiles << std::endl;
     if (static_cast<std::uint32_t>(mXresSrcTex1 * mYresSrcTex1) / mNofTiles > 65535)
         std::cerr << "WARNING: PixelCount: Result may be incorrect due to a too small tile number of " << mNofTiles
                   << std::endl;

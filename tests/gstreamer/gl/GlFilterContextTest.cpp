@@ -6,7 +6,10 @@
 #include <opencv2/core.hpp>
 
 #include <functional>
+#include <iostream>
 #include <memory>
+#include <string>
+#include <thread>
 #include <vector>
 
 // X11's macros take names of the headers above, and GLEW's comes before all others of OpenGL.
@@ -258,6 +261,36 @@ TEST(GlFilterContext, WritesNothingOnStandardOutput)
         harness.show(picture);
     });
     EXPECT_EQ(output.out, "");
+    EXPECT_EQ(output.err, "");
+}
+
+PFNGLCOMPILESHADERPROC compileAsBefore = nullptr;
+std::string writtenElsewhere;
+
+/// Compiles, while another thread of the process writes to the standard output.
+void GLAPIENTRY compileWhileAnotherWrites(GLuint shader)
+{
+    std::thread([] {
+        writtenElsewhere += "a line\n";
+        std::cout << "a line" << std::endl;
+    }).join();
+    compileAsBefore(shader);
+}
+
+TEST(GlFilterContext, LosesNothingThatOtherThreadsWriteToStandardOutput)
+{
+    const cv::Mat picture = opaquePixels({16, 16}, 8);
+    const Output output = capture([&picture] {
+        GlHarness harness("velmorglfilter name=filter operator=FlipV");
+        harness.show(picture);
+        compileAsBefore = __glewCompileShader;
+        __glewCompileShader = compileWhileAnotherWrites;
+        harness.setByText("operator", "Not");
+        harness.show(picture);
+        __glewCompileShader = compileAsBefore;
+    });
+    EXPECT_NE(writtenElsewhere, "");
+    EXPECT_EQ(output.out, writtenElsewhere);
     EXPECT_EQ(output.err, "");
 }
 
