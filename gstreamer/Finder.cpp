@@ -252,9 +252,11 @@ gboolean setInfo(GstVideoFilter* filter, GstCaps*, GstVideoInfo* inInfo, GstCaps
     State& state = stateOf(filter);
     const cv::Size size(GST_VIDEO_INFO_WIDTH(inInfo), GST_VIDEO_INFO_HEIGHT(inInfo));
     if (!fits(size)) {
-        GST_ELEMENT_ERROR(filter, STREAM, FORMAT,
-                          ("frames of %d x %d are too large: expected fewer than 2^29 pixels", size.width, size.height),
-                          (nullptr));
+        GST_ELEMENT_ERROR(
+            filter, STREAM, FORMAT,
+            ("frames of %d x %d are too large: expected fewer than 2^29 pixels in rows of fewer than 2^27", size.width,
+             size.height),
+            (nullptr));
         return FALSE;
     }
     if (size != state.size) // otherwise it is another format or another output of the same pictures

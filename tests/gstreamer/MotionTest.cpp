@@ -283,12 +283,16 @@ TEST(Motion, TakesPicturesOfAnySize)
 
 TEST(Motion, SaysThatAFrameIsTooLarge)
 {
-    Harness harness("velmormotion name=tested");
-    Bus bus(harness);
-    expectPictures(harness, GST_VIDEO_FORMAT_RGB, {1 << 15, 1 << 14});
-    EXPECT_EQ("gst-stream-error-quark " + std::to_string(GST_STREAM_ERROR_FORMAT) +
-                  ": frames of 32768 x 16384 are too large: expected fewer than 2^29 pixels",
-              bus.error());
+    // 2^29 pixels, and a single row of 2^27.
+    for (const cv::Size size : {cv::Size(1 << 15, 1 << 14), {1 << 27, 1}}) {
+        Harness harness("velmormotion name=tested");
+        Bus bus(harness);
+        expectPictures(harness, GST_VIDEO_FORMAT_RGB, size);
+        EXPECT_EQ("gst-stream-error-quark " + std::to_string(GST_STREAM_ERROR_FORMAT) + ": frames of " +
+                      std::to_string(size.width) + " x " + std::to_string(size.height) +
+                      " are too large: expected fewer than 2^29 pixels in rows of fewer than 2^27",
+                  bus.error());
+    }
 }
 
 TEST(Motion, LosesNoPipelineInAnyOrderOfStates)
