@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <set>
 
 namespace velmor::tests {
 namespace {
@@ -16,6 +17,19 @@ class Life : public testing::TestWithParam<Element>
 
 INSTANTIATE_TEST_SUITE_P(Elements, Life, testing::ValuesIn(elements()),
                          [](const auto& each) { return each.param.name; });
+
+TEST(LifeOfEach, IsTested)
+{
+    std::set<std::string> tested = {"velmorglfilter"}; // in gl/
+    for (const Element& each : elements())
+        tested.insert(each.name);
+    std::set<std::string> registered;
+    GList* const features = gst_registry_get_feature_list_by_plugin(gst_registry_get(), "velmor");
+    for (GList* each = features; each; each = each->next)
+        registered.insert(GST_OBJECT_NAME(each->data));
+    gst_plugin_feature_list_free(features);
+    EXPECT_EQ(registered, tested);
+}
 
 TEST_P(Life, EndsWithItsSource)
 {
