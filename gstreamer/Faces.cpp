@@ -1,13 +1,13 @@
 #include "gstreamer/Faces.h"
 
 #include "catalogue/CpuOperators.h"
-#include "core/util/internal/WholeFile.h"
 #include "gstreamer/Finder.h"
 #include "gstreamer/Images.h"
 #include "gstreamer/Overlay.h"
 #include "opencv1/CascadeCopy.h"
 
 #include <map>
+#include <memory>
 
 namespace velmor::gstreamer {
 namespace {
@@ -25,14 +25,8 @@ class FaceFinder : public Finder
 public:
     void open(const std::string& file) override
     {
-        const char* const attempt = "velmorfaces: cannot load";
-        mBytes = core::util::readWholeFile(attempt, file, opencv1::CascadeCopy::kMost);
-        try {
-            mDetectors.clear();
-            opencv1::CascadeCopy tried(mBytes);
-        } catch (const std::exception& error) {
-            throw core::util::fileError(attempt, file, error.what());
-        }
+        mDetectors.clear();
+        mCascade = opencv1::copyOfCascade("velmorfaces: cannot load", file);
     }
 
     Findings find(const Parameters& parameters, const cv::Mat& picture, const Format& format, cv::Mat&) override
@@ -61,13 +55,12 @@ private:
     /// The operator would end the process where the file is no cascade, so it reads a copy that was tried.
     catalogue::CpuOperator make(const catalogue::Values& values) const
     {
-        const opencv1::CascadeCopy copy(mBytes);
         catalogue::Given given;
-        given.cascadeFile = copy.name();
+        given.cascadeFile = mCascade->name();
         return catalogue::makeCpu("FaceDetect", values, given);
     }
 
-    std::vector<unsigned char> mBytes; ///< of the cascade's file, as it was
+    std::unique_ptr<opencv1::CascadeCopy> mCascade;
     /// With all values that there have been: to read a cascade again takes longer than to search a frame.
     std::map<catalogue::Values, catalogue::CpuOperator> mDetectors;
     cv::Mat mColours;

@@ -1,5 +1,6 @@
 #include "opencv1/CascadeCopy.h"
 
+#include "core/util/internal/WholeFile.h"
 #include "opencv1/CascadeFile.h"
 #include "opencv1/HaarCascade.h"
 
@@ -55,6 +56,16 @@ CascadeCopy::~CascadeCopy()
 std::string CascadeCopy::name() const
 {
     return "/proc/self/fd/" + std::to_string(mDescriptor);
+}
+
+std::unique_ptr<CascadeCopy> copyOfCascade(const std::string& attempt, const std::string& file)
+{
+    const std::vector<unsigned char> bytes = core::util::readWholeFile(attempt, file, kMostOfACascade);
+    try {
+        return std::make_unique<CascadeCopy>(bytes);
+    } catch (const std::runtime_error& error) {
+        throw core::util::fileError(attempt, file, error.what());
+    }
 }
 
 } // namespace velmor::opencv1

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <cstddef>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,9 +11,6 @@ namespace velmor::opencv1 {
 class CascadeCopy
 {
 public:
-    /// The size of the largest cascade that cvLoad() reads.
-    static constexpr std::size_t kMost = 16 << 20;
-
     /// @param bytes  of a cascade's file
     /// @throws std::runtime_error  saying why they are no cascade, or that there is no memory
     explicit CascadeCopy(const std::vector<unsigned char>& bytes);
@@ -27,5 +24,10 @@ public:
 private:
     int mDescriptor;
 };
+
+/// Copies a cascade's file.
+/// @param attempt  how the text of an error begins, such as "FaceDetect(): cannot load"
+/// @throws std::runtime_error  naming the file, and saying why it cannot be read or is no cascade
+std::unique_ptr<CascadeCopy> copyOfCascade(const std::string& attempt, const std::string& file);
 
 } // namespace velmor::opencv1

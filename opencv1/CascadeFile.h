@@ -1,8 +1,12 @@
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace velmor::opencv1 {
+
+/// How many bytes of a cascade's file are read at most: the largest of Debian's opencv-data has 2.7 MB.
+constexpr std::size_t kMostOfACascade = 16 << 20;
 
 /// Checks a cascade and writes it out again.
 ///

@@ -22,7 +22,7 @@ struct CvHaarClassifierCascade
 
 namespace {
 
-constexpr std::size_t kMaxSize = 16 << 20; ///< the largest of Debian's opencv-data has 2.7 MB
+using velmor::opencv1::kMostOfACascade;
 
 /// What a file holds; nothing when it cannot be read or is larger than any cascade, as what never ends.
 std::string contentOf(const char* filename)
@@ -30,9 +30,9 @@ std::string contentOf(const char* filename)
     std::ifstream stream(filename, std::ios::binary);
     std::string content;
     char part[65536];
-    while (content.size() <= kMaxSize && (stream.read(part, sizeof(part)) || stream.gcount() > 0))
+    while (content.size() <= kMostOfACascade && (stream.read(part, sizeof(part)) || stream.gcount() > 0))
         content.append(part, static_cast<std::size_t>(stream.gcount()));
-    return content.size() <= kMaxSize ? content : std::string();
+    return content.size() <= kMostOfACascade ? content : std::string();
 }
 
 bool comesBefore(const CvAvgComp& a, const CvAvgComp& b)

@@ -1,6 +1,5 @@
 #include "python/binding/FaceDetect.h"
 
-#include "core/util/internal/WholeFile.h"
 #include "cvprocess/FaceDetect.h"
 #include "opencv1/CascadeCopy.h"
 #include "python/binding/Docstrings.h"
@@ -16,24 +15,15 @@
 #include <limits>
 #include <memory>
 #include <mutex>
-#include <stdexcept>
 #include <vector>
 
 namespace velmor::python {
 namespace {
 
-const char* const kLoad = "FaceDetect(): cannot load";
-
-/// The detector of a file, which would end the process where the file is no cascade. So its bytes are tried before.
+/// The detector of a file, which would end the process where the file is no cascade. So a copy is tried before.
 std::unique_ptr<cvprocess::FaceDetect> detectorOf(const std::string& file)
 {
-    const std::vector<unsigned char> bytes = core::util::readWholeFile(kLoad, file, opencv1::CascadeCopy::kMost);
-    try {
-        const opencv1::CascadeCopy copy(bytes);
-        return std::make_unique<cvprocess::FaceDetect>(copy.name());
-    } catch (const std::runtime_error& error) {
-        throw core::util::fileError(kLoad, file, error.what());
-    }
+    return std::make_unique<cvprocess::FaceDetect>(opencv1::copyOfCascade("FaceDetect(): cannot load", file)->name());
 }
 
 class Detector
