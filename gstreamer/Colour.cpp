@@ -5,8 +5,10 @@
 #include "cvprocess/ColourDetector.h"
 #include "gstreamer/Finder.h"
 #include "gstreamer/Images.h"
+#include "gstreamer/Models.h"
 #include "gstreamer/Overlay.h"
 
+#include <memory>
 #include <optional>
 #include <stdexcept>
 
@@ -28,11 +30,10 @@ const catalogue::Operator& moments()
 }
 
 /// A model that the detector takes: another one would stop the process.
-ColorGMM modelOf(const std::string& file)
+std::shared_ptr<ColorGMM> modelOf(const std::string& file)
 {
-    ColorGMM result;
-    result.load(file);
-    for (const auto& component : result.mixture)
+    const auto result = loadModel(file);
+    for (const auto& component : result->mixture)
         if (component->dimension != 2)
             throw std::runtime_error("velmorcolour: expected a model of 2 colour components in '" + file +
                                      "', got one of " + std::to_string(component->dimension));
@@ -57,7 +58,7 @@ public:
     void open(const std::string& file) override
     {
         mModel = modelOf(file);
-        mDetector.emplace(&mModel, &mParam);
+        mDetector.emplace(mModel.get(), &mParam);
     }
 
     Findings find(const Parameters& parameters, const cv::Mat& picture, const Format& format, cv::Mat& mask) override
@@ -92,7 +93,7 @@ private:
         mValues = values;
     }
 
-    ColorGMM mModel;
+    std::shared_ptr<ColorGMM> mModel;
     cvprocess::ColourDetector::Param mParam{0};
     std::optional<cvprocess::ColourDetector> mDetector;
     catalogue::Values mValues; ///< that mMoments was made with

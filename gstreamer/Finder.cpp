@@ -1,6 +1,7 @@
 #include "gstreamer/Finder.h"
 
 #include "gstreamer/Messages.h"
+#include "gstreamer/Models.h"
 
 #include <gst/video/gstvideofilter.h>
 
@@ -142,24 +143,12 @@ void declareProperties(GObjectClass* type, const FinderElement& what)
 
 // ---- From one state to another
 
-/// Says of a file, before the first frame, why nothing can be found by it.
-void refuseFile(GstElement* element, const std::string& property, const std::string& file, const std::string& reason)
-{
-    if (file.empty())
-        GST_ELEMENT_ERROR(element, RESOURCE, NOT_FOUND, ("the property %s names no file", property.c_str()),
-                          ("%s needs one", GST_OBJECT_NAME(element)));
-    else if (!g_file_test(file.c_str(), G_FILE_TEST_EXISTS))
-        GST_ELEMENT_ERROR(element, RESOURCE, NOT_FOUND, ("%s", reason.c_str()), ("property %s", property.c_str()));
-    else
-        GST_ELEMENT_ERROR(element, RESOURCE, READ, ("%s", reason.c_str()), ("property %s", property.c_str()));
-}
-
-/// Reads the file, if there is one. Says why where that cannot be done.
+/// Reads the file, if one is needed. Says why where that cannot be done.
 bool open(GstBaseTransform* transform)
 {
     State& state = stateOf(transform);
     state.size = {};
-    std::string file, reason;
+    std::string file;
     {
         const std::lock_guard lock(state.mutex);
         state.last = {};
@@ -167,16 +156,18 @@ bool open(GstBaseTransform* transform)
     }
     if (!state.what.file)
         return true;
-    try {
-        if (!file.empty()) {
-            state.finder->open(file);
-            return true;
-        }
-    } catch (const std::exception& error) {
-        reason = error.what();
+    if (file.empty()) {
+        GST_ELEMENT_ERROR(transform, RESOURCE, NOT_FOUND, ("the property %s names no file", state.what.file),
+                          ("%s needs one", GST_OBJECT_NAME(transform)));
+        return false;
     }
-    refuseFile(GST_ELEMENT(transform), state.what.file, file, reason);
-    return false;
+    try {
+        state.finder->open(file);
+        return true;
+    } catch (const std::exception& error) {
+        FileError(file, error.what()).post(GST_ELEMENT(transform));
+        return false;
+    }
 }
 
 gboolean start(GstBaseTransform* transform)
