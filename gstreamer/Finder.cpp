@@ -54,7 +54,6 @@ struct State
     cv::Size size;      ///< of the frames; empty before there are caps
     bool begins = true; ///< whether the next frame follows none
     cv::Mat mask;
-    bool draws = false;
     bool takesCrops = false; ///< whether frames have crops because the element said that it takes them
 };
 
@@ -323,24 +322,14 @@ GstFlowReturn prepareOutput(GstBaseTransform* transform, GstBuffer* in, GstBuffe
     return *out ? GST_FLOW_OK : GST_FLOW_ERROR;
 }
 
-/// Searches a frame, and says why where that cannot be done.
+/// Searches a picture of a frame.
 /// @param mask  for a finder that gives one
-std::string search(State& state, MappedFrame& frame, GstVideoFormat format, cv::Mat& mask, Findings& findings)
+Findings search(State& state, const cv::Mat& picture, GstVideoFormat format, cv::Mat& mask)
 {
-    if (!frame)
-        return kNotAsTheCaps;
-    cv::Mat picture = frame.picture();
-    try {
-        if (state.begins)
-            state.finder->begin(state.size);
-        state.begins = false;
-        findings = state.finder->find(state.parameters, picture, formatOf(format), mask);
-        if (state.draws)
-            state.finder->draw(picture, mask);
-    } catch (const std::exception& error) { // no memory
-        return error.what();
-    }
-    return "";
+    if (state.begins)
+        state.finder->begin(state.size);
+    state.begins = false;
+    return state.finder->find(state.parameters, picture, formatOf(format), mask);
 }
 
 /// Tells what was found in a frame: by what goes on, on the bus, and by properties.
@@ -357,44 +346,57 @@ void tell(GstBaseTransform* transform, GstBuffer* buffer, Findings findings)
     state.last = std::move(findings);
 }
 
-GstFlowReturn transformInPlace(GstBaseTransform* transform, GstBuffer* buffer)
+/// What is found in a frame whose pixels go on, drawn into it where that is asked for.
+Findings searchInPlace(GstBaseTransform* transform, GstBuffer* buffer)
 {
     State& state = stateOf(transform);
-    state.draws = state.told == OVERLAY;
+    const bool draws = state.told == OVERLAY;
     const GstVideoInfo& info = GST_VIDEO_FILTER(transform)->in_info;
+    MappedFrame frame(info, buffer, draws ? GST_MAP_READWRITE : GST_MAP_READ);
+    if (!frame)
+        throw std::runtime_error(kNotAsTheCaps);
+    cv::Mat picture = frame.picture();
     state.mask.create(state.size, CV_8UC1);
-    Findings findings;
-    std::string reason;
-    {
-        MappedFrame frame(info, buffer, state.draws ? GST_MAP_READWRITE : GST_MAP_READ);
-        reason = search(state, frame, GST_VIDEO_INFO_FORMAT(&info), state.mask, findings);
+    Findings result = search(state, picture, GST_VIDEO_INFO_FORMAT(&info), state.mask);
+    if (draws)
+        state.finder->draw(picture, state.mask);
+    return result;
+}
+
+/// What is found in a frame, whose mask is made.
+Findings searchForMask(GstBaseTransform* transform, GstBuffer* in, GstBuffer* out)
+{
+    const GstVideoFilter& filter = *GST_VIDEO_FILTER(transform);
+    MappedFrame frame(filter.in_info, in, GST_MAP_READ);
+    if (!frame)
+        throw std::runtime_error(kNotAsTheCaps);
+    MappedFrame result(filter.out_info, out, GST_MAP_WRITE);
+    if (!result)
+        throw std::runtime_error("there is no memory for its mask");
+    cv::Mat mask = result.picture();
+    return search(stateOf(transform), frame.picture(), GST_VIDEO_INFO_FORMAT(&filter.in_info), mask);
+}
+
+GstFlowReturn transformInPlace(GstBaseTransform* transform, GstBuffer* buffer)
+{
+    try {
+        tell(transform, buffer, searchInPlace(transform, buffer));
+        return GST_FLOW_OK;
+    } catch (const std::exception& error) { // no memory, or not as the caps
+        return refuseFrame(transform, error.what());
     }
-    if (!reason.empty())
-        return refuseFrame(transform, reason);
-    tell(transform, buffer, std::move(findings));
-    return GST_FLOW_OK;
 }
 
 GstFlowReturn transformToMask(GstBaseTransform* transform, GstBuffer* in, GstBuffer* out)
 {
-    State& state = stateOf(transform);
-    state.draws = false;
-    const GstVideoFilter& filter = *GST_VIDEO_FILTER(transform);
-    Findings findings;
-    std::string reason;
-    {
-        MappedFrame frame(filter.in_info, in, GST_MAP_READ);
-        MappedFrame result(filter.out_info, out, GST_MAP_WRITE);
-        if (!result)
-            return refuseFrame(transform, "there is no memory for its mask");
-        cv::Mat mask = result.picture();
-        reason = search(state, frame, GST_VIDEO_INFO_FORMAT(&filter.in_info), mask, findings);
+    try {
+        Findings findings = searchForMask(transform, in, out);
+        moveRegions(out, in, stateOf(transform).size, false);
+        tell(transform, out, std::move(findings));
+        return GST_FLOW_OK;
+    } catch (const std::exception& error) { // no memory, or not as the caps
+        return refuseFrame(transform, error.what());
     }
-    if (!reason.empty())
-        return refuseFrame(transform, reason);
-    moveRegions(out, in, state.size, false);
-    tell(transform, out, std::move(findings));
-    return GST_FLOW_OK;
 }
 
 // ---- The type
