@@ -284,8 +284,7 @@ GstFlowReturn makeBuffer(GstVideoAggregator* self, GstBuffer** result)
 gboolean copyMeta(GstBuffer* source, GstMeta** meta, gpointer result)
 {
     const GstMetaInfo* const info = (*meta)->info;
-    if (info->api == GST_VIDEO_META_API_TYPE || info->api == GST_VIDEO_CROP_META_API_TYPE ||
-        gst_meta_api_type_has_tag(info->api, _gst_meta_tag_memory) || !info->transform_func)
+    if (!isKept(**meta) || !info->transform_func)
         return TRUE;
     GstMetaTransformCopy whole = {FALSE, 0, static_cast<gsize>(-1)};
     info->transform_func(GST_BUFFER(result), *meta, source, _gst_meta_transform_copy, &whole);

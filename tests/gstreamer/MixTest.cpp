@@ -344,6 +344,24 @@ TEST(Mix, KeepsWhatIsToldOfTheFirstSource)
     EXPECT_EQ(3, code->tc.seconds);
 }
 
+TEST(Mix, KeepsNothingThatDependsOnColours)
+{
+    const gchar* none[] = {nullptr};
+    const gchar* colours[] = {GST_META_TAG_VIDEO_COLORSPACE_STR, nullptr};
+    static const bool isRegistered = gst_meta_register_custom("of-the-scene", none, nullptr, nullptr, nullptr) &&
+                                     gst_meta_register_custom("of-its-colours", colours, nullptr, nullptr, nullptr);
+    ASSERT_TRUE(isRegistered);
+    Mix mix;
+    mix.setCaps(capsOf("GRAY8", {4, 3}));
+    Owned<GstBuffer> a = greyAt(0, 1);
+    gst_buffer_add_custom_meta(a.get(), "of-the-scene");
+    gst_buffer_add_custom_meta(a.get(), "of-its-colours");
+    const Owned<GstBuffer> result = mix.mix(std::move(a), greyAt(0, 2));
+    ASSERT_TRUE(result);
+    EXPECT_TRUE(gst_buffer_get_custom_meta(result.get(), "of-the-scene"));
+    EXPECT_FALSE(gst_buffer_get_custom_meta(result.get(), "of-its-colours"));
+}
+
 TEST(Mix, RefusesASecondSourceThatDiffers)
 {
     for (const std::string& other : {capsOf("GRAY8", {5, 3}), capsOf("GRAY8", {4, 2}), capsOf("RGB", {4, 3})}) {
