@@ -321,15 +321,7 @@ void declareProperties(GObjectClass* type)
 {
     declareOperator(type, OPERATOR, operatorsOfFilter());
     declareModels(type, MODELS);
-    g_object_class_install_property(
-        type, SCALE,
-        g_param_spec_double("scale", "scale",
-                            "what results that are no bytes are multiplied by, before offset is added", -100, 100, 1,
-                            anyTime()));
-    g_object_class_install_property(
-        type, OFFSET,
-        g_param_spec_double("offset", "offset", "what is added to results that are no bytes; 1 makes black white", -100,
-                            100, 0, anyTime()));
+    declareLevels(type, SCALE, "results that are no bytes");
     g_object_class_install_property(
         type, POST_MESSAGES,
         g_param_spec_boolean("post-messages", "post-messages",

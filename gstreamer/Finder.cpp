@@ -22,18 +22,10 @@ enum Property : guint
     FIRST_PARAMETER
 };
 
-std::vector<catalogue::Parameter> parametersOf(const FinderElement& what)
-{
-    std::vector<catalogue::Parameter> result;
-    for (const catalogue::Operator& each : what.operators)
-        result.insert(result.end(), each.parameters.begin(), each.parameters.end());
-    return result;
-}
-
 struct State
 {
     explicit State(const FinderElement& element)
-        : what(element), parameters(parametersOf(what)), output(what.outputs[0].value), told(output.load()),
+        : what(element), parameters(parametersOf(what.operators)), output(what.outputs[0].value), told(output.load()),
           finder(what.make())
     {
     }
@@ -137,7 +129,7 @@ void declareProperties(GObjectClass* type, const FinderElement& what)
     if (what.file)
         g_object_class_install_property(
             type, FILE_NAME, g_param_spec_string(what.file, what.file, what.fileBlurb, nullptr, untilPaused()));
-    declareParameters(type, FIRST_PARAMETER, parametersOf(what));
+    declareParameters(type, FIRST_PARAMETER, parametersOf(what.operators));
 }
 
 // ---- From one state to another
@@ -275,7 +267,7 @@ gboolean proposeAllocation(GstBaseTransform* transform, GstQuery* asked, GstQuer
     State& state = stateOf(transform);
     state.takesCrops = !gst_base_transform_is_in_place(transform);
     if (state.takesCrops)
-        gst_query_add_allocation_meta(query, GST_VIDEO_CROP_META_API_TYPE, nullptr);
+        acceptPaddingAndCrops(query);
     return TRUE;
 }
 

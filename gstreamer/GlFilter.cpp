@@ -19,8 +19,6 @@
 namespace velmor::gstreamer {
 namespace {
 
-constexpr double kMostLevels = 100; ///< by which results are scaled and shifted at most
-
 /// The operators that the element offers: those that make a picture of one texture of bytes.
 const std::vector<catalogue::Operator>& offered()
 {
@@ -37,14 +35,6 @@ const std::vector<catalogue::Operator>& offered()
     return kOperators;
 }
 
-std::vector<catalogue::Parameter> parametersOfAll()
-{
-    std::vector<catalogue::Parameter> result;
-    for (const catalogue::Operator& each : offered())
-        result.insert(result.end(), each.parameters.begin(), each.parameters.end());
-    return result;
-}
-
 enum Property : guint
 {
     OPERATOR = 1,
@@ -58,7 +48,7 @@ enum Property : guint
 class Wishes
 {
 public:
-    Parameters parameters{parametersOfAll()};
+    Parameters parameters{parametersOf(offered())};
     struct
     {
         std::atomic<double> scale = 1;
@@ -359,17 +349,6 @@ void finalize(GObject* object)
     G_OBJECT_CLASS(velmor_gl_filter_parent_class)->finalize(object);
 }
 
-void declareLevels(GObjectClass* object)
-{
-    g_object_class_install_property(object, SCALE,
-                                    g_param_spec_double("scale", "scale", "by which results are multiplied",
-                                                        -kMostLevels, kMostLevels, 1, anyTime()));
-    g_object_class_install_property(object, OFFSET,
-                                    g_param_spec_double("offset", "offset",
-                                                        "what is added to scaled results; 1 is white", -kMostLevels,
-                                                        kMostLevels, 0, anyTime()));
-}
-
 void velmor_gl_filter_class_init(VelmorGlFilterClass* type)
 {
     GObjectClass* const object = G_OBJECT_CLASS(type);
@@ -377,9 +356,9 @@ void velmor_gl_filter_class_init(VelmorGlFilterClass* type)
     object->get_property = getProperty;
     object->finalize = finalize;
     declareOperator(object, OPERATOR, offered());
-    declareLevels(object);
+    declareLevels(object, SCALE, "results");
     declareModels(object, MODELS);
-    declareParameters(object, FIRST_PARAMETER, parametersOfAll());
+    declareParameters(object, FIRST_PARAMETER, parametersOf(offered()));
 
     GstElementClass* const element = GST_ELEMENT_CLASS(type);
     gst_element_class_set_static_metadata(element, "Image operator on textures", "Filter/Effect/Video",

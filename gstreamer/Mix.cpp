@@ -212,8 +212,10 @@ GstFlowReturn chooseResultCaps(GstAggregator* self, GstCaps* allowed, GstCaps** 
 
 gboolean proposeAllocation(GstAggregator* self, GstAggregatorPad* pad, GstQuery* decision, GstQuery* query)
 {
-    gst_query_add_allocation_meta(query, GST_VIDEO_CROP_META_API_TYPE, nullptr);
-    return parentAggregator()->propose_allocation(self, pad, decision, query);
+    if (!parentAggregator()->propose_allocation(self, pad, decision, query))
+        return FALSE;
+    acceptPaddingAndCrops(query);
+    return TRUE;
 }
 
 /// Whether a source has a picture for the frame to be made. A gap comes as an empty buffer.

@@ -58,6 +58,14 @@ GParamFlags untilPaused()
     return static_cast<GParamFlags>(G_PARAM_READWRITE | GST_PARAM_MUTABLE_READY);
 }
 
+std::vector<catalogue::Parameter> parametersOf(const std::vector<catalogue::Operator>& operators)
+{
+    std::vector<catalogue::Parameter> result;
+    for (const catalogue::Operator& each : operators)
+        result.insert(result.end(), each.parameters.begin(), each.parameters.end());
+    return result;
+}
+
 void declareParameters(GObjectClass* type, guint firstId, const std::vector<catalogue::Parameter>& parameters)
 {
     for (const catalogue::Parameter& each : parameters)
@@ -72,6 +80,17 @@ void declareOperator(GObjectClass* type, guint id, const std::vector<catalogue::
     const GType choice = enumerationOf(std::string(G_OBJECT_CLASS_NAME(type)) + "-operator", words);
     g_object_class_install_property(
         type, id, g_param_spec_enum("operator", "operator", "what is done to each frame", choice, 0, anyTime()));
+}
+
+void declareLevels(GObjectClass* type, guint firstId, const std::string& results)
+{
+    const std::string ofScale = "what " + results + " are multiplied by, before offset is added";
+    const std::string ofOffset = "what is added to " + results + "; 1 makes black white";
+    const double most = 100;
+    g_object_class_install_property(type, firstId,
+                                    g_param_spec_double("scale", "scale", ofScale.c_str(), -most, most, 1, anyTime()));
+    g_object_class_install_property(
+        type, firstId + 1, g_param_spec_double("offset", "offset", ofOffset.c_str(), -most, most, 0, anyTime()));
 }
 
 void followControllers(gpointer element, const GstSegment& segment, GstBuffer* frame)

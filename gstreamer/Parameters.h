@@ -16,6 +16,9 @@ GParamFlags anyTime();
 /// What a property is declared with that counts when the element goes to PAUSED.
 GParamFlags untilPaused();
 
+/// The parameters of all of some operators.
+std::vector<catalogue::Parameter> parametersOf(const std::vector<catalogue::Operator>& operators);
+
 /// Declares a property for each parameter of operators, by its name, with its range and its initial value. A choice
 /// among words is an enumeration with the words as nicks, blanks as hyphens.
 /// @param firstId  the identifier of the first one; the others follow
@@ -23,6 +26,11 @@ void declareParameters(GObjectClass* type, guint firstId, const std::vector<cata
 
 /// Declares the property "operator": the name of one of some operators.
 void declareOperator(GObjectClass* type, guint id, const std::vector<catalogue::Operator>& operators);
+
+/// Declares the properties "scale" and "offset", by which bytes are made of results.
+/// @param firstId  the identifier of "scale"; that of "offset" follows
+/// @param results  which ones, such as "results that are no bytes"
+void declareLevels(GObjectClass* type, guint firstId, const std::string& results);
 
 /// Sets the properties that controllers drive to what they are when a frame is shown.
 /// @param segment  that the frame is in
