@@ -1,6 +1,6 @@
 #include "glsupport/internal/Compilation.h"
 
-#include <GL/glew.h>
+#include "glsupport/internal/InfoLog.h"
 
 #include <sstream>
 #include <stdexcept>
@@ -11,19 +11,13 @@ namespace {
 
 // What was in their place before.
 PFNGLCOMPILESHADERPROC wrappedCompile = nullptr;
-PFNGLGETSHADERIVPROC wrapped = nullptr;
+PFNGLGETSHADERIVPROC wrappedGetShaderiv = nullptr;
 PFNGLLINKPROGRAMPROC wrappedLink = nullptr;
 GLuint compiled = 0; ///< the shader that the manager will ask about next
 
-std::string infoLog(GLuint object, PFNGLGETSHADERIVPROC query, PFNGLGETSHADERINFOLOGPROC read)
+std::string reasonOf(GLuint object, PFNGLGETSHADERIVPROC query, PFNGLGETSHADERINFOLOGPROC read)
 {
-    GLint length = 0;
-    query(object, GL_INFO_LOG_LENGTH, &length);
-    std::string log(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
-    GLsizei written = 0;
-    if (!log.empty())
-        read(object, length, &written, log.data());
-    log.resize(static_cast<std::size_t>(written));
+    std::string log = infoLog(object, query, read);
     while (!log.empty() && (log.back() == '\n' || log.back() == '\0'))
         log.pop_back();
     return log.empty() ? "the driver does not say why" : log;
@@ -33,7 +27,7 @@ std::string infoLog(GLuint object, PFNGLGETSHADERIVPROC query, PFNGLGETSHADERINF
 std::string numberedText(GLuint shader)
 {
     GLint length = 0;
-    wrapped(shader, GL_SHADER_SOURCE_LENGTH, &length);
+    wrappedGetShaderiv(shader, GL_SHADER_SOURCE_LENGTH, &length);
     std::string text(length > 0 ? static_cast<std::size_t>(length) : 0, '\0');
     GLsizei written = 0;
     if (!text.empty())
@@ -56,13 +50,14 @@ void GLAPIENTRY compileShader(GLuint shader)
 
 void GLAPIENTRY getShaderiv(GLuint shader, GLenum name, GLint* value)
 {
-    wrapped(shader, name, value);
+    wrappedGetShaderiv(shader, name, value);
     if (name != GL_COMPILE_STATUS || shader != compiled)
         return;
     compiled = 0;
     if (!*value)
         throw std::runtime_error("expected a shader that the driver compiles, got \"" +
-                                 infoLog(shader, wrapped, glGetShaderInfoLog) + "\" about" + numberedText(shader));
+                                 reasonOf(shader, wrappedGetShaderiv, glGetShaderInfoLog) + "\" about" +
+                                 numberedText(shader));
 }
 
 void GLAPIENTRY linkProgram(GLuint program)
@@ -72,7 +67,7 @@ void GLAPIENTRY linkProgram(GLuint program)
     glGetProgramiv(program, GL_LINK_STATUS, &linked);
     if (!linked)
         throw std::runtime_error("expected a program that the driver links, got \"" +
-                                 infoLog(program, glGetProgramiv, glGetProgramInfoLog) + '"');
+                                 reasonOf(program, glGetProgramiv, glGetProgramInfoLog) + '"');
 }
 
 } // namespace
@@ -80,7 +75,7 @@ void GLAPIENTRY linkProgram(GLuint program)
 Compilation::Compilation()
 {
     wrappedCompile = __glewCompileShader;
-    wrapped = __glewGetShaderiv;
+    wrappedGetShaderiv = __glewGetShaderiv;
     wrappedLink = __glewLinkProgram;
     __glewCompileShader = compileShader;
     __glewGetShaderiv = getShaderiv;
@@ -90,7 +85,7 @@ Compilation::Compilation()
 Compilation::~Compilation()
 {
     __glewCompileShader = wrappedCompile;
-    __glewGetShaderiv = wrapped;
+    __glewGetShaderiv = wrappedGetShaderiv;
     __glewLinkProgram = wrappedLink;
 }
 

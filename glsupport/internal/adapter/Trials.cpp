@@ -1,5 +1,7 @@
 #include "glsupport/internal/adapter/Trials.h"
 
+#include "glsupport/internal/InfoLog.h"
+
 #include <algorithm>
 
 namespace velmor::glsupport::adapter {
@@ -15,16 +17,6 @@ std::string reasonIn(const std::string& text)
     const std::size_t begin = error == text.size() ? 0 : text.rfind('\n', error) + 1;
     const std::string line = text.substr(begin, text.find('\n', begin) - begin);
     return line.empty() ? "no reason given" : line;
-}
-
-template<typename GetInteger, typename GetLog>
-std::string log(GetInteger getInteger, GetLog getLog, GLuint name)
-{
-    GLint length = 0;
-    getInteger(name, GL_INFO_LOG_LENGTH, &length);
-    std::string text(static_cast<std::size_t>(std::max(length, 1)), '\0');
-    getLog(name, length, &length, text.data());
-    return text.substr(0, static_cast<std::size_t>(length));
 }
 
 void attach(GLenum attachment, const TrialTexture& texture)
@@ -91,7 +83,7 @@ TrialProgram::TrialProgram(const Stages& stages, const std::function<void(GLuint
     GLint linked = GL_FALSE;
     glGetProgramiv(mName, GL_LINK_STATUS, &linked);
     if (!linked)
-        mShortfall = "it does not link: " + reasonIn(log(glGetProgramiv, glGetProgramInfoLog, mName));
+        mShortfall = "it does not link: " + reasonIn(infoLog(mName, glGetProgramiv, glGetProgramInfoLog));
 }
 
 TrialProgram::~TrialProgram()
@@ -112,7 +104,7 @@ void TrialProgram::compile(GLenum type, const std::string& text)
     GLint compiled = GL_FALSE;
     glGetShaderiv(shader, GL_COMPILE_STATUS, &compiled);
     if (!compiled && mShortfall.empty())
-        mShortfall = "it does not compile: " + reasonIn(log(glGetShaderiv, glGetShaderInfoLog, shader));
+        mShortfall = "it does not compile: " + reasonIn(infoLog(shader, glGetShaderiv, glGetShaderInfoLog));
     glAttachShader(mName, shader);
 }
 
