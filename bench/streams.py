@@ -16,6 +16,7 @@ import statistics
 import subprocess
 import sys
 import tempfile
+from fractions import Fraction
 from itertools import islice
 from pathlib import Path
 
@@ -94,7 +95,8 @@ def film(place: Path, size: str, frames: int) -> str:
         stream.bit_rate, stream.gop_size = bits(size), RATE
         for number, frame in enumerate(islice(source.decode(video=0), frames)):
             resized = frame.reformat(width, height, "yuv420p")
-            resized.pts, resized.pict_type = number, av.video.frame.PictureType.NONE
+            resized.pts, resized.time_base = number, Fraction(1, RATE)
+            resized.pict_type = av.video.frame.PictureType.NONE
             result.mux(stream.encode(resized))
         result.mux(stream.encode(None))
     return name
