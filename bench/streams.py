@@ -1,17 +1,19 @@
 #!/usr/bin/python3
 """Times pipelines of GStreamer from a compressed video on: how many frames a second a core lets
-through, and what a second core adds.
+through, what a second core adds, and how much memory a pipeline takes.
 
 bench/streams.py [--frames N] [--repetitions N]
 
-GST_PLUGIN_PATH says where the plugin is. Prints the table of docs/streams.md. Takes some minutes on
-cores that do nothing else. Each pipeline runs in a process of its own, which is bound to one core.
+GST_PLUGIN_PATH says where the plugin is, PYTHONPATH where the package is. Prints the tables of
+docs/streams.md. Takes some minutes on cores that do nothing else. Each pipeline runs in a process
+of its own, which is bound to one core.
 """
 
 from __future__ import annotations
 
 import argparse
 import os
+import re
 import statistics
 import subprocess
 import sys
@@ -46,13 +48,15 @@ PIPELINES = {
 
 
 def run(place: Path, launch: str, core: int) -> subprocess.Popen[str]:
-    """Begin a pipeline on a core. It prints how many nanoseconds its frames took."""
+    """Begin a pipeline on a core. It prints what time_pipeline() says."""
     return subprocess.Popen([sys.executable, __file__, "--on", str(core), "--launch", launch],
                             cwd=place, stdout=subprocess.PIPE, text=True)
 
 
 def time_pipeline(core: int, launch: str) -> None:
-    """Print the time from the first frame that comes out to the last, and their number less one."""
+    """Print the time from the first frame that comes out to the last, their number less one, and
+    the most memory that the process had.
+    """
     os.sched_setaffinity(0, {core})
     import gi
     gi.require_version("Gst", "1.0")
@@ -71,18 +75,29 @@ def time_pipeline(core: int, launch: str) -> None:
         Gst.CLOCK_TIME_NONE, Gst.MessageType.EOS | Gst.MessageType.ERROR)
     assert message.type == Gst.MessageType.EOS, message.parse_error()
     pipeline.set_state(Gst.State.NULL)
-    print(times[-1] - times[0], len(times) - 1)
+    most = re.search(r"VmHWM:\s+(\d+) kB", Path("/proc/self/status").read_text())
+    assert most
+    print(times[-1] - times[0], len(times) - 1, most[1])
 
 
-def rate(place: Path, launch: str, cores: list[int]) -> float:
-    """Give the frames a second of as many pipelines at once as there are cores."""
-    total = 0.0
+def rate(place: Path, launch: str, cores: list[int]) -> tuple[float, float]:
+    """Give the frames a second of as many pipelines at once as there are cores, and the megabytes
+    of the largest.
+    """
+    total, most = 0.0, 0.0
     for process in [run(place, launch, core) for core in cores]:
         said, _ = process.communicate()
         assert process.returncode == 0, launch
-        nanoseconds, frames = map(int, said.split())
+        nanoseconds, frames, kilobytes = map(int, said.split())
         total += frames / nanoseconds * 1e9
-    return total
+        most = max(most, kilobytes * 1.024e-3)
+    return total, most
+
+
+def repeat(times: int, place: Path, launch: str, cores: list[int]) -> tuple[float, float]:
+    """Give the median rate of some runs, and the most megabytes."""
+    rates, megabytes = zip(*(rate(place, launch, cores) for _ in range(times)))
+    return statistics.median(rates), max(megabytes)
 
 
 def film(place: Path, size: str, frames: int) -> str:
@@ -133,17 +148,17 @@ def main() -> None:
             name = film(place, size, given.frames)
             sent = (place / name).stat().st_size * 8 / given.frames * RATE / 1e6
             print(f"\n| {size}, {sent:.1f} Mbit/s | frames a second on one core | on two cores"
-                  " | gained |")
-            print("|---|---|---|---|")
+                  " | gained | memory of one |")
+            print("|---|---|---|---|---|")
             for what, part in PIPELINES.items():
                 if "velmorfaces" in part and size != "VGA":
                     continue  # a second a frame
                 launch = (f"filesrc location={name} ! qtdemux ! h264parse ! avdec_h264 ! "
                           + part.format(bits=bits(size)))
-                one, two = (statistics.median(rate(place, launch, cores[:count])
-                                              for _ in range(given.repetitions))
-                            for count in (1, 2))
-                print(f"| {what} | {one:.0f} | {two:.0f} | {two / one:.2f} times |", flush=True)
+                one, memory = repeat(given.repetitions, place, launch, cores[:1])
+                two, _ = repeat(given.repetitions, place, launch, cores)
+                print(f"| {what} | {one:.0f} | {two:.0f} | {two / one:.2f} times"
+                      f" | {memory:.0f} MB |", flush=True)
 
 
 if __name__ == "__main__":
