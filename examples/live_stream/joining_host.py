@@ -10,6 +10,7 @@ it is black. Ctrl-C ends it.
 from __future__ import annotations
 
 import argparse
+import glob
 import re
 import sys
 from pathlib import Path
@@ -56,13 +57,19 @@ def size(text: str) -> tuple[int, int]:
     return int(width), int(height)
 
 
-def first_file(path: Path) -> Path:
-    """Return what is written first: of pictures there are many, each with its number."""
+def written_over(path: Path) -> str | None:
+    """Return a file that would be written over: of pictures there are many, each with a number."""
     if path.suffix != ".png":
-        return path
-    if not re.fullmatch(r"[^%]*%(0\d)?d[^%]*", str(path)):
+        return str(path) if path.exists() else None
+    place = re.fullmatch(r"([^%]*)%(?:0\d)?d([^%/]*)", str(path))
+    if not place:
         fail(f"'{path}' has no place for the number of a picture, such as %05d")
-    return Path(str(path) % 0)
+    begin, end = place.groups()
+    for file in sorted(glob.glob(f"{glob.escape(begin)}*{glob.escape(end)}")):
+        number = file[len(begin):len(file) - len(end)]
+        if number.isdecimal() and str(path) % int(number) == file:
+            return file
+    return None
 
 
 def write(path: Path, kbits: int) -> str:
@@ -94,9 +101,8 @@ def main() -> int:
     add_delay(parser)
     add_passphrase(parser)
     arguments = parser.parse_args()
-    first = first_file(arguments.file)
-    if first.exists():
-        fail(f"'{first}' exists")
+    if taken := written_over(arguments.file):
+        fail(f"'{taken}' exists")
 
     width, height = arguments.size
     sides = "".join(
@@ -128,8 +134,8 @@ def main() -> int:
         return has_begun and joined.push_event(Gst.Event.new_eos())
 
     code = Run(pipeline, stop)()
-    if first.exists() and first.stat().st_size == 0:  # no picture has come
-        first.unlink()
+    if arguments.file.exists() and arguments.file.stat().st_size == 0:  # no picture has come
+        arguments.file.unlink()
     if not has_begun:
         fail(f"wrote nothing: no picture came from {arguments.camera} or {arguments.operator}")
     return code

@@ -71,8 +71,9 @@ def test_others_end_after_the_camera_was_lost(hosts: Hosts, tmp_path: Path) -> N
      "operator_host.py: error: argument camera: expected HOST:PORT, got 'nowhere'"),
     ("joining", [NOBODY, NOBODY, "joined.avi"],
      "joining_host: 'joined.avi' ends in none of .mkv, .mp4, .png"),
-    ("joining", [NOBODY, NOBODY, "joined.png"],
-     "joining_host: 'joined.png' has no place for the number of a picture, such as %05d"),
+    *(("joining", [NOBODY, NOBODY, name],
+       f"joining_host: '{name}' has no place for the number of a picture, such as %05d")
+      for name in ("joined.png", "%d%d.png", "%5d.png", "%d/joined.png")),
 ])
 def test_says_what_is_wrong(hosts: Hosts, name: str, arguments: list[str], said: str) -> None:
     process = hosts.run(name, *arguments)
@@ -91,6 +92,11 @@ def test_says_what_is_in_the_way(hosts: Hosts, tmp_path: Path) -> None:
     file.write_text("kept")
     assert last_line(stream.joining(file.name)) == f"joining_host: '{file}' exists"
     assert file.read_text() == "kept"
+    # Of these the last would be written over, as the thirteenth picture.
+    for name in ("[kept]-last.png", "[kept]001.png", "[kept]0012.png"):
+        (tmp_path / name).write_text("kept")
+    assert last_line(stream.joining("[kept]%04d.png")) == (
+        f"joining_host: '{tmp_path}/[kept]0012.png' exists")
     nowhere = last_line(stream.joining("no/such.mkv"))
     assert str(tmp_path / "no/such.mkv") in nowhere and "No such file" in nowhere
     # A disk that is full looks like a file that may not grow.
