@@ -5,8 +5,9 @@ through, what a second core adds, and how much memory a pipeline takes.
 bench/streams.py [--frames N] [--repetitions N]
 
 GST_PLUGIN_PATH says where the plugin is, PYTHONPATH where the package is. Prints the tables of
-docs/streams.md. Takes some minutes on cores that do nothing else. Each pipeline runs in a process
-of its own, which is bound to one core.
+docs/streams.md. Takes some minutes. Each pipeline runs in a process of its own, which is bound to
+one core. What counts is the processor time that it takes: on a core that does nothing else that is
+the time on the wall, and on a busy one nearly so much.
 """
 
 from __future__ import annotations
@@ -18,6 +19,7 @@ import statistics
 import subprocess
 import sys
 import tempfile
+import time
 from fractions import Fraction
 from itertools import islice
 from pathlib import Path
@@ -54,8 +56,8 @@ def run(place: Path, launch: str, core: int) -> subprocess.Popen[str]:
 
 
 def time_pipeline(core: int, launch: str) -> None:
-    """Print the time from the first frame that comes out to the last, their number less one, and
-    the most memory that the process had.
+    """Print the processor time from the first frame that comes out to the last, their number less
+    one, and the most memory that the process had.
     """
     os.sched_setaffinity(0, {core})
     import gi
@@ -65,7 +67,7 @@ def time_pipeline(core: int, launch: str) -> None:
     times: list[int] = []
 
     def count(_: Gst.Pad, __: Gst.PadProbeInfo) -> Gst.PadProbeReturn:
-        times.append(Gst.util_get_timestamp())
+        times.append(time.process_time_ns())
         return Gst.PadProbeReturn.OK
 
     pipeline = Gst.parse_launch(f"{launch} ! fakesink name=end sync=false")
