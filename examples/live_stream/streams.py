@@ -25,8 +25,9 @@ WRAP = 1 << 32  # of which RTP counts so many
 
 # What is too slow misses pictures, the oldest first, and never comes to lag behind.
 KEEP_UP = "queue leaky=downstream max-size-buffers=3 max-size-bytes=0 max-size-time=0"
-# Of an encoder or decoder for video that must not wait. Two pictures a second stand alone, so that
-# a host that comes late, or lost something, sees pictures again within half a second.
+# Of an encoder or decoder for video that must not wait. Every fifteenth picture stands alone, so that
+# a host that comes late, or lost something, soon sees pictures again: of 30 a second, within half a
+# second.
 ENCODE = ("openh264enc rate-control=bitrate complexity=low gop-size=15 bitrate={bits} ! "
           "video/x-h264,profile=constrained-baseline ! h264parse")
 DECODE = "rtph264depay wait-for-keyframe=true ! h264parse ! openh264dec"
@@ -35,7 +36,8 @@ PAY = ("rtph264pay name=pay mtu=1316 config-interval=-1 aggregate-mode=zero-late
        "timestamp-offset=0")
 WIRE = "application/x-rtp,media=video,encoding-name=H264,clock-rate=90000,payload=96"
 # For how many seconds a host may be silent, beside those for which SRT keeps packets: one that has
-# sent something, and one that is being called, where what is lost is the call.
+# sent something, and one that is being called, where what is lost is the call. So who sends less
+# than one picture a second is called anew after each, and hardly one is seen.
 SILENCE = 1.0
 CALLING = 4.0
 
