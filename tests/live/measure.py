@@ -105,9 +105,10 @@ def main() -> None:
         take(sys.argv[2], int(sys.argv[3]))
         return
     with tempfile.TemporaryDirectory() as folder:
-        for loss, way, delay in [(0, 1, 200), (0.01, 20, 200), (0.05, 20, 200), (0.1, 20, 200),
-                                 (0.1, 20, 400), (0.01, 50, 400), (0.05, 50, 400),
-                                 (0.1, 50, 400), (0.1, 50, 1000)]:
+        for loss, way, delay in [(0, 1, 200), (0.01, 20, 200), (0.05, 20, 200),
+                                 (0.05, 20, 400), (0.1, 20, 200), (0.1, 20, 400),
+                                 (0.01, 50, 400), (0.05, 50, 400), (0.1, 50, 400),
+                                 (0.1, 50, 1000)]:
             measure(Path(folder), "VGA", loss, way, delay)
         measure(Path(folder), "1080p", 0, 1, 200)
 
