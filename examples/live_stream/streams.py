@@ -25,9 +25,9 @@ WRAP = 1 << 32  # of which RTP counts so many
 
 # What is too slow misses pictures, the oldest first, and never comes to lag behind.
 KEEP_UP = "queue leaky=downstream max-size-buffers=3 max-size-bytes=0 max-size-time=0"
-# Of an encoder or decoder for video that must not wait. Every fifteenth picture stands alone, so that
-# a host that comes late, or lost something, soon sees pictures again: of 30 a second, within half a
-# second.
+# Of an encoder or decoder for video that must not wait. Every fifteenth picture stands alone, so
+# that a host that comes late, or lost something, soon sees pictures again: of 30 a second, within
+# half a second.
 ENCODE = ("openh264enc rate-control=bitrate complexity=low gop-size=15 bitrate={bits} ! "
           "video/x-h264,profile=constrained-baseline ! h264parse")
 DECODE = "rtph264depay wait-for-keyframe=true ! h264parse ! openh264dec"
