@@ -272,6 +272,19 @@ GstCaps* fixateCaps(GstBaseTransform* base, GstPadDirection direction, GstCaps* 
     return gst_caps_fixate(others);
 }
 
+/// Answers queries. The base class tells of caps in several steps, while the streaming thread may come to want another
+/// operator: what it says of two at once is true of neither, so it says it again.
+gboolean answer(GstBaseTransform* base, GstPadDirection direction, GstQuery* query)
+{
+    const FilterChanges& changes = stateOf(base).changes;
+    for (;;) {
+        const FilterChoice before = changes.wanted();
+        const gboolean result = baseClass().query(base, direction, query);
+        if (GST_QUERY_TYPE(query) != GST_QUERY_CAPS || changes.wanted() == before)
+            return result;
+    }
+}
+
 gboolean setCaps(GstBaseTransform* base, GstCaps* in, GstCaps* out)
 {
     GstVideoFilter& filter = *GST_VIDEO_FILTER(base);
@@ -373,6 +386,7 @@ void velmor_filter_class_init(VelmorFilterClass* type)
     base->stop = stop;
     base->transform_caps = transformCapsOf;
     base->fixate_caps = fixateCaps;
+    base->query = answer;
     base->set_caps = setCaps;
     base->decide_allocation = decideAllocation;
     base->propose_allocation = proposeAllocation;

@@ -216,14 +216,6 @@ bool comesNow(GstBaseTransform* base, const GstCaps* caps)
     return result;
 }
 
-bool takes(const FilterChoice& choice, const GstCaps* caps)
-{
-    GstCaps* const given = transformCaps(choice, GST_PAD_SINK, caps);
-    const bool result = !gst_caps_is_empty(given);
-    gst_caps_unref(given);
-    return result;
-}
-
 bool leads(const FilterChoice& choice, const GstCaps* from, const GstCaps* to)
 {
     GstCaps* const given = transformCaps(choice, GST_PAD_SINK, from);
@@ -232,17 +224,22 @@ bool leads(const FilterChoice& choice, const GstCaps* from, const GstCaps* to)
     return result;
 }
 
-bool fitsNow(const FilterChoice& choice, GstBaseTransform* base)
+bool fits(const FilterChoice& choice, GstBaseTransform* base, const GstCaps* caps)
 {
-    GstCaps* const now = gst_pad_get_current_caps(base->sinkpad);
-    if (!now)
-        return false;
-    GstCaps* const given = transformCaps(choice, GST_PAD_SINK, now);
+    GstCaps* const given = transformCaps(choice, GST_PAD_SINK, caps);
     GstCaps* const accepted = gst_pad_peer_query_caps(base->srcpad, given);
     const bool result = !gst_caps_is_empty(accepted);
     gst_caps_unref(accepted);
     gst_caps_unref(given);
-    gst_caps_unref(now);
+    return result;
+}
+
+bool fitsNow(const FilterChoice& choice, GstBaseTransform* base)
+{
+    GstCaps* const now = gst_pad_get_current_caps(base->sinkpad);
+    const bool result = now && fits(choice, base, now);
+    if (now)
+        gst_caps_unref(now);
     return result;
 }
 

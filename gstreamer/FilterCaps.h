@@ -56,13 +56,13 @@ bool readCaps(GstVideoInfo& info, const GstCaps* caps);
 /// Whether the frames that come in now have some caps.
 bool comesNow(GstBaseTransform* base, const GstCaps* caps);
 
-/// Whether it takes frames of some caps.
-bool takes(const FilterChoice& choice, const GstCaps* caps);
-
 /// Whether it makes frames of one caps of those of another.
 bool leads(const FilterChoice& choice, const GstCaps* from, const GstCaps* to);
 
-/// Whether the frames that come in now could go through it, and what it gives further on.
+/// Whether frames of some caps could go through it, and what it gives further on.
+bool fits(const FilterChoice& choice, GstBaseTransform* base, const GstCaps* caps);
+
+/// Whether the frames that come in now could.
 bool fitsNow(const FilterChoice& choice, GstBaseTransform* base);
 
 /// Whether frames could come in that could go through it.

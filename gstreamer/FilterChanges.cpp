@@ -1,5 +1,6 @@
 #include "gstreamer/FilterChanges.h"
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -25,11 +26,9 @@ void applyMode(GstBaseTransform* base, const FilterChoice& choice)
 
 void FilterChanges::start()
 {
-    const FilterChoice choice = mSettings.choice();
-    mTried = mSettings.snapshotOf(choice);
-    mRun = make(mTried);
+    const Snapshot snapshot = mSettings.snapshotOf(mSettings.choice());
+    activate(snapshot, make(snapshot));
     mRefused = Snapshot();
-    setChoices(choice, choice);
     const std::lock_guard lock(mMutex);
     mIsStarted = true;
 }
@@ -37,8 +36,8 @@ void FilterChanges::start()
 void FilterChanges::stop()
 {
     mRun.reset();
-    mWantedRun.reset();
     const std::lock_guard lock(mMutex);
+    mWanted.clear();
     mIsStarted = false;
 }
 
@@ -48,20 +47,36 @@ bool FilterChanges::isStarted() const
     return mIsStarted;
 }
 
+FilterChoice FilterChanges::wanted() const
+{
+    const std::lock_guard lock(mMutex);
+    return mIsStarted ? mWanted.front().choice : mSettings.choice();
+}
+
 FilterChoice FilterChanges::choiceFor(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps) const
 {
-    const bool comesIn = direction == GST_PAD_SINK && gst_caps_is_fixed(caps);
-    const bool isSame = comesIn && comesNow(base, caps);
-    const std::lock_guard lock(mMutex);
-    if (!mIsStarted)
-        return mSettings.choice();
-    return isSame || (comesIn && !takes(mWanted, caps)) ? mActive : mWanted;
+    if (direction != GST_PAD_SINK || !gst_caps_is_fixed(caps))
+        return wanted();
+    const bool isSame = comesNow(base, caps);
+    std::vector<FilterChoice> choices;
+    {
+        const std::lock_guard lock(mMutex);
+        if (!mIsStarted)
+            return mSettings.choice();
+        if (isSame)
+            return mActive;
+        for (const Snapshot& each : mWanted)
+            choices.push_back(each.choice);
+    }
+    const auto found =
+        std::find_if(choices.begin(), choices.end(), [&](const FilterChoice& each) { return fits(each, base, caps); });
+    return found == choices.end() ? choices.front() : *found;
 }
 
 void FilterChanges::followChoice(GstBaseTransform* base)
 {
     const FilterChoice choice = mSettings.choice();
-    if (choice == mWanted) {
+    if (choice == mWanted.front().choice) {
         mRefused = Snapshot();
         return;
     }
@@ -92,21 +107,35 @@ void FilterChanges::followSettings(GstBaseTransform* base)
 
 bool FilterChanges::settle(GstBaseTransform* base, const GstCaps* in, const GstCaps* out)
 {
-    if (mActive != mWanted && leads(mWanted, in, out)) {
-        setChoices(mWanted, mWanted);
-        mRun = std::move(mWantedRun);
-        mTried = mWantedSnapshot;
+    const auto found =
+        std::find_if(mWanted.begin(), mWanted.end(), [&](const Snapshot& each) { return leads(each.choice, in, out); });
+    if (found == mWanted.end())
+        return false;
+    if (found->choice != mActive) {
+        const Snapshot snapshot = *found;
+        activate(snapshot, make(snapshot)); // which could be made when it was wanted
     }
     applyMode(base, mActive);
     mRefused = Snapshot(); // what was impossible may be possible now
-    return leads(mActive, in, out);
+    return true;
 }
 
-void FilterChanges::setChoices(const FilterChoice& active, const FilterChoice& wanted)
+void FilterChanges::want(const Snapshot& snapshot)
 {
     const std::lock_guard lock(mMutex);
-    mActive = active;
-    mWanted = wanted;
+    mWanted.erase(std::remove_if(mWanted.begin(), mWanted.end(),
+                                 [&](const Snapshot& each) { return each.choice == snapshot.choice; }),
+                  mWanted.end());
+    mWanted.insert(mWanted.begin(), snapshot);
+}
+
+void FilterChanges::activate(const Snapshot& snapshot, std::unique_ptr<FilterRun> run)
+{
+    mRun = std::move(run);
+    mTried = snapshot;
+    want(snapshot);
+    const std::lock_guard lock(mMutex);
+    mActive = snapshot.choice;
 }
 
 /// Changes to another choice, or asks upstream for what it needs.
@@ -116,15 +145,11 @@ void FilterChanges::change(GstBaseTransform* base, const Snapshot& snapshot)
     const FilterChoice& choice = snapshot.choice;
     std::unique_ptr<FilterRun> run = make(snapshot);
     if (fitsNow(choice, base)) {
-        setChoices(choice, choice);
-        mRun = std::move(run);
-        mTried = snapshot;
+        activate(snapshot, std::move(run));
         applyMode(base, choice);
         gst_base_transform_reconfigure_src(base);
     } else if (couldFit(choice, base)) {
-        setChoices(mActive, choice);
-        mWantedRun = std::move(run);
-        mWantedSnapshot = snapshot;
+        want(snapshot);
         gst_base_transform_reconfigure_sink(base);
     } else {
         throw std::invalid_argument("the elements around it have no format for it");

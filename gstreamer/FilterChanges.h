@@ -9,6 +9,7 @@
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 namespace velmor::gstreamer {
 
@@ -16,6 +17,9 @@ namespace velmor::gstreamer {
 ///
 /// An operator may need other caps. Then upstream is asked for them, and until they come the former operator goes on.
 /// So it does where no such caps are possible, or where the models do not fit, which a warning tells of once.
+///
+/// Upstream may be a queue behind its source: caps that were asked for then come when another operator is wanted. Their
+/// frames go through the last one that takes them, while upstream is asked for the caps of the wanted one.
 class FilterChanges
 {
 public:
@@ -31,8 +35,11 @@ public:
     /// Whether it has been started. Any thread asks.
     bool isStarted() const;
 
-    /// The choice that the caps of a pad go with. Frames go through the former operator as long as they come in the
-    /// caps of before, or in others that the wanted one does not take. Any thread asks.
+    /// The choice that caps are told of. Any thread asks.
+    FilterChoice wanted() const;
+
+    /// The choice that the caps of a pad go with: of frames that come in the caps of before what they go through, of
+    /// other frames the last one that can go with them, and otherwise the wanted one. Any thread asks.
     FilterChoice choiceFor(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps) const;
 
     // What follows is the streaming thread's.
@@ -49,14 +56,15 @@ public:
     /// Makes the filter anew where other settings have changed.
     void followSettings(GstBaseTransform* base);
 
-    /// Takes what is wanted for caps that have been settled, if it leads from one to the other.
-    /// @return whether what is active now does
+    /// Takes the last choice that leads from one to the other of caps that have been settled.
+    /// @return whether there is one
     bool settle(GstBaseTransform* base, const GstCaps* in, const GstCaps* out);
 
 private:
     using Snapshot = FilterSettings::Snapshot;
 
-    void setChoices(const FilterChoice& active, const FilterChoice& wanted);
+    void want(const Snapshot& snapshot);
+    void activate(const Snapshot& snapshot, std::unique_ptr<FilterRun> run);
     void change(GstBaseTransform* base, const Snapshot& snapshot);
     void warn(GstBaseTransform* base, const FilterChoice& refused, const std::string& why) const;
 
@@ -65,13 +73,12 @@ private:
     mutable std::mutex mMutex; ///< of the next three, which the streaming thread alone writes while there are frames
     bool mIsStarted = false;
     FilterChoice mActive;
-    FilterChoice mWanted; ///< what caps are told of: differs while upstream is asked for another format
+    std::vector<Snapshot> mWanted; ///< all that has been wanted, each choice once, the last one first: caps are told of
+                                   ///< that one, and it differs from mActive while upstream is asked for another format
 
     Snapshot mTried;                 ///< what was last asked for of the active choice
     std::unique_ptr<FilterRun> mRun; ///< the last of what was tried that could be made; none where numbers are given
-    Snapshot mWantedSnapshot;        ///< what is wanted, where upstream is asked for another format
-    std::unique_ptr<FilterRun> mWantedRun; ///< made of it beforehand, so that it cannot fail when that format comes
-    Snapshot mRefused;                     ///< what has been told to be impossible
+    Snapshot mRefused;               ///< what has been told to be impossible
 };
 
 } // namespace velmor::gstreamer

@@ -9,23 +9,32 @@
 
 #include <thread>
 #include <tuple>
+#include <utility>
 
 namespace velmor::tests {
 namespace {
 
 constexpr GstMessageType kTrouble = static_cast<GstMessageType>(GST_MESSAGE_ERROR | GST_MESSAGE_WARNING);
 
-/// A picture of one colour through a filter; the first pixel of what comes out.
-std::vector<int> pixelThrough(Harness& harness, const cv::Vec3b& colour)
+/// A picture through a filter; the first pixel of what comes out, nothing where nothing does.
+std::vector<int> pixelThrough(Harness& harness, const cv::Mat& picture, GstVideoFormat format)
 {
-    const cv::Mat picture(3, 3, CV_8UC3, cv::Scalar(colour[0], colour[1], colour[2]));
-    const Owned<GstBuffer> result = harness.filter(bufferOf(picture, GST_VIDEO_FORMAT_RGB, 12));
+    if (gst_harness_push(harness.get(), bufferOf(picture, format, 12).release()) != GST_FLOW_OK)
+        return {};
+    const Owned<GstBuffer> result(gst_harness_pull(harness.get()));
     const Owned<GstCaps> caps(gst_pad_get_current_caps(harness.get()->sinkpad));
     GstVideoInfo info;
     gst_video_info_from_caps(&info, caps.get());
     const int channels = static_cast<int>(GST_VIDEO_INFO_N_COMPONENTS(&info));
     const cv::Mat shown = pictureOf(result.get(), caps.get(), CV_MAKETYPE(CV_8U, channels));
     return {shown.ptr(0), shown.ptr(0) + channels};
+}
+
+/// Likewise a picture of one colour.
+std::vector<int> pixelThrough(Harness& harness, const cv::Vec3b& colour)
+{
+    return pixelThrough(harness, cv::Mat(3, 3, CV_8UC3, cv::Scalar(colour[0], colour[1], colour[2])),
+                        GST_VIDEO_FORMAT_RGB);
 }
 
 struct Filter
@@ -168,6 +177,130 @@ TEST(FilterChanges, AskUpstreamForAnotherFormat)
     EXPECT_FALSE(Owned<GstMessage>(gst_bus_pop_filtered(pipeline.bus(), kTrouble)));
 }
 
+// ---- Formats that come late
+
+/// An operator, the caps that it asks for, and what it makes of a picture whose bytes are all 90.
+struct Late
+{
+    const char* name;
+    const char* caps;
+    int type;
+    std::vector<int> result;
+};
+
+const Late kLateHsv = {"BGR2HSV", "video/x-raw,format=RGB", CV_8UC3, {90, 0, 0}};
+const Late kLateSobel = {"GRAY2Sobel", "video/x-raw,format=GRAY8", CV_8UC1, {0, 0, 0}};
+const Late kLateBayer = {"BayerRG2RGB", "video/x-bayer,format=rggb", CV_8UC1, {90, 90, 90}};
+
+/// A frame in the caps that an operator asks for, through a filter.
+std::vector<int> lateThrough(Harness& harness, const Late& late)
+{
+    const GstVideoFormat format = late.type == CV_8UC1 ? GST_VIDEO_FORMAT_GRAY8 : GST_VIDEO_FORMAT_RGB;
+    return pixelThrough(harness, cv::Mat(3, 3, late.type, cv::Scalar::all(90)), format);
+}
+
+/// Lets a harness answer that it has any caps, as a source does that can change them.
+void haveAnyCaps(Harness& harness)
+{
+    gst_pad_set_query_function(harness.get()->srcpad, gst_pad_query_default);
+}
+
+/// How often upstream has been asked for other caps, since this was last called.
+int timesAsked(Harness& harness)
+{
+    int result = 0;
+    while (GstEvent* const event = gst_harness_try_pull_upstream_event(harness.get())) {
+        result += GST_EVENT_TYPE(event) == GST_EVENT_RECONFIGURE ? 1 : 0;
+        gst_event_unref(event);
+    }
+    return result;
+}
+
+TEST(FilterChanges, AreMadeWhenCapsThatWereAskedForComeLate)
+{
+    // The test is a queue, in which frames of the first operator wait while others are set one after another. Then come
+    // the caps for each of them.
+    const std::vector<std::vector<Late>> orders = {{kLateHsv, kLateSobel, kLateHsv},
+                                                   {kLateHsv, kLateSobel, kLateBayer},
+                                                   {kLateHsv, kLateSobel, kLateBayer, kLateHsv},
+                                                   {kLateSobel, kLateBayer, kLateHsv, kLateSobel},
+                                                   {kLateBayer, kLateHsv, kLateSobel, kLateHsv, kLateBayer}};
+    for (const std::vector<Late>& order : orders) {
+        std::string names;
+        for (const Late& each : order)
+            names += std::string(" ") + each.name;
+        SCOPED_TRACE(names);
+        const Late &first = order.front(), &last = order.back();
+        Filter filter(std::string("operator=") + first.name);
+        haveAnyCaps(filter.harness);
+        filter.harness.setCaps(first.caps, {3, 3});
+        for (const Late& each : order) {
+            filter.set("operator", each.name);
+            EXPECT_EQ(first.result, lateThrough(filter.harness, first));
+        }
+        for (std::size_t i = 1; i < order.size(); ++i) {
+            filter.harness.setCaps(order[i].caps, {3, 3});
+            timesAsked(filter.harness);
+            EXPECT_EQ(order[i].result, lateThrough(filter.harness, order[i])) << order[i].name;
+            EXPECT_EQ(order[i].name == last.name ? 0 : 1, timesAsked(filter.harness)) << order[i].name;
+        }
+        EXPECT_FALSE(filter.ear.now(kTrouble));
+    }
+}
+
+TEST(FilterChanges, GoWithWhatIsTakenDownstreamWhenCapsComeLate)
+{
+    // Not takes colours too, but gives colours then.
+    Harness harness("velmorfilter name=filter operator=BGR2GRAY ! capsfilter caps=video/x-raw,format=GRAY8");
+    const Owned<GstElement> filter = harness.element("filter");
+    const cv::Mat red(3, 3, CV_8UC3, cv::Scalar(255, 0, 0)), grey(3, 3, CV_8UC1, cv::Scalar(90));
+    haveAnyCaps(harness);
+    harness.setCaps("video/x-raw,format=RGB", {3, 3});
+    for (const char* const name : {"BGR2GRAY", "Not", "BGR2GRAY", "Not"}) {
+        gst_util_set_object_arg(G_OBJECT(filter.get()), "operator", name);
+        EXPECT_EQ(std::vector<int>({54}), pixelThrough(harness, red, GST_VIDEO_FORMAT_RGB));
+    }
+    for (int i = 0; i < 2; ++i) {
+        harness.setCaps("video/x-raw,format=GRAY8", {3, 3});
+        EXPECT_EQ(std::vector<int>({165}), pixelThrough(harness, grey, GST_VIDEO_FORMAT_GRAY8));
+        harness.setCaps("video/x-raw,format=RGB", {3, 3});
+        EXPECT_EQ(std::vector<int>({54}), pixelThrough(harness, red, GST_VIDEO_FORMAT_RGB));
+    }
+}
+
+/// What happens when a filter asks downstream for caps.
+struct Meanwhile
+{
+    Filter& filter;
+    bool hasHappened = false;
+};
+
+GstPadProbeReturn changeOperator(GstPad*, GstPadProbeInfo*, gpointer data)
+{
+    auto& meanwhile = *static_cast<Meanwhile*>(data);
+    if (!std::exchange(meanwhile.hasHappened, true)) {
+        meanwhile.filter.set("operator", "BGR2GRAY");
+        EXPECT_EQ(std::vector<int>({54}), pixelThrough(meanwhile.filter.harness, {255, 0, 0}));
+    }
+    return GST_PAD_PROBE_OK;
+}
+
+TEST(FilterChanges, InTheMiddleOfAQueryLeaveNoAnswerOfTwoOperators)
+{
+    // BGR2HSV gives colours, and BGR2GRAY takes nothing that becomes colours.
+    Filter filter("operator=BGR2HSV");
+    pixelThrough(filter.harness, {});
+    Meanwhile meanwhile = {filter};
+    GstPad* const source = gst_element_get_static_pad(filter.element.get(), "src");
+    gst_pad_add_probe(source, GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM, changeOperator, &meanwhile, nullptr);
+    gst_object_unref(source);
+    const Owned<GstCaps> any(gst_caps_from_string("video/x-raw,format={GRAY8,RGB}"));
+    const Owned<GstCaps> answered(gst_pad_peer_query_caps(filter.harness.get()->srcpad, any.get()));
+    EXPECT_TRUE(meanwhile.hasHappened);
+    const Owned<GstCaps> taken(gst_caps_from_string("video/x-raw,format=RGB"));
+    EXPECT_TRUE(!gst_caps_is_empty(answered.get()) && gst_caps_is_subset(answered.get(), taken.get()));
+}
+
 // ---- Models
 
 /// A model of one narrow Gaussian, which finds the colours around its mean.
@@ -302,6 +435,38 @@ TEST(FilterChanges, ByTheThousandWhilePlayingDoNoHarm)
         std::this_thread::sleep_for(std::chrono::milliseconds(10));
     EXPECT_EQ("GRAY8", formatOf(filter.get(), "sink"));
     EXPECT_FALSE(Owned<GstMessage>(gst_bus_pop_filtered(pipeline.bus(), GST_MESSAGE_ERROR)));
+}
+
+TEST(FilterChanges, AtRandomBehindAQueueDoNoHarm)
+{
+    const TemporaryFolder folder;
+    const std::string red = modelFile(folder, "red.yml", 200, 20);
+    for (const std::string further : {"", "! capsfilter caps=video/x-raw,format=GRAY8",
+                                      "! videoconvert ! capsfilter caps=video/x-raw,format=I420"}) {
+        SCOPED_TRACE(further);
+        Pipeline pipeline("videotestsrc ! capsfilter "
+                          "caps=\"video/x-raw,width=64,height=48;video/x-bayer,width=64,height=48\" "
+                          "! queue max-size-buffers=4 ! velmorfilter name=filter operator=RGB2GRAY models=\"<" +
+                          red + ">\" " + further + " ! fakesink sync=false");
+        gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
+        gst_element_get_state(pipeline.get(), nullptr, nullptr, 20 * GST_SECOND);
+        const Owned<GstElement> filter = pipeline.element("filter");
+        GEnumClass* const operators = G_ENUM_CLASS(g_type_class_ref(g_type_from_name("VelmorFilter-operator")));
+        cv::RNG random(11);
+        for (int i = 0; i < 1000; ++i) {
+            g_object_set(filter.get(), "operator", random.uniform(0, static_cast<int>(operators->n_values)), nullptr);
+            std::this_thread::sleep_for(std::chrono::microseconds(random.uniform(0, 1000)));
+        }
+        g_type_class_unref(operators);
+        for (const auto& [name, in] : {std::pair("PixelCount", "GRAY8"), {"BayerRG2GRAY", "rggb"}}) {
+            gst_util_set_object_arg(G_OBJECT(filter.get()), "operator", name);
+            for (int i = 0; i < 2000 && formatOf(filter.get(), "sink") != in; ++i)
+                std::this_thread::sleep_for(std::chrono::milliseconds(10));
+            EXPECT_EQ(in, formatOf(filter.get(), "sink"));
+        }
+        const Owned<GstMessage> error(gst_bus_pop_filtered(pipeline.bus(), GST_MESSAGE_ERROR));
+        EXPECT_FALSE(error) << textOf(error.get());
+    }
 }
 
 } // namespace
