@@ -175,8 +175,12 @@ GstFlowReturn findNumbers(GstBaseTransform* base, GstBuffer* frame)
     MappedFrame mapped(info, frame, GST_MAP_READ);
     if (!mapped)
         return refuseFrame(base, kNotAsTheCaps);
-    state.numbers.find(choice, state.settings.snapshotOf(choice).values, mapped.picture(),
-                       formatOf(GST_VIDEO_INFO_FORMAT(&info)));
+    try {
+        state.numbers.find(choice, state.settings.snapshotOf(choice).values, mapped.picture(),
+                           formatOf(GST_VIDEO_INFO_FORMAT(&info)));
+    } catch (const std::exception& error) {
+        return refuseFrame(base, error.what());
+    }
     if (state.postsMessages) {
         GstStructure* const message = describe("velmorfilter", base->segment, frame);
         state.numbers.describe(choice, message);
