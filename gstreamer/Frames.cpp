@@ -1,7 +1,5 @@
 #include "gstreamer/Frames.h"
 
-#include <opencv2/imgproc.hpp>
-
 #include <algorithm>
 
 namespace velmor::gstreamer {
@@ -153,14 +151,6 @@ cv::Mat pictureOf(const GstVideoFrame& frame, const cv::Size& size)
                         formatOf(GST_VIDEO_FRAME_FORMAT(&frame)).type, GST_VIDEO_FRAME_PLANE_DATA(&frame, 0),
                         static_cast<std::size_t>(GST_VIDEO_FRAME_PLANE_STRIDE(&frame, 0)));
     return whole(cv::Rect(originOf(frame.buffer), size)); // a GstVideoMeta may have rows and columns beyond it
-}
-
-cv::Mat redFirst(const cv::Mat& picture, const Format& format, cv::Mat& scratch)
-{
-    if (!format.isBlueFirst)
-        return picture;
-    cv::cvtColor(picture, scratch, picture.channels() == 4 ? cv::COLOR_BGRA2RGBA : cv::COLOR_BGR2RGB);
-    return scratch;
 }
 
 void acceptPaddingAndCrops(GstQuery* query)

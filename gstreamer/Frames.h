@@ -90,8 +90,4 @@ void moveRegions(GstBuffer* result, GstBuffer* source, const cv::Size& size, boo
 /// @return null where the frame is not as its caps say
 GstBuffer* cutOut(GstBaseTransform* base, const GstVideoInfo& info, GstBuffer* frame);
 
-/// A picture of three or four channels with red in channel 0: itself where it is there already, otherwise a copy.
-/// @param scratch  for the copy, so that its memory is taken once
-cv::Mat redFirst(const cv::Mat& picture, const Format& format, cv::Mat& scratch);
-
 } // namespace velmor::gstreamer
