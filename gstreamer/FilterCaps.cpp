@@ -19,17 +19,6 @@ std::vector<Format> formatsOf(const std::vector<GstVideoFormat>& names)
     return result;
 }
 
-std::vector<Format> joined(std::vector<Format> first, const std::vector<Format>& second)
-{
-    first.insert(first.end(), second.begin(), second.end());
-    return first;
-}
-
-std::vector<Format> colours()
-{
-    return joined(formatsOfType(CV_8UC3), formatsOfType(CV_8UC4));
-}
-
 /// Whether a field of a structure of caps can be a word, or is not there.
 bool allows(const GstStructure& structure, const char* field, const char* word)
 {
@@ -71,19 +60,10 @@ GstStructure* inFormats(const GstStructure& structure, const std::vector<Format>
 {
     GstStructure* const result = gst_structure_copy(&structure);
     gst_structure_set_name(result, media);
-    GValue words = G_VALUE_INIT;
-    gst_value_list_init(&words, static_cast<guint>(formats.size()));
-    for (const Format& each : formats) {
-        GValue word = G_VALUE_INIT;
-        g_value_init(&word, G_TYPE_STRING);
-        g_value_set_static_string(&word, wordFor(each, media));
-        gst_value_list_append_and_take_value(&words, &word);
-    }
-    if (formats.size() == 1)
-        gst_structure_set_value(result, "format", gst_value_list_get_value(&words, 0));
-    else
-        gst_structure_set_value(result, "format", &words);
-    g_value_unset(&words);
+    std::vector<const char*> words;
+    for (const Format& each : formats)
+        words.push_back(wordFor(each, media));
+    setFormats(*result, words);
     return result;
 }
 
@@ -139,7 +119,7 @@ std::vector<Format> formatsTaken(const FilterChoice& choice)
         return formatsOf({GST_VIDEO_FORMAT_GRAY8});
     case Data::COLOUR:
     case Data::DIRECTIONS:
-        return colours();
+        return colourFormats();
     default:
         return formats();
     }

@@ -1,6 +1,7 @@
 #include "gstreamer/Frames.h"
 
 #include <algorithm>
+#include <iterator>
 
 namespace velmor::gstreamer {
 namespace {
@@ -73,6 +74,12 @@ const std::vector<Format>& formats()
     return kFormats;
 }
 
+const std::vector<Format>& colourFormats()
+{
+    static const std::vector<Format> kColours(std::next(formats().begin()), formats().end()); // all but GRAY8
+    return kColours;
+}
+
 Format formatOf(GstVideoFormat format)
 {
     const auto found = std::find_if(formats().begin(), formats().end(),
@@ -80,30 +87,30 @@ Format formatOf(GstVideoFormat format)
     return found == formats().end() ? Format() : *found;
 }
 
-std::vector<Format> formatsOfType(int type)
-{
-    std::vector<Format> result;
-    std::copy_if(formats().begin(), formats().end(), std::back_inserter(result),
-                 [type](const Format& each) { return each.type == type; });
-    return result;
-}
-
 GstCaps* capsOf(const std::vector<Format>& formats)
 {
-    GValue names = G_VALUE_INIT;
-    gst_value_list_init(&names, static_cast<guint>(formats.size()));
-    for (const Format& each : formats) {
-        GValue name = G_VALUE_INIT;
-        g_value_init(&name, G_TYPE_STRING);
-        g_value_set_static_string(&name, gst_video_format_to_string(each.format));
-        gst_value_list_append_and_take_value(&names, &name);
-    }
+    std::vector<const char*> words;
+    for (const Format& each : formats)
+        words.push_back(gst_video_format_to_string(each.format));
     GstCaps* const result =
         gst_caps_new_simple("video/x-raw", "width", GST_TYPE_INT_RANGE, 1, G_MAXINT, "height", GST_TYPE_INT_RANGE, 1,
                             G_MAXINT, "framerate", GST_TYPE_FRACTION_RANGE, 0, 1, G_MAXINT, 1, nullptr);
-    gst_caps_set_value(result, "format", &names);
-    g_value_unset(&names);
+    setFormats(*gst_caps_get_structure(result, 0), words);
     return result;
+}
+
+void setFormats(GstStructure& structure, const std::vector<const char*>& words)
+{
+    GValue list = G_VALUE_INIT;
+    gst_value_list_init(&list, static_cast<guint>(words.size()));
+    for (const char* const each : words) {
+        GValue word = G_VALUE_INIT;
+        g_value_init(&word, G_TYPE_STRING);
+        g_value_set_static_string(&word, each);
+        gst_value_list_append_and_take_value(&list, &word);
+    }
+    gst_structure_set_value(&structure, "format", words.size() == 1 ? gst_value_list_get_value(&list, 0) : &list);
+    g_value_unset(&list);
 }
 
 bool isAsTheCaps(const GstVideoInfo& info, GstBuffer* buffer)

@@ -21,14 +21,17 @@ struct Format
 /// The formats that elements take and give: greys, and colours of three and four channels.
 const std::vector<Format>& formats();
 
+/// Those of formats() that have colours, of three channels first.
+const std::vector<Format>& colourFormats();
+
 /// What is known of a format; its type is 0 where it is none of formats().
 Format formatOf(GstVideoFormat format);
 
 /// Caps of video in system memory in some formats, of any size and rate. The caller owns them.
 GstCaps* capsOf(const std::vector<Format>& formats);
 
-/// The formats of a `cv::Mat` of some type.
-std::vector<Format> formatsOfType(int type);
+/// Says of a structure of caps that its format is one of some words.
+void setFormats(GstStructure& structure, const std::vector<const char*>& words);
 
 /// Whether a buffer has the memory of the frame that caps promise. GStreamer takes it for granted.
 ///

@@ -4,14 +4,6 @@
 
 namespace velmor::gstreamer {
 
-std::vector<Format> colourFormats()
-{
-    std::vector<Format> result = formatsOfType(CV_8UC3);
-    for (const Format& each : formatsOfType(CV_8UC4))
-        result.push_back(each);
-    return result;
-}
-
 core::cvdata::Image imageOver(const cv::Mat& picture, core::cvdata::Image::ChannelLayout layout)
 {
     return {static_cast<unsigned>(picture.cols), static_cast<unsigned>(picture.rows), layout, picture.data,

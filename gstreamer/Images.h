@@ -3,12 +3,7 @@
 #include "core/cvdata/Image.h"
 #include "gstreamer/Frames.h"
 
-#include <vector>
-
 namespace velmor::gstreamer {
-
-/// Those of formats() that have colours, of three channels first.
-std::vector<Format> colourFormats();
 
 /// An image over the pixels of a picture of bytes, without a copy.
 core::cvdata::Image imageOver(const cv::Mat& picture, core::cvdata::Image::ChannelLayout layout);
