@@ -276,6 +276,16 @@ TEST(Filter, FindsColoursOfModels)
     }
 }
 
+TEST(Filter, OffersTheOperatorsThatTheTestsKnow)
+{
+    std::set<std::string> known = {"BayerRG2RGB", "BayerRG2GRAY",
+                                   "ColorGMM",    "ColorGMM2",        // in tests of their own here
+                                   "PixelCount",  "ColorHistShader"}; // in FilterNumbers
+    for (const Case& each : kCases)
+        known.insert(each.name);
+    EXPECT_EQ(operatorsOf("velmorfilter"), known);
+}
+
 // ---- What a viewer sees, by reasoning
 
 /// The one pixel that a filter makes of one pixel.

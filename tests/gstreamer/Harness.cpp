@@ -79,6 +79,18 @@ Ear::~Ear()
     gst_object_unref(mBus);
 }
 
+std::set<std::string> operatorsOf(const std::string& factory)
+{
+    const Owned<GstElement> element(
+        GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make(factory.c_str(), nullptr))));
+    const GParamSpec* const property = g_object_class_find_property(G_OBJECT_GET_CLASS(element.get()), "operator");
+    const GEnumClass& words = *G_PARAM_SPEC_ENUM(property)->enum_class;
+    std::set<std::string> result;
+    for (guint i = 0; i < words.n_values; ++i)
+        result.insert(words.values[i].value_nick);
+    return result;
+}
+
 std::string textOf(GstMessage* message)
 {
     GError* error = nullptr;

@@ -5,6 +5,7 @@
 #include <opencv2/core/mat.hpp>
 
 #include <memory>
+#include <set>
 #include <string>
 
 namespace velmor::tests {
@@ -81,6 +82,9 @@ private:
     GstElement* mElement;
     GstBus* mBus;
 };
+
+/// The words that the property "operator" of a kind of element takes.
+std::set<std::string> operatorsOf(const std::string& factory);
 
 /// The error or the warning that a message holds.
 std::string textOf(GstMessage* message);
