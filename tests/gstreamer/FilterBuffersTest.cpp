@@ -16,12 +16,6 @@ cv::Mat randomPicture(const cv::Size& size)
     return result;
 }
 
-cv::Mat shownBy(Harness& harness, GstBuffer* buffer, int type)
-{
-    const Owned<GstCaps> caps(gst_pad_get_current_caps(harness.get()->sinkpad));
-    return pictureOf(buffer, caps.get(), type);
-}
-
 const void* memoryOf(GstBuffer* buffer)
 {
     GstMapInfo map;
@@ -54,8 +48,8 @@ TEST(FilterBuffers, ThatOthersReadStayAsTheyAre)
         Owned<GstBuffer> buffer = bufferOf(picture, GST_VIDEO_FORMAT_RGB, 104);
         const Owned<GstBuffer> kept(gst_buffer_ref(buffer.get()));
         const Owned<GstBuffer> result = harness.filter(std::move(buffer));
-        EXPECT_EQ(0, cv::norm(shownBy(harness, kept.get(), CV_8UC3), picture, cv::NORM_INF));
-        EXPECT_EQ(0, cv::norm(shownBy(harness, result.get(), CV_8UC3), ~picture, cv::NORM_INF));
+        EXPECT_EQ(0, cv::norm(shown(harness, kept.get(), CV_8UC3), picture, cv::NORM_INF));
+        EXPECT_EQ(0, cv::norm(shown(harness, result.get(), CV_8UC3), ~picture, cv::NORM_INF));
         if (i > 0) { // the memory of the result before it, which was released
             EXPECT_EQ(memory, memoryOf(result.get()));
         }
@@ -86,8 +80,8 @@ TEST(FilterBuffers, ThatShareTheirMemoryWithOthersStayAsTheyAre)
     Owned<GstBuffer> buffer = bufferOf(picture, GST_VIDEO_FORMAT_RGB, 104);
     const Owned<GstBuffer> copy(gst_buffer_copy(buffer.get())); // of what is around the memory
     const Owned<GstBuffer> result = harness.filter(std::move(buffer));
-    EXPECT_EQ(0, cv::norm(shownBy(harness, copy.get(), CV_8UC3), picture, cv::NORM_INF));
-    EXPECT_EQ(0, cv::norm(shownBy(harness, result.get(), CV_8UC3), ~picture, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(shown(harness, copy.get(), CV_8UC3), picture, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(shown(harness, result.get(), CV_8UC3), ~picture, cv::NORM_INF));
 }
 
 // ---- What is known of a frame
@@ -212,9 +206,9 @@ TEST(FilterBuffers, MayHaveRowsAndColumnsBeyondTheirCaps)
     picture(cv::Rect(0, 0, 33, 17)).setTo(9);
     const Owned<GstBuffer> result = harness.filter(bufferOf(picture, GST_VIDEO_FORMAT_RGB, 120));
     ASSERT_TRUE(result);
-    const cv::Mat shown = shownBy(harness, result.get(), CV_8UC3);
-    EXPECT_EQ(cv::Size(33, 17), shown.size());
-    EXPECT_EQ(0, cv::norm(shown, cv::NORM_INF)); // an edge is the frame's own
+    const cv::Mat seen = shown(harness, result.get(), CV_8UC3);
+    EXPECT_EQ(cv::Size(33, 17), seen.size());
+    EXPECT_EQ(0, cv::norm(seen, cv::NORM_INF)); // an edge is the frame's own
 }
 
 } // namespace

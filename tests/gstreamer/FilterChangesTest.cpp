@@ -1,3 +1,4 @@
+#include "tests/gstreamer/Found.h"
 #include "tests/gstreamer/Harness.h"
 #include "tests/support/NativeMixtures.h"
 #include "tests/support/TemporaryFolder.h"
@@ -26,8 +27,8 @@ std::vector<int> pixelThrough(Harness& harness, const cv::Mat& picture, GstVideo
     GstVideoInfo info;
     gst_video_info_from_caps(&info, caps.get());
     const int channels = static_cast<int>(GST_VIDEO_INFO_N_COMPONENTS(&info));
-    const cv::Mat shown = pictureOf(result.get(), caps.get(), CV_MAKETYPE(CV_8U, channels));
-    return {shown.ptr(0), shown.ptr(0) + channels};
+    const cv::Mat seen = pictureOf(result.get(), caps.get(), CV_MAKETYPE(CV_8U, channels));
+    return {seen.ptr(0), seen.ptr(0) + channels};
 }
 
 /// Likewise a picture of one colour.
@@ -95,9 +96,8 @@ TEST(FilterChanges, HandNoCropsOnThatOnlyTheFormerOperatorTook)
             const Owned<GstBuffer> result = harness.filter(std::move(frame));
             ASSERT_TRUE(result);
             EXPECT_FALSE(gst_buffer_get_video_crop_meta(result.get()));
-            const Owned<GstCaps> caps(gst_pad_get_current_caps(harness.get()->sinkpad));
             const cv::Mat expected = name == "Not" ? cv::Mat(~picture(part)) : picture(part);
-            EXPECT_EQ(0, cv::norm(pictureOf(result.get(), caps.get(), CV_8UC3), expected, cv::NORM_INF));
+            EXPECT_EQ(0, cv::norm(shown(harness, result.get(), CV_8UC3), expected, cv::NORM_INF));
             const auto* const region = reinterpret_cast<GstVideoRegionOfInterestMeta*>(
                 gst_buffer_get_meta(result.get(), GST_VIDEO_REGION_OF_INTEREST_META_API_TYPE));
             ASSERT_TRUE(region);
@@ -353,38 +353,21 @@ TEST(FilterChanges, ToABadFileLeaveTheFormerModel)
     EXPECT_FALSE(filter.ear.now(kTrouble));
 }
 
-/// What an element says that does not go to PAUSED.
-std::string refusalOf(const std::string& settings)
-{
-    const Owned<GstElement> element(
-        GST_ELEMENT(gst_object_ref_sink(gst_parse_launch(("velmorfilter " + settings).c_str(), nullptr))));
-    Ear ear(element.get());
-    EXPECT_EQ(GST_STATE_CHANGE_FAILURE, gst_element_set_state(element.get(), GST_STATE_PAUSED));
-    const Owned<GstMessage> message = ear.now(GST_MESSAGE_ERROR);
-    gst_element_set_state(element.get(), GST_STATE_NULL);
-    if (!message)
-        return "nothing";
-    GError* error = nullptr;
-    gst_message_parse_error(message.get(), &error, nullptr);
-    const std::string kind = g_error_matches(error, GST_RESOURCE_ERROR, GST_RESOURCE_ERROR_NOT_FOUND) ? "not found: "
-                             : g_error_matches(error, GST_RESOURCE_ERROR, GST_RESOURCE_ERROR_READ)    ? "read: "
-                                                                                                      : "settings: ";
-    g_error_free(error);
-    return kind + textOf(message.get());
-}
-
 TEST(FilterChanges, ToPausedAreRefusedWithoutModels)
 {
     const TemporaryFolder folder;
     const std::string missing = folder.file("missing.yml"), text = folder.write("text.yml", "no model");
-    EXPECT_EQ("settings: catalogue::makeNative(): expected one model for ColorGMM, got 0",
-              refusalOf("operator=ColorGMM"));
-    EXPECT_EQ("settings: catalogue::makeNative(): expected at least one model for ColorGMM2, got 0",
-              refusalOf("operator=ColorGMM2"));
-    const std::string cannotLoad = "ColorGMM::load(): cannot load ";
-    EXPECT_EQ(0, refusalOf("operator=ColorGMM models=\"<" + missing + ">\"").find("not found: " + cannotLoad));
-    EXPECT_EQ(0, refusalOf("operator=ColorGMM models=\"<" + text + ">\"").find("read: " + cannotLoad));
-    EXPECT_EQ(0, refusalOf("operator=Not models=\"<" + missing + ">\"").find("not found: " + cannotLoad));
+    const std::string resource = "gst-resource-error-quark ";
+    const std::string settings = resource + std::to_string(GST_RESOURCE_ERROR_SETTINGS) + ": catalogue::makeNative(): ";
+    const std::string cannotLoad = ": ColorGMM::load(): cannot load ";
+    const std::string notFound = resource + std::to_string(GST_RESOURCE_ERROR_NOT_FOUND) + cannotLoad;
+    const std::string read = resource + std::to_string(GST_RESOURCE_ERROR_READ) + cannotLoad;
+    EXPECT_EQ(settings + "expected one model for ColorGMM, got 0", refusalOf("velmorfilter operator=ColorGMM"));
+    EXPECT_EQ(settings + "expected at least one model for ColorGMM2, got 0",
+              refusalOf("velmorfilter operator=ColorGMM2"));
+    EXPECT_EQ(0, refusalOf("velmorfilter operator=ColorGMM models=\"<" + missing + ">\"").find(notFound));
+    EXPECT_EQ(0, refusalOf("velmorfilter operator=ColorGMM models=\"<" + text + ">\"").find(read));
+    EXPECT_EQ(0, refusalOf("velmorfilter operator=Not models=\"<" + missing + ">\"").find(notFound));
 }
 
 // ---- Controllers and many changes
@@ -404,8 +387,7 @@ TEST(FilterChanges, ByControllersFollowTheStreamsTime)
         Owned<GstBuffer> buffer = bufferOf(cv::Mat(3, 3, CV_8UC3, cv::Scalar(9, 9, 9)), GST_VIDEO_FORMAT_RGB, 12);
         GST_BUFFER_PTS(buffer.get()) = static_cast<GstClockTime>(seconds) * GST_SECOND;
         const Owned<GstBuffer> result = filter.harness.filter(std::move(buffer));
-        const Owned<GstCaps> caps(gst_pad_get_current_caps(filter.harness.get()->sinkpad));
-        EXPECT_EQ(byte, pictureOf(result.get(), caps.get(), CV_8UC3).at<cv::Vec3b>(1, 1)[0]) << seconds;
+        EXPECT_EQ(byte, shown(filter.harness, result.get(), CV_8UC3).at<cv::Vec3b>(1, 1)[0]) << seconds;
     }
 }
 

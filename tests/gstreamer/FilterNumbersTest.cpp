@@ -67,8 +67,7 @@ TEST(FilterNumbers, CountPixelsAndLeaveTheFrameAlone)
     const GstBuffer* const sent = buffer.get(); // cppcheck-suppress mismatchingContainers // which are none
     const Owned<GstBuffer> result = harness.filter(std::move(buffer));
     EXPECT_EQ(sent, result.get());
-    const Owned<GstCaps> caps(gst_pad_get_current_caps(harness.get()->sinkpad));
-    EXPECT_EQ(0, cv::norm(pictureOf(result.get(), caps.get(), CV_8UC1), mask, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(shown(harness, result.get(), CV_8UC1), mask, cv::NORM_INF));
     EXPECT_EQ(35, countOf(filter.get()));
 
     const Owned<GstMessage> message = ear.next(GST_MESSAGE_ELEMENT);

@@ -28,12 +28,8 @@ std::string errorOf(GstMessage* message)
 {
     if (!message)
         return "";
-    GError* error = nullptr;
-    gst_message_parse_error(message, &error, nullptr);
-    const std::string result =
-        std::string(g_quark_to_string(error->domain)) + ' ' + std::to_string(error->code) + ": " + error->message;
-    g_error_free(error);
-    return result;
+    const Owned<GError> error = errorIn(message);
+    return std::string(g_quark_to_string(error->domain)) + ' ' + std::to_string(error->code) + ": " + error->message;
 }
 
 } // namespace
@@ -140,12 +136,6 @@ Owned<GstBuffer> pass(Harness& harness, const cv::Mat& colours, GstVideoFormat f
 void expectPictures(Harness& harness, GstVideoFormat format, const cv::Size& size)
 {
     harness.setCaps(std::string("video/x-raw,format=") + gst_video_format_to_string(format), size);
-}
-
-cv::Mat shown(Harness& harness, GstBuffer* buffer, int type)
-{
-    const Owned<GstCaps> caps(gst_pad_get_current_caps(harness.get()->sinkpad));
-    return pictureOf(buffer, caps.get(), type);
 }
 
 } // namespace velmor::tests

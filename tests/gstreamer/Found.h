@@ -59,7 +59,4 @@ Owned<GstBuffer> pass(Harness& harness, const cv::Mat& colours, GstVideoFormat f
 /// Says that pictures of a format and size come in.
 void expectPictures(Harness& harness, GstVideoFormat format, const cv::Size& size);
 
-/// A copy of what comes out, of the type of `cv::Mat` given.
-cv::Mat shown(Harness& harness, GstBuffer* buffer, int type);
-
 } // namespace velmor::tests

@@ -79,28 +79,29 @@ Ear::~Ear()
     gst_object_unref(mBus);
 }
 
-std::set<std::string> operatorsOf(const std::string& factory)
+std::set<std::string> wordsOf(GstElement* element, const char* property)
 {
-    const Owned<GstElement> element(
-        GST_ELEMENT(gst_object_ref_sink(gst_element_factory_make(factory.c_str(), nullptr))));
-    const GParamSpec* const property = g_object_class_find_property(G_OBJECT_GET_CLASS(element.get()), "operator");
-    const GEnumClass& words = *G_PARAM_SPEC_ENUM(property)->enum_class;
+    const GParamSpec* const declared = g_object_class_find_property(G_OBJECT_GET_CLASS(element), property);
+    const GEnumClass& words = *G_PARAM_SPEC_ENUM(declared)->enum_class;
     std::set<std::string> result;
     for (guint i = 0; i < words.n_values; ++i)
         result.insert(words.values[i].value_nick);
     return result;
 }
 
-std::string textOf(GstMessage* message)
+Owned<GError> errorIn(GstMessage* message)
 {
     GError* error = nullptr;
     if (GST_MESSAGE_TYPE(message) == GST_MESSAGE_WARNING)
         gst_message_parse_warning(message, &error, nullptr);
     else
         gst_message_parse_error(message, &error, nullptr);
-    const std::string result = error->message;
-    g_error_free(error);
-    return result;
+    return Owned<GError>(error);
+}
+
+std::string textOf(GstMessage* message)
+{
+    return errorIn(message)->message;
 }
 
 cv::Mat pictureOf(GstBuffer* buffer, GstCaps* caps, int type)
@@ -115,6 +116,17 @@ cv::Mat pictureOf(GstBuffer* buffer, GstCaps* caps, int type)
     cv::Mat result = view.clone();
     gst_video_frame_unmap(&frame);
     return result;
+}
+
+cv::Mat shown(GstHarness* harness, GstBuffer* buffer, int type)
+{
+    const Owned<GstCaps> caps(gst_pad_get_current_caps(harness->sinkpad));
+    return pictureOf(buffer, caps.get(), type);
+}
+
+cv::Mat shown(Harness& harness, GstBuffer* buffer, int type)
+{
+    return shown(harness.get(), buffer, type);
 }
 
 } // namespace velmor::tests

@@ -17,6 +17,7 @@ struct Unref
     void operator()(GstMessage* message) const { gst_message_unref(message); }
     void operator()(GstCaps* caps) const { gst_caps_unref(caps); }
     void operator()(GstElement* element) const { gst_object_unref(element); }
+    void operator()(GError* error) const { g_error_free(error); }
 };
 template<typename Type>
 using Owned = std::unique_ptr<Type, Unref>;
@@ -83,13 +84,20 @@ private:
     GstBus* mBus;
 };
 
-/// The words that the property "operator" of a kind of element takes.
-std::set<std::string> operatorsOf(const std::string& factory);
+/// The words that a property of an element takes.
+std::set<std::string> wordsOf(GstElement* element, const char* property);
 
 /// The error or the warning that a message holds.
+Owned<GError> errorIn(GstMessage* message);
+
+/// What it says.
 std::string textOf(GstMessage* message);
 
 /// A copy of the pixels of a buffer that has the format and size of some caps.
 cv::Mat pictureOf(GstBuffer* buffer, GstCaps* caps, int type);
+
+/// A copy of the pixels of a buffer that came out of a harness.
+cv::Mat shown(GstHarness* harness, GstBuffer* buffer, int type);
+cv::Mat shown(Harness& harness, GstBuffer* buffer, int type);
 
 } // namespace velmor::tests

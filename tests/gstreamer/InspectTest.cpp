@@ -147,11 +147,7 @@ std::set<std::string> operatorsOf(GstElement* element)
     GParamSpec* const property = g_object_class_find_property(G_OBJECT_GET_CLASS(element), "operator");
     if (!property)
         return kOwn.at(GST_OBJECT_NAME(gst_element_get_factory(element)));
-    const GEnumClass& words = *G_PARAM_SPEC_ENUM(property)->enum_class;
-    std::set<std::string> result;
-    for (guint i = 0; i < words.n_values; ++i)
-        result.insert(words.values[i].value_nick);
-    return result;
+    return wordsOf(element, "operator");
 }
 
 /// The parameters of an element's operators.

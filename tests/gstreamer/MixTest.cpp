@@ -21,14 +21,8 @@ using OwnedHarness = std::unique_ptr<GstHarness, HarnessTeardown>;
 /// The text of the first error on a bus, within 20 seconds.
 std::string errorOn(GstBus* bus)
 {
-    const Owned<GstMessage> message(gst_bus_timed_pop_filtered(bus, 20 * GST_SECOND, GST_MESSAGE_ERROR));
-    if (!message)
-        return "none";
-    GError* error = nullptr;
-    gst_message_parse_error(message.get(), &error, nullptr);
-    const std::string result = error->message;
-    g_error_free(error);
-    return result;
+    const Owned<GstMessage> message = messageOn(bus, GST_MESSAGE_ERROR);
+    return message ? textOf(message.get()) : "none";
 }
 
 void countFrame(GstElement*, GstBuffer*, GstPad*, std::atomic<int>* frames)
@@ -130,12 +124,6 @@ cv::Mat noise(const cv::Size& size, int type)
     return result;
 }
 
-cv::Mat resultOf(GstHarness* harness, const Owned<GstBuffer>& frame, int type)
-{
-    const Owned<GstCaps> caps(gst_pad_get_current_caps(harness->sinkpad));
-    return pictureOf(frame.get(), caps.get(), type);
-}
-
 /// What an operator makes of two pixels, byte by byte.
 using Rule = std::function<void(const uchar* a, const uchar* b, uchar* result, int channels)>;
 
@@ -216,7 +204,7 @@ TEST(Mix, ComputesEachOperatorInEachFormat)
             ASSERT_TRUE(result);
             EXPECT_EQ(0, GST_BUFFER_PTS(result.get()));
             EXPECT_EQ(GST_SECOND / 25, GST_BUFFER_DURATION(result.get()));
-            EXPECT_EQ(0, cv::norm(whatCounts(resultOf(mix.first(), result, each.type), each.channelsThatCount),
+            EXPECT_EQ(0, cv::norm(whatCounts(shown(mix.first(), result.get(), each.type), each.channelsThatCount),
                                   expected(rule, a, b, each.channelsThatCount), cv::NORM_INF));
         }
 }
@@ -283,7 +271,7 @@ TEST(Mix, TakesThePartThatACropNames)
     ASSERT_TRUE(result);
     cv::Mat difference;
     cv::absdiff(a(cv::Rect(5, 3, 20, 9)), b, difference);
-    EXPECT_EQ(0, cv::norm(resultOf(mix.first(), result, CV_8UC3), difference, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(shown(mix.first(), result.get(), CV_8UC3), difference, cv::NORM_INF));
     EXPECT_EQ(nullptr, gst_buffer_get_video_crop_meta(result.get()));
 }
 
@@ -525,7 +513,7 @@ TEST(Mix, GoesOnWhenBothSourcesChangeTheirSize)
     ASSERT_TRUE(result);
     cv::Mat difference;
     cv::absdiff(a, b, difference);
-    EXPECT_EQ(0, cv::norm(resultOf(mix.first(), result, CV_8UC3), difference, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(shown(mix.first(), result.get(), CV_8UC3), difference, cv::NORM_INF));
 }
 
 TEST(Mix, WaitsForASourceThatChangesALittleLater)
@@ -597,7 +585,7 @@ TEST(Mix, TakesFramesWithRowsAndColumnsBeyondTheirCaps)
     ASSERT_TRUE(result);
     cv::Mat difference;
     cv::absdiff(large(cv::Rect(0, 0, 4, 3)), other, difference);
-    EXPECT_EQ(0, cv::norm(resultOf(mix.first(), result, CV_8UC1), difference, cv::NORM_INF));
+    EXPECT_EQ(0, cv::norm(shown(mix.first(), result.get(), CV_8UC1), difference, cv::NORM_INF));
 }
 
 TEST(Mix, FollowsControllersByTheTimesOfTheStream)

@@ -38,11 +38,7 @@ void countFrame(GstElement*, GstBuffer*, GstPad*, std::atomic<int>* frames)
 
 std::string errorOf(GstMessage* message)
 {
-    GError* error = nullptr;
-    gst_message_parse_error(message, &error, nullptr);
-    const std::string result = std::string(GST_OBJECT_NAME(message->src)) + ": " + error->message;
-    g_error_free(error);
-    return result;
+    return std::string(GST_OBJECT_NAME(message->src)) + ": " + textOf(message);
 }
 
 } // namespace

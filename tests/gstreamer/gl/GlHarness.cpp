@@ -16,8 +16,7 @@ cv::Mat GlHarness::show(const cv::Mat& picture)
     if (picture.size() != mSize)
         begin(picture.size());
     const Owned<GstBuffer> result = filter(bufferOf(picture, GST_VIDEO_FORMAT_RGBA, picture.cols * 4));
-    const Owned<GstCaps> caps(gst_pad_get_current_caps(get()->sinkpad));
-    return result ? pictureOf(result.get(), caps.get(), CV_8UC4) : cv::Mat();
+    return result ? shown(*this, result.get(), CV_8UC4) : cv::Mat();
 }
 
 } // namespace velmor::tests
