@@ -133,12 +133,12 @@ bool handsFramesOn(const FilterChoice& choice)
     return givesNumbers(choice) || FilterRun::isInPlace(choice);
 }
 
-GstFlowReturn submit(GstBaseTransform* base, gboolean isDiscontinuous, GstBuffer* frame)
+/// Follows controllers and the choice of the operator. Afterwards the base class asks for the caps that go with it.
+void beforeTransform(GstBaseTransform* base, GstBuffer* frame)
 {
     followControllers(base, base->segment, frame);
     if (gst_pad_has_current_caps(base->sinkpad))
         stateOf(base).changes.followChoice(base);
-    return baseClass().submit_input_buffer(base, isDiscontinuous, frame);
 }
 
 GstFlowReturn refuseFrame(GstBaseTransform* base, const char* why)
@@ -395,7 +395,7 @@ void velmor_filter_class_init(VelmorFilterClass* type)
     base->decide_allocation = decideAllocation;
     base->propose_allocation = proposeAllocation;
     base->transform_meta = transformMeta;
-    base->submit_input_buffer = submit;
+    base->before_transform = beforeTransform;
     base->prepare_output_buffer = prepareOutput;
     base->transform = transform;
     base->transform_ip = transformInPlace;

@@ -279,19 +279,14 @@ gboolean transformMeta(GstBaseTransform*, GstBuffer*, GstMeta* meta, GstBuffer*)
 
 // ---- Frames
 
-/// Follows the property "output", before a frame: the base class asks for the caps that go with it.
-GstFlowReturn submit(GstBaseTransform* transform, gboolean isDiscontinuous, GstBuffer* frame)
+/// Follows controllers and the property "output". Afterwards the base class asks for the caps that go with it.
+void beforeTransform(GstBaseTransform* transform, GstBuffer* frame)
 {
+    followControllers(transform, transform->segment, frame);
     State& state = stateOf(transform);
     const gint output = state.output;
     if (state.told.exchange(output) != output)
         gst_base_transform_reconfigure_src(transform);
-    return parentOf(transform).submit_input_buffer(transform, isDiscontinuous, frame);
-}
-
-void synchronise(GstBaseTransform* transform, GstBuffer* frame)
-{
-    followControllers(transform, transform->segment, frame);
 }
 
 GstFlowReturn refuseFrame(GstBaseTransform* transform, const std::string& reason)
@@ -429,13 +424,12 @@ void initClass(gpointer type, gpointer data)
     GstBaseTransformClass* const transform = GST_BASE_TRANSFORM_CLASS(type);
     transform->start = start;
     transform->stop = stop;
-    transform->submit_input_buffer = submit;
     transform->sink_event = sinkEvent;
     transform->transform_caps = transformCaps;
     transform->set_caps = setCaps;
     transform->propose_allocation = proposeAllocation;
     transform->transform_meta = transformMeta;
-    transform->before_transform = synchronise;
+    transform->before_transform = beforeTransform;
     transform->prepare_output_buffer = prepareOutput;
     transform->transform = transformToMask;
     transform->transform_ip = transformInPlace;
