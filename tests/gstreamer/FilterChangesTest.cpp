@@ -426,8 +426,8 @@ TEST(FilterChanges, AtRandomBehindAQueueDoNoHarm)
     for (const std::string further : {"", "! capsfilter caps=video/x-raw,format=GRAY8",
                                       "! videoconvert ! capsfilter caps=video/x-raw,format=I420"}) {
         SCOPED_TRACE(further);
-        Pipeline pipeline("videotestsrc ! capsfilter "
-                          "caps=\"video/x-raw,width=64,height=48;video/x-bayer,width=64,height=48\" "
+        // There are no mosaics, as after them videotestsrc writes its frames in part.
+        Pipeline pipeline("videotestsrc ! capsfilter caps=\"video/x-raw,format={GRAY8,RGB},width=64,height=48\" "
                           "! queue max-size-buffers=4 ! velmorfilter name=filter operator=RGB2GRAY models=\"<" +
                           red + ">\" " + further + " ! fakesink sync=false");
         gst_element_set_state(pipeline.get(), GST_STATE_PLAYING);
@@ -440,7 +440,7 @@ TEST(FilterChanges, AtRandomBehindAQueueDoNoHarm)
             std::this_thread::sleep_for(std::chrono::microseconds(random.uniform(0, 1000)));
         }
         g_type_class_unref(operators);
-        for (const auto& [name, in] : {std::pair("PixelCount", "GRAY8"), {"BayerRG2GRAY", "rggb"}}) {
+        for (const auto& [name, in] : {std::pair("PixelCount", "GRAY8"), {"RGB2GRAY", "RGB"}}) {
             gst_util_set_object_arg(G_OBJECT(filter.get()), "operator", name);
             for (int i = 0; i < 2000 && formatOf(filter.get(), "sink") != in; ++i)
                 std::this_thread::sleep_for(std::chrono::milliseconds(10));
