@@ -3,7 +3,7 @@
 #include <functional>
 #include <memory>
 
-typedef struct _GstGLContext GstGLContext;
+using GstGLContext = struct _GstGLContext;
 
 namespace velmor::gstreamer {
 
