@@ -23,6 +23,8 @@ PROGRAM = SOURCES / "examples/archive_on_dask.py"
 PATIENCE = 60.0  # seconds for what takes one or two on a quiet machine
 
 av.logging.set_level(av.logging.PANIC)
+# In the background of a script it is ignored, and what begins here would inherit that.
+signal.signal(signal.SIGINT, signal.default_int_handler)
 sys.path[:0] = [str(SOURCES / "examples"), str(SOURCES / "examples/python")]  # the archive's parts
 
 
