@@ -5,7 +5,10 @@
 # Prints each shared library of Debian's that is installed here, and its package.
 library_owners()
 {
-    dpkg-query --search "*/$(dpkg-architecture --query DEB_HOST_MULTIARCH)/lib*.so.*" |
+    local folder
+    folder=$(dpkg-architecture --query DEB_HOST_MULTIARCH)
+    # The loader is one: it finds what each thread has of its own.
+    dpkg-query --search "*/$folder/lib*.so.*" "*/$folder/ld-linux*.so.*" |
         sed -n 's,^\([^ :,]*\)[^ ]*: .*/,\1 ,p' | awk '{ print $2, $1 }'
 }
 
