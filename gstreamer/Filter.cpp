@@ -277,14 +277,14 @@ GstCaps* fixateCaps(GstBaseTransform* base, GstPadDirection direction, GstCaps* 
 }
 
 /// Answers queries. The base class tells of caps in several steps, while the streaming thread may come to want another
-/// operator: what it says of two at once is true of neither, so it says it again.
+/// operator, or two and then the first one again: what it says of two at once is true of neither, so it says it again.
 gboolean answer(GstBaseTransform* base, GstPadDirection direction, GstQuery* query)
 {
     const FilterChanges& changes = stateOf(base).changes;
     for (;;) {
-        const FilterChoice before = changes.wanted();
+        const std::uint64_t before = changes.wishes();
         const gboolean result = baseClass().query(base, direction, query);
-        if (GST_QUERY_TYPE(query) != GST_QUERY_CAPS || changes.wanted() == before)
+        if (GST_QUERY_TYPE(query) != GST_QUERY_CAPS || changes.wishes() == before)
             return result;
     }
 }

@@ -196,6 +196,14 @@ bool comesNow(GstBaseTransform* base, const GstCaps* caps)
     return result;
 }
 
+bool takes(const FilterChoice& choice, const GstCaps* caps)
+{
+    GstCaps* const given = transformCaps(choice, GST_PAD_SINK, caps);
+    const bool result = !gst_caps_is_empty(given);
+    gst_caps_unref(given);
+    return result;
+}
+
 bool leads(const FilterChoice& choice, const GstCaps* from, const GstCaps* to)
 {
     GstCaps* const given = transformCaps(choice, GST_PAD_SINK, from);

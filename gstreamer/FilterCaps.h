@@ -56,6 +56,9 @@ bool readCaps(GstVideoInfo& info, const GstCaps* caps);
 /// Whether the frames that come in now have some caps.
 bool comesNow(GstBaseTransform* base, const GstCaps* caps);
 
+/// Whether it makes anything of frames of some caps.
+bool takes(const FilterChoice& choice, const GstCaps* caps);
+
 /// Whether it makes frames of one caps of those of another.
 bool leads(const FilterChoice& choice, const GstCaps* from, const GstCaps* to);
 

@@ -53,6 +53,12 @@ FilterChoice FilterChanges::wanted() const
     return mIsStarted ? mWanted.front().choice : mSettings.choice();
 }
 
+std::uint64_t FilterChanges::wishes() const
+{
+    const std::lock_guard lock(mMutex);
+    return mWishes;
+}
+
 FilterChoice FilterChanges::choiceFor(GstBaseTransform* base, GstPadDirection direction, GstCaps* caps) const
 {
     if (direction != GST_PAD_SINK || !gst_caps_is_fixed(caps))
@@ -63,7 +69,8 @@ FilterChoice FilterChanges::choiceFor(GstBaseTransform* base, GstPadDirection di
         const std::lock_guard lock(mMutex);
         if (!mIsStarted)
             return mSettings.choice();
-        if (isSame)
+        // A thread that reads caps while others come may have read those of before the active choice.
+        if (isSame && takes(mActive, caps))
             return mActive;
         for (const Snapshot& each : mWanted)
             choices.push_back(each.choice);
@@ -127,6 +134,7 @@ void FilterChanges::want(const Snapshot& snapshot)
                                  [&](const Snapshot& each) { return each.choice == snapshot.choice; }),
                   mWanted.end());
     mWanted.insert(mWanted.begin(), snapshot);
+    ++mWishes;
 }
 
 void FilterChanges::activate(const Snapshot& snapshot, std::unique_ptr<FilterRun> run)

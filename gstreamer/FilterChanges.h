@@ -6,6 +6,7 @@
 
 #include <gst/base/gstbasetransform.h>
 
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -37,6 +38,9 @@ public:
 
     /// The choice that caps are told of. Any thread asks.
     FilterChoice wanted() const;
+
+    /// How often a choice has come to be wanted. Any thread asks.
+    std::uint64_t wishes() const;
 
     /// The choice that the caps of a pad go with: of frames that come in the caps of before what they go through, of
     /// other frames the last one that can go with them, and otherwise the wanted one. Any thread asks.
@@ -70,11 +74,12 @@ private:
 
     const FilterSettings& mSettings;
 
-    mutable std::mutex mMutex; ///< of the next three, which the streaming thread alone writes while there are frames
+    mutable std::mutex mMutex; ///< of the next four, which the streaming thread alone writes while there are frames
     bool mIsStarted = false;
     FilterChoice mActive;
     std::vector<Snapshot> mWanted; ///< all that has been wanted, each choice once, the last one first: caps are told of
                                    ///< that one, and it differs from mActive while upstream is asked for another format
+    std::uint64_t mWishes = 0;
 
     Snapshot mTried;                 ///< what was last asked for of the active choice
     std::unique_ptr<FilterRun> mRun; ///< the last of what was tried that could be made; none where numbers are given

@@ -8,6 +8,7 @@
 #include <gtest/gtest.h>
 #include <opencv2/core.hpp>
 
+#include <atomic>
 #include <thread>
 #include <tuple>
 #include <utility>
@@ -299,6 +300,67 @@ TEST(FilterChanges, InTheMiddleOfAQueryLeaveNoAnswerOfTwoOperators)
     EXPECT_TRUE(meanwhile.hasHappened);
     const Owned<GstCaps> taken(gst_caps_from_string("video/x-raw,format=RGB"));
     EXPECT_TRUE(!gst_caps_is_empty(answered.get()) && gst_caps_is_subset(answered.get(), taken.get()));
+}
+
+GstPadProbeReturn wait(GstPad*, GstPadProbeInfo*, gpointer asking)
+{
+    if (std::this_thread::get_id() == *static_cast<std::thread::id*>(asking))
+        std::this_thread::sleep_for(std::chrono::microseconds(50));
+    return GST_PAD_PROBE_OK;
+}
+
+TEST(FilterChanges, BackAndForthLeaveNoAnswerOfTwoOperators)
+{
+    Filter filter("operator=BGR2HSV");
+    pixelThrough(filter.harness, {});
+    GstPad* const source = gst_element_get_static_pad(filter.element.get(), "src");
+    std::thread::id asking = std::this_thread::get_id();
+    gst_pad_add_probe(source, GST_PAD_PROBE_TYPE_QUERY_DOWNSTREAM, wait, &asking, nullptr);
+    gst_object_unref(source);
+    std::atomic<bool> goesOn = true;
+    std::thread changing([&] {
+        for (int i = 0; goesOn; ++i) {
+            filter.set("operator", i % 2 ? "BGR2HSV" : "BGR2GRAY");
+            EXPECT_FALSE(pixelThrough(filter.harness, {}).empty());
+            if (i % 10 == 0) // or a query would hardly ever end
+                std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+    });
+    const Owned<GstCaps> any(gst_caps_from_string("video/x-raw,format={GRAY8,RGB}"));
+    const Owned<GstCaps> taken(gst_caps_from_string("video/x-raw,format=RGB"));
+    for (int i = 0; i < 1000; ++i) {
+        const Owned<GstCaps> answered(gst_pad_peer_query_caps(filter.harness.get()->srcpad, any.get()));
+        EXPECT_TRUE(!gst_caps_is_empty(answered.get()) && gst_caps_is_subset(answered.get(), taken.get()));
+    }
+    goesOn = false;
+    changing.join();
+}
+
+GstPadProbeReturn askForFormerCaps(GstPad* pad, GstPadProbeInfo* info, gpointer data)
+{
+    if (GST_EVENT_TYPE(GST_PAD_PROBE_INFO_EVENT(info)) != GST_EVENT_CAPS)
+        return GST_PAD_PROBE_OK;
+    const Owned<GstElement> filter(gst_pad_get_parent_element(pad));
+    GstPad* const sink = gst_element_get_static_pad(filter.get(), "sink");
+    const Owned<GstCaps> former(gst_pad_get_current_caps(sink));
+    *static_cast<bool*>(data) = gst_pad_query_accept_caps(sink, former.get());
+    gst_object_unref(sink);
+    return GST_PAD_PROBE_OK;
+}
+
+TEST(FilterChanges, InTheMiddleOfNewCapsStillAcceptTheFormerOnes)
+{
+    Filter filter("operator=Not");
+    haveAnyCaps(filter.harness);
+    pixelThrough(filter.harness, {});
+    filter.set("operator", "PixelCount");
+    pixelThrough(filter.harness, {});
+    bool accepts = false;
+    GstPad* const source = gst_element_get_static_pad(filter.element.get(), "src");
+    gst_pad_add_probe(source, GST_PAD_PROBE_TYPE_EVENT_DOWNSTREAM, askForFormerCaps, &accepts, nullptr);
+    gst_object_unref(source);
+    filter.harness.setCaps("video/x-raw,format=GRAY8", {3, 3});
+    EXPECT_TRUE(accepts);
 }
 
 // ---- Models
