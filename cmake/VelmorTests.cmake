@@ -1,8 +1,9 @@
 # How tests are declared. The tests of a file XTest.cpp are in the suite X, or in suites whose names begin with X
 # (tests/support/TestMain.cpp sees to that), and make up one CTest test, <kind>.X.
 
-# velmor_test_environment(<kind> <variable>): what tests run with
-function(velmor_test_environment kind variable)
+# velmor_test_environment(<variable>): what tests run with. Folders whose tests need whole stacks of allocations
+# under the sanitizers set velmor_unwinds_slowly.
+function(velmor_test_environment variable)
     # Mesa's cache of compiled shaders would answer "compiled" for a text that it compiled under other settings.
     set(environment MESA_SHADER_CACHE_DISABLE=true)
     if(VELMOR_SANITIZE)
@@ -12,8 +13,9 @@ function(velmor_test_environment kind variable)
         # The runtime guesses where the thread-local memory of loaded libraries begins, and the leak checker crashes on
         # a wrong guess: whether there is one depends on the contents of the heap, down to the length of the build's path.
         set(asan_options intercept_tls_get_addr=0)
-        # The quick way through a stack misses callers of OpenCV and GLib, and suppressions name them.
-        if(kind MATCHES "^(unit|gstreamer)$")
+        # The quick way through a stack misses callers of OpenCV and GLib, and suppressions name them. The other way takes
+        # several times as long.
+        if(velmor_unwinds_slowly)
             string(APPEND asan_options :fast_unwind_on_malloc=0)
         endif()
         list(APPEND environment ASAN_OPTIONS=${asan_options})
@@ -46,7 +48,7 @@ function(velmor_add_suites kind target)
     if(NOT arg_NAME)
         set(arg_NAME ${kind})
     endif()
-    velmor_test_environment(${kind} environment)
+    velmor_test_environment(environment)
     get_target_property(suites ${target} SOURCES)
     list(FILTER suites INCLUDE REGEX "^[^/]+Test\\.cpp$")
     list(TRANSFORM suites REPLACE "Test\\.cpp$" "")
