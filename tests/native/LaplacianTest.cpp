@@ -25,45 +25,48 @@ Kernel kernelOf(int kernelType)
     return {-1, -1, -1, -1, 8, -1, -1, -1, -1};
 }
 
-/// The sum of a kernel's weights times neighbours of one channel, in a type, in the shader's order.
-template<typename T, typename Sum>
-Sum sumAt(const cv::Mat& picture, int y, int x, int channel, const Kernel& kernel)
+/// A picture with one pixel more on each side, which is as its neighbour.
+cv::Mat framed(const cv::Mat& picture)
 {
-    Sum sum = 0;
-    for (int i = 0; i < 9; ++i) {
-        const int row = std::clamp(y + i / 3 - 1, 0, picture.rows - 1);
-        const int column = std::clamp(x + i % 3 - 1, 0, picture.cols - 1);
-        sum += static_cast<Sum>(picture.ptr<T>(row)[column * picture.channels() + channel]) *
-               static_cast<Sum>(kernel[static_cast<std::size_t>(i)]);
-    }
-    return sum;
+    cv::Mat result;
+    cv::copyMakeBorder(picture, result, 1, 1, 1, 1, cv::BORDER_REPLICATE);
+    return result;
 }
 
-template<typename Function>
-void forEachElement(const cv::Mat& picture, const Function& function)
+/// The sum of a kernel's weights times neighbours of one element of a framed picture, in a type, in the shader's order.
+template<typename T, typename Sum>
+Sum sumAt(const cv::Mat& picture, int y, int place, const Kernel& kernel)
 {
-    for (int y = 0; y < picture.rows; ++y)
-        for (int x = 0; x < picture.cols; ++x)
-            for (int c = 0; c < picture.channels(); ++c)
-                function(y, x, c, x * picture.channels() + c);
+    const int channels = picture.channels();
+    Sum sum = 0;
+    auto weight = kernel.begin();
+    for (int row = y; row < y + 3; ++row) {
+        const T* neighbour = picture.ptr<T>(row) + place;
+        for (int i = 0; i < 3; ++i, neighbour += channels)
+            sum += static_cast<Sum>(*neighbour) * static_cast<Sum>(*weight++);
+    }
+    return sum;
 }
 
 PlainLoop loopOf(int kernelType)
 {
     return [kernel = kernelOf(kernelType)](const cv::Mat& source, const cv::Mat&, int type) {
         cv::Mat result(source.size(), type);
+        const int elements = source.cols * source.channels();
         if (source.depth() == CV_8U && result.depth() == CV_8U) {
-            forEachElement(source, [&](int y, int x, int c, int place) {
-                const int sum = sumAt<uchar, int>(source, y, x, c, kernel);
-                result.ptr(y)[place] = static_cast<uchar>(std::min(std::abs(sum), 255));
-            });
+            const cv::Mat values = framed(source);
+            for (int y = 0; y < source.rows; ++y)
+                for (int place = 0; place < elements; ++place) {
+                    const int sum = sumAt<uchar, int>(values, y, place, kernel);
+                    result.ptr(y)[place] = static_cast<uchar>(std::min(std::abs(sum), 255));
+                }
             return result;
         }
-        const cv::Mat values = source.depth() == CV_8U ? floatsOf(source) : source;
+        const cv::Mat values = framed(source.depth() == CV_8U ? floatsOf(source) : source);
         cv::Mat floats(source.size(), CV_MAKETYPE(CV_32F, source.channels()));
-        forEachElement(values, [&](int y, int x, int c, int place) {
-            floats.ptr<float>(y)[place] = std::fabs(sumAt<float, float>(values, y, x, c, kernel));
-        });
+        for (int y = 0; y < source.rows; ++y)
+            for (int place = 0; place < elements; ++place)
+                floats.ptr<float>(y)[place] = std::fabs(sumAt<float, float>(values, y, place, kernel));
         return result.depth() == CV_8U ? bytesOf(floats) : floats;
     };
 }
