@@ -20,10 +20,16 @@ import pytest
 # a child that hangs.
 PATIENCE = 60.0
 
+IS_SANITIZED = "libasan" in os.environ.get("LD_PRELOAD", "")
+
 #: For tests of what happens without memory.
 limits_addresses = pytest.mark.skipif(
-    "libasan" in os.environ.get("LD_PRELOAD", ""),
-    reason="sanitizers take more addresses than a limit leaves",
+    IS_SANITIZED, reason="sanitizers take more addresses than a limit leaves"
+)
+
+#: For tests of how much memory the process takes.
+weighs_memory = pytest.mark.skipif(
+    IS_SANITIZED, reason="sanitizers keep a part of the memory that is given back"
 )
 
 

@@ -11,7 +11,7 @@ import weakref
 
 import numpy as np
 import pytest
-from support import PATIENCE, in_child, random_picture
+from support import PATIENCE, in_child, random_picture, weighs_memory
 from velmor import gl
 
 CLOSED = "expected a context that is open, got one that is closed"
@@ -443,6 +443,7 @@ def test_a_filter_prepared_anew_does_not_grow():
         assert live_names() <= first + 1  # the last one that was replaced waits for the next call
 
 
+@weighs_memory
 def test_contexts_come_and_go_without_growth():
     def memory():
         with open("/proc/self/statm", encoding="ascii") as statm:
@@ -451,12 +452,12 @@ def test_contexts_come_and_go_without_growth():
     def use(times):
         for i in range(times):
             context = gl.Context(adapt_driver=False)  # the trials of the driver take most of the time
-            texture = gl.Texture(64, 64, gl.Format.RGBA32F)
+            texture = gl.Texture(128, 128, gl.Format.RGBA32F)
             if i % 2:
                 context.close()
             del context, texture
 
     use(50)
     before = memory()
-    use(1000)
+    use(250)
     assert memory() - before < 60 * 2**20  # the texels alone would be 62 MiB
