@@ -1,5 +1,6 @@
 """Each host ends when it is asked to, whoever else is there, and says what is wrong."""
 
+import socket
 from pathlib import Path
 
 import numpy as np
@@ -34,6 +35,15 @@ def test_a_host_alone_ends(hosts: Hosts, tmp_path: Path) -> None:
     assert not file.exists()
 
 
+def has_address(name: str) -> bool:
+    """Say whether a name of a host leads anywhere: a bare root has no /etc/hosts."""
+    try:
+        return bool(socket.getaddrinfo(name, None))
+    except socket.gaierror:
+        return False
+
+
+@pytest.mark.skipif(not has_address("localhost"), reason="localhost has no address here")
 def test_a_host_is_called_by_name(hosts: Hosts, tmp_path: Path) -> None:
     at = f"localhost:{free_port()}"  # which has addresses of both kinds
     hosts.run("camera", TEST_SOURCE, "--port", at.split(":")[1]).wait_until_ready()
