@@ -28,6 +28,7 @@ sys.path.insert(0, str(Path(__file__).resolve().parent / "python"))  # with vide
 from archive.catalogue import OPERATORS, File  # noqa: E402
 from archive.chain import Chain, Step, read_chain  # noqa: E402
 from archive.run import KEEP_MEMORY, Run, find_videos, unfinished  # noqa: E402
+from archive.stop import Stop, Stopped  # noqa: E402
 from archive.store import Store, StoreError, finished, parts_in  # noqa: E402
 from archive.table import WRITERS, write_table  # noqa: E402
 from archive.work import Job, StopError  # noqa: E402
@@ -115,7 +116,7 @@ def connect(given: argparse.Namespace, stack: ExitStack) -> distributed.Client:
     return stack.enter_context(distributed.Client(cluster))
 
 
-def go(given: argparse.Namespace) -> int:
+def go(given: argparse.Namespace, stop: Stop) -> int:
     """Do what the command line asks; give the exit code."""
     steps = read_chain(given.chain)
     folder, out = given.videos.resolve(), given.out.resolve()
@@ -138,7 +139,7 @@ def go(given: argparse.Namespace) -> int:
         job = Job(str(folder), str(out), [vars(step) for step in steps], given.chunk,
                   given.pictures, velmor.__version__)
         with ExitStack() as stack:
-            Run(connect(given, stack), job, todo, left_out).go()
+            Run(connect(given, stack), job, todo, left_out).go(stop.check)
     kept.write_manifest(videos, left_out)
     done = finished(videos, parts_in(out))
     rows = write_table(given.table, chain.fields, out, done)
@@ -148,27 +149,18 @@ def go(given: argparse.Namespace) -> int:
     return LEFT_OUT if left_out else DONE
 
 
-class Terminated(BaseException):
-    """Ends the run as Ctrl-C does, but with the code of SIGTERM."""
-
-
-def terminate(*_: Any) -> None:
-    """Take SIGTERM."""
-    raise Terminated
-
-
 def main() -> None:
     """Run, and say in one line what stands in the way."""
     given = read_arguments()
-    signal.signal(signal.SIGTERM, terminate)
+    stop = Stop()
     try:
-        sys.exit(go(given))
+        sys.exit(go(given, stop))
     except (StopError, StoreError, ValueError, RuntimeError, OSError) as error:
         print(f"archive_on_dask: {error}", file=sys.stderr)
         sys.exit(FAILED)
-    except (KeyboardInterrupt, Terminated) as stopped:
+    except Stopped as stopped:
         print("archive_on_dask: stopped; start it again to go on", file=sys.stderr)
-        sys.exit(130 if isinstance(stopped, KeyboardInterrupt) else 143)
+        sys.exit(128 + stopped.by)
 
 
 if __name__ == "__main__":

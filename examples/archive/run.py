@@ -100,15 +100,20 @@ class Run:
         self._asked = float("-inf")  # when they were counted
         self._bar = tqdm(total=0, unit=" frames", unit_scale=True, disable=not sys.stderr.isatty())
 
-    def go(self) -> None:
-        """Do all there is to do. Afterwards each video is done or left out."""
+    def go(self, check: Callable[[], None] = lambda: None) -> None:
+        """Do all there is to do. Afterwards each video is done or left out.
+
+        check is called now and then, and ends the run by what it raises.
+        """
         try:
             while self._todo or self._futures or self._suspects:
+                check()
                 self._submit_some()
                 try:
                     self._take(self._ended.get(timeout=SILENCE))
                 except queue.Empty:
                     self._check_connection()
+            check()
             self._check_parts()
         finally:
             self._bar.close()

@@ -83,6 +83,39 @@ def test_killed_client_is_started_again(archive: tuple[Path, bytes], tmp_path: P
     assert not list(out.rglob(".*.new"))
 
 
+SIGNAL_AT_AN_UNLUCKY_MOMENT = """
+import os, runpy, signal, sys, threading
+import distributed
+
+by, sys.argv = int(sys.argv[1]), sys.argv[2:]
+given = False
+forget = distributed.Future.__del__
+
+def forget_and_give(future):
+    global given
+    if not given and threading.current_thread() is threading.main_thread():
+        given = True
+        signal.raise_signal(by)
+    forget(future)
+
+distributed.Future.__del__ = forget_and_give
+sys.path.insert(0, os.path.dirname(sys.argv[0]))  # as Python does for a script
+runpy.run_path(sys.argv[0], run_name="__main__")
+"""
+
+
+@pytest.mark.parametrize("by", [signal.SIGINT, signal.SIGTERM])
+def test_stopped_while_python_drops_what_is_raised(archive: tuple[Path, bytes], tmp_path: Path,
+                                                   by: signal.Signals) -> None:
+    python, *rest = command(archive[0], tmp_path / "out", *OPTIONS, "--workers", 2)
+    done = subprocess.run([python, "-c", SIGNAL_AT_AN_UNLUCKY_MOMENT, str(int(by)), *rest],
+                          capture_output=True, text=True, env=environment(),
+                          timeout=2 * PATIENCE, check=False)
+    assert done.returncode == 128 + by, done.stderr
+    assert own_words(done.stderr) == "archive_on_dask: stopped; start it again to go on\n"
+    assert not (tmp_path / "out/table.csv").exists()
+
+
 @pytest.fixture
 def port(tmp_path: Path) -> Iterator[int]:
     """Have a scheduler in a folder of its own."""
