@@ -294,6 +294,18 @@ def test_the_end_of_the_interpreter_is_quiet(script):
         assert "late: velmor.gl.Texture.to_array(): expected a running interpreter, got one that is ending" in text
 
 
+def test_a_thread_that_draws_while_the_interpreter_ends_says_nothing():
+    run_quietly("import atexit, threading, time\n"
+                "atexit.register(time.sleep, 0.5)  # runs after the one of the module\n"
+                "from velmor import gl\n"
+                "drawn = threading.Event()\n"
+                "def work():\n"
+                "    c = gl.Context(False); n = gl.Not(); a, b = (gl.Texture(3, 3, gl.Format.R32F) for _ in range(2))\n"
+                "    n.prepare_execution(a, b)\n"
+                "    while True:\n        n.execute(); drawn.set()\n"
+                "threading.Thread(target=work, daemon=True).start(); drawn.wait()")
+
+
 def test_what_another_thread_drops_is_deleted_here():
     with gl.Context():
         everything = [Everything()]

@@ -48,14 +48,11 @@ struct Context::OfThread
     OfThread& operator=(const OfThread&) = delete;
     ~OfThread()
     {
-        if (isForkOfUser() || haveTurnsEnded())
+        if (isForkOfUser())
             return;
-        try {
-            const WithOthers turn("gl.Context.close");
-            while (!all.empty())
-                all.back()->closeHere();
-        } catch (const std::runtime_error&) { // the interpreter has begun to end: the process takes them along
-        }
+        const WithOthers turn;
+        while (!all.empty() && !haveTurnsEnded()) // else the process takes them along
+            all.back()->closeHere();
     }
 
     std::vector<std::shared_ptr<Context>> all;
@@ -132,11 +129,10 @@ void Context::endAll()
     if (isForkOfUser())
         return;
     const WithoutPython others;
-    try {
-        const WithOthers turn("gl.Context.close");
-        while (!ofThread().all.empty())
+    {
+        const WithOthers turn;
+        while (!ofThread().all.empty() && !haveTurnsEnded())
             ofThread().all.back()->closeHere();
-    } catch (const std::runtime_error&) { // it has ended before
     }
     endTurns();
 }

@@ -7,6 +7,7 @@
 
 #include <atomic>
 #include <stdexcept>
+#include <thread>
 
 namespace velmor::python::gl {
 namespace {
@@ -14,6 +15,7 @@ namespace {
 struct State
 {
     Gate gate;
+    std::thread::id ender; ///< set before the next
     std::atomic<bool> ended = false;
     std::atomic<pid_t> user = 0; ///< the process that used OpenGL first
 };
@@ -35,8 +37,12 @@ void checkProcess(const std::string& function)
              "a fork of it, in which OpenGL does not work: start it by 'spawn'");
 }
 
+/// Python would write another thread's error in the middle of its own end. Such a thread waits for that of the process,
+/// as one does that waits for the interpreter.
 [[noreturn]] void failAtEnd(const std::string& function)
 {
+    while (std::this_thread::get_id() != state().ender)
+        pause();
     fail(function, "a running interpreter", "one that is ending");
 }
 
@@ -45,6 +51,11 @@ void checkProcess(const std::string& function)
 void fail(const std::string& function, const std::string& expected, const std::string& got)
 {
     throw std::runtime_error("velmor." + function + "(): expected " + expected + ", got " + got);
+}
+
+WithOthers::WithOthers()
+{
+    state().gate.enter();
 }
 
 WithOthers::WithOthers(const std::string& function)
@@ -82,6 +93,7 @@ void endTurns()
     if (isForkOfUser())
         return;
     state().gate.enterAlone();
+    state().ender = std::this_thread::get_id();
     state().ended = true;
     state().gate.leaveAlone();
 }

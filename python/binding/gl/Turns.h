@@ -15,6 +15,10 @@ namespace velmor::python::gl {
 class WithOthers
 {
 public:
+    /// For what is left undone at the interpreter's end: ask haveTurnsEnded() meanwhile.
+    WithOthers();
+
+    /// For a call. While the interpreter ends, other threads than the one that ends it do not come back.
     /// @throws std::runtime_error  when the interpreter is ending, or this process came out of a fork
     explicit WithOthers(const std::string& function);
     WithOthers(const WithOthers&) = delete;
@@ -33,7 +37,7 @@ public:
     ~Alone();
 };
 
-/// Waits for the calls that are under way. Every later one fails.
+/// Waits for the calls that are under way. Every later one of this thread fails.
 void endTurns();
 
 /// Whether endTurns() was called.
