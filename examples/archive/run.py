@@ -179,14 +179,19 @@ class Run:
     def _take(self, future: distributed.Future) -> None:
         """Take what became of a task."""
         task = self._futures.pop(future)
+        answer = error = None
+        # What has ended may be lost, or fail anew, while it is asked for: then its status says so,
+        # and Dask raises this or that, at times the result itself.
         try:
             answer = future.result() if future.status == "finished" else None
-        except LOST:
-            answer = None
+        except (Exception, asyncio.CancelledError):
+            pass
+        if future.status == "error":
+            error = future.exception()
         if answer:
             self._take_answer(task, answer)
-        elif future.status == "error":
-            self._take_error(task, future.exception())
+        elif error:
+            self._take_error(task, error)
         else:  # the connection was lost, and with it what the scheduler knew
             self._todo.append(task)
 

@@ -376,6 +376,63 @@ def test_runs_of_one_scheduler_do_not_meet(tmp_path: Path) -> None:
     assert [unfinished(todo, Path(job.out)) for job in jobs] == [[], []]
 
 
+class Ended:
+    """A future that has ended with a result."""
+
+    status = "finished"
+
+    def __init__(self, result: object) -> None:
+        self._result = result
+
+    def add_done_callback(self, put: Callable[[object], None]) -> None:
+        put(self)
+
+    def result(self) -> object:
+        return self._result
+
+
+class Lost(Ended):
+    """A future whose connection is cut before its result is there: Dask's raise the result."""
+
+    def result(self) -> object:
+        self.status = "cancelled"
+        raise self._result  # type: ignore[misc]
+
+
+class CutClient:
+    """A client whose first future is lost. The work is done here."""
+
+    status = "running"
+
+    def __init__(self) -> None:
+        self.submitted = 0
+
+    def nthreads(self) -> dict[str, int]:
+        return {"here": 1}
+
+    def submit(self, function: Callable[..., object], *task: object, pure: bool) -> object:
+        assert not pure
+        self.submitted += 1
+        return (Lost if self.submitted == 1 else Ended)(function(*task))
+
+    def cancel(self, futures: list[object]) -> None:
+        assert futures == []
+
+
+def test_a_result_that_is_lost_on_its_way_is_asked_for_again(tmp_path: Path) -> None:
+    videos, out = tmp_path / "videos", tmp_path / "out"
+    make_archive(videos, 1, 5)
+    Store(out)  # makes its folders
+    job = Job(str(videos), str(out), [vars(step) for step in read_chain(["Not"])], 5, 0,
+              velmor.__version__)
+    todo, left_out = find_videos(videos, out)
+    client = CutClient()
+    archive.run.Run(client, job, todo, left_out).go()
+    assert client.submitted == 2
+    assert left_out == {}
+    assert unfinished(todo, out) == []
+
+
 def test_folder_of_videos_has_to_be_there(tmp_path: Path) -> None:
     done = run(tmp_path / "no", tmp_path / "out", *MOTION)
     assert done.returncode == 1
