@@ -102,9 +102,17 @@ def command(videos: Path, out: Path, *options: object) -> list[str]:
     return [sys.executable, str(PROGRAM), str(videos), str(out), *map(str, options)]
 
 
+# A line of Dask's log, and the exception that it may tell of, or that there is none.
+DASKS_RECORD = re.compile(r"""
+    ^.*\ -\ distributed\..*\n
+    (?:NoneType:\ None\n
+    |  (?:\n|The\ above\ .*\n|During\ handling\ .*\n)*
+       Traceback\ .*\n(?:[ ].*\n)*\S.*\n)*""", re.MULTILINE | re.VERBOSE)
+
+
 def own_words(errors: str) -> str:
     """Leave out what Dask says of its own, which differs from version to version."""
-    return "".join(line for line in errors.splitlines(True) if " - distributed." not in line)
+    return DASKS_RECORD.sub("", errors)
 
 
 def run(videos: Path, out: Path, *options: object) -> subprocess.CompletedProcess[str]:
