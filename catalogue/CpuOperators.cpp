@@ -1,6 +1,7 @@
 #include "catalogue/CpuOperators.h"
 
 #include "catalogue/internal/Settings.h"
+#include "core/util/internal/OutOfMemory.h"
 #include "cvprocess/ColourDetector.h"
 #include "cvprocess/ColourHist2D.h"
 #include "cvprocess/FaceDetect.h"
@@ -84,7 +85,9 @@ cv::Mat reduced(const Image& source, int factor)
 {
     cv::Mat result;
     const cv::Size size = source.mat().size() / factor;
-    cv::resize(source.mat(), result, {std::max(1, size.width), std::max(1, size.height)});
+    core::util::orBadAlloc([&] {
+        cv::resize(source.mat(), result, {std::max(1, size.width), std::max(1, size.height)});
+    });
     return result;
 }
 

@@ -2,6 +2,7 @@
 
 #include "core/cvdata/ColorGMM.h"
 #include "core/cvdata/Image.h"
+#include "core/util/internal/OutOfMemory.h"
 
 #include <opencv2/imgproc/imgproc_c.h>
 
@@ -72,9 +73,11 @@ struct ColourDetector::Component
 ColourDetector::Param::Param(unsigned int) : useMorphology(false) {}
 
 ColourDetector::ColourDetector(ColorGMM* model, Param* params)
-    : mParams(params ? params : new Param(2)), mOwnsParams(!params), mSquaredDistance(0.0), mDifference{}, mPixel{},
-      mInvCovariance(2), mModel(model), mMaskBytes(kColourCount, kUnknown), mRememberedThreshold(0.0)
+    : mParams(params), mOwnsParams(!params), mSquaredDistance(0.0), mDifference{}, mPixel{}, mInvCovariance(2),
+      mModel(model), mMaskBytes(kColourCount, kUnknown), mRememberedThreshold(0.0)
 {
+    if (mOwnsParams)
+        mParams = new Param(2);
 }
 
 ColourDetector::~ColourDetector()
@@ -111,8 +114,10 @@ void ColourDetector::preProcess(const Image& input, Image& output)
 
     if (mParams->useMorphology) {
         assert(output.width() > 0 && output.height() > 0 && "ERROR: the output image is empty!");
-        cvErode(output.iplImage(), output.iplImage(), nullptr, 1);
-        cvDilate(output.iplImage(), output.iplImage(), nullptr, 1);
+        core::util::orBadAlloc([&] {
+            cvErode(output.iplImage(), output.iplImage(), nullptr, 1);
+            cvDilate(output.iplImage(), output.iplImage(), nullptr, 1);
+        });
     }
 }
 

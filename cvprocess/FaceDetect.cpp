@@ -1,12 +1,14 @@
 #include "cvprocess/FaceDetect.h"
 
 #include "core/cvdata/Image.h"
+#include "core/util/internal/OutOfMemory.h"
 #include "opencv1/HaarCascade.h"
 
 #include <opencv2/core/core_c.h>
 #include <opencv2/imgproc/imgproc_c.h>
 
 #include <cassert>
+#include <new>
 
 namespace velmor::cvprocess {
 namespace {
@@ -44,7 +46,12 @@ FaceDetect::FaceDetect(std::string cascadeFile)
     : mStorage(nullptr), mCascade(static_cast<CvHaarClassifierCascade*>(cvLoad(cascadeFile.c_str())))
 {
     assert(mCascade && "ERROR: Haar classifier not found!");
-    mStorage = cvCreateMemStorage(0);
+    try {
+        mStorage = core::util::orBadAlloc([] { return cvCreateMemStorage(0); });
+    } catch (const std::bad_alloc&) {
+        cvReleaseHaarClassifierCascade(&mCascade);
+        throw;
+    }
 }
 
 FaceDetect::~FaceDetect()
@@ -72,7 +79,8 @@ int FaceDetect::findFaces(Image* image, std::vector<CvRect>& faces, int scale)
 {
     cvClearMemStorage(mStorage);
     faces.clear();
-    CvSeq* const found = detect(createReducedImage(*image, scale)); // by design the image stays
+    // By design the reduced image stays.
+    CvSeq* const found = detect(core::util::orBadAlloc([&] { return createReducedImage(*image, scale); }));
     if (!found || found->total == 0)
         return -1;
     for (int k = 0; k < found->total; ++k) {
@@ -84,8 +92,10 @@ int FaceDetect::findFaces(Image* image, std::vector<CvRect>& faces, int scale)
 
 CvSeq* FaceDetect::detect(const IplImage* image)
 {
-    return cvHaarDetectObjects(image, mCascade, mStorage, kScaleStep, kMinNeighbours, CV_HAAR_DO_CANNY_PRUNING,
-                               cvSize(kMinSize, kMinSize));
+    return core::util::orBadAlloc([&] {
+        return cvHaarDetectObjects(image, mCascade, mStorage, kScaleStep, kMinNeighbours, CV_HAAR_DO_CANNY_PRUNING,
+                                   cvSize(kMinSize, kMinSize));
+    });
 }
 
 } // namespace velmor::cvprocess

@@ -2,6 +2,7 @@
 
 #include "core/cvdata/Blobs.h"
 #include "core/cvdata/Image.h"
+#include "core/util/internal/OutOfMemory.h"
 #include "math/SquareMatrix.h"
 #include "math/Units.h"
 #include "opencv1/BorderTracer.h"
@@ -10,6 +11,7 @@
 
 #include <cassert>
 #include <cmath>
+#include <memory>
 
 namespace velmor::cvprocess {
 namespace {
@@ -43,9 +45,11 @@ void describe(Blobs::BlobInfo& blob, CvContour& contour, CvMoments& moments, mat
 
 } // namespace
 
-Moments::Moments()
-    : mContours(nullptr), mStorage(cvCreateMemStorage(0)), mEigenMatrix(new math::SquareMatrix(2)), mWorkImage(nullptr)
+Moments::Moments() : mContours(nullptr), mStorage(nullptr), mEigenMatrix(nullptr), mWorkImage(nullptr)
 {
+    auto eigenMatrix = std::make_unique<math::SquareMatrix>(2);
+    mStorage = core::util::orBadAlloc([] { return cvCreateMemStorage(0); });
+    mEigenMatrix = eigenMatrix.release();
 }
 
 Moments::~Moments()
@@ -72,20 +76,22 @@ int Moments::findBlobs(const Image& inputImage, Blobs& blobs, int maxBlobs, doub
     if (inputImage.width() < 3 || inputImage.height() < 3)
         return 0; // outermost pixels alone, which are background
 
-    opencv1::BorderTracer tracer(*inputImage.iplImage(), mWorkImage->imageBuffer(), mStorage);
-    const auto wantsMore = [&] {
-        return maxBlobs < 0 || blobs.blobs.size() < static_cast<unsigned>(maxBlobs);
-    };
-    while (wantsMore() && tracer.next()) {
-        if (!(tracer.area() > minArea))
-            continue;
-        CvContour* const contour = tracer.keep();
-        CvMoments moments;
-        cvMoments(contour, &moments, 1);
-        blobs.addBlob();
-        describe(blobs.blobs.back(), *contour, moments, *mEigenMatrix);
-    }
-    mContours = tracer.contours();
+    core::util::orBadAlloc([&] {
+        opencv1::BorderTracer tracer(*inputImage.iplImage(), mWorkImage->imageBuffer(), mStorage);
+        const auto wantsMore = [&] {
+            return maxBlobs < 0 || blobs.blobs.size() < static_cast<unsigned>(maxBlobs);
+        };
+        while (wantsMore() && tracer.next()) {
+            if (!(tracer.area() > minArea))
+                continue;
+            CvContour* const contour = tracer.keep();
+            CvMoments moments;
+            cvMoments(contour, &moments, 1);
+            blobs.addBlob();
+            describe(blobs.blobs.back(), *contour, moments, *mEigenMatrix);
+        }
+        mContours = tracer.contours();
+    });
     return static_cast<int>(blobs.blobs.size());
 }
 

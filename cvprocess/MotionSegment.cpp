@@ -1,6 +1,7 @@
 #include "cvprocess/MotionSegment.h"
 
 #include "core/cvdata/Image.h"
+#include "core/util/internal/OutOfMemory.h"
 #include "cvprocess/internal/ByteSums.h"
 #include "cvprocess/internal/MotionRows.h"
 #include "cvprocess/internal/MovingPixels.h"
@@ -15,6 +16,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <new>
 
 namespace velmor::cvprocess {
 namespace {
@@ -26,6 +28,8 @@ using core::cvdata::Image;
 {
     const std::size_t size = static_cast<std::size_t>(count) * sizeof(IplImage*);
     ring = static_cast<IplImage**>(std::malloc(size));
+    if (!ring)
+        throw std::bad_alloc();
     std::memset(ring, 0, size);
 }
 
@@ -104,10 +108,12 @@ MotionSegment::MotionSegment(int width, int height)
     cvInitImageHeader(&header, size, IPL_DEPTH_32F, 1);
     allocateFrameRing(mFrames, mFrameCount);
     try {
-        for (int k = 0; k < mFrameCount; ++k)
-            createZeroed(mFrames[k], size, IPL_DEPTH_8U);
-        createZeroed(mHistory, size, IPL_DEPTH_32F);
-        mSpareFloat = cvCreateImage(size, IPL_DEPTH_32F, 1);
+        core::util::orBadAlloc([&] {
+            for (int k = 0; k < mFrameCount; ++k)
+                createZeroed(mFrames[k], size, IPL_DEPTH_8U);
+            createZeroed(mHistory, size, IPL_DEPTH_32F);
+            mSpareFloat = cvCreateImage(size, IPL_DEPTH_32F, 1);
+        });
     } catch (...) { // no memory
         releaseImages();
         std::free(mFrames);
@@ -143,7 +149,7 @@ void MotionSegment::getMHI(const Image* input, Image* output, MovingPixels* movi
     assert(hasSize(*output, *mHistory) && "ERROR: the output image must have the size given at construction!");
 
     const double timestamp = static_cast<double>(std::clock()) / 1000000.0;
-    static const bool converts = isGreyOfOpenCv();
+    static const bool converts = core::util::orBadAlloc(isGreyOfOpenCv);
     if (!converts)
         cvCvtColor(input->iplImage(), mFrames[mLastIndex], CV_BGR2GRAY);
     const cv::Mat colours = cv::cvarrToMat(input->iplImage());

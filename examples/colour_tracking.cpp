@@ -1,7 +1,8 @@
 // Follows a colour through a video. The colour is learnt from a patch of the first frame, given by its left, top, width
 // and height, and found again in each frame on the GPU; of its regions the one nearest to the last place is followed:
 //     colour_tracking video.avi tracked.avi 658 256 16 32
-// Prints for each frame how many pixels have the colour and where the region is, and draws its path over the video.
+// Prints for each frame how many pixels have the colour and where the region is, and draws its path over the
+// video. An error ends the video there.
 
 #include "core/cvdata/Blobs.h"
 #include "core/cvdata/ColorGMM.h"

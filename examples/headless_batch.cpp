@@ -435,6 +435,7 @@ FilterNames filtersIn(const std::string& chain, bool isNative)
 {
     FilterNames names;
     std::istringstream stream(chain);
+    stream.exceptions(std::ios::badbit); // else a name that there is no memory for ends the chain
     for (std::string name; std::getline(stream, name, ',');) {
         const catalogue::Operator* const found = catalogue::find(name);
         if (!found || !isKnown(*found, isNative))

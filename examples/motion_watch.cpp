@@ -1,7 +1,7 @@
 // Watches a video for movement:
 //     motion_watch video.avi watched.avi
 // Prints when movement sets in and when it has ceased, and writes the video with what moved of late in red, and framed
-// while there is an alarm.
+// while there is an alarm. An error ends the video there.
 
 #include "core/cvdata/Image.h"
 #include "cvprocess/MotionSegment.h"

@@ -13,7 +13,6 @@
 #include <array>
 #include <initializer_list>
 #include <ostream>
-#include <sstream>
 #include <stdexcept>
 #include <vector>
 
@@ -41,7 +40,8 @@ class Unnoticed
 public:
     Unnoticed()
     {
-        for (GLenum error = glGetError(); error != GL_NO_ERROR && mErrors.size() < 16; error = glGetError())
+        mErrors.reserve(kMostErrors);
+        for (GLenum error = glGetError(); error != GL_NO_ERROR && mErrors.size() < kMostErrors; error = glGetError())
             mErrors.push_back(error);
         for (std::size_t i = 0; i < kLayout.size(); ++i) {
             mLayout[i] = integer(kLayout[i]);
@@ -57,7 +57,7 @@ public:
     {
         for (std::size_t i = 0; i < kLayout.size(); ++i)
             glPixelStorei(kLayout[i], mLayout[i]);
-        for (std::size_t i = 0; i < 16 && glGetError() != GL_NO_ERROR; ++i) {
+        for (std::size_t i = 0; i < kMostErrors && glGetError() != GL_NO_ERROR; ++i) {
         }
         for (const GLenum error : mErrors)
             adapter::raise(error);
@@ -65,6 +65,7 @@ public:
     }
 
 private:
+    static constexpr std::size_t kMostErrors = 16; ///< what is broken may have no end of them
     static constexpr std::array<GLenum, 6> kLayout = {GL_UNPACK_SWAP_BYTES, GL_UNPACK_LSB_FIRST,   GL_UNPACK_ROW_LENGTH,
                                                       GL_UNPACK_SKIP_ROWS,  GL_UNPACK_SKIP_PIXELS, GL_UNPACK_ALIGNMENT};
 
@@ -146,6 +147,20 @@ Finding examine(const Expectation& expectation, Treatment& treatment)
     return {expectation.sentence, helps(expectation, treatment) ? Finding::Adapted : Finding::Missing, detail};
 }
 
+DriverAdapter::Report examineAll(DriverAdapter::Mode mode)
+{
+    Treatment treatment;
+    adapter::setTreatment(treatment); // first the driver alone
+    treatment.always = mode == DriverAdapter::Always;
+    treatment.verticesAnInvocation = treatment.always ? adapter::mostVertices() / 4 : adapter::mostVertices();
+    DriverAdapter::Report report;
+    for (const Expectation& expectation : adapter::expectations())
+        report.findings.push_back(examine(expectation, treatment));
+    adapter::setTreatment(treatment);
+    adapter::process().setTreatmentOfNewContexts(treatment);
+    return report;
+}
+
 const char* word(Finding::Outcome outcome)
 {
     switch (outcome) {
@@ -162,13 +177,13 @@ const char* word(Finding::Outcome outcome)
 
 std::string DriverAdapter::Report::text() const
 {
-    std::ostringstream out;
+    std::string lines;
     for (const Finding& finding : findings) {
-        out << word(finding.outcome) << "  " << finding.expectation << '\n';
+        lines += std::string(word(finding.outcome)) + "  " + finding.expectation + '\n';
         if (!finding.detail.empty())
-            out << "          " << finding.detail << '\n';
+            lines += "          " + finding.detail + '\n';
     }
-    return out.str();
+    return lines;
 }
 
 DriverAdapter::Report DriverAdapter::install(Mode mode)
@@ -178,18 +193,15 @@ DriverAdapter::Report DriverAdapter::install(Mode mode)
         glewIsSupported("GL_VERSION_2_0 GL_ARB_texture_rectangle GL_EXT_framebuffer_object"),
         "glewInit() before, and a driver of OpenGL 2.0 with GL_ARB_texture_rectangle and GL_EXT_framebuffer_object");
     require(!isAnythingRunning(), "no query, display list, feedback or selection to be under way");
+    const Treatment before = adapter::process().context().treatment; // known now: what ends below needs no memory
     const Unnoticed unnoticed;
     const StateGuard guard;
-    Treatment treatment;
-    adapter::setTreatment(treatment); // first the driver alone
-    treatment.always = mode == Always;
-    treatment.verticesAnInvocation = mode == Always ? adapter::mostVertices() / 4 : adapter::mostVertices();
-    Report report;
-    for (const Expectation& expectation : adapter::expectations())
-        report.findings.push_back(examine(expectation, treatment));
-    adapter::setTreatment(treatment);
-    adapter::process().setTreatmentOfNewContexts(treatment);
-    return report;
+    try {
+        return examineAll(mode);
+    } catch (...) {
+        adapter::setTreatment(before);
+        throw;
+    }
 }
 
 void DriverAdapter::remove()

@@ -41,6 +41,8 @@ namespace velmor::glsupport {
 ///   draws into a texture, if it has a geometry stage or reads rectangle textures for its vertices. Where corners of
 ///   texels are adapted, such a read of a linear texture is an eighth of a texel off.
 /// - Of contexts that share objects, a program is adapted in the one that linked it.
+/// - Where the adapter has no memory, glCompileShader(), glLinkProgram() and glProgramParameteriEXT() throw
+///   std::bad_alloc, and can be called again. What puts away, binds, attaches and deletes needs no memory.
 /// - The adapter asks EGL for the current context, and so takes an EGL error that the application has not fetched.
 ///
 /// Example:

@@ -14,6 +14,7 @@
 #include <map>
 #include <mutex>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace velmor::glsupport {
@@ -39,7 +40,8 @@ bool contains(const char* extensions, const char* name)
     return extensions && std::strstr(extensions, name);
 }
 
-void require(bool condition, const std::string& what)
+/// Takes no memory where the condition holds: destructors make contexts current.
+void require(bool condition, const char* what)
 {
     if (!condition)
         throw std::runtime_error(what);
@@ -164,13 +166,14 @@ std::string driverName()
 void initialiseGlew()
 {
     static std::string initialisedFor;
-    if (initialisedFor == driverName())
+    std::string name = driverName();
+    if (initialisedFor == name)
         return;
     const GLenum status = glewInit();
     // GLEW looks for GLX after it has loaded every OpenGL entry point: without a display that one step fails.
-    require(status == GLEW_OK || status == GLEW_ERROR_NO_GLX_DISPLAY,
-            std::string("glewInit: ") + reinterpret_cast<const char*>(glewGetErrorString(status)));
-    initialisedFor = driverName();
+    if (status != GLEW_OK && status != GLEW_ERROR_NO_GLX_DISPLAY)
+        throw std::runtime_error(std::string("glewInit: ") + reinterpret_cast<const char*>(glewGetErrorString(status)));
+    initialisedFor = std::move(name);
 }
 
 /// Makes OpenGL ready in the current context, for one thread after the other.

@@ -1,5 +1,6 @@
 #include "imageio/ImageIo.h"
 
+#include "core/util/internal/OutOfMemory.h"
 #include "core/util/internal/WholeFile.h"
 #include "imageio/internal/PictureHeader.h"
 
@@ -44,7 +45,7 @@ cv::Mat decode(const std::vector<unsigned char>& bytes, int flags)
     if (isJpegCutShort(bytes))
         return {};
     try {
-        return cv::imdecode(bytes, flags);
+        return core::util::orBadAlloc([&] { return cv::imdecode(bytes, flags); });
     } catch (const cv::Exception&) { // larger than OpenCV's limit
         return {};
     }
@@ -55,7 +56,7 @@ std::vector<unsigned char> encode(const std::string& extension, const cv::Mat& p
 {
     std::vector<unsigned char> bytes;
     try {
-        if (cv::imencode(extension, picture, bytes))
+        if (core::util::orBadAlloc([&] { return cv::imencode(extension, picture, bytes); }))
             return bytes;
     } catch (const cv::Exception&) { // a size or a number of channels that the format does not have
     }
@@ -76,10 +77,12 @@ Image load(const std::string& file, Image::ChannelLayout layout)
         throw fileError(kLoad, file, kDamaged);
     Image image(static_cast<unsigned>(picture.cols), static_cast<unsigned>(picture.rows), layout);
     cv::Mat pixels = image.mat();
-    if (layout == Image::RGB)
-        cv::cvtColor(picture, pixels, cv::COLOR_BGR2RGB);
-    else
-        picture.copyTo(pixels);
+    core::util::orBadAlloc([&] {
+        if (layout == Image::RGB)
+            cv::cvtColor(picture, pixels, cv::COLOR_BGR2RGB);
+        else
+            picture.copyTo(pixels);
+    });
     return image;
 }
 
@@ -92,7 +95,7 @@ void save(const Image& image, const std::string& file)
         throw fileError(kSave, file, "no picture format has the extension '" + extension + "'");
     cv::Mat picture = image.mat();
     if (image.channels() == Image::RGB)
-        cv::cvtColor(image.mat(), picture = cv::Mat(), cv::COLOR_RGB2BGR);
+        core::util::orBadAlloc([&] { cv::cvtColor(image.mat(), picture = cv::Mat(), cv::COLOR_RGB2BGR); });
     const std::vector<unsigned char> bytes = encode(extension, picture);
     if (bytes.empty())
         throw fileError(kSave, file,

@@ -16,8 +16,8 @@ namespace velmor::imageio {
 /// Decoders see only files that pass a check of their header. A file of any other kind is refused. So is one whose
 /// header claims more than its decoder should ask memory for: more than 2^20 pixels a side, more than 2^28 in all, or
 /// more than both 2^22 (4 million) and 2048 for each byte of the file. The last rule refuses files of a few bytes that
-/// claim to be posters. TIFF files have up to 4 channels, and are not packed or packed as CCITT, LZW, JPEG, Deflate or
-/// PackBits.
+/// claim to be posters. A file has less than 2 GiB, and is read as a whole. TIFF files have up to 4 channels, and are
+/// not packed or packed as CCITT, LZW, JPEG, Deflate or PackBits.
 /// @param file    its path
 /// @param layout  layout of the image to make
 /// @return        an image that owns its pixels

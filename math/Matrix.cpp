@@ -4,6 +4,7 @@
 #include <limits>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace velmor::math {
 namespace {
@@ -34,6 +35,11 @@ Matrix::Matrix(const Matrix& other) : Matrix(other.mRows, other.mCols)
     copyFrom(other);
 }
 
+Matrix::Matrix(Matrix&& other) noexcept : mRows(0), mCols(0)
+{
+    *this = std::move(other);
+}
+
 Matrix::~Matrix() = default;
 
 // cppcheck-suppress operatorEqVarError ; copyFrom() assigns mInside
@@ -48,6 +54,17 @@ Matrix& Matrix::operator=(const Matrix& other)
     mRows = other.mRows;
     mCols = other.mCols;
     copyFrom(other);
+    return *this;
+}
+
+Matrix& Matrix::operator=(Matrix&& other) noexcept
+{
+    if (this == &other)
+        return *this;
+    mAllocated = std::move(other.mAllocated);
+    std::copy_n(other.mInside, kInside, mInside);
+    mRows = std::exchange(other.mRows, 0);
+    mCols = std::exchange(other.mCols, 0);
     return *this;
 }
 

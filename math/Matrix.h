@@ -21,10 +21,16 @@ public:
     /// A deep copy.
     Matrix(const Matrix& other);
 
+    /// Takes the elements of another matrix, which has 0 rows and 0 columns afterwards.
+    Matrix(Matrix&& other) noexcept;
+
     virtual ~Matrix();
 
     /// Copies the size and the elements of another matrix.
     Matrix& operator=(const Matrix& other);
+
+    /// Takes the elements of another matrix, which has 0 rows and 0 columns afterwards.
+    Matrix& operator=(Matrix&& other) noexcept;
 
     unsigned rows() const { return mRows; } ///< number of rows
     unsigned cols() const { return mCols; } ///< number of columns

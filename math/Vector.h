@@ -17,8 +17,14 @@ public:
     /// A deep copy.
     Vector(const Vector&) = default;
 
+    /// Takes the elements of another vector, which has none afterwards.
+    Vector(Vector&&) noexcept = default;
+
     /// Copies the size and the elements of another vector.
     Vector& operator=(const Vector& other);
+
+    /// Takes the elements of another vector, which has none afterwards.
+    Vector& operator=(Vector&&) noexcept = default;
 
     /// Number of elements.
     unsigned size() const { return rows(); }

@@ -1,6 +1,7 @@
 #include "native/Filter.h"
 
 #include "core/cvdata/Image.h"
+#include "core/util/internal/OutOfMemory.h"
 #include "native/internal/Checks.h"
 #include "native/internal/Memory.h"
 #include "native/internal/Rule.h"
@@ -87,10 +88,12 @@ cv::Mat pictureOf(const Image& image)
     const cv::Mat pixels = image.mat();
     if (image.channels() != Image::BGR || pixels.empty())
         return pixels;
-    cv::Mat redFirst(pixels.size(), pixels.type());
-    const int fromTo[] = {0, 2, 1, 1, 2, 0};
-    cv::mixChannels(&pixels, 1, &redFirst, 1, fromTo, 3);
-    return redFirst;
+    return core::util::orBadAlloc([&] {
+        cv::Mat redFirst(pixels.size(), pixels.type());
+        const int fromTo[] = {0, 2, 1, 1, 2, 0};
+        cv::mixChannels(&pixels, 1, &redFirst, 1, fromTo, 3);
+        return redFirst;
+    });
 }
 
 } // namespace
@@ -114,7 +117,8 @@ void Filter::execute(const cv::Mat& source, cv::Mat& result, int depth) const
     const Checks checks(*mRule, "execute");
     checks.number(1);
     checks.picture(source);
-    executeChecked(*mRule, source, cv::Mat(), checks.resultType(source.type(), depth), result);
+    const int type = checks.resultType(source.type(), depth);
+    core::util::orBadAlloc([&] { executeChecked(*mRule, source, cv::Mat(), type, result); });
 }
 
 void Filter::execute(const cv::Mat& source1, const cv::Mat& source2, cv::Mat& result, int depth) const
@@ -124,7 +128,8 @@ void Filter::execute(const cv::Mat& source1, const cv::Mat& source2, cv::Mat& re
     checks.picture(source1);
     checks.picture(source2);
     checks.pair(source1, source2);
-    executeChecked(*mRule, source1, source2, checks.resultType(source1.type(), depth), result);
+    const int type = checks.resultType(source1.type(), depth);
+    core::util::orBadAlloc([&] { executeChecked(*mRule, source1, source2, type, result); });
 }
 
 void Filter::execute(const Image& source, cv::Mat& result, int depth) const

@@ -1,5 +1,7 @@
 #include "opencv1/HaarCascade.h"
 
+#include "core/util/internal/OutOfMemory.h"
+#include "core/util/internal/WholeFile.h"
 #include "opencv1/CascadeFile.h"
 
 #include <opencv2/core.hpp>
@@ -9,30 +11,32 @@
 #include <algorithm>
 #include <cstddef>
 #include <exception>
-#include <fstream>
 #include <memory>
+#include <new>
 #include <string>
 #include <tuple>
 #include <vector>
 
 struct CvHaarClassifierCascade
 {
+    std::string text; ///< of the classifier, in today's format
     cv::CascadeClassifier classifier;
+    bool isBroken = false; ///< a search that ended by an exception leaves a classifier that crashes
 };
 
 namespace {
 
-using velmor::opencv1::kMostOfACascade;
-
-/// What a file holds; nothing when it cannot be read or is larger than any cascade, as what never ends.
-std::string contentOf(const char* filename)
+/// Reads the classifier of a text that was checked; whether OpenCV takes it.
+bool readClassifier(CvHaarClassifierCascade& cascade)
 {
-    std::ifstream stream(filename, std::ios::binary);
-    std::string content;
-    char part[65536];
-    while (content.size() <= kMostOfACascade && (stream.read(part, sizeof(part)) || stream.gcount() > 0))
-        content.append(part, static_cast<std::size_t>(stream.gcount()));
-    return content.size() <= kMostOfACascade ? content : std::string();
+    return velmor::core::util::orBadAlloc([&] {
+        cv::CascadeClassifier classifier;
+        const cv::FileStorage storage(cascade.text, cv::FileStorage::READ | cv::FileStorage::MEMORY);
+        if (!classifier.read(storage.getFirstTopLevelNode()))
+            return false;
+        cascade.classifier = classifier;
+        return true;
+    });
 }
 
 bool comesBefore(const CvAvgComp& a, const CvAvgComp& b)
@@ -48,11 +52,14 @@ bool comesBefore(const CvAvgComp& a, const CvAvgComp& b)
 void* cvLoad(const char* filename, CvMemStorage*, const char*, const char**)
 {
     try {
-        const std::string text = velmor::opencv1::checkedCascade(contentOf(filename));
-        const cv::FileStorage storage(text, cv::FileStorage::READ | cv::FileStorage::MEMORY);
+        const std::vector<unsigned char> bytes =
+            velmor::core::util::readWholeFile("cvLoad(): cannot load", filename, velmor::opencv1::kMostOfACascade);
         auto cascade = std::make_unique<CvHaarClassifierCascade>();
-        if (cascade->classifier.read(storage.getFirstTopLevelNode()))
+        cascade->text = velmor::opencv1::checkedCascade({bytes.begin(), bytes.end()});
+        if (readClassifier(*cascade))
             return cascade.release();
+    } catch (const std::bad_alloc&) {
+        throw;
     } catch (const std::exception&) {
         // No cascade, or one that is not safe to use.
     }
@@ -64,8 +71,12 @@ CvSeq* cvHaarDetectObjects(const CvArr* image, CvHaarClassifierCascade* cascade,
 {
     std::vector<cv::Rect> rectangles;
     std::vector<int> neighbors;
+    if (cascade->isBroken && !readClassifier(*cascade))
+        throw std::bad_alloc(); // it could be read before
+    cascade->isBroken = true;
     cascade->classifier.detectMultiScale(cv::cvarrToMat(image), rectangles, neighbors, scale_factor, min_neighbors,
                                          flags, cv::Size(min_size.width, min_size.height));
+    cascade->isBroken = false;
 
     std::vector<CvAvgComp> objects(rectangles.size());
     for (std::size_t k = 0; k < objects.size(); ++k)

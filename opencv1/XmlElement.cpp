@@ -4,17 +4,32 @@
 
 #include <exception>
 #include <memory>
+#include <new>
 #include <utility>
 
 namespace velmor::opencv1 {
 namespace {
 
-constexpr std::size_t kMaxDepth = 16;         ///< the old format needs 10
-constexpr std::size_t kMaxElements = 1 << 20; ///< the largest of Debian's opencv-data has 130,000
+constexpr std::size_t kMaxDepth = 16;        ///< the old format needs 10
+constexpr std::size_t kMaxElements = 150000; ///< the largest of Debian's opencv-data has 130,000
+constexpr std::size_t kMaxWords = 1000000;   ///< the largest of Debian's has 200,000
 
 std::runtime_error errorAt(unsigned long line, const std::string& reason)
 {
     return std::runtime_error("line " + std::to_string(line) + ": " + reason);
+}
+
+/// The number of words between spaces, tags among them: a value of a few bytes takes ten times as much memory.
+std::size_t wordsIn(const std::string& text)
+{
+    std::size_t count = 0;
+    bool isWord = false;
+    for (const char each : text) {
+        const bool isSpace = each == ' ' || each == '\t' || each == '\r' || each == '\n';
+        count += !isSpace && !isWord;
+        isWord = !isSpace;
+    }
+    return count;
 }
 
 /// Builds elements from what expat finds. Its C code must not be left by an exception: one is kept until it has ended.
@@ -38,9 +53,13 @@ public:
 
     XmlElement build(const std::string& text)
     {
+        if (wordsIn(text) > kMaxWords)
+            throw errorAt(1, "there are too many words");
         const XML_Status status = XML_Parse(mParser.get(), text.data(), static_cast<int>(text.size()), XML_TRUE);
         if (mFailure)
             std::rethrow_exception(mFailure);
+        if (status != XML_STATUS_OK && XML_GetErrorCode(mParser.get()) == XML_ERROR_NO_MEMORY)
+            throw std::bad_alloc();
         if (status != XML_STATUS_OK)
             throw errorAt(line(), XML_ErrorString(XML_GetErrorCode(mParser.get())));
         return std::move(mRoot);

@@ -28,8 +28,8 @@ struct XmlElement
 
 /// Reads the outermost element of a text. Attributes, comments and processing instructions are left out.
 /// @throws std::runtime_error  naming the line and the reason when the text is not well-formed, has a document type
-///                             (whose entities may grow without bound), or nests deeper or has more elements than any
-///                             cascade
+///                             (whose entities may grow without bound), or nests deeper or has more elements or words
+///                             than any cascade
 XmlElement parseXml(const std::string& text);
 
 } // namespace velmor::opencv1

@@ -24,6 +24,7 @@ WORDS = (
     (r"depth unless another is asked for", "dtype unless another is asked for"),
     (r"of bytes or floats", "of uint8 or float32"),
     (r" in a `cv::Mat` of `CV_32S`, which are read as unsigned: -1 is 4294967295", ""),
+    (r"throw std::bad_alloc", "raise MemoryError"),
     (r"`?cv::setNumThreads\(\)`?", "`set_num_threads()`"),
     (r" ?An object serves one thread at a time\.", ""),
     (r"one stream and one thread at a time", "one stream"),

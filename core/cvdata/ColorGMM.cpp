@@ -2,6 +2,7 @@
 
 #include "core/cvdata/Image.h"
 #include "core/util/internal/EntryText.h"
+#include "core/util/internal/OutOfMemory.h"
 #include "core/util/internal/WholeFile.h"
 
 #include <opencv2/core.hpp>
@@ -330,13 +331,16 @@ int ColorGMM::nofComponents() const
 void ColorGMM::train(const Image& samples, const Image* mask, int components)
 {
     checkTrainingArguments(samples, mask, components);
-    cv::Mat colours = selectedColours(samples, mask);
-    if (colours.rows < components)
-        throw std::runtime_error("ColorGMM::train(): expected at least a pixel for each of " +
-                                 std::to_string(components) + " components, got " + std::to_string(colours.rows));
-    if (colours.rows == 1)
-        colours.push_back(colours.clone()); // OpenCV takes a single sample for a list of numbers
-    mixture = estimate(colours, components);
+    Components estimated = util::orBadAlloc([&] {
+        cv::Mat colours = selectedColours(samples, mask);
+        if (colours.rows < components)
+            throw std::runtime_error("ColorGMM::train(): expected at least a pixel for each of " +
+                                     std::to_string(components) + " components, got " + std::to_string(colours.rows));
+        if (colours.rows == 1)
+            colours.push_back(colours.clone()); // OpenCV takes a single sample for a list of numbers
+        return estimate(colours, components);
+    });
+    mixture.swap(estimated);
 }
 
 } // namespace velmor::core::cvdata

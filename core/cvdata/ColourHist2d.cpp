@@ -27,6 +27,16 @@ ColourHist2d::ColourHist2d(unsigned char bins1, unsigned char bins2, unsigned ch
 
 ColourHist2d::~ColourHist2d() = default;
 
+ColourHist2d& ColourHist2d::operator=(const ColourHist2d& other)
+{
+    mData = other.mData; // first: it alone needs memory
+    mBins1 = other.mBins1;
+    mBins2 = other.mBins2;
+    mBins3 = other.mBins3;
+    mThirdStride = other.mThirdStride;
+    return *this;
+}
+
 void ColourHist2d::getNofBins(unsigned char& bins1, unsigned char& bins2, unsigned char& bins3) const
 {
     bins1 = mBins1;

@@ -23,7 +23,7 @@ public:
     ColourHist2d(const ColourHist2d&) = default;
 
     /// Takes the numbers of bins and the values of another histogram.
-    ColourHist2d& operator=(const ColourHist2d&) = default;
+    ColourHist2d& operator=(const ColourHist2d& other);
 
     virtual ~ColourHist2d();
 

@@ -1,11 +1,14 @@
 #include "core/cvdata/GM.h"
 
+#include "core/util/internal/OutOfMemory.h"
+
 #include <boost/make_shared.hpp>
 #include <opencv2/core.hpp>
 
 #include <cmath>
 #include <stdexcept>
 #include <string>
+#include <utility>
 
 namespace velmor::core::cvdata {
 namespace {
@@ -25,6 +28,13 @@ cv::Mat symmetricCopy(const math::SquareMatrix& matrix)
     return copy;
 }
 
+/// The inverse is of no use unless the matrix is positive definite.
+std::pair<float, cv::Mat> determinantAndInverse(const math::SquareMatrix& symmetric)
+{
+    const cv::Mat matrix = symmetricCopy(symmetric);
+    return {static_cast<float>(cv::determinant(matrix)), matrix.inv()};
+}
+
 bool isPositiveDefinite(const math::SquareMatrix& matrix)
 {
     math::SquareMatrix vectors(matrix.rows());
@@ -41,6 +51,11 @@ GM::GM(int dimensionCount)
 {
 }
 
+GM& GM::operator=(const GM& other)
+{
+    return *this = GM(other);
+}
+
 boost::shared_ptr<GM> GM::fromCovariance(const math::SquareMatrix& covariance, const math::Vector& mean, float weight)
 {
     const unsigned order = mean.size();
@@ -50,14 +65,12 @@ boost::shared_ptr<GM> GM::fromCovariance(const math::SquareMatrix& covariance, c
                                     std::to_string(covariance.rows()) + " and " + std::to_string(order) +
                                     " elements of the mean");
 
-    const cv::Mat matrix = symmetricCopy(covariance);
-    const auto determinant = static_cast<float>(cv::determinant(matrix));
+    const auto [determinant, inverse] = util::orBadAlloc([&] { return determinantAndInverse(covariance); });
     if (!isPositiveDefinite(covariance) || !std::isfinite(determinant) || !(determinant > 0.0f))
         throw std::invalid_argument("GM::fromCovariance(): expected a positive definite covariance, got one with the "
                                     "determinant " +
                                     std::to_string(determinant));
 
-    const cv::Mat inverse = matrix.inv();
     auto component = boost::make_shared<GM>(static_cast<int>(order));
     for (unsigned row = 0; row < order; ++row)
         for (unsigned col = 0; col < order; ++col) {

@@ -21,6 +21,18 @@ public:
     /// @throws std::invalid_argument  when dimension is smaller than 1
     explicit GM(int dimension = 2);
 
+    /// A deep copy.
+    GM(const GM&) = default;
+
+    /// Takes the fields of another one, whose mean and inverse covariance are empty afterwards.
+    GM(GM&&) noexcept = default;
+
+    /// Copies all fields, or none when memory runs out.
+    GM& operator=(const GM& other);
+
+    /// Takes the fields of another one, whose mean and inverse covariance are empty afterwards.
+    GM& operator=(GM&&) noexcept = default;
+
     /// Makes a Gaussian from its covariance.
     /// @param covariance  symmetric and positive definite, of the order of the mean; only the diagonal and what is
     ///                    above it are read

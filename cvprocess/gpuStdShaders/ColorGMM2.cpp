@@ -13,6 +13,7 @@ void reset(std::stringstream& stream)
 {
     stream.clear();
     stream.str("");
+    stream.exceptions(std::ios::badbit); // else what there is no memory for is left out
 }
 
 void writeShader(std::ostream& out, int mixtures, int dimension, std::size_t models)

@@ -10,6 +10,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <exception>
 #include <fstream>
 #include <iostream>
 #include <memory>
@@ -112,6 +113,19 @@ void attachCompiledShader(unsigned int progObj, unsigned int shaderObj, const st
     announcements() << announcement << std::endl;
 }
 
+/// Fills an entry of a table of shaders. Where there is no memory for that, the entry is not there.
+template<typename Table, typename Fill>
+void fillOrErase(Table& table, typename Table::iterator entry, const Fill& fill)
+{
+    try {
+        fill(entry->second);
+    } catch (const std::exception&) {
+        glDeleteShader(entry->second);
+        table.erase(entry);
+        throw;
+    }
+}
+
 } // namespace
 
 GlShaderMgr::GlShaderMgr()
@@ -146,12 +160,14 @@ bool GlShaderMgr::loadAndAttachShaderFromString(const unsigned int& progObj, uns
         shaderObj = entry->second;
         return true;
     }
-    shaderObj = entry->second = glCreateShader(shaderType);
-    if (!compileGlsl(shaderObj, glslText(source.c_str()))) {
-        printShaderInfoLog(shaderObj);
-        fail("ERROR: Unable to compile shader Id: " + std::to_string(shaderObj), -1);
-    }
-    attachCompiledShader(progObj, shaderObj, "Attached shader Id: " + std::to_string(shaderObj));
+    fillOrErase(mShaderObjs, entry, [&](unsigned int& shader) {
+        shaderObj = shader = glCreateShader(shaderType);
+        if (!compileGlsl(shader, glslText(source.c_str()))) {
+            printShaderInfoLog(shader);
+            fail("ERROR: Unable to compile shader Id: " + std::to_string(shader), -1);
+        }
+        attachCompiledShader(progObj, shader, "Attached shader Id: " + std::to_string(shader));
+    });
     return true;
 }
 
@@ -167,17 +183,19 @@ bool GlShaderMgr::loadAndAttachShaderFromFile(const unsigned int& progObj, unsig
     File file(std::fopen(path, "r"));
     if (!file)
         return false; // the entry stays, with id 0: the same path is not tried again
-    Text text = readWhole(file.get());
-    file.reset();
-    if (!text)
-        fail(std::string("ERROR: Could not load shader file: ") + path, -1);
+    fillOrErase(mShaderObjs, entry, [&](unsigned int& shader) {
+        Text text = readWhole(file.get());
+        file.reset();
+        if (!text)
+            fail(std::string("ERROR: Could not load shader file: ") + path, -1);
 
-    shaderObj = entry->second = glCreateShader(shaderType);
-    const bool compiled = compileGlsl(shaderObj, glslText(text.get()));
-    text.reset();
-    if (!compiled)
-        fail(std::string("ERROR: Unable to compile ") + path + ".", -1);
-    attachCompiledShader(progObj, shaderObj, std::string("Attached shader: ") + path);
+        shaderObj = shader = glCreateShader(shaderType);
+        const bool compiled = compileGlsl(shader, glslText(text.get()));
+        text.reset();
+        if (!compiled)
+            fail(std::string("ERROR: Unable to compile ") + path + ".", -1);
+        attachCompiledShader(progObj, shader, std::string("Attached shader: ") + path);
+    });
     return true;
 }
 
@@ -306,9 +324,13 @@ int GlShaderMgr::convertShaderFileToString(const char* inFile, const char* outFi
         std::cerr << "Unable to open output file";
         return -1;
     }
+    in.exceptions(std::ios::badbit); // else a line that there is no memory for ends the text
     bool inComment = false;
-    for (std::string line; std::getline(in, line);)
-        out << convertedLine(line, inComment) << "\\n\"\"\\\n";
+    try {
+        for (std::string line; std::getline(in, line);)
+            out << convertedLine(line, inComment) << "\\n\"\"\\\n";
+    } catch (const std::ios::failure&) { // what cannot be read ends it
+    }
     out << "\"; // ### END OF SHADER STRING ###\n";
     return 1;
 }

@@ -2,7 +2,6 @@
 
 #include "math/Vector2.h"
 
-#include <opencv2/core/core_c.h>
 #include <opencv2/imgproc.hpp>
 
 #include <algorithm>
@@ -107,7 +106,9 @@ void MotionHistory::add(const cv::Mat& frame)
     mSegment.getMHI(&input, &output);
     if (mIsFirst) {
         // The first frame is compared with black, which makes nearly all of it move.
-        cvSetZero(mSegment.getMHIImage());
+        const IplImage& history = *mSegment.getMHIImage();
+        cv::Mat(history.height, history.width, CV_32F, history.imageData, static_cast<std::size_t>(history.widthStep))
+            .setTo(0);
         mPicture.setTo(0);
         mIsFirst = false;
     }

@@ -64,9 +64,9 @@ void silenceCodecs()
     setenv("OPENCV_FFMPEG_LOGLEVEL", "-8", 0);
 }
 
-void reportFailure(const std::string& name, const std::string& reason)
+void reportFailure(std::string_view name, std::string_view reason, std::string_view detail)
 {
-    std::cerr << name << ": " << reason << std::endl;
+    std::cerr << name << ": " << reason << detail << std::endl;
 }
 
 int runProgram(const std::string& name, const std::function<void()>& program)
@@ -75,10 +75,10 @@ int runProgram(const std::string& name, const std::function<void()>& program)
         program();
         return EXIT_SUCCESS;
     } catch (const UsageError& error) {
-        reportFailure(name, std::string(error.what()) + " (--help shows the usage)");
+        reportFailure(name, error.what(), " (--help shows the usage)");
         return kUsageError;
     } catch (const cv::Exception& error) {
-        reportFailure(name, "OpenCV: " + error.err);
+        reportFailure(name, "OpenCV: ", error.err);
     } catch (const std::bad_alloc&) {
         reportFailure(name, "there is not enough memory for frames of this size");
     } catch (const std::exception& error) {

@@ -4,6 +4,7 @@
 #include <map>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 
 namespace velmor::examples {
 
@@ -32,8 +33,8 @@ struct CommandLine
 /// @return  the exit code: 2 for a UsageError, 1 for other errors
 int runProgram(const std::string& name, const std::function<void()>& program);
 
-/// Says in one line on standard error why the program of a name fails.
-void reportFailure(const std::string& name, const std::string& reason);
+/// Says in one line on standard error why the program of a name fails. Needs no memory.
+void reportFailure(std::string_view name, std::string_view reason, std::string_view detail = {});
 
 /// OpenCV and its video library print what is wrong with a video, at any time; the programs say it in one line.
 void silenceCodecs();

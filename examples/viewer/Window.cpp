@@ -171,7 +171,7 @@ __attribute__((format(printf, 1, 0))) void onGlutError(const char* format, va_li
 {
     char text[256];
     std::vsnprintf(text, sizeof text, format, arguments);
-    reportFailure(kProgramName, std::string("cannot open a window: ") + text);
+    reportFailure(kProgramName, "cannot open a window: ", text);
     std::exit(EXIT_FAILURE); // GLUT does not expect to go on
 }
 

@@ -12,6 +12,7 @@ namespace {
 // What was in their place before.
 PFNGLCOMPILESHADERPROC wrappedCompile = nullptr;
 PFNGLGETSHADERIVPROC wrappedGetShaderiv = nullptr;
+PFNGLGETPROGRAMIVPROC wrappedGetProgramiv = nullptr;
 PFNGLLINKPROGRAMPROC wrappedLink = nullptr;
 GLuint compiled = 0; ///< the shader that the manager will ask about next
 
@@ -48,9 +49,21 @@ void GLAPIENTRY compileShader(GLuint shader)
     compiled = shader;
 }
 
+// The shader manager asks for the length of a message, and then for as much memory. It is read here before, which
+// throws.
+
+void GLAPIENTRY getProgramiv(GLuint program, GLenum name, GLint* value)
+{
+    wrappedGetProgramiv(program, name, value);
+    if (name == GL_INFO_LOG_LENGTH)
+        infoLog(program, wrappedGetProgramiv, glGetProgramInfoLog);
+}
+
 void GLAPIENTRY getShaderiv(GLuint shader, GLenum name, GLint* value)
 {
     wrappedGetShaderiv(shader, name, value);
+    if (name == GL_INFO_LOG_LENGTH)
+        infoLog(shader, wrappedGetShaderiv, glGetShaderInfoLog);
     if (name != GL_COMPILE_STATUS || shader != compiled)
         return;
     compiled = 0;
@@ -76,9 +89,11 @@ Compilation::Compilation()
 {
     wrappedCompile = __glewCompileShader;
     wrappedGetShaderiv = __glewGetShaderiv;
+    wrappedGetProgramiv = __glewGetProgramiv;
     wrappedLink = __glewLinkProgram;
     __glewCompileShader = compileShader;
     __glewGetShaderiv = getShaderiv;
+    __glewGetProgramiv = getProgramiv;
     __glewLinkProgram = linkProgram;
 }
 
@@ -86,6 +101,7 @@ Compilation::~Compilation()
 {
     __glewCompileShader = wrappedCompile;
     __glewGetShaderiv = wrappedGetShaderiv;
+    __glewGetProgramiv = wrappedGetProgramiv;
     __glewLinkProgram = wrappedLink;
 }
 

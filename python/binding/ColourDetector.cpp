@@ -1,6 +1,7 @@
 #include "python/binding/ColourDetector.h"
 
 #include "cvprocess/ColourDetector.h"
+#include "python/binding/Class.h"
 #include "python/binding/ColourModel.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Filters.h"
@@ -57,9 +58,11 @@ private:
 
 void defineColourDetector(py::module_& module)
 {
-    py::class_<Detector, std::shared_ptr<Detector>>(module, "ColourDetector", docstring("ColourDetector"))
-        .def(py::init<std::shared_ptr<ColourModel>, bool>(), py::arg("model").none(false),
-             py::arg("use_morphology") = false)
+    Class<Detector, std::shared_ptr<Detector>>(module, "ColourDetector", docstring("ColourDetector"))
+        .def(py::init([](const std::shared_ptr<ColourModel>& model, bool useMorphology) {
+                 return std::make_shared<Detector>(model, useMorphology);
+             }),
+             py::arg("model").none(false), py::arg("use_morphology") = false)
         .def_property_readonly(
             "model", [](const Self<Detector>& self) { return self->model(); }, docstring("ColourDetector.model"))
         .def_property(

@@ -4,6 +4,7 @@
 #include "cvprocess/ColourHist2D.h"
 #include "native/ColorHistShader.h"
 #include "python/binding/Arguments.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Filters.h"
 #include "python/binding/Images.h"
@@ -170,7 +171,7 @@ std::string reprOf(const Self<ColourHist2d>& self)
 
 void defineColourHistogram(py::module_& module)
 {
-    py::class_<ColourHist2d, HistogramPointer>(module, "ColourHistogram", docstring("ColourHistogram"))
+    Class<ColourHist2d, HistogramPointer>(module, "ColourHistogram", docstring("ColourHistogram"))
         .def(py::init(&empty), py::arg("bins"))
         .def_property_readonly("bins", &binsView, docstring("ColourHistogram.bins"))
         .def("__array__", &asArray, py::arg("dtype") = py::none(), py::arg("copy") = py::none())

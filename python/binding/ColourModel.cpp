@@ -2,6 +2,7 @@
 
 #include "python/binding/Arguments.h"
 #include "python/binding/Arrays.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Files.h"
 #include "python/binding/Filters.h"
@@ -334,7 +335,7 @@ void needTwoDimensions(const ColourModel& model, const std::string& function)
 
 void defineColourModel(py::module_& module)
 {
-    py::class_<ColourModel, ModelPointer>(module, "ColourModel", docstring("ColourModel"))
+    Class<ColourModel, ModelPointer>(module, "ColourModel", docstring("ColourModel"))
         .def(py::init(&fromComponents), py::arg("weights"), py::arg("means"), py::arg("covariances"),
              py::arg("threshold") = ColourModel().detectionThreshold)
         .def_static("train", &train, docstring("ColourModel.train"), py::arg("samples"), py::arg("components") = 1,

@@ -1,5 +1,7 @@
 #include "python/binding/Errors.h"
 
+#include "core/util/internal/OutOfMemory.h"
+
 #include <opencv2/core.hpp>
 #include <pybind11/pybind11.h>
 
@@ -28,7 +30,7 @@ void translateErrors()
         try {
             std::rethrow_exception(std::move(thrown));
         } catch (const cv::Exception& error) {
-            PyErr_SetString(error.code == cv::Error::StsNoMem ? PyExc_MemoryError : PyExc_RuntimeError, error.what());
+            PyErr_SetString(core::util::isOutOfMemory(error) ? PyExc_MemoryError : PyExc_RuntimeError, error.what());
         }
     });
 }

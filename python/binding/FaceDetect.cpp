@@ -2,6 +2,7 @@
 
 #include "cvprocess/FaceDetect.h"
 #include "opencv1/CascadeCopy.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Files.h"
 #include "python/binding/Filters.h"
@@ -26,10 +27,10 @@ std::unique_ptr<cvprocess::FaceDetect> detectorOf(const std::string& file)
     return std::make_unique<cvprocess::FaceDetect>(opencv1::copyOfCascade("FaceDetect(): cannot load", file)->name());
 }
 
-class Detector
+class FaceDetector
 {
 public:
-    explicit Detector(const std::string& file) : mDetector(detectorOf(file)) {}
+    explicit FaceDetector(const std::string& file) : mDetector(detectorOf(file)) {}
 
     py::array find(py::handle argument, py::handle scale)
     {
@@ -67,13 +68,13 @@ private:
     std::unique_ptr<cvprocess::FaceDetect> mDetector;
 };
 
-using DetectorPointer = std::shared_ptr<Detector>;
+using FaceDetectorPointer = std::shared_ptr<FaceDetector>;
 
-DetectorPointer make(py::handle cascade)
+FaceDetectorPointer make(py::handle cascade)
 {
     const std::string function = "FaceDetect", file = pathOf(cascade, function);
-    DetectorPointer detector;
-    workOnFile(function, [&] { detector = std::make_shared<Detector>(file); });
+    FaceDetectorPointer detector;
+    workOnFile(function, [&] { detector = std::make_shared<FaceDetector>(file); });
     return detector;
 }
 
@@ -81,11 +82,13 @@ DetectorPointer make(py::handle cascade)
 
 void defineFaceDetect(py::module_& module)
 {
-    py::class_<Detector, DetectorPointer>(module, "FaceDetect", docstring("FaceDetect"))
+    Class<FaceDetector, FaceDetectorPointer>(module, "FaceDetect", docstring("FaceDetect"))
         .def(py::init(&make), py::arg("cascade"))
         .def(
             "find",
-            [](const Self<Detector>& self, py::handle source, py::handle scale) { return self->find(source, scale); },
+            [](const Self<FaceDetector>& self, py::handle source, py::handle scale) {
+                return self->find(source, scale);
+            },
             docstring("FaceDetect.find"), py::arg("source"), py::arg("scale") = 1);
 }
 

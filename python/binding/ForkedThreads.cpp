@@ -2,7 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <system_error>
+#include <exception>
 #include <thread>
 #include <vector>
 
@@ -26,8 +26,8 @@ void ForkedThreads::parallel_for(int tasks, FN_parallel_for_body_cb_t body, void
     try {
         for (int number = 1; number < wanted; ++number)
             others.emplace_back(work, number);
-    } catch (const std::system_error&) {
-        // The system gives no more threads: those that there are do all of it.
+    } catch (const std::exception&) {
+        // The system gives no more threads, or no memory for them: those that there are do all of it.
     }
     work(0);
     for (std::thread& other : others)

@@ -2,6 +2,7 @@
 
 #include "native/ColorGMM.h"
 #include "native/ColorGMM2.h"
+#include "python/binding/Class.h"
 #include "python/binding/ColourModel.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Filters.h"
@@ -60,7 +61,7 @@ std::vector<ColourModel> modelsOf(py::handle models, const std::string& function
 template<typename Filter, typename Make, typename... Arguments>
 void defineMixtureFilter(py::module_& module, const char* name, const Make& make, const Arguments&... arguments)
 {
-    py::class_<Filter, std::shared_ptr<Filter>>(module, name, docstring(name))
+    Class<Filter, std::shared_ptr<Filter>>(module, name, docstring(name))
         .def(py::init(make), arguments...)
         .def(
             "__call__",

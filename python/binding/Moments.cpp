@@ -3,6 +3,7 @@
 #include "core/cvdata/Blobs.h"
 #include "cvprocess/Moments.h"
 #include "python/binding/Arguments.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Filters.h"
 #include "python/binding/Images.h"
@@ -89,8 +90,8 @@ void defineMoments(py::module_& module)
     PYBIND11_NUMPY_DTYPE(Record, x, y, angle, major_axis, minor_axis, area, number_of_points, bounding_box, covariance,
                          eigenvectors, eigenvalues);
     module.attr("BLOB_DTYPE") = py::dtype::of<Record>();
-    py::class_<Finder, std::shared_ptr<Finder>>(module, "Moments", docstring("Moments"))
-        .def(py::init<>())
+    Class<Finder, std::shared_ptr<Finder>>(module, "Moments", docstring("Moments"))
+        .def(py::init([] { return std::make_shared<Finder>(); }))
         .def(
             "find",
             [](const Self<Finder>& self, py::handle mask, py::handle maxBlobs, py::handle minArea, bool structured) {

@@ -2,6 +2,7 @@
 
 #include "cvprocess/MotionSegment.h"
 #include "math/Vector2.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Filters.h"
 #include "python/binding/Images.h"
@@ -89,7 +90,7 @@ py::array historyOf(const py::object& self)
 
 void defineMotionSegment(py::module_& module)
 {
-    py::class_<Motion, MotionPointer>(module, "MotionSegment", docstring("MotionSegment"))
+    Class<Motion, MotionPointer>(module, "MotionSegment", docstring("MotionSegment"))
         .def(py::init(&make), py::arg("width"), py::arg("height"))
         .def(
             "process",

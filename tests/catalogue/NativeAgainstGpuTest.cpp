@@ -10,7 +10,9 @@
 #include "native/ColorHistShader.h"
 #include "native/PixelCount.h"
 #include "tests/gl/GlTest.h"
+#include "tests/support/Agreement.h"
 #include "tests/support/MixtureRules.h"
+#include "tests/support/TextureFormats.h"
 
 #include <opencv2/core.hpp>
 
@@ -32,30 +34,14 @@ using core::cvdata::ColorGMM;
 using cvprocess::GpuStdShaders;
 using glsupport::RectTexture;
 
-/// The textures that hold what a picture holds. One of three floats is held by one of four, whose alpha is 1.
-const std::map<int, RectTexture::Format> kFormats = {
-    {CV_8UC1, RectTexture::GREY8},     {CV_8UC3, RectTexture::RGB8},      {CV_8UC4, RectTexture::RGBA8},
-    {CV_32FC1, RectTexture::R32F},     {CV_32FC3, RectTexture::RGBA32F},  {CV_32FC4, RectTexture::RGBA32F},
-    {CV_16UC1, RectTexture::R16UI},    {CV_16UC4, RectTexture::RGBA16UI}, {CV_32SC1, RectTexture::R32UI},
-    {CV_32SC4, RectTexture::RGBA32UI},
-};
+/// What textures hold as it is, and three floats, which one of four holds, whose alpha is 1.
+const std::map<int, RectTexture::Format> kFormats = [] {
+    auto formats = kTextureFormats;
+    formats.emplace(CV_32FC3, RectTexture::RGBA32F);
+    return formats;
+}();
 
 const std::vector<cv::Size> kSizes = {{1, 1}, {5, 1}, {1, 6}, {67, 29}, {320, 200}};
-
-/// How far the exact value of a byte may lie from where two bytes meet while a driver takes the other byte.
-constexpr double kStep = 1e-4;
-
-/// How far floats of both may lie apart: a driver may compute in another order, with other roundings.
-float tolerance(const Operator& each)
-{
-    if (each.takes == Data::MOSAIC)
-        return 1e-4F; // a colour is multiplied by the ratio of two others, which is up to 3
-    if (each.gives == Data::GRADIENTS || each.name == "Laplacian")
-        return 8e-6F; // sums of nine products of up to 8
-    if (each.name == "BGR2HSV" || each.name == "RGB2HSV")
-        return 2e-5F; // hue and saturation divide by what may be small
-    return 1e-6F;
-}
 
 cv::Mat randomSource(cv::Size size, int type, std::uint64_t seed)
 {

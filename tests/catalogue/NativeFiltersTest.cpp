@@ -4,6 +4,7 @@
 #include "catalogue/NativeFilters.h"
 
 #include "tests/support/Models.h"
+#include "tests/support/NativeOperators.h"
 #include "tests/support/ThrownText.h"
 
 #include <boost/core/demangle.hpp>
@@ -11,6 +12,7 @@
 #include <opencv2/core.hpp>
 
 #include <string>
+#include <thread>
 #include <typeinfo>
 #include <vector>
 
@@ -39,15 +41,6 @@ protected:
     core::cvdata::ColorGMM model = makeModel(
         {{{{1e-2, 0}, {0, 1e-2}}, 1e4f, {128, 128}, 0.5f}, {{{1e-2, 0}, {0, 1e-2}}, 1e4f, {64, 64}, 0.5f}}, 1e-5);
 };
-
-std::vector<Operator> nativeOperators()
-{
-    std::vector<Operator> result;
-    for (const Operator& each : catalogue::operators())
-        if (catalogue::hasNative(each))
-            result.push_back(each);
-    return result;
-}
 
 /// The type of a picture of what a filter takes.
 int sourceType(Data data)
@@ -84,20 +77,20 @@ int resultType(const Operator& each)
     return each.name == "Laplacian" ? CV_32FC3 : CV_8UC3;
 }
 
-cv::Mat randomSource(Data data, unsigned seed)
+cv::Mat randomSource(Data data, unsigned seed, int side)
 {
-    cv::Mat result(16, 16, sourceType(data));
+    cv::Mat result(side, side, sourceType(data));
     cv::RNG(seed).fill(result, cv::RNG::UNIFORM, 0, result.depth() == CV_32F ? 1 : 256);
     return result;
 }
 
-cv::Mat resultOf(const Filter& filter, const Operator& each)
+cv::Mat resultOf(const Filter& filter, const Operator& each, int side = 16)
 {
     cv::Mat result;
     if (each.sources == 2)
-        filter.execute(randomSource(each.takes, 1), randomSource(each.takes, 2), result);
+        filter.execute(randomSource(each.takes, 1, side), randomSource(each.takes, 2, side), result);
     else
-        filter.execute(randomSource(each.takes, 1), result);
+        filter.execute(randomSource(each.takes, 1, side), result);
     return result;
 }
 
@@ -155,6 +148,23 @@ TEST_F(NativeFilters, CopyTheirModels)
         model.detectionThreshold /= 100;
         EXPECT_TRUE(areEqual(resultOf(*filter, each), before));
         EXPECT_FALSE(areEqual(resultOf(*catalogue::makeNative(each.name, {}, given()), each), before));
+    }
+}
+
+TEST_F(NativeFilters, EachServesSeveralThreadsAtOnce)
+{
+    constexpr int kSide = 512; // so large that a call uses threads of OpenCV's too
+    for (const Operator& each : nativeOperators()) {
+        const auto filter = catalogue::makeNative(each.name, {}, given());
+        std::vector<cv::Mat> results(4);
+        std::vector<std::thread> threads;
+        for (cv::Mat& result : results)
+            threads.emplace_back([&] { result = resultOf(*filter, each, kSide); });
+        for (std::thread& thread : threads)
+            thread.join();
+        const cv::Mat alone = resultOf(*filter, each, kSide);
+        for (const cv::Mat& result : results)
+            EXPECT_TRUE(areEqual(result, alone)) << each.name;
     }
 }
 

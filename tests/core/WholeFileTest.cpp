@@ -12,6 +12,7 @@
 #include <set>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <sys/stat.h>
@@ -81,10 +82,13 @@ TEST_F(WholeFile, IsReadUpToTheLimitOnly)
 
 TEST_F(WholeFile, ThatIsNewHasThePermissionsOfAnyNewFile)
 {
-    const mode_t before = umask(027);
-    writeWholeFile(kSave, folder.file("file"), bytesOf("new"));
-    umask(before);
-    EXPECT_EQ(fs::status(folder.file("file")).permissions(), fs::perms(0640));
+    for (const auto& [mask, permissions] : {std::pair{0u, 0666u}, std::pair{027u, 0640u}}) {
+        const std::string file = folder.file(std::to_string(mask));
+        const mode_t before = umask(mask);
+        writeWholeFile(kSave, file, bytesOf("new"));
+        umask(before);
+        EXPECT_EQ(fs::status(file).permissions(), fs::perms(permissions));
+    }
 }
 
 TEST_F(WholeFile, ThatIsReplacedKeepsItsPermissions)

@@ -3,6 +3,7 @@
 #include "cvprocess/gpuStdShaders/FlipV.h"
 #include "glsupport/RectTexture.h"
 #include "tests/gl/GlTest.h"
+#include "tests/gl/LackingDriver.h"
 #include "tests/support/TemporaryFolder.h"
 #include "tests/support/ThrownText.h"
 
@@ -18,6 +19,7 @@
 #include <numeric>
 #include <regex>
 #include <set>
+#include <sstream>
 #include <string>
 #include <utility>
 #include <vector>
@@ -278,6 +280,9 @@ TEST(DriverAdapterReport, IsALineForEachFinding)
                              "          it is refused\n"
                              "missing   the other\n"
                              "          it is not there\n");
+    std::ostringstream written;
+    written << report;
+    EXPECT_EQ(written.str(), report.text());
 }
 
 TEST(DriverAdapterInstall, NeedsAContext)
@@ -301,6 +306,31 @@ TEST(DriverAdapterInstall, EveryShortcomingIsMadeGoodAndReported)
     for (const DriverAdapter::Finding& finding : DriverAdapter::install(DriverAdapter::Always).findings)
         EXPECT_EQ(finding.outcome, DriverAdapter::Finding::Adapted) << finding.expectation;
     DriverAdapter::remove();
+}
+
+PFNGLGETPROGRAMIVPROC driversGetProgramiv = nullptr;
+
+void GLAPIENTRY sayThatNothingLinks(GLuint program, GLenum name, GLint* value)
+{
+    driversGetProgramiv(program, name, value);
+    if (name == GL_LINK_STATUS)
+        *value = GL_FALSE;
+}
+
+TEST(DriverAdapterInstall, OfADriverThatLinksNothingEverythingIsMissing)
+{
+    DriverAdapter::remove(); // what earlier tests of the process have left
+    const HeadlessContext context(false);
+    driversGetProgramiv = std::exchange(__glewGetProgramiv, sayThatNothingLinks);
+    const DriverAdapter::Report report = DriverAdapter::install();
+    DriverAdapter::remove();
+    __glewGetProgramiv = driversGetProgramiv;
+    std::set<std::string> reasons;
+    for (const DriverAdapter::Finding& finding : report.findings) {
+        EXPECT_EQ(finding.outcome, DriverAdapter::Finding::Missing) << finding.expectation;
+        reasons.insert(finding.detail);
+    }
+    EXPECT_EQ(reasons.count("it does not link: no reason given"), 1u) << report;
 }
 
 TEST(DriverAdapterInstall, ADriverThatDoesEverythingKeepsItsEntryPoints)
@@ -1045,15 +1075,18 @@ TEST_F(DriverAdapterTest, NoVertexIsLostUpToTheLimit)
     EXPECT_EQ(row.reds(), expected);
 }
 
-TEST_F(DriverAdapterTest, LinesComeInPairs)
-{
-    const GLuint program = buildWithGeometry(GL_LINES, R"(void main()
+/// A point at a primitive's last vertex, of the colour of its first one and as many more as it has vertices.
+const char* const kLastVertex = R"(void main()
 {
     gl_Position = gl_PositionIn[gl_VerticesIn - 1];
     gl_FrontColor = gl_FrontColorIn[0] + vec4(float(gl_VerticesIn));
     EmitVertex();
 }
-)");
+)";
+
+TEST_F(DriverAdapterTest, LinesComeInPairs)
+{
+    const GLuint program = buildWithGeometry(GL_LINES, kLastVertex);
     const Row row(3);
     glUseProgram(program);
     glBegin(GL_LINES);
@@ -1063,6 +1096,57 @@ TEST_F(DriverAdapterTest, LinesComeInPairs)
     glVertex2f(0.7f, 0.0f);
     glEnd();
     EXPECT_EQ(row.reds(), (std::vector<float>{-1, -1, 12}));
+}
+
+TEST_F(DriverAdapterTest, PrimitivesOfEveryKindComeWithAllTheirVertices)
+{
+    const struct
+    {
+        GLenum kind;
+        int vertices;
+    } cases[] = {
+        {GL_POINTS, 1}, {GL_LINES, 2}, {GL_LINES_ADJACENCY_EXT, 4}, {GL_TRIANGLES, 3}, {GL_TRIANGLES_ADJACENCY_EXT, 6}};
+    for (const auto& each : cases) {
+        const GLuint program = buildWithGeometry(static_cast<GLint>(each.kind), kLastVertex);
+        const Row row(3);
+        glUseProgram(program);
+        glBegin(each.kind);
+        for (int i = 1; i <= each.vertices; ++i) {
+            glColor4f(i == 1 ? 10.0f : 20.0f, 0.0f, 0.0f, 0.0f);
+            glVertex2f(i == each.vertices ? 0.7f : -0.7f, i % 2 == 0 ? 0.0f : 0.1f);
+        }
+        glEnd();
+        EXPECT_EQ(row.reds(), (std::vector<float>{-1, -1, 10.0f + static_cast<float>(each.vertices)})) << each.kind;
+    }
+}
+
+TEST_F(DriverAdapterTest, StripsAreDrawnOfAPoint)
+{
+    for (const GLint strip : {GL_LINE_STRIP, GL_TRIANGLE_STRIP}) {
+        const GLuint program = attachWithGeometry(kGeometryHead + std::string(R"(void corner(float x, float y)
+{
+    gl_Position = vec4(x, y, 0.0, 1.0);
+    gl_FrontColor = vec4(5.0);
+    EmitVertex();
+}
+
+void main()
+{
+    corner(-2.0, -5.0);
+    corner(0.6, -5.0);
+    corner(-0.9, 5.0);
+}
+)"));
+        setGeometry(program, GL_POINTS, strip, 3);
+        ASSERT_TRUE(links(program));
+        const Row row(3);
+        glUseProgram(program);
+        glBegin(GL_POINTS);
+        glVertex2f(0.0f, 0.0f);
+        glEnd();
+        const std::vector<float> line = {-1, 5, -1}, triangle = {5, -1, -1}; // halfway up the triangle
+        EXPECT_EQ(row.reds(), strip == GL_LINE_STRIP ? line : triangle);
+    }
 }
 
 TEST_F(DriverAdapterTest, WithoutANumberOfVerticesNothingLinks)
@@ -1315,6 +1399,45 @@ TEST_F(DriverAdapterClipping, WhatIsAttachedMeanwhileStays)
     glUseProgram(0);
     EXPECT_EQ(attachedSource(), other.getTexId());
     attachSource(0);
+}
+
+TEST_F(DriverAdapterClipping, FunctionsOfOpenGl3CountLikeThoseOfTheExtension)
+{
+    RectTexture other(5, 1, RectTexture::RGBA32F);
+    glUseProgram(program);
+    glFramebufferTexture2D(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT2, GL_TEXTURE_RECTANGLE_ARB, other.getTexId(), 0);
+    glUseProgram(0);
+    EXPECT_EQ(attachedSource(), other.getTexId());
+    attachSource(small->getTexId());
+    glUseProgram(program);
+    const GLuint framebuffer = row->framebuffer();
+    glDeleteFramebuffers(1, &framebuffer);
+    GLuint later = 0;
+    glGenFramebuffers(1, &later);
+    glBindFramebuffer(GL_FRAMEBUFFER, later); // which may have the same name
+    glUseProgram(0);
+    EXPECT_EQ(attachedSource(), 0u);
+    expectNoGlError("the later framebuffer");
+    glDeleteFramebuffers(1, &later);
+}
+
+TEST_F(DriverAdapterClipping, ADriverWithoutWhatIsNewerDrawsTheWholeToo)
+{
+    {
+        const LackingDriver old(__GLEW_VERSION_3_0, __GLEW_VERSION_3_3, __GLEW_VERSION_4_3, __GLEW_VERSION_4_5,
+                                __GLEW_VERSION_4_6, __GLEW_KHR_debug, __GLEW_ARB_ES3_compatibility,
+                                __GLEW_ARB_pipeline_statistics_query, __GLEW_ARB_direct_state_access,
+                                __GLEW_ARB_transform_feedback2, __glewGetTextureLevelParameteriv);
+        DriverAdapter::install(DriverAdapter::Always);
+        expectWholeRow();
+        glUseProgram(0);
+        EXPECT_EQ(attachedSource(), small->getTexId());
+        glUseProgram(program);
+        small.reset(); // and is not attached again
+        glUseProgram(0);
+        expectNoGlError("an old driver");
+    }
+    DriverAdapter::install(DriverAdapter::Always);
 }
 
 TEST_F(DriverAdapterClipping, AnotherFramebufferMayBeBoundMeanwhile)

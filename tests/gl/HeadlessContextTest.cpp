@@ -4,20 +4,28 @@
 #include "glsupport/RectTexture.h"
 #include "tests/support/Capture.h"
 #include "tests/support/DeathText.h"
+#include "tests/support/ThrownText.h"
 
 #include <GL/glew.h>
 #include <gtest/gtest.h>
 
 #include <EGL/egl.h>
+#include <EGL/eglext.h>
 #include <dlfcn.h>
 
 #include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdlib>
+#include <cstring>
+#include <map>
 #include <memory>
+#include <set>
+#include <sstream>
 #include <stdexcept>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 using velmor::cvprocess::Subtract;
@@ -28,6 +36,13 @@ namespace {
 
 std::atomic<bool> isSlow{false}; ///< that what stands below takes its time
 std::atomic<bool> isTerminating{false};
+std::set<std::string> lacking; ///< functions that fail, and extensions that are not there
+EGLint errorOfEgl = EGL_SUCCESS;
+
+bool lacks(const char* name)
+{
+    return lacking.find(name) != lacking.end();
+}
 
 void delay(int milliseconds)
 {
@@ -52,8 +67,74 @@ extern "C" EGLBoolean eglTerminate(EGLDisplay display)
     return next<EGLBoolean(EGLDisplay)>("eglTerminate")(display);
 }
 
+extern "C" EGLBoolean eglInitialize(EGLDisplay display, EGLint* major, EGLint* minor)
+{
+    return !lacks("eglInitialize") &&
+           next<EGLBoolean(EGLDisplay, EGLint*, EGLint*)>("eglInitialize")(display, major, minor);
+}
+
+extern "C" EGLBoolean eglBindAPI(EGLenum api)
+{
+    return !lacks("eglBindAPI") && next<EGLBoolean(EGLenum)>("eglBindAPI")(api);
+}
+
+extern "C" EGLBoolean eglChooseConfig(EGLDisplay display, const EGLint* attributes, EGLConfig* configs, EGLint size,
+                                      EGLint* count)
+{
+    using Function = EGLBoolean(EGLDisplay, const EGLint*, EGLConfig*, EGLint, EGLint*);
+    return !lacks("eglChooseConfig") && next<Function>("eglChooseConfig")(display, attributes, configs, size, count);
+}
+
+extern "C" EGLContext eglCreateContext(EGLDisplay display, EGLConfig config, EGLContext share, const EGLint* attributes)
+{
+    using Function = EGLContext(EGLDisplay, EGLConfig, EGLContext, const EGLint*);
+    return lacks("eglCreateContext") ? EGL_NO_CONTEXT
+                                     : next<Function>("eglCreateContext")(display, config, share, attributes);
+}
+
+extern "C" EGLint eglGetError()
+{
+    return errorOfEgl != EGL_SUCCESS ? errorOfEgl : next<EGLint()>("eglGetError")();
+}
+
+extern "C" const char* eglQueryString(EGLDisplay display, EGLint name)
+{
+    const char* const all = next<const char*(EGLDisplay, EGLint)>("eglQueryString")(display, name);
+    if (!all || name != EGL_EXTENSIONS || lacking.empty())
+        return all;
+    static std::string left;
+    left.clear();
+    std::istringstream words(all);
+    for (std::string word; words >> word;)
+        left += lacks(word.c_str()) ? "" : word + ' ';
+    return left.c_str();
+}
+
+const char* queryDeviceAsOfAGpu(EGLDeviceEXT, EGLint)
+{
+    return "";
+}
+
+extern "C" __eglMustCastToProperFunctionPointerType eglGetProcAddress(const char* name)
+{
+    if (lacks(name))
+        return nullptr;
+    if (lacks("EGL_MESA_device_software") && name == std::string("eglQueryDeviceStringEXT"))
+        return reinterpret_cast<__eglMustCastToProperFunctionPointerType>(queryDeviceAsOfAGpu);
+    return next<__eglMustCastToProperFunctionPointerType(const char*)>("eglGetProcAddress")(name);
+}
+
+extern "C" const GLubyte* glGetString(GLenum name)
+{
+    if (lacks("glewInit") && name == GL_RENDERER) // so that GLEW is asked
+        return reinterpret_cast<const GLubyte*>("another driver");
+    return next<const GLubyte*(GLenum)>("glGetString")(name);
+}
+
 extern "C" GLenum glewInit()
 {
+    if (lacks("glewInit"))
+        return GLEW_ERROR_NO_GL_VERSION;
     const GLenum status = next<GLenum()>("glewInit")();
     delay(20);
     return status;
@@ -253,6 +334,64 @@ TEST(HeadlessContext, FourThreadsMakeUseAndDestroyContexts)
     });
     EXPECT_EQ(output.err, "");
     EXPECT_EQ(right, 4 * 3);
+}
+
+/// What a driver lacks, for the length of a test.
+class Lacking
+{
+public:
+    explicit Lacking(std::set<std::string> names) { lacking = std::move(names); }
+    Lacking(const Lacking&) = delete;
+    Lacking& operator=(const Lacking&) = delete;
+    ~Lacking()
+    {
+        lacking.clear();
+        errorOfEgl = EGL_SUCCESS;
+    }
+};
+
+std::string refusal()
+{
+    return thrownText<std::runtime_error>([] { const HeadlessContext context(false); });
+}
+
+TEST(HeadlessContext, SaysWhatTheDriverLacks)
+{
+    const char* const extensions = eglQueryString(EGL_NO_DISPLAY, EGL_EXTENSIONS);
+    if (!extensions || !strstr(extensions, "EGL_MESA_platform_surfaceless"))
+        GTEST_SKIP() << "the driver lacks Mesa's surfaceless platform, which the texts name";
+    const std::string none = "HeadlessContext::HeadlessContext(): cannot make an OpenGL context; ";
+    const std::string without = none + "EGL surfaceless platform: ";
+    const std::map<std::string, std::string> texts = {
+        {"eglGetPlatformDisplayEXT", none + "EGL lacks EGL_EXT_platform_base"},
+        {"EGL_EXT_platform_base", none + "EGL lacks EGL_EXT_platform_base"},
+        {"EGL_MESA_platform_surfaceless", none + "EGL offers neither a device nor Mesa's surfaceless platform"},
+        {"eglInitialize", without + "eglInitialize: no reason given"},
+        {"EGL_KHR_surfaceless_context", without + "EGL_KHR_surfaceless_context is missing"},
+        {"eglBindAPI", without + "OpenGL is not offered, only OpenGL ES"},
+        {"eglChooseConfig", without + "no configuration for OpenGL"},
+        {"eglCreateContext", without + "eglCreateContext: no reason given"},
+        {"glewInit", without + "glewInit: Missing GL version"},
+    };
+    for (const auto& [name, text] : texts) {
+        const Lacking driver({name, "eglQueryDevicesEXT"});
+        EXPECT_EQ(refusal(), text) << name;
+    }
+    const Lacking driver({"eglInitialize", "eglQueryDeviceStringEXT"});
+    errorOfEgl = EGL_NOT_INITIALIZED;
+    EXPECT_EQ(refusal(), without + "eglInitialize: EGL_NOT_INITIALIZED");
+    errorOfEgl = 12345;
+    EXPECT_EQ(refusal(), without + "eglInitialize: EGL error 12345");
+}
+
+TEST(HeadlessContext, TakesADeviceBeforeMesasPlatformAndGoesOnWhereItFails)
+{
+    const Lacking driver({"EGL_MESA_device_software", "EGL_MESA_platform_surfaceless", "eglInitialize"});
+    EXPECT_EQ(refusal().find("HeadlessContext::HeadlessContext(): cannot make an OpenGL context; EGL device 0: "), 0u);
+    lacking.erase("eglInitialize");
+    const HeadlessContext context(false);
+    RectTexture texture(1, 1, RectTexture::GREY8);
+    EXPECT_EQ(texelThrough(texture, 7), 7);
 }
 
 TEST(HeadlessContext, SaysWhatIsMissing)

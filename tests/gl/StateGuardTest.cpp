@@ -9,6 +9,7 @@
 #include "cvprocess/gpuStdShaders/RGB2GRAY.h"
 #include "cvprocess/gpuStdShaders/Subtract.h"
 #include "glsupport/RectTexture.h"
+#include "tests/gl/LackingDriver.h"
 #include "tests/support/ReferenceRules.h"
 
 #include <algorithm>
@@ -164,7 +165,7 @@ Items capabilities()
     addIf(GLEW_ARB_fragment_program, "ARB fragment program", GL_FRAGMENT_PROGRAM_ARB);
     addIf(GLEW_ATI_fragment_shader, "ATI fragment shader", GL_FRAGMENT_SHADER_ATI);
     addIf(GLEW_EXT_depth_bounds_test, "depth bounds", GL_DEPTH_BOUNDS_TEST_EXT);
-    addIf(GLEW_VERSION_3_0, "rasteriser discard", GL_RASTERIZER_DISCARD);
+    addIf(GLEW_VERSION_3_0 || GLEW_EXT_transform_feedback, "rasteriser discard", GL_RASTERIZER_DISCARD);
     addIf(GLEW_ARB_framebuffer_sRGB, "sRGB framebuffer", GL_FRAMEBUFFER_SRGB);
     addIf(GLEW_VERSION_3_1, "primitive restart", GL_PRIMITIVE_RESTART);
     addIf(GLEW_ARB_ES3_compatibility, "primitive restart at the last index", GL_PRIMITIVE_RESTART_FIXED_INDEX);
@@ -379,6 +380,14 @@ Items textureUnit(GLenum unit, GLuint texture, GLuint sampler)
     return items;
 }
 
+/// What a driver of OpenGL 2.0 has beyond that and EXT_framebuffer_object.
+enum class Beyond
+{
+    LITTLE,
+    DRAW_BUFFERS_APART,
+    EXTENSIONS ///< all of today's
+};
+
 /// A context with objects of an application.
 class StateGuardTest : public PixelTest
 {
@@ -416,7 +425,7 @@ protected:
     Items items() const;
     void disturb();
     void expectInside(const std::function<void()>& check);
-    void expectKeptByAnOldDriver(bool hasDrawBuffersApart);
+    void expectKeptByAnOldDriver(Beyond beyond);
 
     std::optional<RectTexture> texture1, texture2;
     GLuint framebuffers[2];
@@ -645,23 +654,25 @@ TEST_F(StateGuardTest, AHistogramInsideIsRightWhateverTheApplicationHasSet)
     });
 }
 
-/// Has GLEW say that the driver has OpenGL 2.0 and EXT_framebuffer_object and little else, and gives no way to call
-/// what is newer.
-class OldDriver
+/// Has GLEW say that the driver has OpenGL 2.0, and gives no way to call what is newer and not beyond it.
+class OldDriver : public LackingDriver
 {
 public:
-    explicit OldDriver(bool hasDrawBuffersApart)
+    explicit OldDriver(Beyond beyond)
     {
-        if (!hasDrawBuffersApart)
-            lack(__GLEW_EXT_draw_buffers2, __glewColorMaskIndexedEXT, __glewGetBooleanIndexedvEXT,
-                 __glewIsEnabledIndexedEXT, __glewEnableIndexedEXT, __glewDisableIndexedEXT);
         lack(__GLEW_VERSION_2_1, __GLEW_VERSION_3_0, __GLEW_VERSION_3_1, __GLEW_VERSION_3_2, __GLEW_VERSION_3_3,
              __GLEW_VERSION_4_0, __GLEW_VERSION_4_1, __GLEW_VERSION_4_3, __GLEW_VERSION_4_5);
+        lack(__GLEW_ARB_draw_buffers_blend); // which is one of OpenGL 3.0
+        if (beyond == Beyond::EXTENSIONS)
+            return;
+        if (beyond == Beyond::LITTLE)
+            lack(__GLEW_EXT_draw_buffers2, __glewColorMaskIndexedEXT, __glewGetBooleanIndexedvEXT,
+                 __glewIsEnabledIndexedEXT, __glewEnableIndexedEXT, __glewDisableIndexedEXT);
         lack(__GLEW_ARB_ES3_compatibility, __GLEW_ARB_clip_control, __GLEW_ARB_color_buffer_float,
-             __GLEW_ARB_draw_buffers_blend, __GLEW_ARB_fragment_program, __GLEW_ARB_framebuffer_object,
-             __GLEW_ARB_framebuffer_sRGB, __GLEW_ARB_pixel_buffer_object, __GLEW_ARB_sample_shading,
-             __GLEW_ARB_sampler_objects, __GLEW_ARB_texture_multisample, __GLEW_ARB_transform_feedback2,
-             __GLEW_ARB_vertex_program, __GLEW_ARB_viewport_array);
+             __GLEW_ARB_fragment_program, __GLEW_ARB_framebuffer_object, __GLEW_ARB_framebuffer_sRGB,
+             __GLEW_ARB_pixel_buffer_object, __GLEW_ARB_sample_shading, __GLEW_ARB_sampler_objects,
+             __GLEW_ARB_texture_multisample, __GLEW_ARB_transform_feedback2, __GLEW_ARB_vertex_program,
+             __GLEW_ARB_viewport_array);
         lack(__GLEW_ATI_fragment_shader, __GLEW_EXT_depth_bounds_test, __GLEW_EXT_framebuffer_blit,
              __GLEW_EXT_framebuffer_sRGB, __GLEW_EXT_transform_feedback, __GLEW_MESA_pack_invert);
         lack(__glewBindSampler, __glewIsSampler, __glewClampColorARB, __glewClipControl, __glewViewportArrayv,
@@ -670,35 +681,15 @@ public:
              __glewBlendEquationSeparatei, __glewBlendEquationSeparateiARB, __glewPauseTransformFeedback,
              __glewResumeTransformFeedback);
     }
-    OldDriver(const OldDriver&) = delete;
-    OldDriver& operator=(const OldDriver&) = delete;
-    ~OldDriver()
-    {
-        for (const std::function<void()>& putBack : mPutBack)
-            putBack();
-    }
-
-private:
-    template<typename... Variables>
-    void lack(Variables&... variables)
-    {
-        const auto lackOne = [this](auto& variable) {
-            mPutBack.push_back([&variable, value = variable] { variable = value; });
-            variable = {};
-        };
-        (lackOne(variables), ...);
-    }
-
-    std::vector<std::function<void()>> mPutBack;
 };
 
 /// Sets everything with an old driver, and looks at it inside a guard and after.
-void StateGuardTest::expectKeptByAnOldDriver(bool hasDrawBuffersApart)
+void StateGuardTest::expectKeptByAnOldDriver(Beyond beyond)
 {
     const Items ofToday = capabilities();
     for (const StateItem& item : ofToday)
         item.set();
-    const OldDriver old(hasDrawBuffersApart);
+    const OldDriver old(beyond);
     const Items all = items();
     const auto isThere = [&](const StateItem& item) {
         return std::any_of(all.begin(), all.end(), [&](const StateItem& other) { return other.name == item.name; });
@@ -719,12 +710,17 @@ void StateGuardTest::expectKeptByAnOldDriver(bool hasDrawBuffersApart)
 
 TEST_F(StateGuardTest, AnOldDriverIsAskedForNothingThatItLacks)
 {
-    expectKeptByAnOldDriver(false);
+    expectKeptByAnOldDriver(Beyond::LITTLE);
 }
 
 TEST_F(StateGuardTest, AnOldDriverWithDrawBuffersApartKeepsEach)
 {
-    expectKeptByAnOldDriver(true);
+    expectKeptByAnOldDriver(Beyond::DRAW_BUFFERS_APART);
+}
+
+TEST_F(StateGuardTest, AnOldDriverWithExtensionsIsAskedForThem)
+{
+    expectKeptByAnOldDriver(Beyond::EXTENSIONS);
 }
 
 TEST_F(StateGuardTest, AnApplicationWithoutAFramebufferOfItsOwnIsLeftInPeace)

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <stdexcept>
+#include <utility>
 
 using velmor::math::Matrix;
 
@@ -103,6 +104,38 @@ TEST(Matrix, SelfAssignmentChangesNothing)
         number(matrix);
         const Matrix& same = matrix;
         matrix = same;
+        expectNumbered(matrix, rows, cols);
+    }
+}
+
+TEST(Matrix, AMoveTakesTheElementsAndLeavesNone)
+{
+    for (const auto [fromRows, fromCols] : kSizes) {
+        for (const auto [toRows, toCols] : kSizes) {
+            Matrix source(fromRows, fromCols);
+            const Matrix& sourceAfter = source;
+            number(source);
+            Matrix made(std::move(source));
+            const Matrix& madeAfter = made;
+            expectNumbered(made, fromRows, fromCols);
+            // cppcheck-suppress accessMoved ; a moved matrix has no elements
+            expectNumbered(sourceAfter, 0, 0);
+            Matrix target(toRows, toCols);
+            EXPECT_EQ(&(target = std::move(made)), &target);
+            expectNumbered(target, fromRows, fromCols);
+            // cppcheck-suppress accessMoved ; a moved matrix has no elements
+            expectNumbered(madeAfter, 0, 0);
+        }
+    }
+}
+
+TEST(Matrix, AMoveToItselfChangesNothing)
+{
+    for (const auto [rows, cols] : kSizes) {
+        Matrix matrix(rows, cols);
+        number(matrix);
+        Matrix& same = matrix;
+        matrix = std::move(same);
         expectNumbered(matrix, rows, cols);
     }
 }

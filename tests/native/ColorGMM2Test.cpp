@@ -76,6 +76,14 @@ TEST(ColorGMM2, IsTheRuleForEveryPairOfBytes)
     }
 }
 
+TEST(ColorGMM2, IsTheRuleForEveryNumberOfAnySize)
+{
+    for (const Model& model : unusualModels(1e-5)) {
+        const Models models = {wideModel(3, 7, 1e-5), model};
+        expectOn({ColorGMM2(models), {}, loopOf(models)}, allPairsOf(3));
+    }
+}
+
 TEST(ColorGMM2, IsTheRuleEverywhere)
 {
     const Models one = wideModels(1), three = wideModels(3);

@@ -66,6 +66,12 @@ TEST(ColorGMM, IsTheRuleForEveryPairOfBytes)
     }
 }
 
+TEST(ColorGMM, IsTheRuleForEveryNumberOfAnySize)
+{
+    for (const Model& model : unusualModels(2e-5))
+        expectOn({ColorGMM(model), {}, loopOf(model)}, allPairsOf(3));
+}
+
 TEST(ColorGMM, IsTheRuleEverywhere)
 {
     const Model model = wideModel(3, 11, 2e-5);

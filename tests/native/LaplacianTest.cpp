@@ -162,12 +162,16 @@ TEST(Laplacian, WhatIsNotFiniteShowsUnderAWeightOfZeroToo)
     const float specials[] = {std::numeric_limits<float>::quiet_NaN(),  std::numeric_limits<float>::infinity(),
                               -std::numeric_limits<float>::infinity(),  std::numeric_limits<float>::max(),
                               std::numeric_limits<float>::denorm_min(), -0.0F};
-    for (const int channels : {1, 3, 4}) {
-        cv::Mat picture(19, 89, CV_32FC(channels), cv::Scalar::all(0.5));
-        for (int i = 0; i < 60; ++i)
-            picture.ptr<float>(2 + i % 16)[(7 * i + 3) % 89 * channels + i % channels] = specials[i % 6];
-        for (const int kernelType : {0, 1, 2})
-            expectOn({Laplacian(kernelType), {}, loopOf(kernelType), {CV_32F, CV_8U}}, picture);
+    for (const int rows : {1, 3, 19}) {
+        for (const int channels : {1, 3, 4}) {
+            cv::Mat picture(rows, 89, CV_32FC(channels), cv::Scalar::all(0.5));
+            for (int i = 0; i < 3 * rows; ++i)
+                picture.ptr<float>(i % rows)[(7 * i + 3) % 89 * channels + i % channels] = specials[i % 6];
+            onEachInstructionSet([&](const std::string&) {
+                for (const int kernelType : {0, 1, 2})
+                    expectOn({Laplacian(kernelType), {}, loopOf(kernelType), {CV_32F, CV_8U}}, picture);
+            });
+        }
     }
     cv::Mat dot(3, 3, CV_32FC1, cv::Scalar(0)), result;
     dot.at<float>(1, 1) = std::numeric_limits<float>::infinity();

@@ -114,10 +114,15 @@ TEST(CascadeFile, NamesLineAndReasonOfWhatIsNoXml)
     EXPECT_EQ(reasonAgainst(deep), "line 17: no element found");
     EXPECT_EQ(reasonAgainst(deep + "<a>"), "line 17: elements nest too deep");
     std::string many = "<a>\n";
-    for (int k = 1; k < 1 << 20; ++k)
+    for (int k = 1; k < 150000; ++k)
         many += "<b/>";
     EXPECT_EQ(reasonAgainst(many), "line 2: no element found");
     EXPECT_EQ(reasonAgainst(many + "\n<b/>"), "line 3: there are too many elements");
+    std::string words;
+    for (int k = 2; k < 1000000; ++k)
+        words += " \t\r\n"[k % 4] + std::string("1");
+    EXPECT_EQ(reasonAgainst("<a>" + words + " </a>"), "line 1: <a> is not a storage of one cascade");
+    EXPECT_EQ(reasonAgainst("<a>" + words + " 1 </a>"), "line 1: there are too many words");
 }
 
 TEST(CascadeFile, NamesLineAndReasonOfWhatIsNoCascade)

@@ -11,7 +11,7 @@ import weakref
 
 import numpy as np
 import pytest
-from support import PATIENCE, in_child, random_picture, weighs_memory
+from support import IS_SANITIZED, PATIENCE, in_child, random_picture, weighs_memory
 from velmor import gl
 
 CLOSED = "expected a context that is open, got one that is closed"
@@ -304,6 +304,25 @@ def test_a_thread_that_draws_while_the_interpreter_ends_says_nothing():
                 "    n.prepare_execution(a, b)\n"
                 "    while True:\n        n.execute(); drawn.set()\n"
                 "threading.Thread(target=work, daemon=True).start(); drawn.wait()")
+
+
+@pytest.mark.skipif(IS_SANITIZED, reason="without memory the sanitizers end the process themselves")
+def test_a_filter_that_ends_the_process_does_not_hang():
+    # It ends the process where there is no memory for the driver's message about a shader. The package reads the
+    # message before, and is told of a short one.
+    script = ("import ctypes, resource\n"
+              "from velmor import gl\n"
+              "context = gl.Context(False)\n"
+              "@ctypes.CFUNCTYPE(None, ctypes.c_uint, ctypes.c_uint, ctypes.POINTER(ctypes.c_int))\n"
+              "def tell_of_2_gib(shader, name, value, lengths=[0, 2 ** 31 - 1]):\n"
+              "    value[0] = lengths.pop() if name == 0x8B84 else 1  # GL_INFO_LOG_LENGTH\n"
+              "function = ctypes.c_void_p.in_dll(ctypes.CDLL('libGLEW.so.2.2'), '__glewGetShaderiv')\n"
+              "function.value = ctypes.cast(tell_of_2_gib, ctypes.c_void_p).value\n"
+              "used = int(open('/proc/self/statm').read().split()[0]) * resource.getpagesize()\n"
+              "resource.setrlimit(resource.RLIMIT_AS, (used + 2 ** 30, used + 2 ** 30))\n"
+              "gl.Not()\n")
+    done = subprocess.run([sys.executable, "-c", script], capture_output=True, text=True, timeout=120, check=False)
+    assert (done.returncode, done.stderr) == (1, "Could not allocate InfoLog buffer\n")
 
 
 def test_what_another_thread_drops_is_deleted_here():

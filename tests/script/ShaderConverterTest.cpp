@@ -153,6 +153,13 @@ TEST_F(ShaderConverter, FilesThatDoNotOpenAreReportedWithoutALineEnd)
     EXPECT_EQ(out.out, "");
 }
 
+TEST_F(ShaderConverter, WhatCannotBeReadIsEmpty)
+{
+    std::filesystem::create_directory("a.frag");
+    EXPECT_EQ(GlShaderMgr::convertShaderFileToString("a.frag", "a.h", false), 1);
+    EXPECT_EQ(contentOf("a.h"), definition(""));
+}
+
 TEST_F(ShaderConverter, ANameWithoutADotThrowsAfterBothFilesWereOpened)
 {
     folder.write("shader", "text\n");

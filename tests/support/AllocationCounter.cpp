@@ -1,7 +1,8 @@
 #include "tests/support/AllocationCounter.h"
 
+#include "tests/support/Allocator.h"
+
 #include <atomic>
-#include <cerrno>
 #include <malloc.h>
 
 namespace {
@@ -21,95 +22,24 @@ void addBytes(std::size_t count)
 
 } // namespace
 
-#ifdef __SANITIZE_ADDRESS__
+namespace velmor::tests {
 
-// The sanitizer has its own allocator, and tells about it.
-extern "C" {
-
-int __sanitizer_install_malloc_and_free_hooks(void (*onMalloc)(const volatile void*, std::size_t),
-                                              void (*onFree)(const volatile void*));
-std::size_t __sanitizer_get_allocated_size(const volatile void* address);
+bool mayAllocate()
+{
+    return true;
 }
 
-namespace {
-
-[[maybe_unused]] const int installed = __sanitizer_install_malloc_and_free_hooks(
-    [](const volatile void*, std::size_t size) {
-        ++made;
-        addBytes(size);
-    },
-    [](const volatile void* address) {
-        ++freed;
-        bytes -= __sanitizer_get_allocated_size(address);
-    });
-
-}
-
-#else
-
-namespace {
-
-void* counted(void* address)
+void onAllocated(void* address)
 {
     ++made;
     addBytes(malloc_usable_size(address));
-    return address;
 }
 
-} // namespace
-
-// Stand before the C library's functions for everything that the test program is linked with. realloc() neither makes
-// nor frees an allocation, but changes its size.
-extern "C" {
-
-void* __libc_malloc(std::size_t size);
-void* __libc_calloc(std::size_t count, std::size_t size);
-void* __libc_realloc(void* address, std::size_t size);
-void* __libc_memalign(std::size_t alignment, std::size_t size);
-void __libc_free(void* address);
-
-void* malloc(std::size_t size)
+void onFreeing(void* address)
 {
-    return counted(__libc_malloc(size));
-}
-
-void* calloc(std::size_t count, std::size_t size)
-{
-    return counted(__libc_calloc(count, size));
-}
-
-void* realloc(void* address, std::size_t size)
-{
+    ++freed;
     bytes -= malloc_usable_size(address);
-    void* const moved = __libc_realloc(address, size);
-    addBytes(malloc_usable_size(moved));
-    return moved;
 }
-
-int posix_memalign(void** address, std::size_t alignment, std::size_t size)
-{
-    *address = counted(__libc_memalign(alignment, size));
-    return *address ? 0 : ENOMEM;
-}
-
-void* aligned_alloc(std::size_t alignment, std::size_t size)
-{
-    return counted(__libc_memalign(alignment, size));
-}
-
-void free(void* address)
-{
-    if (address)
-        ++freed;
-    bytes -= malloc_usable_size(address);
-    __libc_free(address);
-}
-
-} // extern "C"
-
-#endif
-
-namespace velmor::tests {
 
 Allocations allocations()
 {

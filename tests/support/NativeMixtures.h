@@ -42,6 +42,26 @@ inline core::cvdata::ColorGMM wideModel(int components, unsigned seed, double th
     return makeModel(gaussians, threshold);
 }
 
+/// Models of two components, each with another number of one of them very large or very small.
+inline std::vector<core::cvdata::ColorGMM> unusualModels(double threshold)
+{
+    const auto usual = gaussianOf(90, 120, 900, 100, 400, 0.5F), other = gaussianOf(160, 100, 700, -200, 500, 0.5F);
+    std::vector<core::cvdata::ColorGMM> models;
+    for (int number = 0; number < 10; ++number) {
+        Gaussian changed = usual;
+        double* const numbers[] = {&changed.mean[0],       &changed.mean[1],       &changed.inverse[0][0],
+                                   &changed.inverse[0][1], &changed.inverse[1][0], &changed.inverse[1][1]};
+        if (number < 6)
+            *numbers[number] = 1e20;
+        else if (number < 8)
+            changed.determinant = number == 6 ? 1e-44F : 1e38F;
+        else
+            changed.weight = number == 8 ? 1e-30F : 1e30F;
+        models.push_back(makeModel({changed, other}, threshold));
+    }
+    return models;
+}
+
 /// The density of a mixture at a colour on 0..255.
 template<typename Real>
 Real densityOf(const core::cvdata::ColorGMM& model, Real c0, Real c1)

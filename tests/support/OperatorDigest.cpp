@@ -16,6 +16,7 @@
 #include "math/Vector2.h"
 #include "native/ColorHistShader.h"
 #include "native/PixelCount.h"
+#include "tests/support/Digest.h"
 
 #include <opencv2/core.hpp>
 
@@ -39,36 +40,11 @@ using velmor::core::cvdata::ColorGMM;
 using velmor::core::cvdata::ColourHist2d;
 using velmor::core::cvdata::GM;
 using velmor::core::cvdata::Image;
+using velmor::tests::Digest;
 
 constexpr unsigned kWidth = 320;
 constexpr unsigned kHeight = 240;
 constexpr int kFrames = 20;
-
-/// FNV-1a.
-class Digest
-{
-public:
-    void add(const void* data, std::size_t size)
-    {
-        for (std::size_t i = 0; i < size; ++i)
-            mValue = (mValue ^ static_cast<const unsigned char*>(data)[i]) * 1099511628211u;
-    }
-    template<typename Number>
-    void add(Number number)
-    {
-        add(&number, sizeof(number));
-    }
-    void add(const Image& image)
-    {
-        for (unsigned y = 0; y < image.height(); ++y)
-            add(image.imageBuffer() + std::size_t{y} * image.allocatedWidth(), image.width() * image.nofChannels());
-    }
-
-    std::uint64_t value() const { return mValue; }
-
-private:
-    std::uint64_t mValue = 14695981039346656037u;
-};
 
 /// A frame of noise with a disc of another colour that moves.
 Image frame(int number)

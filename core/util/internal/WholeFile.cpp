@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
+#include <new>
 #include <system_error>
 #include <utility>
 
@@ -108,6 +109,14 @@ private:
     bool mIsDone = false;
 };
 
+/// Streams tell by no exception that they have no memory.
+[[noreturn]] void throwReadError(const std::string& attempt, const std::string& file, int number)
+{
+    if (number == ENOMEM)
+        throw std::bad_alloc();
+    throw fileError(attempt, file, std::strerror(number));
+}
+
 } // namespace
 
 std::runtime_error fileError(const std::string& attempt, const std::string& file, const std::string& reason)
@@ -128,7 +137,7 @@ std::vector<unsigned char> readWholeFile(const std::string& attempt, const std::
     errno = 0;
     std::ifstream stream(file, std::ios::binary);
     if (!stream)
-        throw fileError(attempt, file, std::strerror(errno));
+        throwReadError(attempt, file, errno);
     std::vector<unsigned char> bytes;
     char part[65536];
     while (stream.read(part, sizeof(part)) || stream.gcount() > 0) {
@@ -137,7 +146,7 @@ std::vector<unsigned char> readWholeFile(const std::string& attempt, const std::
             throw fileError(attempt, file, "it is larger than " + std::to_string(limit) + " bytes");
     }
     if (stream.bad())
-        throw fileError(attempt, file, std::strerror(errno));
+        throwReadError(attempt, file, errno);
     if (bytes.empty())
         throw fileError(attempt, file, "it is empty");
     return bytes;

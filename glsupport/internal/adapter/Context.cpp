@@ -2,7 +2,15 @@
 
 #include "glsupport/internal/Integer.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace velmor::glsupport::adapter {
+
+bool TakenOff::isEmpty() const
+{
+    return std::none_of(sources.begin(), sources.end(), [](const Source& source) { return source.texture != 0; });
+}
 
 const ProgramRecord* Context::find(GLuint program) const
 {
@@ -17,13 +25,9 @@ const ProgramRecord* Context::inUse() const
 
 void Context::forgetDeleted()
 {
-    for (auto each = deletedInUse.begin(); each != deletedInUse.end();) {
-        if (glIsProgram(*each)) {
-            ++each;
-        } else {
-            programs.erase(*each);
-            each = deletedInUse.erase(each);
-        }
+    for (auto each = programs.begin(); each != programs.end();) {
+        const bool isGone = each->second.isDeleted && !glIsProgram(each->first);
+        each = isGone ? programs.erase(each) : std::next(each);
     }
 }
 

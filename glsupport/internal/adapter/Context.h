@@ -4,8 +4,9 @@
 
 #include <GL/glew.h>
 
+#include <array>
+#include <cstddef>
 #include <map>
-#include <set>
 #include <vector>
 
 namespace velmor::glsupport::adapter {
@@ -17,6 +18,7 @@ struct ProgramRecord
     GLint outputType = GL_TRIANGLE_STRIP;
     GLint verticesOut = 0;
     bool isClassic = false;           ///< as it was linked last
+    bool isDeleted = false;           ///< goes when it is put away
     std::vector<GLint> mat2Locations; ///< of its uniforms, sorted
     GLint shiftLocation = -1;         ///< of the uniform that moves vertices; -1 where there is none
 };
@@ -30,25 +32,30 @@ struct Size
 /// A rectangle texture that a pass may read.
 struct Source
 {
-    GLuint texture = 0;
+    GLuint texture = 0; ///< 0: none
     Size size;
 };
+
+constexpr std::size_t kColourAttachments = 16; ///< that have names
 
 /// Sources that are off their framebuffer while a program is in use.
 struct TakenOff
 {
     GLuint program = 0;
     GLuint framebuffer = 0;
-    std::map<GLenum, Source> sources; ///< by attachment
+    std::array<Source, kColourAttachments> sources; ///< by attachment
+
+    bool isEmpty() const;
 };
 
 /// What is kept of a context: little, and of programs of the classic dialect alone. All else is asked of the driver
 /// when it is needed, so it cannot be out of date. Only the thread that has the context current touches it.
+///
+/// Compiling, linking and setting parameters take memory. All else takes none: destructors delete, bind and put away.
 struct Context
 {
     Treatment treatment;
     std::map<GLuint, ProgramRecord> programs;
-    std::set<GLuint> deletedInUse; ///< programs that go when they are put away
     TakenOff takenOff;
 
     /// What is known of a program; null where it is not one of those above.

@@ -70,9 +70,9 @@ void replace(unsigned groups)
             return;
         if (process().driver.replaced.count(&own) != 0 && glew != own && !isFromGlewInit(name, glew))
             return;
+        process().driver.replaced.insert(&own); // first, for it may throw
         own = glew;
         glew = ours;
-        process().driver.replaced.insert(&own);
     });
 }
 

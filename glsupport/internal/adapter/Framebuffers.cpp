@@ -4,9 +4,9 @@
 #include "glsupport/internal/adapter/Process.h"
 
 #include <algorithm>
+#include <array>
+#include <bitset>
 #include <limits>
-#include <utility>
-#include <vector>
 
 namespace velmor::glsupport::adapter {
 namespace {
@@ -20,37 +20,45 @@ bool isSmaller(const Size& size, const Size& than)
 }
 
 /// The rectangle textures on the two units that filters read.
-std::vector<Source> boundSources()
+std::array<Source, 2> boundSources()
 {
-    std::vector<Source> sources;
+    std::array<Source, 2> sources;
     const GLint active = integer(GL_ACTIVE_TEXTURE);
-    for (const GLint unit : {GL_TEXTURE0, GL_TEXTURE1}) {
-        glActiveTexture(static_cast<GLenum>(unit));
-        const auto texture = static_cast<GLuint>(integer(GL_TEXTURE_BINDING_RECTANGLE_ARB));
-        if (texture == 0)
+    for (std::size_t i = 0; i < sources.size(); ++i) {
+        Source& source = sources[i];
+        glActiveTexture(static_cast<GLenum>(GL_TEXTURE0 + i));
+        source.texture = static_cast<GLuint>(integer(GL_TEXTURE_BINDING_RECTANGLE_ARB));
+        if (source.texture == 0)
             continue;
-        Source source = {texture, {}};
         glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE_ARB, 0, GL_TEXTURE_WIDTH, &source.size.width);
         glGetTexLevelParameteriv(GL_TEXTURE_RECTANGLE_ARB, 0, GL_TEXTURE_HEIGHT, &source.size.height);
-        sources.push_back(source);
     }
     glActiveTexture(static_cast<GLenum>(active));
     return sources;
 }
 
-bool isColourAttachment(GLenum attachment)
+/// A set of colour attachments.
+using Attachments = std::bitset<kColourAttachments>;
+
+GLenum nameOf(std::size_t attachment)
 {
-    return GL_COLOR_ATTACHMENT0_EXT <= attachment && attachment <= GL_COLOR_ATTACHMENT15_EXT;
+    return static_cast<GLenum>(GL_COLOR_ATTACHMENT0_EXT + attachment);
 }
 
-std::vector<GLenum> drawnAttachments()
+/// The number of a colour attachment; others have one of kColourAttachments and more.
+std::size_t numberOf(GLenum attachment)
 {
-    std::vector<GLenum> drawn;
+    return attachment - GL_COLOR_ATTACHMENT0_EXT; // below the first it wraps to a large number
+}
+
+Attachments drawnAttachments()
+{
+    Attachments drawn;
     const GLint buffers = integer(GL_MAX_DRAW_BUFFERS);
     for (GLint i = 0; i < buffers; ++i) {
         const auto attachment = static_cast<GLenum>(integer(static_cast<GLenum>(GL_DRAW_BUFFER0 + i)));
-        if (isColourAttachment(attachment))
-            drawn.push_back(attachment);
+        if (numberOf(attachment) < kColourAttachments)
+            drawn.set(numberOf(attachment));
     }
     return drawn;
 }
@@ -87,11 +95,11 @@ Size sizeOf(GLuint texture)
 }
 
 /// The largest size of what is drawn into.
-Size sizeDrawnInto(const std::vector<GLenum>& drawn)
+Size sizeDrawnInto(const Attachments& drawn)
 {
     Size largest;
-    for (const GLenum attachment : drawn) {
-        const GLuint texture = attachedTexture(attachment);
+    for (std::size_t i = 0; i < kColourAttachments; ++i) {
+        const GLuint texture = drawn[i] ? attachedTexture(nameOf(i)) : 0;
         const Size size = texture != 0 ? sizeOf(texture) : Size();
         largest = {std::max(largest.width, size.width), std::max(largest.height, size.height)};
     }
@@ -128,42 +136,43 @@ void takeSourcesOff(Context& context, GLuint program)
     const GLuint framebuffer = boundFramebuffer();
     if (framebuffer == 0)
         return;
-    std::vector<Source> sources = boundSources();
-    const std::vector<GLenum> drawn = drawnAttachments();
+    const std::array<Source, 2> sources = boundSources();
+    const Attachments drawn = drawnAttachments();
     const Size size = context.treatment.always ? kUnknown : sizeDrawnInto(drawn);
-    const auto doesNotClip = [&size](const Source& source) {
-        return !isSmaller(source.size, size);
+    const auto clips = [&size](const Source& source) {
+        return source.texture != 0 && isSmaller(source.size, size);
     };
-    sources.erase(std::remove_if(sources.begin(), sources.end(), doesNotClip), sources.end());
-    if (sources.empty()) // the common case, which is to cost little
+    if (std::none_of(sources.begin(), sources.end(), clips)) // the common case, which is to cost little
         return;
     context.takenOff = {program, framebuffer, {}};
-    const auto attachments = static_cast<GLenum>(integer(GL_MAX_COLOR_ATTACHMENTS_EXT));
-    for (GLenum i = 0; i < attachments; ++i) {
-        const GLenum attachment = GL_COLOR_ATTACHMENT0_EXT + i;
-        const GLuint texture = attachedTexture(attachment);
-        const auto source = std::find_if(sources.begin(), sources.end(),
-                                         [texture](const Source& each) { return each.texture == texture; });
-        if (source == sources.end() || std::find(drawn.begin(), drawn.end(), attachment) != drawn.end())
+    const auto count = std::min(static_cast<std::size_t>(integer(GL_MAX_COLOR_ATTACHMENTS_EXT)), kColourAttachments);
+    for (std::size_t i = 0; i < count; ++i) {
+        const GLuint texture = attachedTexture(nameOf(i));
+        const auto source = std::find_if(sources.begin(), sources.end(), [&clips, texture](const Source& each) {
+            return each.texture == texture && clips(each);
+        });
+        if (source == sources.end() || drawn[i])
             continue;
-        driver().framebufferTexture2DExt(GL_FRAMEBUFFER_EXT, attachment, GL_TEXTURE_RECTANGLE_ARB, 0, 0);
-        context.takenOff.sources.emplace(attachment, *source);
+        driver().framebufferTexture2DExt(GL_FRAMEBUFFER_EXT, nameOf(i), GL_TEXTURE_RECTANGLE_ARB, 0, 0);
+        context.takenOff.sources[i] = *source;
     }
 }
 
 void putSourcesBack(Context& context)
 {
-    if (context.takenOff.sources.empty())
+    if (context.takenOff.isEmpty())
         return;
-    const TakenOff takenOff = std::move(context.takenOff);
+    const TakenOff takenOff = context.takenOff;
     context.takenOff = {};
     const GLuint bound = boundFramebuffer();
     const GLenum target = GLEW_VERSION_3_0 ? GL_DRAW_FRAMEBUFFER_EXT : GL_FRAMEBUFFER_EXT;
     if (bound != takenOff.framebuffer)
         glBindFramebufferEXT(target, takenOff.framebuffer);
-    for (const auto& [attachment, source] : takenOff.sources)
-        if (attachedTexture(attachment) == 0 && isStillThere(source))
-            driver().framebufferTexture2DExt(target, attachment, GL_TEXTURE_RECTANGLE_ARB, source.texture, 0);
+    for (std::size_t i = 0; i < kColourAttachments; ++i) {
+        const Source& source = takenOff.sources[i];
+        if (source.texture != 0 && attachedTexture(nameOf(i)) == 0 && isStillThere(source))
+            driver().framebufferTexture2DExt(target, nameOf(i), GL_TEXTURE_RECTANGLE_ARB, source.texture, 0);
+    }
     if (bound != takenOff.framebuffer)
         glBindFramebufferEXT(target, bound);
 }
@@ -195,8 +204,9 @@ void follow(GLenum target)
 void noteAttached(GLenum target, GLenum attachment)
 {
     TakenOff& takenOff = process().context().takenOff;
-    if (!takenOff.sources.empty() && boundFramebuffer() == takenOff.framebuffer)
-        takenOff.sources.erase(attachment);
+    const std::size_t number = numberOf(attachment);
+    if (number < kColourAttachments && !takenOff.isEmpty() && boundFramebuffer() == takenOff.framebuffer)
+        takenOff.sources[number] = {};
     follow(target);
 }
 

@@ -79,8 +79,9 @@ GLuint shaderFor(const Stage& stage, const std::string& text)
 /// their order and what they hold are the same afterwards.
 bool linksWith(GLuint program, const std::vector<Stage>& stages, const std::vector<std::string>& texts)
 {
-    const GLuint holder = driver().createProgram(); // keeps shaders that were deleted while they were attached
     std::vector<GLuint> linked;
+    linked.reserve(stages.size());                  // nothing throws while the program has other shaders than its own
+    const GLuint holder = driver().createProgram(); // keeps shaders that were deleted while they were attached
     for (std::size_t i = 0; i < stages.size(); ++i) {
         glAttachShader(holder, stages[i].shader);
         glDetachShader(program, stages[i].shader);

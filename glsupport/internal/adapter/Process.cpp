@@ -3,6 +3,10 @@
 #include <EGL/egl.h>
 #include <GL/glx.h>
 
+#include <array>
+#include <cstddef>
+#include <new>
+
 namespace velmor::glsupport::adapter {
 namespace {
 
@@ -55,7 +59,7 @@ bool Process::forgetAll()
     const std::lock_guard<std::mutex> lock(mMutex);
     mTreatmentOfNewContexts = {};
     for (auto each = mContexts.begin(); each != mContexts.end();) {
-        if (each->second.takenOff.sources.empty()) {
+        if (each->second.takenOff.isEmpty()) {
             each = mContexts.erase(each);
         } else {
             each->second.treatment = {};
@@ -68,7 +72,10 @@ bool Process::forgetAll()
 
 Process& process()
 {
-    static Process& kept = *new Process; // never deleted: what lives until the process ends may still call OpenGL then
+    // Never destroyed: what lives until the process ends may still call OpenGL then. Destructors ask for it, so it
+    // takes no memory either.
+    alignas(Process) static std::array<std::byte, sizeof(Process)> place;
+    static Process& kept = *new (place.data()) Process;
     return kept;
 }
 

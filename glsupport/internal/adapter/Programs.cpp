@@ -33,7 +33,6 @@ GLuint GLAPIENTRY createProgram()
     const GLuint program = driver().createProgram();
     Context& current = process().context();
     current.programs.erase(program); // nothing of an earlier one by the same name
-    current.deletedInUse.erase(program);
     return program;
 }
 
@@ -41,15 +40,15 @@ void GLAPIENTRY deleteProgram(GLuint program)
 {
     driver().deleteProgram(program);
     Context& current = process().context();
-    if (current.find(program))
-        current.deletedInUse.insert(program);
+    if (const auto entry = current.programs.find(program); entry != current.programs.end())
+        entry->second.isDeleted = true;
     current.forgetDeleted();
 }
 
 void GLAPIENTRY useProgram(GLuint program)
 {
     Context& current = process().context();
-    const bool concernsUs = !current.programs.empty() || !current.takenOff.sources.empty();
+    const bool concernsUs = !current.programs.empty() || !current.takenOff.isEmpty();
     if (!concernsUs || isCompilingList()) {
         driver().useProgram(program);
         return;
@@ -57,8 +56,7 @@ void GLAPIENTRY useProgram(GLuint program)
     putAway(current, programInUse());
     driver().useProgram(program);
     takeUp(current, programInUse()); // the one before, where the driver refuses
-    if (!current.deletedInUse.empty())
-        current.forgetDeleted();
+    current.forgetDeleted();
 }
 
 } // namespace velmor::glsupport::adapter

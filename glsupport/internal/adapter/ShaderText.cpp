@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <initializer_list>
-#include <sstream>
 #include <string_view>
 #include <vector>
 
@@ -289,35 +288,33 @@ bool isSpread(const GeometryLayout& layout)
 /// The function that stands in for EmitVertex(). Where several invocations share the work, each emits its share.
 std::string emitFunction(const GeometryLayout& layout)
 {
-    std::ostringstream out;
+    std::string text;
     if (isSpread(layout))
-        out << " int velmorEmitted = 0;";
+        text += " int velmorEmitted = 0;";
     if (layout.shifted)
-        out << " uniform vec2 velmorEmittedShift;";
-    out << " void velmorEmitVertex() {";
+        text += " uniform vec2 velmorEmittedShift;";
+    text += " void velmorEmitVertex() {";
     if (layout.shifted)
-        out << ' ' << shiftBy("velmorEmittedShift");
+        text += ' ' + shiftBy("velmorEmittedShift");
     if (isSpread(layout))
-        out << " if (velmorEmitted / " << layout.verticesAnInvocation << " == gl_InvocationID) EmitVertex();"
-            << " velmorEmitted++; }";
+        text += " if (velmorEmitted / " + std::to_string(layout.verticesAnInvocation) +
+                " == gl_InvocationID) EmitVertex(); velmorEmitted++; }";
     else
-        out << " EmitVertex(); }";
-    return out.str();
+        text += " EmitVertex(); }";
+    return text;
 }
 
 /// The line that follows the extension lines: the layout, and the function that stands in for EmitVertex().
 std::string declarations(const GeometryLayout& layout)
 {
     const int vertices = isSpread(layout) ? layout.verticesAnInvocation : layout.vertices;
-    std::ostringstream out;
-    out << "layout(" << layout.input;
+    std::string text = "layout(" + layout.input;
     if (isSpread(layout))
-        out << ", invocations = " << (layout.vertices + vertices - 1) / vertices;
-    out << ") in; layout(" << layout.output;
+        text += ", invocations = " + std::to_string((layout.vertices + vertices - 1) / vertices);
+    text += ") in; layout(" + layout.output;
     if (vertices > 0)
-        out << ", max_vertices = " << vertices;
-    out << ") out;" << emitFunction(layout) << '\n';
-    return out.str();
+        text += ", max_vertices = " + std::to_string(vertices);
+    return text + ") out;" + emitFunction(layout) + '\n';
 }
 
 /// What stands in a text of version 1.50 until its program is known.

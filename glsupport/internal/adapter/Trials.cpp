@@ -71,8 +71,9 @@ std::string TrialCanvas::compare(const std::function<Pixel(GLsizei i)>& expected
     return std::to_string(wrong) + " of " + std::to_string(mWidth * mHeight) + " pixels are wrong";
 }
 
-TrialProgram::TrialProgram(const Stages& stages, const std::function<void(GLuint)>& setUp) : mName(glCreateProgram())
+TrialProgram::TrialProgram(const Stages& stages, const std::function<void(GLuint)>& setUp) : TrialProgram()
 {
+    mShaders.reserve(stages.size());
     for (const auto& [type, text] : stages)
         compile(type, text);
     if (!mShortfall.empty())

@@ -74,6 +74,8 @@ public:
     void use() const { glUseProgram(mName); }
 
 private:
+    TrialProgram() : mName(glCreateProgram()) {}
+
     void compile(GLenum type, const std::string& text);
 
     GLuint mName;

@@ -2,6 +2,7 @@
 
 #include "glsupport/DriverAdapter.h"
 #include "glsupport/StateGuard.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/gl/Methods.h"
 
@@ -13,6 +14,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace velmor::python::gl {
 namespace {
@@ -48,7 +50,7 @@ struct Context::OfThread
     OfThread& operator=(const OfThread&) = delete;
     ~OfThread()
     {
-        if (isForkOfUser())
+        if (isForkOfUser() || hasTurn()) // a filter ends the process, which takes them along
             return;
         const WithOthers turn;
         while (!all.empty() && !haveTurnsEnded()) // else the process takes them along
@@ -64,9 +66,9 @@ Context::OfThread& Context::ofThread()
     return contexts;
 }
 
-Context::Context(std::unique_ptr<glsupport::HeadlessContext> headless)
-    : mHeadless(std::move(headless)), mThread(std::this_thread::get_id()), mProcess(getpid()), mHandle(currentHandle()),
-      mIsAdopted(!mHeadless), mDescription(text(GL_RENDERER) + ", OpenGL " + text(GL_VERSION))
+Context::Context(bool isAdopted)
+    : mThread(std::this_thread::get_id()), mProcess(getpid()), mHandle(currentHandle()), mIsAdopted(isAdopted),
+      mDescription(text(GL_RENDERER) + ", OpenGL " + text(GL_VERSION))
 {
 }
 
@@ -85,14 +87,17 @@ std::shared_ptr<Context> Context::make(bool adaptDriver)
     const std::shared_ptr<Context> previous = knownCurrent();
     try {
         auto headless = std::make_unique<glsupport::HeadlessContext>(adaptDriver);
-        const std::shared_ptr<Context> context(new Context(std::move(headless)));
+        const std::shared_ptr<Context> context(new Context(false));
         context->mPrevious = previous;
         ofThread().all.push_back(context);
+        context->mHeadless = std::move(headless); // last: until then it ends where there is no memory
         return context;
-    } catch (const std::runtime_error& error) {
+    } catch (const std::exception& error) {
         if (previous && !previous->mIsAdopted)
             previous->mHeadless->makeCurrent();
-        failAs(function, error.what());
+        if (dynamic_cast<const std::runtime_error*>(&error))
+            failAs(function, error.what());
+        throw;
     }
 }
 
@@ -119,7 +124,7 @@ std::shared_ptr<Context> Context::adopt()
     } catch (const std::runtime_error& error) {
         failAs(function, error.what());
     }
-    const std::shared_ptr<Context> context(new Context(nullptr));
+    const std::shared_ptr<Context> context(new Context(true));
     ofThread().all.push_back(context);
     return context;
 }
@@ -253,29 +258,35 @@ void Context::drop(Thing* thing)
     {
         const std::lock_guard<std::mutex> lock(mMutex);
         if (mIsOpen) {
-            mDropped.push_back(thing);
+            thing->nextDropped = std::exchange(mDropped, thing);
             return;
         }
     }
     delete thing;
 }
 
-std::vector<Thing*> Context::takeDropped()
+Thing* Context::takeDropped()
 {
     const std::lock_guard<std::mutex> lock(mMutex);
-    return std::exchange(mDropped, {});
+    return std::exchange(mDropped, nullptr);
+}
+
+bool Context::hasDropped() const
+{
+    const std::lock_guard<std::mutex> lock(mMutex);
+    return mDropped != nullptr;
 }
 
 void Context::deleteDropped()
 {
-    const std::vector<Thing*> dropped = takeDropped();
-    if (dropped.empty())
+    if (!hasDropped())
         return;
     const glsupport::StateGuard state; // a filter's end binds no framebuffer and no program
-    for (Thing* const thing : dropped) {
+    for (Thing* thing = takeDropped(); thing != nullptr;) {
+        Thing* const next = thing->nextDropped;
         thing->end();
         mThings.erase(thing);
-        delete thing;
+        delete std::exchange(thing, next);
     }
 }
 
@@ -292,8 +303,8 @@ void Context::closeHere()
         const std::lock_guard<std::mutex> lock(mMutex);
         mIsOpen = false;
     }
-    for (const Thing* const thing : takeDropped())
-        delete thing;
+    for (const Thing* thing = takeDropped(); thing != nullptr;)
+        delete std::exchange(thing, thing->nextDropped);
     mHeadless.reset();
     if (wasCurrent)
         makePreviousCurrent();
@@ -331,7 +342,7 @@ void Context::makePreviousCurrent()
 
 void defineContext(py::module_& module)
 {
-    py::class_<Context, std::shared_ptr<Context>>(module, "Context", docstring("gl.Context"))
+    Class<Context, std::shared_ptr<Context>>(module, "Context", docstring("gl.Context"))
         .def(py::init(&Context::make), py::arg("adapt_driver") = true)
         .def_static("adopt", &Context::adopt, docstring("gl.Context.adopt"))
         .def("make_current", method(py::overload_cast<>(&Context::makeCurrent)), docstring("gl.Context.make_current"))

@@ -98,7 +98,7 @@ private:
     struct OfThread;
     static OfThread& ofThread();
 
-    explicit Context(std::unique_ptr<glsupport::HeadlessContext> headless);
+    explicit Context(bool isAdopted);
 
     void makeCurrent(const std::string& function);
     void close(const std::string& function);
@@ -109,7 +109,8 @@ private:
     bool isCurrent() const;
     void drop(Thing* thing);
     void deleteDropped();
-    std::vector<Thing*> takeDropped();
+    Thing* takeDropped();
+    bool hasDropped() const;
     void closeHere();
     void endThings();
     void makePreviousCurrent();
@@ -125,7 +126,7 @@ private:
     std::unordered_set<Thing*> mThings; ///< all, of which some may be dropped
 
     mutable std::mutex mMutex; ///< of the two below; nothing is called while it is held
-    std::vector<Thing*> mDropped;
+    Thing* mDropped = nullptr; ///< the first of a list: a destructor adds to it, which must need no memory
     bool mIsOpen = true;
 };
 

@@ -3,6 +3,7 @@
 #include "cvprocess/gpuStdShaders/ColorHistShader.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
 #include "cvprocess/gpuStdShaders/PixelCount.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/gl/FilterParts.h"
 #include "python/binding/gl/Methods.h"
@@ -182,15 +183,17 @@ core::cvdata::ColourHist2d ColorHistShader::histogram()
 
 void defineCounters(py::module_& module, py::class_<Filter, std::shared_ptr<Filter>>& filter)
 {
-    py::class_<PixelCount, std::shared_ptr<PixelCount>>(module, "PixelCount", filter, docstring("gl.PixelCount"))
-        .def(py::init<long long>(), py::arg("tiles") = 32)
+    Class<PixelCount, std::shared_ptr<PixelCount>>(module, "PixelCount", filter, docstring("gl.PixelCount"))
+        .def(py::init([](long long tiles) { return std::make_shared<PixelCount>(tiles); }), py::arg("tiles") = 32)
         .def("set_max_nof_tiles", method(&PixelCount::setMaxNofTiles), py::arg("tiles"),
              docstring("gl.PixelCount.set_max_nof_tiles"))
         .def("get_nof_tiles", method(&PixelCount::nofTiles), docstring("gl.PixelCount.get_nof_tiles"))
         .def("get_count", method(&PixelCount::count), docstring("gl.PixelCount.get_count"));
-    py::class_<ColorHistShader, std::shared_ptr<ColorHistShader>>(module, "ColorHistShader", filter,
-                                                                  docstring("gl.ColorHistShader"))
-        .def(py::init<const std::array<long long, 3>&, long long, bool>(),
+    Class<ColorHistShader, std::shared_ptr<ColorHistShader>>(module, "ColorHistShader", filter,
+                                                             docstring("gl.ColorHistShader"))
+        .def(py::init([](const std::array<long long, 3>& bins, long long blockSize, bool noGeometryShader) {
+                 return std::make_shared<ColorHistShader>(bins, blockSize, noGeometryShader);
+             }),
              py::arg("bins") = std::array<long long, 3>{4, 4, 4}, py::arg("block_size") = 10,
              py::arg("no_geometry_shader") = false)
         .def("copy_histo_from_gpu", method(&ColorHistShader::histogram),

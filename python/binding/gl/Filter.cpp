@@ -3,6 +3,7 @@
 #include "catalogue/GpuFilters.h"
 #include "cvprocess/gpuStdShaders/GlFbo.h"
 #include "glsupport/internal/Compilation.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/gl/Counters.h"
 #include "python/binding/gl/FilterParts.h"
@@ -203,7 +204,7 @@ void Filter::checkFormats(const Textures& textures) const
 
 namespace {
 
-using FilterClass = py::class_<Filter, std::shared_ptr<Filter>>;
+using FilterClass = Class<Filter, std::shared_ptr<Filter>>;
 
 /// A class of Python's for a filter that is set with nothing: the library tells them apart by their names.
 void definePlain(py::module_& module, const FilterClass& filter, const catalogue::Operator& what)

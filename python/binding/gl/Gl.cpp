@@ -1,4 +1,5 @@
 #include "python/binding/Arrays.h"
+#include "python/binding/Errors.h"
 #include "python/binding/gl/Context.h"
 #include "python/binding/gl/Filter.h"
 #include "python/binding/gl/State.h"
@@ -7,6 +8,7 @@
 PYBIND11_MODULE(_gl, module)
 {
     using namespace velmor::python;
+    translateErrors();
     prepareArrays();
     gl::defineContext(module);
     gl::defineTexture(module);

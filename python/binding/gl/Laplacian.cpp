@@ -1,6 +1,7 @@
 #include "python/binding/gl/Laplacian.h"
 
 #include "cvprocess/gpuStdShaders/Laplacian.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 
 namespace velmor::python::gl {
@@ -23,8 +24,8 @@ public:
 
 void defineLaplacian(py::module_& module, py::class_<Filter, std::shared_ptr<Filter>>& filter)
 {
-    py::class_<Laplacian, std::shared_ptr<Laplacian>>(module, "Laplacian", filter, docstring("gl.Laplacian"))
-        .def(py::init<int>(), py::arg("kernel") = 0);
+    Class<Laplacian, std::shared_ptr<Laplacian>>(module, "Laplacian", filter, docstring("gl.Laplacian"))
+        .def(py::init([](int kernel) { return std::make_shared<Laplacian>(kernel); }), py::arg("kernel") = 0);
 }
 
 } // namespace velmor::python::gl

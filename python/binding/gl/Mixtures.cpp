@@ -3,6 +3,7 @@
 #include "core/cvdata/ColorGMM.h"
 #include "cvprocess/gpuStdShaders/ColorGMM.h"
 #include "cvprocess/gpuStdShaders/ColorGMM2.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 
 #include <boost/make_shared.hpp>
@@ -97,11 +98,11 @@ public:
 void defineMixtures(py::module_& module, py::class_<Filter, std::shared_ptr<Filter>>& filter)
 {
     using Given = std::shared_ptr<Model>;
-    py::class_<ColorGMM, std::shared_ptr<ColorGMM>>(module, "ColorGMM", filter, docstring("gl.ColorGMM"))
+    Class<ColorGMM, std::shared_ptr<ColorGMM>>(module, "ColorGMM", filter, docstring("gl.ColorGMM"))
         .def(py::init(
                  [](const Given& model, bool binary) { return std::make_shared<ColorGMM>(deepCopy(model), binary); }),
              py::arg("model"), py::arg("binary") = false);
-    py::class_<ColorGMM2, std::shared_ptr<ColorGMM2>>(module, "ColorGMM2", filter, docstring("gl.ColorGMM2"))
+    Class<ColorGMM2, std::shared_ptr<ColorGMM2>>(module, "ColorGMM2", filter, docstring("gl.ColorGMM2"))
         .def(py::init([](const std::vector<Given>& models) {
                  std::vector<Model> copies;
                  std::transform(models.begin(), models.end(), std::back_inserter(copies), deepCopy);

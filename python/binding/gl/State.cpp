@@ -2,6 +2,7 @@
 
 #include "glsupport/DriverAdapter.h"
 #include "glsupport/StateGuard.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/gl/Methods.h"
 
@@ -74,12 +75,12 @@ void defineAdapter(py::module_& module)
         .value("ACCEPTED", Finding::Accepted)
         .value("ADAPTED", Finding::Adapted)
         .value("MISSING", Finding::Missing);
-    py::class_<Finding, std::shared_ptr<Finding>>(adapter, "Finding", docstring("gl.DriverAdapter.Finding"))
+    Class<Finding, std::shared_ptr<Finding>>(adapter, "Finding", docstring("gl.DriverAdapter.Finding"))
         .def_property_readonly("expectation", field(&Finding::expectation),
                                docstring("gl.DriverAdapter.Finding.expectation"))
         .def_property_readonly("outcome", field(&Finding::outcome), docstring("gl.DriverAdapter.Finding.outcome"))
         .def_property_readonly("detail", field(&Finding::detail), docstring("gl.DriverAdapter.Finding.detail"));
-    py::class_<Report, std::shared_ptr<Report>>(adapter, "Report", docstring("gl.DriverAdapter.Report"))
+    Class<Report, std::shared_ptr<Report>>(adapter, "Report", docstring("gl.DriverAdapter.Report"))
         .def_property_readonly("findings", field(&Report::findings), docstring("gl.DriverAdapter.Report.findings"))
         .def("__str__", method(&Report::text));
     adapter.def_static("install", &install, py::arg("always") = false, docstring("gl.DriverAdapter.install"))
@@ -91,8 +92,8 @@ void defineAdapter(py::module_& module)
 void defineState(py::module_& module)
 {
     defineAdapter(module);
-    py::class_<StateGuard, std::shared_ptr<StateGuard>>(module, "StateGuard", docstring("gl.StateGuard"))
-        .def(py::init<>())
+    Class<StateGuard, std::shared_ptr<StateGuard>>(module, "StateGuard", docstring("gl.StateGuard"))
+        .def(py::init([] { return std::make_shared<StateGuard>(); }))
         .def("__enter__", method(&StateGuard::enter))
         .def("__exit__", method(&StateGuard::exit));
 }

@@ -1,6 +1,7 @@
 #include "python/binding/gl/Texture.h"
 
 #include "core/cvdata/Image.h"
+#include "python/binding/Class.h"
 #include "python/binding/Docstrings.h"
 #include "python/binding/Dtypes.h"
 #include "python/binding/gl/Methods.h"
@@ -207,8 +208,11 @@ void defineTexture(py::module_& module)
     for (const FormatInfo& each : kFormats)
         formats.value(each.name, each.format);
 
-    py::class_<Texture, std::shared_ptr<Texture>>(module, "Texture", docstring("gl.Texture"))
-        .def(py::init<long long, long long, Format>(), py::arg("width"), py::arg("height"), py::arg("format"))
+    Class<Texture, std::shared_ptr<Texture>>(module, "Texture", docstring("gl.Texture"))
+        .def(py::init([](long long width, long long height, Format format) {
+                 return std::make_shared<Texture>(width, height, format);
+             }),
+             py::arg("width"), py::arg("height"), py::arg("format"))
         .def_static("from_array", &Texture::fromArray, py::arg("array"), py::arg("format") = py::none(),
                     docstring("gl.Texture.from_array"))
         .def("upload", method(py::overload_cast<py::handle>(&Texture::upload)), py::arg("array"),

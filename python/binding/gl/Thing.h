@@ -19,6 +19,8 @@ public:
 
     /// Forgets what it holds, without a call of OpenGL: the context went, and took the names with it.
     virtual void abandon() = 0;
+
+    Thing* nextDropped = nullptr; ///< of those that its context is to delete
 };
 
 /// A thing of one class.

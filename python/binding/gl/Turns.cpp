@@ -20,6 +20,8 @@ struct State
     std::atomic<pid_t> user = 0; ///< the process that used OpenGL first
 };
 
+thread_local int turnsOfThread = 0; ///< that have not ended
+
 /// Never destroyed: threads may still ask while the process ends.
 State& state()
 {
@@ -56,6 +58,7 @@ void fail(const std::string& function, const std::string& expected, const std::s
 WithOthers::WithOthers()
 {
     state().gate.enter();
+    ++turnsOfThread;
 }
 
 WithOthers::WithOthers(const std::string& function)
@@ -66,10 +69,12 @@ WithOthers::WithOthers(const std::string& function)
         state().gate.leave();
         failAtEnd(function);
     }
+    ++turnsOfThread;
 }
 
 WithOthers::~WithOthers()
 {
+    --turnsOfThread;
     state().gate.leave();
 }
 
@@ -81,10 +86,12 @@ Alone::Alone(const std::string& function)
         state().gate.leaveAlone();
         failAtEnd(function);
     }
+    ++turnsOfThread;
 }
 
 Alone::~Alone()
 {
+    --turnsOfThread;
     state().gate.leaveAlone();
 }
 
@@ -101,6 +108,11 @@ void endTurns()
 bool haveTurnsEnded()
 {
     return state().ended;
+}
+
+bool hasTurn()
+{
+    return turnsOfThread > 0;
 }
 
 bool isForkOfUser()

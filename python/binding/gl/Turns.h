@@ -43,6 +43,9 @@ void endTurns();
 /// Whether endTurns() was called.
 bool haveTurnsEnded();
 
+/// Whether this thread is in the middle of a call of OpenGL.
+bool hasTurn();
+
 /// Whether OpenGL was used in this process before it forked off the one that asks. Nothing of it works here then: a
 /// driver's threads stay in the parent.
 bool isForkOfUser();

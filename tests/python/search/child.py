@@ -4,6 +4,7 @@ import copy
 import mmap
 import operator
 import os
+import pickle
 import resource
 import sys
 import time
@@ -43,6 +44,18 @@ def text(value: object) -> str:
         return object.__repr__(value)
 
 
+def content(value: object) -> bytes | None:
+    """Tell what a call that fails must leave as it was: arrays, and objects whose state can be had."""
+    if isinstance(value, np.ndarray):
+        return np.asarray(value).tobytes() if value.nbytes < 10**6 and not value.dtype.hasobject else None
+    if type(value) not in CLASSES:
+        return None
+    try:
+        return pickle.dumps(value)
+    except (*EXPECTED, pickle.PicklingError):  # of an object that has none
+        return None
+
+
 class Notes:
     """What is called now, in a file that outlives the process."""
 
@@ -70,9 +83,13 @@ class Caller:
             named["out"] = np.zeros_like(result) if isinstance(result, np.ndarray) else None
         arguments = [text(value) for value in values] + [f"{key}={text(value)}" for key, value in named.items()]
         self._notes.write(f"{said}({', '.join(arguments)})")
+        involved = [getattr(function, "__self__", None), *values, *named.values()]
+        before = [content(value) for value in involved]
         try:
             result = function(*values, **named)
         except EXPECTED as error:
+            if not isinstance(error, MemoryError):
+                assert before == [content(value) for value in involved], f"what it got has changed: {error}"
             kind = next(kind for kind in EXPECTED if isinstance(error, kind))
             self.counts[kind.__name__] += 1
             return None
