@@ -248,6 +248,11 @@ gboolean stop(GstBaseTransform* base)
 
 gboolean proposeAllocation(GstBaseTransform* base, GstQuery* decided, GstQuery* query)
 {
+    // What is before may ask while the element stops, which takes the context away. The base class does not look.
+    GstGLContext* const context = gst_gl_base_filter_get_gl_context(GST_GL_BASE_FILTER(base));
+    if (!context)
+        return FALSE;
+    gst_object_unref(context);
     if (!GST_BASE_TRANSFORM_CLASS(velmor_gl_filter_parent_class)->propose_allocation(base, decided, query))
         return FALSE;
     acceptPaddingAndCrops(query);
@@ -262,7 +267,8 @@ gboolean transformMeta(GstBaseTransform*, GstBuffer*, GstMeta* meta, GstBuffer*)
 gboolean startGl(GstGLBaseFilter* base)
 {
     try {
-        stateOf(base).running = std::make_unique<Running>(base->context);
+        // Who sets another state meanwhile takes the element's own away.
+        stateOf(base).running = std::make_unique<Running>(gst_gl_context_get_current());
         return GST_GL_BASE_FILTER_CLASS(velmor_gl_filter_parent_class)->gl_start(base);
     } catch (const std::exception& error) {
         GST_ELEMENT_ERROR(base, LIBRARY, INIT, ("Filters cannot work in this OpenGL context: %s", error.what()),

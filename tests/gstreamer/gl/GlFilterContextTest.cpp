@@ -251,6 +251,25 @@ TEST(GlFilterContext, KeepsItsStateApartFromThatOfTheContext)
     });
 }
 
+// What is before may ask while the element stops.
+TEST(GlFilterContext, PromisesNoTexturesWhereThereIsNoContext)
+{
+    GlHarness harness("velmorglfilter name=filter");
+    harness.show(opaquePixels({16, 16}, 9));
+    const Owned<GstElement> filter = harness.element("filter");
+    GstPad* const sink = GST_PAD(filter->sinkpads->data);
+    GstCaps* const caps = gst_pad_get_current_caps(sink);
+    GstQuery* const query = gst_query_new_allocation(caps, TRUE);
+    EXPECT_TRUE(gst_pad_query(sink, query));
+    EXPECT_EQ(gst_query_get_n_allocation_pools(query), 1);
+
+    gst_element_set_state(filter.get(), GST_STATE_READY);
+    EXPECT_FALSE(gst_pad_query(sink, query));
+    gst_query_unref(query);
+    gst_caps_unref(caps);
+    gst_element_set_state(filter.get(), GST_STATE_PLAYING); // so that the harness finds all in one state
+}
+
 TEST(GlFilterContext, WritesNothingOnStandardOutput)
 {
     const cv::Mat picture = opaquePixels({16, 16}, 5);
