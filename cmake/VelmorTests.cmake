@@ -110,7 +110,7 @@ function(velmor_add_memcheck program)
                 --suppressions=${PROJECT_SOURCE_DIR}/tests/support/valgrind.supp ${arg_SUPPRESSIONS}
                 $<TARGET_FILE:velmor_${program}_tests> --gtest_brief=1 --gtest_death_test_use_fork
                 --gtest_filter=-${arg_EXCEPT})
-        set_tests_properties(memcheck.${program} PROPERTIES LABELS "memcheck;thorough" TIMEOUT 1200
+        set_tests_properties(memcheck.${program} PROPERTIES LABELS "memcheck;soak" TIMEOUT 1200
             ENVIRONMENT "OPENCV_FOR_THREADS_NUM=1;${arg_ENVIRONMENT}")
     endif()
 endfunction()
