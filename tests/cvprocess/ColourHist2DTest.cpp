@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <vector>
@@ -497,6 +498,23 @@ TEST(ColourHist2D, CountsManyPixelsOfOneColour)
     compute(image, histogram, kEverything, CvtColour::RGB, nullptr);
     EXPECT_EQ(histogram.getValue(4, 4, 2), 2e6 * (1.0 / 2e6));
     EXPECT_EQ(sumOf(histogram), histogram.getValue(4, 4, 2));
+}
+
+// Pixels are listed, counted in counters, or in the bins themselves: by how many bins there are for so many of them.
+TEST(ColourHist2D, GivesAllToThePixelThatIsAlone)
+{
+    for (const std::uint8_t bins : std::array<std::uint8_t, 2>{2, 64}) {
+        for (const unsigned size : {20u, 300u}) {
+            Image image(size, size, Image::RGB);
+            fillRectangle(image, 0, 0, size, size, 0);
+            fillRectangle(image, size / 2, size / 2, size / 2 + 1, size / 2 + 1, 255);
+            ColourHist2d histogram(bins, bins, bins);
+            const auto last = static_cast<unsigned char>(bins - 1);
+            compute(image, histogram, kEverything, CvtColour::RGB, nullptr);
+            EXPECT_EQ(histogram.getValue(last, last, last), 1.0) << size << ", " << int{bins} << " bins";
+            EXPECT_EQ(sumOf(histogram), 1.0);
+        }
+    }
 }
 
 // As many as a counter of 16 bits holds, and more, with each number of sets of counters; and many bins that are used.

@@ -1266,6 +1266,23 @@ void main()
     EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_OPERATION));
 }
 
+TEST_F(DriverAdapterTest, EachMatrixOfAnArrayTakesFourNumbers)
+{
+    const GLuint program = build({{GL_FRAGMENT_SHADER, kClassic + R"(uniform mat2 m[2];
+void main()
+{
+    gl_FragColor = gl_FragCoord.x > 1.0 ? vec4(m[1][0], m[1][1]) : vec4(m[0][0], m[0][1]);
+}
+)"}});
+    const Row row(2);
+    glUseProgram(program);
+    glUniform4f(glGetUniformLocation(program, "m"), 1, 2, 3, 4);
+    glUniform4f(glGetUniformLocation(program, "m[1]"), 5, 6, 7, 8);
+    expectNoGlError("the uniforms");
+    drawQuad();
+    EXPECT_EQ(row.texels(), (std::vector<Texel>{{1, 2, 3, 4}, {5, 6, 7, 8}}));
+}
+
 TEST_F(DriverAdapterTest, AProgramThatTakesAnotherLayoutIsLookedAtAnew)
 {
     const std::string matrix = kClassic + "uniform mat2 v; void main() { gl_FragColor = vec4(v[0], v[1]); }\n";
