@@ -1,8 +1,10 @@
 """scripts/mutate: what it finds to change, how it draws and goes on, what becomes of mutants."""
 
+import functools
 import pathlib
 import subprocess
 import tempfile
+import time
 import unittest
 from unittest import mock
 
@@ -460,6 +462,12 @@ class Runs(unittest.TestCase):
             self.assertEqual(list(pathlib.Path(folder).iterdir()), [])
             self.assertIsNone(self.failing("true", f"touch {folder}/last"))
             self.assertEqual(len(list(pathlib.Path(folder).iterdir())), 1)
+
+    @mock.patch.object(trees, "JOBS", 2)
+    def test_that_end_at_once_with_the_first_failure_are_left(self):
+        longer = functools.partial(time.sleep, 0.5)
+        with mock.patch.object(trees.time, "sleep", lambda _: longer()):
+            self.assertEqual(self.failing("false", "exit 1"), "false")
 
     @mock.patch.object(trees, "LEAST_SECONDS", 1)
     def test_that_compute_for_too_long_fail(self):

@@ -246,6 +246,8 @@ class Run:
         return self.passed is not None
 
     def end(self):
+        if self.passed is not None:
+            return
         os.killpg(self._process.pid, signal.SIGKILL)
         self._process.wait()
         self.passed = False
