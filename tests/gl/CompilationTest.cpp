@@ -2,6 +2,7 @@
 
 #include "cvprocess/gpuStdShaders/Not.h"
 #include "tests/gl/GlTest.h"
+#include "tests/gl/InPlaceOf.h"
 #include "tests/support/ThrownText.h"
 
 #include <algorithm>
@@ -44,21 +45,6 @@ void GLAPIENTRY tellSource(GLuint, GLsizei, GLsizei* written, GLchar* text)
 {
     *written = static_cast<GLsizei>(std::string("first\n\nlast").copy(text, 11));
 }
-
-/// Puts a function in the place of one of GLEW's while it lives.
-template<typename Function>
-class InPlaceOf
-{
-public:
-    InPlaceOf(Function& place, Function function) : mPlace(place), mBefore(place) { place = function; }
-    InPlaceOf(const InPlaceOf&) = delete;
-    InPlaceOf& operator=(const InPlaceOf&) = delete;
-    ~InPlaceOf() { mPlace = mBefore; }
-
-private:
-    Function& mPlace;
-    Function mBefore;
-};
 
 std::string refusalOfNot()
 {
