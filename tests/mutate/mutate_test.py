@@ -403,6 +403,7 @@ class Whole(unittest.TestCase):
         self.assertEqual(sorted(self.trees.tests_of("tiny.cpp", 18, 18)),
                          ["unit.Least", "unit.Small"])
         self.assertEqual(self.trees.tests_of("other.cpp", 1, 1), [])
+        self.assertEqual(sorted(self.trees.tests_of("tiny.h", 1, 1)), ["unit.Least", "unit.Small"])
 
     def test_what_a_test_sees_is_noticed(self):
         self.assertEqual(self.try_change("return a < 10;", "`10` -> `11`"),

@@ -176,11 +176,12 @@ class Trees:
     def tests_of(self, file, first, last):
         """The tests that execute any of these lines. Not counted are what is computed at compile
         time, the texts of shaders, and what a failed assertion ends: then it is the tests that
-        execute any line of the file."""
+        execute any line of the file, and of a header that only says numbers it is all of them."""
         executing = {name: seen["lines"].get(file, ()) for name, seen in self.seen.items()}
         names = [name for name, lines in executing.items()
                  if any(first <= line <= last for line in lines)]
-        return names or [name for name, lines in executing.items() if lines]
+        names = names or [name for name, lines in executing.items() if lines]
+        return list(executing) if not names and file.endswith(".h") else names
 
     def try_mutant(self, mutant):
         """What becomes of it: "does not compile", "same code", "noticed", or "survived"; and the
