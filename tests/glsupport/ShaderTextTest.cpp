@@ -84,7 +84,8 @@ TEST(ShaderText, TheColourIsSetBeforeMain)
               "void main() { gl_FragColor = vec4(0.0); velmorMain(); }\n");
     for (const char* const other :
          {"void main() { gl_FragData[0] = x; } // gl_FragColor",
-          "#if MRT\ngl_FragData[0] = x;\n#else\ngl_FragColor = x;\n#endif\n", "my_gl_FragColor"})
+          "#if MRT\ngl_FragData[0] = x;\n#else\ngl_FragColor = x;\n#endif\n", "my_gl_FragColor", "gl_FragColora",
+          "gl_FragColorz", "gl_FragColorA", "gl_FragColorZ", "gl_FragColor0", "gl_FragColor9"})
         EXPECT_EQ(withInitialColour(other), other);
 }
 
