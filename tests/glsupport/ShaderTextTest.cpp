@@ -111,6 +111,7 @@ TEST(ShaderText, CornersOfTexelsAreReadInside)
               "#version 120 // of the classic dialect\n" + function + "#line 0\n" + code);
     EXPECT_EQ(withInnerTexels(inVersion120(kClassic + code)),
               "#version 120 // of the classic dialect\n#line 0\n" + kClassic + function + "#line 1\n" + code);
+    EXPECT_EQ(withInnerTexels(code), function + "#line 1\n" + code);
     for (const std::string& other : {"#version 130\n" + code, std::string("void main() {} // texture2DRect\n")})
         EXPECT_EQ(withInnerTexels(other), other);
 }

@@ -176,12 +176,13 @@ class Trees:
     def tests_of(self, file, first, last):
         """The tests that execute any of these lines. Not counted are what is computed at compile
         time, the texts of shaders, and what a failed assertion ends: then it is the tests that
-        execute any line of the file, and of a header that only says numbers it is all of them."""
+        execute any line of the file. Much of a header is counted nowhere: then it is all."""
         executing = {name: seen["lines"].get(file, ()) for name, seen in self.seen.items()}
         names = [name for name, lines in executing.items()
                  if any(first <= line <= last for line in lines)]
-        names = names or [name for name, lines in executing.items() if lines]
-        return list(executing) if not names and file.endswith(".h") else names
+        if not names and file.endswith(".h"):
+            return list(executing)
+        return names or [name for name, lines in executing.items() if lines]
 
     def try_mutant(self, mutant):
         """What becomes of it: "does not compile", "same code", "noticed", or "survived"; and the

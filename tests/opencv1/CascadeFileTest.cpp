@@ -194,20 +194,24 @@ TEST(CascadeFile, NamesWhatIsWrongInAList)
 
 TEST(CascadeFile, NamesWhatIsWrongInAFeature)
 {
-    expectReasons(kHaar, {
-                             {"12 0 12 20 2.", "12 0 13 20 2.", "line 42: <_> lies outside the window"},
-                             {"12 0 12 20 2.", "12 1 12 20 2.", "line 42: <_> lies outside the window"},
-                             {"12 0 12 20 2.", "-1 0 12 20 2.", "line 42: <_> holds -1, which is not between 0 and 23"},
-                             {"12 0 12 20 2.", "12 0 0 20 2.", "line 42: <_> holds 0, which is not between 1 and 24"},
-                             {"12 0 12 20 2.", "12 0 12 -2000000000 2.",
-                              "line 42: <_> holds -2000000000, which is not between 1 and 20"},
-                             {"12 0 12 20 2.", "12 0 12 20", "line 42: <_> holds 4 values instead of 5"},
-                             // A tilted one reaches its height to the left and its width and height down.
-                             {"8 4 6 8 -1.", "7 4 6 8 -1.", "line 55: <_> lies outside the window"},
-                             {"8 4 6 8 -1.", "8 7 6 8 -1.", "line 55: <_> lies outside the window"},
-                             {"8 4 6 8 -1.", "8 6 6 8 -1.", "no exception"},
-                             {"<tilted>1", "<tilted>2", "line 59: <tilted> holds 2, which is not between 0 and 1"},
-                         });
+    expectReasons(kHaar,
+                  {
+                      {"12 0 12 20 2.", "12 0 13 20 2.", "line 42: <_> lies outside the window"},
+                      {"12 0 12 20 2.", "12 1 12 20 2.", "line 42: <_> lies outside the window"},
+                      {"12 0 12 20 2.", "-1 0 12 20 2.", "line 42: <_> holds -1, which is not between 0 and 23"},
+                      {"12 0 12 20 2.", "24 0 12 20 2.", "line 42: <_> holds 24, which is not between 0 and 23"},
+                      {"12 0 12 20 2.", "12 20 12 20 2.", "line 42: <_> holds 20, which is not between 0 and 19"},
+                      {"12 0 12 20 2.", "12 0 25 20 2.", "line 42: <_> holds 25, which is not between 1 and 24"},
+                      {"12 0 12 20 2.", "12 0 0 20 2.", "line 42: <_> holds 0, which is not between 1 and 24"},
+                      {"12 0 12 20 2.", "12 0 12 -2000000000 2.",
+                       "line 42: <_> holds -2000000000, which is not between 1 and 20"},
+                      {"12 0 12 20 2.", "12 0 12 20", "line 42: <_> holds 4 values instead of 5"},
+                      // A tilted one reaches its height to the left and its width and height down.
+                      {"8 4 6 8 -1.", "7 4 6 8 -1.", "line 55: <_> lies outside the window"},
+                      {"8 4 6 8 -1.", "8 7 6 8 -1.", "line 55: <_> lies outside the window"},
+                      {"8 4 6 8 -1.", "8 6 6 8 -1.", "no exception"},
+                      {"<tilted>1", "<tilted>2", "line 59: <tilted> holds 2, which is not between 0 and 1"},
+                  });
     // Nine rectangles stand side by side.
     expectReasons(kLbp, {
                             {"0 0 6 8", "3 0 6 8", "line 37: <rect> lies outside the window"},
