@@ -515,6 +515,8 @@ TEST(ColorGMMFiles, SaysWhatIsWrong)
     EXPECT_EQ(xmlErrorWith("</weight>", "</waight>"), "it is not understood in line 6");
     EXPECT_EQ(xmlErrorWith("<weight>", "1<weight>"), "it is not understood in line 6");
     EXPECT_EQ(xmlErrorWith("<weight>", "<_>1</_><weight>"), "it is not understood in line 13");
+    EXPECT_EQ(xmlErrorWith("</weight>", "</weight> 1"), "it is not understood in line 6");
+    EXPECT_EQ(xmlErrorWith("</mean>", " <_>1</_></mean>"), "it is not understood in line 9");
     EXPECT_EQ(xmlErrorWith("</opencv_storage>", "</opencv_storage> more"), "it is not understood in line 25");
     EXPECT_EQ(xmlErrorWith("opencv_storage", "storage"), "its root is not opencv_storage");
     EXPECT_EQ(xmlErrorWith("</opencv_storage>", "<!-- "), "it is cut off");

@@ -404,6 +404,20 @@ std::map<GLenum, std::function<void()>> causesOfErrors()
     };
 }
 
+TEST(DriverAdapterInstall, AnErrorOfAFramebufferLeavesWhatIsReadAndWhatIsDrawn)
+{
+    const HeadlessContext context(false);
+    const Row read(1), drawn(1);
+    glBindFramebufferEXT(GL_FRAMEBUFFER_EXT, 0); // a context without a window has none
+    glClear(GL_COLOR_BUFFER_BIT);
+    glBindFramebufferEXT(GL_DRAW_FRAMEBUFFER_EXT, drawn.framebuffer());
+    glBindFramebufferEXT(GL_READ_FRAMEBUFFER_EXT, read.framebuffer());
+    DriverAdapter::install();
+    EXPECT_EQ(glGetError(), static_cast<GLenum>(GL_INVALID_FRAMEBUFFER_OPERATION_EXT));
+    EXPECT_EQ(integer(GL_READ_FRAMEBUFFER_BINDING_EXT), static_cast<GLint>(read.framebuffer()));
+    EXPECT_EQ(integer(GL_DRAW_FRAMEBUFFER_BINDING_EXT), static_cast<GLint>(drawn.framebuffer()));
+}
+
 TEST(DriverAdapterInstall, LeavesErrorsObjectsAndStateAlone)
 {
     const HeadlessContext context(false);
@@ -878,6 +892,15 @@ void drawNumberedCorners()
 TEST_F(DriverAdapterTest, APointOnACornerFillsThePixelBeyond)
 {
     const Row row(kPlaces);
+    glUseProgram(build({{GL_VERTEX_SHADER, kPointVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
+    drawNumberedCorners();
+    EXPECT_EQ(row.reds(), numbersTo(kPlaces));
+}
+
+TEST_F(DriverAdapterTest, APointOnACornerFillsThePixelBeyondBeforeVersion3Too)
+{
+    const Row row(kPlaces);
+    const LackingDriver old(__GLEW_VERSION_3_0);
     glUseProgram(build({{GL_VERTEX_SHADER, kPointVertex}, {GL_FRAGMENT_SHADER, kPassColour}}));
     drawNumberedCorners();
     EXPECT_EQ(row.reds(), numbersTo(kPlaces));
