@@ -64,6 +64,9 @@ ssize_t write(int file, const void* bytes, std::size_t count)
 {
     if (isInterrupted())
         return failed(EINTR);
+    errno = 0;
+    if (isShort && transfers % 4 == 0) // every other one that is not interrupted
+        return 0;
     if (isShort && fails())
         return failed(EIO);
     return syscall(SYS_write, file, bytes, isShort ? std::min(count, kMost) : count);
@@ -156,7 +159,7 @@ TEST(Transfers, WhereAStepFailsTheOldFileStaysAndNothingBesideIt)
     ASSERT_NE(before, after);
     std::string said = "first";
     int steps = 0;
-    for (; !said.empty(); ++steps) {
+    for (; !said.empty() && steps < 1000; ++steps) {
         SCOPED_TRACE("step " + std::to_string(steps));
         said.clear();
         {

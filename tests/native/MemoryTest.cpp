@@ -2,6 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <unistd.h>
+
+#include <cstddef>
+
 namespace velmor::tests {
 namespace {
 
@@ -44,6 +48,16 @@ TEST(Memory, ColumnsSideBySideShareNothing)
     EXPECT_TRUE(overlap(left, cv::Mat(3, 11, CV_8U, bytes + 15, 25)));
     EXPECT_FALSE(overlap(left, cv::Mat(3, 10, CV_8U, bytes + 15, 25)));
     EXPECT_TRUE(overlap(left, cv::Mat(3, 10, CV_8U, bytes + 15, 24)));
+}
+
+// The processor's may be larger than what a virtual machine has of it.
+TEST(Memory, TheLastCacheIsNoLargerThanTheProcessors)
+{
+    const long processors = sysconf(_SC_LEVEL3_CACHE_SIZE);
+    if (processors > 0) {
+        EXPECT_LE(native::lastCacheSize(), static_cast<std::size_t>(processors));
+    }
+    EXPECT_GT(native::lastCacheSize(), 0u);
 }
 
 } // namespace
