@@ -115,6 +115,8 @@ class Trees:
             if programs and self.is_wanted(name, properties.get("LABELS", [])):
                 variables = filter(None, properties.get("ENVIRONMENT", []))
                 environment = dict(variable.split("=", 1) for variable in variables)
+                if name in found:  # in another folder
+                    name += f" of {Path(programs[0]).name}"
                 folder = properties["WORKING_DIRECTORY"]
                 found[name] = Test(name, command, folder, environment, programs)
         return found
