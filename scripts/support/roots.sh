@@ -9,7 +9,7 @@ make_root()
     mkdir -p "$(dirname "$root")"
     command -v mmdebstrap >/dev/null ||
         apt-get install --yes --no-install-recommends mmdebstrap >/dev/null || fail "installing mmdebstrap failed"
-    site=$(apt-get indextargets --format '$(SITE)' 'Created-By: Packages' | grep -m1 '/debian$') ||
+    site=$(apt-get indextargets --format '$(SITE)' 'Created-By: Packages' | awk '/\/debian$/ && !found++; END { exit !found }') ||
         fail "apt names no archive of Debian here"
     echo "$0: making a root of $release"
     rm -rf "$root.part"

@@ -14,5 +14,9 @@ wheel=$BUILD/python/wheel/velmor
 mapfile -t binaries < <(find "$root/usr" "$wheel" -type f -name '*.so*' -not -path "$wheel/libs/*") # those are Debian's
 ((${#binaries[@]} > ${#libraries[@]})) || fail "the packages and the wheel hold no more than ${binaries[*]}"
 said=$(hardening-check --nopie --nostackprotector --nofortify --nocfprotection "${binaries[@]}") || fail "$said"
-protected=$(for binary in "${binaries[@]}"; do nm --dynamic "$binary" | grep -m1 -w __stack_chk_fail; done | wc -l)
+protected=0
+for binary in "${binaries[@]}"; do
+    imports=$(nm --dynamic "$binary")
+    if [[ $imports == *__stack_chk_fail* ]]; then ((++protected)); fi
+done
 ((protected > ${#binaries[@]} / 2)) || fail "$protected of ${#binaries[@]} libraries protect a stack"

@@ -25,7 +25,7 @@ media_packages_of()
 
 major=${VERSION%%.*}
 for name in math core analysis native cvprocess glsupport catalogue catalogue-gl; do
-    dependencies_of libvelmor-$name$major | grep -qx libc6 || fail "libvelmor-$name$major does not depend on libc6"
+    dependencies_of libvelmor-$name$major | grep -x libc6 >/dev/null || fail "libvelmor-$name$major does not depend on libc6"
     found=$(media_packages_of libvelmor-$name$major)
     [[ -z $found ]] || fail "libvelmor-$name$major depends on ${found//$'\n'/ }"
 done
