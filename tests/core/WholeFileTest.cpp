@@ -118,6 +118,22 @@ TEST_F(WholeFile, IsReplacedWhereLinksLeadToIt)
     EXPECT_EQ(namesIn(folder.file("other")), (std::set<std::string>{"file", "near", "new"}));
 }
 
+TEST_F(WholeFile, IsReplacedBehindAsManyLinksAsTheSystemFollows)
+{
+    const auto link = [&](int number) {
+        return folder.file("link" + std::to_string(number));
+    };
+    folder.write("link0", "old");
+    for (int k = 1; k <= 41; ++k)
+        fs::create_symlink(link(k - 1), link(k));
+    writeWholeFile(kSave, link(40), bytesOf("new"));
+    EXPECT_EQ(readWholeFile(kLoad, link(40)), bytesOf("new"));
+    EXPECT_EQ(saveError(link(41), {1}), "Too many levels of symbolic links");
+    EXPECT_EQ(contentOf(link(0)), "new");
+    for (int k = 1; k <= 41; ++k)
+        EXPECT_TRUE(fs::is_symlink(link(k))) << k;
+}
+
 TEST_F(WholeFile, ReplacesNothingElseThanFiles)
 {
     fs::create_directory(folder.file("folder"));

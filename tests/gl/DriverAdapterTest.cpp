@@ -363,6 +363,21 @@ TEST(DriverAdapterInstall, TheReasonIsTheLineThatNamesAnErrorOrElseTheFirst)
     saysOf("error: no such name\nthe end", "error: no such name");
 }
 
+void GLAPIENTRY loseNumbers(GLint, GLfloat, GLfloat, GLfloat, GLfloat) {}
+
+TEST(DriverAdapterInstall, WhatIsDrawnWrongIsCounted)
+{
+    DriverAdapter::remove(); // what earlier tests of the process have left
+    const HeadlessContext context(false);
+    const InPlaceOf uniform(__glewUniform4f, PFNGLUNIFORM4FPROC(loseNumbers));
+    const DriverAdapter::Report report = DriverAdapter::install();
+    DriverAdapter::remove();
+    const auto& findings = report.findings;
+    EXPECT_TRUE(std::any_of(findings.begin(), findings.end(), [](const DriverAdapter::Finding& finding) {
+        return finding.expectation == "glUniform4f() sets a mat2" && finding.detail == "16 of 16 pixels are wrong";
+    })) << report;
+}
+
 TEST(DriverAdapterInstall, ADriverThatDoesEverythingKeepsItsEntryPoints)
 {
     DriverAdapter::remove(); // what earlier tests of the process have left
@@ -677,6 +692,13 @@ TEST_F(DriverAdapterTest, TextsThatAreTakenStayAsTheyAre)
         glGetShaderSource(shader, sizeof(kept), nullptr, kept);
         EXPECT_EQ(kept, text);
     }
+}
+
+TEST_F(DriverAdapterTest, OnlyVertexShadersMayWriteFlatVaryingOut)
+{
+    const std::string flat = "#extension GL_EXT_gpu_shader4 : enable\nflat varying out vec4 colour;\n";
+    EXPECT_TRUE(compiles(glCreateShader(GL_VERTEX_SHADER), flat + "void main() { gl_Position = colour = gl_Vertex; }"));
+    EXPECT_FALSE(compiles(glCreateShader(GL_FRAGMENT_SHADER), flat + "void main() { gl_FragColor = colour; }"));
 }
 
 TEST_F(DriverAdapterTest, TextsInPiecesAreTranslatedAsOne)

@@ -82,6 +82,10 @@ extern "C" EGLBoolean eglChooseConfig(EGLDisplay display, const EGLint* attribut
                                       EGLint* count)
 {
     using Function = EGLBoolean(EGLDisplay, const EGLint*, EGLConfig*, EGLint, EGLint*);
+    if (lacks("configurations")) {
+        *count = 0;
+        return EGL_TRUE;
+    }
     return !lacks("eglChooseConfig") && next<Function>("eglChooseConfig")(display, attributes, configs, size, count);
 }
 
@@ -370,6 +374,7 @@ TEST(HeadlessContext, SaysWhatTheDriverLacks)
         {"EGL_KHR_surfaceless_context", without + "EGL_KHR_surfaceless_context is missing"},
         {"eglBindAPI", without + "OpenGL is not offered, only OpenGL ES"},
         {"eglChooseConfig", without + "no configuration for OpenGL"},
+        {"configurations", without + "no configuration for OpenGL"},
         {"eglCreateContext", without + "eglCreateContext: no reason given"},
         {"glewInit", without + "glewInit: Missing GL version"},
     };

@@ -22,9 +22,11 @@ namespace fs = std::filesystem;
 /// The file that a save replaces: where a chain of links leads, if it leads anywhere.
 fs::path linkTarget(fs::path file)
 {
-    constexpr int longestChain = 40; // as in Linux; opening such a file says what is wrong with a longer one
+    constexpr int longestChain = 40; // as in Linux, which opens nothing behind a longer one
     std::error_code error;
-    for (int k = 0; k < longestChain && fs::is_symlink(fs::symlink_status(file, error)); ++k) {
+    for (int k = 0; fs::is_symlink(fs::symlink_status(file, error)); ++k) {
+        if (k == longestChain)
+            throw std::runtime_error(std::strerror(ELOOP));
         const fs::path next = fs::read_symlink(file, error);
         if (error)
             break;
