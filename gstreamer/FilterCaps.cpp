@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <string>
+#include <string_view>
 
 namespace velmor::gstreamer {
 namespace {
@@ -37,11 +38,18 @@ const char* wordFor(const Format& format, const char* media)
     return media == kMosaic ? "rggb" : gst_video_format_to_string(format.format);
 }
 
+/// Whether a structure of caps allows whole frames. Fields that come one by one have caps features, which no pad has.
+bool allowsFrames(const GstStructure& structure)
+{
+    const char* const mode = gst_structure_get_string(&structure, "interlace-mode");
+    return !mode || std::string_view(mode) != "alternate";
+}
+
 /// Those of some formats that a structure of caps allows.
 std::vector<Format> allowedOf(const std::vector<Format>& formats, const GstStructure& structure, const char* media)
 {
     std::vector<Format> result;
-    if (gst_structure_has_name(&structure, media))
+    if (gst_structure_has_name(&structure, media) && allowsFrames(structure))
         std::copy_if(formats.begin(), formats.end(), std::back_inserter(result),
                      [&](const Format& each) { return allows(structure, "format", wordFor(each, media)); });
     return result;

@@ -132,6 +132,10 @@ TEST(FilterCaps, RefuseWhatIsOutside)
                       accepts(filter.get(), "video/x-raw,format=" + format + size))
                 << format;
         EXPECT_EQ(taken == " rggb ", accepts(filter.get(), "video/x-bayer,format=rggb" + size));
+        const std::string media = taken == " rggb " ? "video/x-bayer" : "video/x-raw";
+        const std::string first = media + ",format=" + taken.substr(1, taken.find(' ', 1) - 1) + size;
+        EXPECT_TRUE(accepts(filter.get(), first + ",interlace-mode=interleaved"));
+        EXPECT_FALSE(accepts(filter.get(), first + ",interlace-mode=alternate"));
     }
 }
 
