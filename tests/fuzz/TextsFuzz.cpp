@@ -60,7 +60,17 @@ void checkFlatOut(const std::string& text)
     for (std::size_t i = 0; i < text.size(); ++i)
         require(flat[i] == text[i] || (flat[i] == ' ' && has("out", std::string(1, text[i]))),
                 "more changes than flat varyings:\n" + text);
-    require(withoutFlatOut(flat) == flat, "flat varyings are left:\n" + text);
+    const std::string again = withoutFlatOut(flat);
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (again[i] == flat[i])
+            continue;
+        // The second one of `out out` may stay: the text is wrong with it, and the driver says so.
+        std::size_t behind = i;
+        while (behind > 0 && flat[behind - 1] == text[behind - 1])
+            --behind;
+        require(behind > 0 && factsOf(text.substr(behind, i - behind)).isEmpty, "flat varyings are left:\n" + text);
+        i += 2; // the rest of the word
+    }
     require(isClassic(flat) == isClassic(text), "flat varyings change the dialect:\n" + text);
 }
 
