@@ -289,12 +289,25 @@ gboolean answer(GstBaseTransform* base, GstPadDirection direction, GstQuery* que
     }
 }
 
+/// Reads caps, or says why there are no frames of them: who is asked for caps compares words, and no sizes in bytes.
+bool readOrRefuse(GstBaseTransform* base, GstVideoInfo& info, const GstCaps* caps)
+{
+    if (readCaps(info, caps))
+        return true;
+    gchar* const words = gst_caps_to_string(caps);
+    GST_ELEMENT_ERROR(base, STREAM, FORMAT,
+                      ("GStreamer has no frames of %s: they are too large, or the caps contradict themselves", words),
+                      (nullptr));
+    g_free(words);
+    return false;
+}
+
 gboolean setCaps(GstBaseTransform* base, GstCaps* in, GstCaps* out)
 {
     GstVideoFilter& filter = *GST_VIDEO_FILTER(base);
     State& state = stateOf(base);
-    filter.negotiated =
-        state.changes.settle(base, in, out) && readCaps(filter.in_info, in) && readCaps(filter.out_info, out);
+    filter.negotiated = state.changes.settle(base, in, out) && readOrRefuse(base, filter.in_info, in) &&
+                        readOrRefuse(base, filter.out_info, out);
     state.spares.set(out, filter.out_info);
     return filter.negotiated;
 }

@@ -195,6 +195,18 @@ TEST(FilterCaps, AllowPaddingAndCropsUpstream)
     }
 }
 
+TEST(FilterCaps, OfResultsLargerThanGStreamerAllowsAreAnError)
+{
+    Harness harness("velmorfilter name=filter operator=GRAY2Sobel");
+    const Owned<GstElement> filter(harness.element("filter"));
+    Ear ear(filter.get());
+    gst_harness_set_src_caps_str(harness.get(), "video/x-raw,format=GRAY8,width=40000,height=50000,framerate=25/1");
+    const Owned<GstMessage> error = ear.now(GST_MESSAGE_ERROR);
+    ASSERT_TRUE(error);
+    EXPECT_NE(std::string::npos, textOf(error.get()).find("format=(string)RGB, width=(int)40000, height=(int)50000"));
+    EXPECT_NE(std::string::npos, textOf(error.get()).find("too large"));
+}
+
 TEST(FilterCaps, MayChangeInMidStream)
 {
     Harness harness("velmorfilter operator=BGR2GRAY");
