@@ -701,6 +701,14 @@ TEST_F(DriverAdapterTest, OnlyVertexShadersMayWriteFlatVaryingOut)
     EXPECT_FALSE(compiles(glCreateShader(GL_FRAGMENT_SHADER), flat + "void main() { gl_FragColor = colour; }"));
 }
 
+TEST_F(DriverAdapterTest, OnlyGeometryShadersBecomeOnesOfALaterVersion)
+{
+    const std::string uses = kClassic + "#extension GL_EXT_geometry_shader4 : enable\n";
+    const std::string converts = "void main() { float one = 1; gl_Position = one * gl_Vertex; }\n";
+    const GLuint vertex = glCreateShader(GL_VERTEX_SHADER);
+    EXPECT_TRUE(compiles(vertex, uses + converts)) << shaderLog(vertex);
+}
+
 TEST_F(DriverAdapterTest, TextsInPiecesAreTranslatedAsOne)
 {
     const GLuint shader = glCreateShader(GL_FRAGMENT_SHADER);
@@ -1501,6 +1509,39 @@ TEST_F(DriverAdapterClipping, WhatIsAttachedMeanwhileStays)
     glUseProgram(0);
     EXPECT_EQ(attachedSource(), other.getTexId());
     attachSource(0);
+}
+
+TEST_F(DriverAdapterClipping, WhatIsTakenAwayMeanwhileStaysAway)
+{
+    const auto takeAway = [](auto attach) {
+        attach(GL_FRAMEBUFFER, GL_COLOR_ATTACHMENT2, GL_TEXTURE_RECTANGLE_ARB, 0u, 0);
+    };
+    for (const bool isOfOpenGl3 : {false, true}) {
+        SCOPED_TRACE(isOfOpenGl3 ? "of OpenGL 3" : "of the extension");
+        attachSource(small->getTexId());
+        glUseProgram(program);
+        takeAway(isOfOpenGl3 ? glFramebufferTexture2D : glFramebufferTexture2DEXT);
+        glUseProgram(0);
+        EXPECT_EQ(attachedSource(), 0u);
+    }
+}
+
+TEST_F(DriverAdapterClipping, ASourceMayHaveTheFirstName)
+{
+    HeadlessContext fresh(false);
+    DriverAdapter::install(DriverAdapter::Always);
+    glBindTexture(GL_TEXTURE_RECTANGLE_ARB, 1);
+    glTexImage2D(GL_TEXTURE_RECTANGLE_ARB, 0, GL_RGBA8, 2, 1, 0, GL_RGBA, GL_UNSIGNED_BYTE, nullptr);
+    {
+        const Row drawn(5);
+        attachSource(1);
+        glUseProgram(build({{GL_FRAGMENT_SHADER, kClassic + "void main() { gl_FragColor = vec4(1.0); }\n"}}));
+        EXPECT_EQ(attachedSource(), 0u) << "it was not taken off";
+        glUseProgram(0);
+        EXPECT_EQ(attachedSource(), 1u);
+    }
+    DriverAdapter::remove();
+    context->makeCurrent();
 }
 
 TEST_F(DriverAdapterClipping, FunctionsOfOpenGl3CountLikeThoseOfTheExtension)

@@ -308,6 +308,15 @@ Items geometry()
                  [] {
                      return Values{double(glIsEnabledi(GL_SCISSOR_TEST, 3)), double(glIsEnabledi(GL_SCISSOR_TEST, 4))};
                  },
+                 Values{0, 0}},
+                {"scissor test of the first viewport alone",
+                 [] {
+                     glEnable(GL_SCISSOR_TEST);
+                     glDisablei(GL_SCISSOR_TEST, 0);
+                 },
+                 [] {
+                     return Values{double(glIsEnabledi(GL_SCISSOR_TEST, 0)), double(glIsEnabledi(GL_SCISSOR_TEST, 1))};
+                 },
                  Values{0, 0}}});
     if (GLEW_ARB_clip_control)
         append(items, {{"clip control", [] { glClipControl(GL_UPPER_LEFT, GL_ZERO_TO_ONE); },
@@ -446,6 +455,11 @@ Items StateGuardTest::items() const
         const GLenum buffers[] = {GL_NONE, GL_COLOR_ATTACHMENT2_EXT, GL_COLOR_ATTACHMENT1_EXT};
         glDrawBuffers(3, buffers);
     };
+    const auto setTwoDrawBuffers = [] {
+        const GLenum buffers[] = {GL_COLOR_ATTACHMENT2_EXT, GL_COLOR_ATTACHMENT1_EXT};
+        glDrawBuffers(2, buffers);
+    };
+    result.push_back({"two draw buffers", setTwoDrawBuffers, drawBuffers, kWhichever});
     result.push_back({"draw buffers", setDrawBuffers, drawBuffers, kWhichever});
     result.push_back(
         setting("read buffer", GL_READ_BUFFER, kWhichever, [] { glReadBuffer(GL_COLOR_ATTACHMENT2_EXT); }));
