@@ -7,6 +7,7 @@
 #include "tests/support/ThrownText.h"
 
 #include <stdexcept>
+#include <vector>
 
 namespace velmor::tests {
 namespace {
@@ -104,6 +105,19 @@ TEST(Filter, ResultKeepsTheMemoryOfItsSizeAndType)
     EXPECT_EQ(result.data, place);
     Not().execute(picture, result, CV_32F);
     EXPECT_NE(result.data, place);
+}
+
+TEST(Filter, FloatsMayLieWhereNoFloatShould)
+{
+#ifdef __SANITIZE_ADDRESS__ // with which the other sanitizer comes
+    GTEST_SKIP() << "UndefinedBehaviorSanitizer takes a float that is not aligned for an error";
+#endif
+    const cv::Mat source(17, 33, CV_32FC1, cv::Scalar(0.25));
+    std::vector<uchar> bytes(1 + source.total() * source.elemSize());
+    cv::Mat result(source.size(), source.type(), bytes.data() + 1);
+    Not().execute(source, result);
+    ASSERT_EQ(result.data, bytes.data() + 1);
+    EXPECT_EQ(cv::norm(result.clone(), cv::Mat(source.size(), source.type(), cv::Scalar(0.75)), cv::NORM_INF), 0.0);
 }
 
 TEST(Filter, CopiesComputeTheSame)
